@@ -1,0 +1,46 @@
+#pragma once
+
+#include <velmo/extraction/interfaces/MiDataSet.h>
+#include <velmo/extraction/interfaces/MiExtractorCallback.h>
+#include <velmo/mesh/MeXMesh.h>
+
+#include <string>
+#include <vector>
+
+/// What all extractors can do: report progress and warnings, and map data sets onto what they
+/// extracted.
+///
+/// An extractor is made for one mesh, which it borrows. Asked again with equal stamps and arguments
+/// it returns the same objects with the same stamps at no cost. *Threads*: used from one thread at
+/// a time.
+class MiExtractor
+{
+public:
+  virtual ~MiExtractor() = default;
+
+  /// Who hears of progress and may cancel; borrowed, null for nobody.
+  virtual void setCallback(MiExtractorCallback* callback) = 0;
+
+  /// What the last extraction had to leave out (broken cells, unknown shapes), one sentence each;
+  /// empty when all went well. Not repeated while the mesh's stamps stay the same.
+  virtual const std::vector<std::string>& getWarnings() const = 0;
+};
+
+/// An extractor of surfaces, with the edges and points that are drawn on them.
+///
+/// The set functions map a data set of the source mesh onto the last extracted surface (lines,
+/// points). They return null when the set's numbering, binding and size do not fit the mesh;
+/// otherwise a set that stays valid until the extractor has extracted anew or the source set
+/// changed and was mapped again.
+class MiSurfaceExtractor : public MiExtractor
+{
+public:
+  /// The last extracted surface, null before the first extraction.
+  virtual const MeXSurfaceMeshUnstructured* getSurface() const = 0;
+  virtual const MeXDataSetI<double>* extractScalarSet(const MiTypedDataSet<double>& set) = 0;
+  virtual const MeXDataSetI<MbVec3d>* extractVec3Set(const MiTypedDataSet<MbVec3d>& set) = 0;
+  virtual const MeXDataSetI<std::string>*
+  extractStringSet(const MiTypedDataSet<std::string>& set) = 0;
+  virtual const MeXDataSetI<double>* extractLineScalarSet(const MiTypedDataSet<double>& set) = 0;
+  virtual const MeXDataSetI<double>* extractPointsScalarSet(const MiTypedDataSet<double>& set) = 0;
+};

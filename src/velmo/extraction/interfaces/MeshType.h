@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdint>
+
+/// The kind of a mesh: 0 to 5 volumes, 6 to 9 surfaces, 10 to 12 lines.
+enum MeshType : std::int32_t
+{
+  VOLUME_MESH_UNSTRUCTURED = 0,
+  VOLUME_MESH_HEXAHEDRON_IJK = 1,
+  VOLUME_MESH_VERTEX_HEXAHEDRON_IJK = 2,
+  VOLUME_MESH_REGULAR = 3,
+  VOLUME_MESH_RECTILINEAR = 4,
+  VOLUME_MESH_CURVILINEAR = 5,
+  SURFACE_MESH_UNSTRUCTURED = 6,
+  SURFACE_MESH_REGULAR = 7,
+  SURFACE_MESH_RECTILINEAR = 8,
+  SURFACE_MESH_CURVILINEAR = 9,
+  LINE_MESH_UNSTRUCTURED = 10,
+  LINE_MESH_REGULAR = 11,
+  LINE_MESH_CURVILINEAR = 12,
+  /// No mesh, or a mesh of no supported kind.
+  UNDEFINED_MESH = 14
+};

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <velmo/base/MxArray.h>
+#include <velmo/extraction/interfaces/MbVec3.h>
+
+#include <cstdint>
+
+/// Where the cells and nodes of an extracted mesh came from, so that any data set of the source
+/// mesh can be mapped on later and a pick can name the application's own cell.
+///
+/// Numbers are flat: i + ni * (j + nj * k) for sources numbered by I, J and K. Sources of more than
+/// 2^32 - 1 cells or nodes are refused by the extractors.
+struct MeXProvenance
+{
+  /// How the nodes are described; the arrays of the other forms are empty.
+  enum class NodeForm
+  {
+    Node,     ///< `nodes`: one source node each
+    Edge,     ///< `nodes`: two source nodes each, and `weights`: the second one's weight
+    Weighted, ///< `nodes` and `weights` from `offsets`[n] to `offsets`[n + 1]
+    Cell      ///< as Weighted, and `nodeCells`: the source cell that each node lies in
+  };
+
+  MxArray<std::uint32_t> cells; ///< the source cell of every extracted cell
+  NodeForm form = NodeForm::Node;
+  MxArray<std::uint32_t> nodes;
+  MxArray<double> weights;
+  MxArray<std::uint32_t> offsets;
+  MxArray<std::uint32_t> nodeCells;
+
+  /// Counts of the source's cells and nodes along I, J and K; {count, 1, 1} for sources of one
+  /// index.
+  MbIndex3 sourceCells, sourceNodes;
+};

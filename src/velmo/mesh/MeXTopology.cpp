@@ -1,0 +1,52 @@
+#include <velmo/mesh/MeXTopology.h>
+
+#include <limits>
+#include <stdexcept>
+
+namespace {
+void refuseUnlessIndexable(std::size_t indexCount)
+{
+  if (indexCount > static_cast<std::size_t>(std::numeric_limits<int>::max()))
+    throw std::length_error("The extracted mesh needs more than 2147483647 indices.");
+}
+} // namespace
+
+MiCellShape MeXTopologyExplicitI::getCellShape(std::size_t cell) const
+{
+  const std::size_t size = getCellSize(cell);
+  switch (m_dimension) {
+  case 0:
+    return MiCellShape::Vertex;
+  case 1:
+    return size == 2 ? MiCellShape::Line : MiCellShape::Polyline;
+  default:
+    break;
+  }
+  return size == 3 ? MiCellShape::Triangle : size == 4 ? MiCellShape::Quad : MiCellShape::Polygon;
+}
+
+void MeXTopologyExplicitI::getCellNodes(std::size_t cell, std::vector<std::size_t>& nodes) const
+{
+  const std::span<const int> indices = getCell(cell);
+  nodes.assign(indices.begin(), indices.end());
+}
+
+MxArray<int>& MeXTopologyExplicitI::setUniform(std::size_t cellCount, std::size_t nodesPerCell)
+{
+  refuseUnlessIndexable(cellCount * (nodesPerCell + 1));
+  m_cellCount = cellCount;
+  m_uniformSize = nodesPerCell;
+  m_begins.clear();
+  m_indices.array.resizeUninitialized(cellCount * (nodesPerCell + 1));
+  return m_indices.array;
+}
+
+MxArray<int>& MeXTopologyExplicitI::setMixed(std::size_t cellCount, std::size_t indexCount)
+{
+  refuseUnlessIndexable(indexCount);
+  m_cellCount = cellCount;
+  m_uniformSize = 0;
+  m_begins.resizeUninitialized(cellCount + 1);
+  m_indices.array.resizeUninitialized(indexCount);
+  return m_indices.array;
+}

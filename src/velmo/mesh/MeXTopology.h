@@ -1,0 +1,60 @@
+#pragma once
+
+#include <velmo/base/MxCpuBuffer.h>
+#include <velmo/base/MxTimeStamp.h>
+#include <velmo/extraction/interfaces/MiTopology.h>
+
+/// The cells of an extracted mesh: one index list in which every cell ends with -1, read in place
+/// by the scene graph.
+///
+/// Cells of dimension 2 are triangles, quads and polygons, of dimension 1 lines and polylines.
+/// Filled by an extractor, which then takes a stamp with `touch`.
+class MeXTopologyExplicitI final : public MiTopologyI
+{
+public:
+  explicit MeXTopologyExplicitI(int dimension) : m_dimension(dimension) {}
+
+  std::uint64_t getTimeStamp() const override { return m_timeStamp; }
+  std::size_t getCellCount() const override { return m_cellCount; }
+  MiCellShape getCellShape(std::size_t cell) const override;
+  void getCellNodes(std::size_t cell, std::vector<std::size_t>& nodes) const override;
+
+  /// The index list, an MxCpuBuffer<int>.
+  const MxBuffer* getBuffer() const { return &m_indices; }
+
+  /// Where a cell's first index stands in the list.
+  std::size_t getCellBegin(std::size_t cell) const
+  {
+    return m_begins.empty() ? cell * (m_uniformSize + 1) : m_begins[cell];
+  }
+  std::size_t getCellSize(std::size_t cell) const
+  {
+    return m_begins.empty() ? m_uniformSize : m_begins[cell + 1] - m_begins[cell] - 1;
+  }
+  std::span<const int> getCell(std::size_t cell) const
+  {
+    return m_indices.array.span().subspan(getCellBegin(cell), getCellSize(cell));
+  }
+
+  /// For the extractor: room for `cellCount` cells of `nodesPerCell` nodes each.
+  /// @return the index list, uninitialised, (nodesPerCell + 1) * cellCount long
+  /// @throw std::length_error when 32-bit indices cannot number the list
+  MxArray<int>& setUniform(std::size_t cellCount, std::size_t nodesPerCell);
+  /// For the extractor: room for cells of different sizes. Fill `begins()` with cellCount + 1
+  /// positions, the last one being `indexCount`.
+  /// @return the index list, uninitialised, `indexCount` long
+  /// @throw std::length_error when 32-bit indices cannot number the list
+  MxArray<int>& setMixed(std::size_t cellCount, std::size_t indexCount);
+  MxArray<std::uint32_t>& begins() { return m_begins; }
+
+  /// Takes a new stamp: the cells were replaced.
+  void touch() { m_timeStamp = MxTimeStamp::take(); }
+
+private:
+  int m_dimension;
+  std::uint64_t m_timeStamp = MxTimeStamp::kNone;
+  std::size_t m_cellCount = 0;
+  std::size_t m_uniformSize = 0;
+  MxCpuBuffer<int> m_indices;
+  MxArray<std::uint32_t> m_begins;
+};
