@@ -1,0 +1,101 @@
+#pragma once
+
+#include <velmo/extraction/interfaces/MeshType.h>
+#include <velmo/extraction/interfaces/MiDataSet.h>
+#include <velmo/representation/MoMeshBaseRepresentation.h>
+
+#include <Inventor/fields/SoSFBool.h>
+#include <Inventor/fields/SoSFInt32.h>
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+class MdMeshRepresentation;
+class MiExtractor;
+class MiExtractorCallback;
+class MiMesh;
+class MiTessellator;
+class MoMeshDetail;
+class MxAttributesManager;
+class SoFieldSensor;
+class SoSensor;
+class SoState;
+
+/// The base of everything that is extracted from the mesh in the state and drawn: first it
+/// extracts, where something changed, then it draws what was built.
+///
+/// A failure while extracting is posted (SoMemoryError for memory, SoError for anything else),
+/// leaves this representation empty, and the traversal goes on; the next traversal tries again. An
+/// extraction that its callback stopped leaves it empty without a post.
+class MoMeshRepresentation : public MoMeshBaseRepresentation
+{
+  MO_NODE_ABSTRACT_HEADER(MoMeshRepresentation);
+
+public:
+  /// Which scalar set of the state colours the representation, counted from 0; 0 by default.
+  SoSFInt32 colorScalarSetId;
+  /// Extraction may use several threads; TRUE by default. A change throws the results away.
+  SoSFBool parallel;
+
+  void doAction(SoAction* action) override;
+
+  /// Throws away what was extracted and built; the next traversal extracts again.
+  virtual void clear();
+  /// Who hears of the extraction's progress and may cancel it; borrowed, null for nobody.
+  virtual void setExtractorCallback(MiExtractorCallback* callback);
+  virtual void setExtractorCallback(MiExtractorCallback& callback);
+
+  /// A scalar set of the source mesh on the extracted mesh, for what takes its mesh from here; null
+  /// where it does not fit. Valid until the next extraction.
+  virtual const MiTypedDataSet<double>* extractScalarSet(const MiTypedDataSet<double>* set);
+  /// Brings the results up to date with the state of the action.
+  virtual void doExtract(SoAction* action) = 0;
+  /// The set with this id in the state, on the extracted mesh; null where there is none of that
+  /// numbering.
+  virtual const MiDataSetI<double>* extractScalarSetI(SoState* state, unsigned long id);
+  virtual const MiDataSetIj<double>* extractScalarSetIj(SoState* state, unsigned long id);
+  virtual const MiDataSetI<MbVec3d>* extractVec3SetI(SoState* state, unsigned long id);
+  virtual const MiDataSetIj<MbVec3d>* extractVec3SetIj(SoState* state, unsigned long id);
+
+  /// Changes whenever the results were thrown away.
+  std::uint64_t getTimeStamp() const { return m_timeStamp; }
+  /// What the last extraction produced and its kind; null and UNDEFINED_MESH when there is nothing.
+  /// Valid until the next extraction.
+  const MiMesh* getExtractedMesh(MeshType& type) const;
+  bool isUsingTessellator() const { return m_isUsingTessellator; }
+  MiExtractorCallback* getExtractorCallback() const { return m_callback; }
+
+  // For the implementations of representations, during doExtract.
+
+  /// The mesh to extract from; null when there is none, or when the old results cannot be thrown
+  /// away now.
+  const MiMesh* getMeshFromState(SoState* state, MeshType& type);
+  /// @param keepResults  a changed tessellator does not throw the results away
+  const MiTessellator* getTessellatorFromState(SoState* state, bool keepResults);
+  /// The sets that colour what is drawn, in the order of their ids; null for a set that is missing.
+  /// Empty when nothing displayed is coloured by values.
+  std::vector<const MiTypedDataSet<double>*> getColorSetFromState(SoState* state, MeshType kind);
+  MdMeshRepresentation& getImplementation() const { return *m_implementation; }
+  /// @param implementation  null for none
+  void setImplementation(std::unique_ptr<MdMeshRepresentation> implementation);
+  MxAttributesManager& getAttributesManager() const { return *m_attributes; }
+  /// The detail that picks of this representation carry, null before the first mesh.
+  MoMeshDetail* getMeshDetail() const { return m_detail.get(); }
+
+protected:
+  MoMeshRepresentation();
+  ~MoMeshRepresentation() override;
+
+private:
+  static void clearCB(void* self, SoSensor* sensor);
+  bool dropResults();
+
+  std::unique_ptr<MdMeshRepresentation> m_implementation;
+  MiExtractorCallback* m_callback = nullptr;
+  std::unique_ptr<SoFieldSensor> m_parallelSensor;
+  std::unique_ptr<MoMeshDetail> m_detail;
+  std::unique_ptr<MxAttributesManager> m_attributes;
+  std::uint64_t m_timeStamp;
+  bool m_isUsingTessellator = false;
+};
