@@ -1,7 +1,7 @@
 # velmo_embed_text(TARGET SYMBOL FILES...)
 # Adds to TARGET a generated source that defines
 #   extern const MxEmbeddedText SYMBOL[]; extern const std::size_t SYMBOLCount;
-# one entry (file name, contents) per file. See src/velmo/toolkit/MxEmbeddedText.h.
+# one entry (file name, contents) per file and a null entry at the end. See src/velmo/toolkit/MxEmbeddedText.h.
 function(velmo_embed_text target symbol)
   set(out "${CMAKE_CURRENT_BINARY_DIR}/${symbol}.cpp")
   set(body "")
@@ -20,7 +20,7 @@ function(velmo_embed_text target symbol)
 extern const MxEmbeddedText @symbol@[];
 extern const std::size_t @symbol@Count;
 const MxEmbeddedText @symbol@[] = {
-@body@};
+@body@  {nullptr, nullptr}};
 const std::size_t @symbol@Count = @count@;
 ")
   target_sources(${target} PRIVATE "${out}")

@@ -1,0 +1,14 @@
+#include <velmo/toolkit/SoBBox.h>
+
+MO_NODE_SOURCE(SoBBox, SoNode)
+
+SoBBox::SoBBox()
+{
+  SO_NODE_CONSTRUCTOR(SoBBox);
+  SO_NODE_ADD_FIELD(mode, (COMPUTED));
+  SO_NODE_ADD_FIELD(box, (SbBox3f()));
+  SO_NODE_DEFINE_ENUM_VALUE(Mode, NONE);
+  SO_NODE_DEFINE_ENUM_VALUE(Mode, COMPUTED);
+  SO_NODE_DEFINE_ENUM_VALUE(Mode, EXPLICIT);
+  SO_NODE_SET_SF_ENUM_TYPE(mode, Mode);
+}

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <velmo/toolkit/MoClassMacros.h>
+
+#include <Inventor/fields/SoSFBox3f.h>
+#include <Inventor/fields/SoSFEnum.h>
+#include <Inventor/nodes/SoNode.h>
+
+/// Says how a TkBBoxSeparator that has this node among its children answers a bounding-box action.
+class SoBBox : public SoNode
+{
+  typedef SoNode inherited;
+  MO_NODE_HEADER(SoBBox);
+
+public:
+  enum Mode
+  {
+    NONE = 0,     ///< the separator has no extent
+    COMPUTED = 1, ///< the extent of the children, as in any separator
+    EXPLICIT = 2  ///< `box`, without asking the children
+  };
+
+  SoBBox();
+
+  SoSFEnum mode; ///< default COMPUTED
+  SoSFBox3f box; ///< in the separator's space; default empty
+
+protected:
+  ~SoBBox() override = default;
+};
