@@ -1,0 +1,86 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <Inventor/actions/SoGLRenderAction.h>
+#include <Inventor/SbColor4f.h>
+
+class SoNode;
+
+/// A picture: four bytes (red, green, blue, opacity) a pixel, rows from top to bottom.
+struct MxImage
+{
+  int width = 0;
+  int height = 0;
+  std::vector<std::uint8_t> rgba;
+
+  bool empty() const { return rgba.empty(); }
+  const std::uint8_t* pixel(int x, int y) const
+  {
+    return rgba.data() + 4 * (static_cast<std::size_t>(y) * width + x);
+  }
+};
+
+/// Draws scene graphs into pictures without a window or an X server, with four samples a pixel.
+///
+/// One EGL context is kept for the process and shared by all canvases. A canvas must be gone before
+/// the scene-graph toolkit is finished. *Threads*: use canvases in the thread that traverses
+/// scenes. *Failure*: render() answers an empty picture and error() says why.
+class MxOffscreenCanvas
+{
+public:
+  MxOffscreenCanvas();
+  ~MxOffscreenCanvas();
+  MxOffscreenCanvas(const MxOffscreenCanvas&) = delete;
+  MxOffscreenCanvas& operator=(const MxOffscreenCanvas&) = delete;
+
+  /// One colour behind the scene, black at first. With an opacity of 1 the picture is opaque
+  /// whatever the scene blends over it.
+  void setBackground(const SbColor4f& color) { setBackground(color, color); }
+  /// Blends from the colour of the top row to that of the bottom row.
+  void setBackground(const SbColor4f& top, const SbColor4f& bottom);
+
+  /// How transparent shapes are drawn. At first sorted by object and by triangle, which is right
+  /// for shapes that overlap themselves.
+  void setTransparencyType(SoGLRenderAction::TransparencyType type) { m_transparency = type; }
+
+  /// Draws the scene, which holds its own camera and lights.
+  ///
+  /// @param root    borrowed for the call
+  /// @param width, height  in pixels, at least 1 and at most maxSize()
+  /// @return the picture; empty after a failure
+  MxImage render(SoNode* root, int width, int height);
+
+  /// Why the last render() failed; empty after one that succeeded.
+  const std::string& error() const { return m_error; }
+
+  /// The most pixels that a side may have; 0 where nothing can be drawn.
+  static int maxSize();
+
+  /// The name of the renderer in use, "llvmpipe ..." for Mesa's software renderer; empty where
+  /// nothing can be drawn.
+  static std::string rendererName();
+
+  /// Lets the toolkit's own SoOffscreenRenderer work without an X server. Takes effect until the
+  /// toolkit is finished; false where there is no EGL.
+  static bool installToolkitCallbacks();
+
+private:
+  struct Buffers;
+
+  bool prepare(int width, int height);
+  void drawBackground() const;
+  MxImage read() const;
+
+  SbColor4f m_top{0, 0, 0, 1};
+  SbColor4f m_bottom{0, 0, 0, 1};
+  SoGLRenderAction::TransparencyType m_transparency =
+      SoGLRenderAction::SORTED_OBJECT_SORTED_TRIANGLE_BLEND;
+  std::string m_error;
+  std::unique_ptr<Buffers> m_buffers;
+  std::unique_ptr<SoGLRenderAction> m_action;
+};
