@@ -1,0 +1,26 @@
+#pragma once
+
+#include <velmo/nodes/MoActionNode.h>
+
+#include <Inventor/actions/SoAction.h>
+
+/// What the data set nodes have in common: each appends its set to the element's list, with a place
+/// of its own even when it has none. *Ownership*: the set is borrowed.
+template <class Element>
+class MoSetNode : public MoActionNode
+{
+public:
+  using Set = typename Element::Set;
+
+  void doAction(SoAction* action) override { Element::add(action->getState(), this, m_set); }
+
+protected:
+  ~MoSetNode() override = default;
+  void copyContents(const SoFieldContainer* from, SbBool copyConnections) override
+  {
+    MoActionNode::copyContents(from, copyConnections);
+    m_set = static_cast<const MoSetNode*>(from)->m_set;
+  }
+
+  const Set* m_set = nullptr;
+};

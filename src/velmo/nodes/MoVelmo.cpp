@@ -1,0 +1,341 @@
+#include <velmo/nodes/MoVelmo.h>
+
+#include <velmo/extraction/interfaces/MiVelmo.h>
+#include <velmo/nodes/MoActionNode.h>
+#include <velmo/nodes/MoCellFilter.h>
+#include <velmo/nodes/MoCellFilterElement.h>
+#include <velmo/nodes/MoDataBinding.h>
+#include <velmo/nodes/MoDataBindingElement.h>
+#include <velmo/nodes/MoDrawStyle.h>
+#include <velmo/nodes/MoDrawStyleElement.h>
+#include <velmo/nodes/MoMaterial.h>
+#include <velmo/nodes/MoMaterialElement.h>
+#include <velmo/nodes/MoMesh.h>
+#include <velmo/nodes/MoMeshElement.h>
+#include <velmo/nodes/MoScalarSet.h>
+#include <velmo/nodes/MoScalarSetElement.h>
+#include <velmo/nodes/MoScalarSetElementI.h>
+#include <velmo/nodes/MoScalarSetElementIj.h>
+#include <velmo/nodes/MoScalarSetElementIjk.h>
+#include <velmo/nodes/MoScalarSetI.h>
+#include <velmo/nodes/MoScalarSetIj.h>
+#include <velmo/nodes/MoScalarSetIjk.h>
+#include <velmo/nodes/MoStringSet.h>
+#include <velmo/nodes/MoStringSetElement.h>
+#include <velmo/nodes/MoTessellator.h>
+#include <velmo/nodes/MoTessellatorElement.h>
+#include <velmo/nodes/MoVec3SetElementI.h>
+#include <velmo/nodes/MoVec3SetElementIj.h>
+#include <velmo/nodes/MoVec3SetElementIjk.h>
+#include <velmo/nodes/MoVec3SetI.h>
+#include <velmo/nodes/MoVec3SetIj.h>
+#include <velmo/nodes/MoVec3SetIjk.h>
+#include <velmo/toolkit/MxToolkit.h>
+#include <velmo/toolkit/SoTarvinShaders.h>
+
+#include <Inventor/SoInput.h>
+
+#include <string_view>
+
+// Adding a class takes its include above and its line in kClasses. Its place in the two orders
+// below is settled: they name every class of the library, also those that are still to be written.
+
+namespace {
+
+struct ClassEntry
+{
+  std::string_view name;
+  void (*init)();
+  void (*exit)();
+};
+
+// clang-format off
+#define ENTRY(Class) {#Class, &Class::initClass, &Class::exitClass}
+
+constexpr ClassEntry kClasses[] = {
+    ENTRY(MoMeshElement),
+    ENTRY(MoCellFilterElement),
+    ENTRY(MoScalarSetElement),
+    ENTRY(MoScalarSetElementI),
+    ENTRY(MoScalarSetElementIj),
+    ENTRY(MoScalarSetElementIjk),
+    ENTRY(MoVec3SetElementI),
+    ENTRY(MoVec3SetElementIj),
+    ENTRY(MoVec3SetElementIjk),
+    ENTRY(MoStringSetElement),
+    ENTRY(MoDataBindingElement),
+    ENTRY(MoMaterialElement),
+    ENTRY(MoDrawStyleElement),
+    ENTRY(MoTessellatorElement),
+    ENTRY(MoActionNode),
+    ENTRY(MoMesh),
+    ENTRY(MoCellFilter),
+    ENTRY(MoScalarSet),
+    ENTRY(MoScalarSetI),
+    ENTRY(MoScalarSetIj),
+    ENTRY(MoScalarSetIjk),
+    ENTRY(MoStringSet),
+    ENTRY(MoVec3SetI),
+    ENTRY(MoVec3SetIj),
+    ENTRY(MoVec3SetIjk),
+    ENTRY(MoDataBinding),
+    ENTRY(MoMaterial),
+    ENTRY(MoDrawStyle),
+    ENTRY(MoTessellator),
+};
+
+#undef ENTRY
+// clang-format on
+
+// Details and elements come before the nodes that make and enable them.
+constexpr const char* kInitOrder[] = {"MoFaceDetail",
+                                      "MoFaceDetailI",
+                                      "MoFaceDetailIj",
+                                      "MoFaceDetailIjk",
+                                      "MoLineDetail",
+                                      "MoLineDetailI",
+                                      "MoLineDetailIj",
+                                      "MoLineDetailIjk",
+                                      "MoMeshDetail",
+                                      "MoMeshRepresentationDetail",
+                                      "MoLineMeshDetail",
+                                      "MoSurfaceMeshDetail",
+                                      "MoSurfaceMeshDetail",
+                                      "MoMeshElement",
+                                      "MoCellFilterElement",
+                                      "MoColorMappingElement",
+                                      "MoCombineColorMappingElement",
+                                      "MoScalarSetElement",
+                                      "MoScalarSetElementI",
+                                      "MoScalarSetElementIj",
+                                      "MoScalarSetElementIjk",
+                                      "MoVec3SetElementI",
+                                      "MoVec3SetElementIj",
+                                      "MoVec3SetElementIjk",
+                                      "MoStringSetElement",
+                                      "MoDataBindingElement",
+                                      "MoMaterialElement",
+                                      "MoDrawStyleElement",
+                                      "MoTessellatorElement",
+                                      "MoActionNode",
+                                      "MoMesh",
+                                      "MoMeshBaseRepresentation",
+                                      "MoMeshRepresentation",
+                                      "MoMeshSurfaceRepresentation",
+                                      "MoMeshLineRepresentation",
+                                      "MoCellFilter",
+                                      "MoScalarSet",
+                                      "MoScalarSetI",
+                                      "MoScalarSetIj",
+                                      "MoScalarSetIjk",
+                                      "MoStringSet",
+                                      "MoVec3SetI",
+                                      "MoVec3SetIj",
+                                      "MoVec3SetIjk",
+                                      "MoColorMapping",
+                                      "MoCustomColorMapping",
+                                      "MoLevelColorMapping",
+                                      "MoLinearColorMapping",
+                                      "MoCombineColorMapping",
+                                      "MoPredefinedColorMapping",
+                                      "MoMeshSphereSlice",
+                                      "MoMeshCylinderSlice",
+                                      "MoMeshPlaneSlice",
+                                      "MoMeshGridPlaneSlice",
+                                      "MoMeshFenceSlice",
+                                      "MoMeshIsosurface",
+                                      "MoMeshSkin",
+                                      "MoMeshSlab",
+                                      "MoMeshLogicalSlice",
+                                      "MoMeshInterpolatedLogicalSlice",
+                                      "MoMeshIsoline",
+                                      "MoMeshClipLine",
+                                      "MoMeshAnnotatedIsoline",
+                                      "MoMeshStreamline",
+                                      "MoMeshVector",
+                                      "MoMeshCellShape",
+                                      "MoDataBinding",
+                                      "MoMeshSurface",
+                                      "MoMeshLine",
+                                      "MoMaterial",
+                                      "MoDrawStyle",
+                                      "MoLegend",
+                                      "MoTessellator",
+                                      "MoMeshOutline",
+                                      "MoMeshPointProbe",
+                                      "MoMeshElevatedPlaneSlice",
+                                      "MoMeshBumpSlice",
+                                      "MoMeshClipPoint",
+                                      "MoMeshElevatedSurface",
+                                      "MoMeshBumpSurface"};
+
+// Derived classes go before their bases, nodes before elements, elements before details. Not the
+// mirror of the order above.
+constexpr const char* kExitOrder[] = {"MoMeshClipPoint",
+                                      "MoMeshElevatedPlaneSlice",
+                                      "MoMeshPointProbe",
+                                      "MoMeshOutline",
+                                      "MoTessellator",
+                                      "MoLegend",
+                                      "MoDrawStyle",
+                                      "MoMaterial",
+                                      "MoMeshLine",
+                                      "MoMeshElevatedSurface",
+                                      "MoMeshBumpSurface",
+                                      "MoMeshSurface",
+                                      "MoDataBinding",
+                                      "MoMeshCellShape",
+                                      "MoMeshVector",
+                                      "MoMeshStreamline",
+                                      "MoMeshAnnotatedIsoline",
+                                      "MoMeshIsoline",
+                                      "MoMeshClipLine",
+                                      "MoMeshInterpolatedLogicalSlice",
+                                      "MoMeshLogicalSlice",
+                                      "MoMeshIsosurface",
+                                      "MoMeshSlab",
+                                      "MoMeshSkin",
+                                      "MoMeshGridPlaneSlice",
+                                      "MoMeshBumpSlice",
+                                      "MoMeshFenceSlice",
+                                      "MoMeshPlaneSlice",
+                                      "MoMeshCylinderSlice",
+                                      "MoMeshSphereSlice",
+                                      "MoPredefinedColorMapping",
+                                      "MoLinearColorMapping",
+                                      "MoLevelColorMapping",
+                                      "MoCustomColorMapping",
+                                      "MoColorMapping",
+                                      "MoCombineColorMapping",
+                                      "MoVec3SetIjk",
+                                      "MoVec3SetIj",
+                                      "MoVec3SetI",
+                                      "MoScalarSetIjk",
+                                      "MoScalarSetIj",
+                                      "MoScalarSetI",
+                                      "MoScalarSet",
+                                      "MoStringSet",
+                                      "MoCellFilter",
+                                      "MoMeshLineRepresentation",
+                                      "MoMeshSurfaceRepresentation",
+                                      "MoMeshRepresentation",
+                                      "MoMeshBaseRepresentation",
+                                      "MoMesh",
+                                      "MoActionNode",
+                                      "MoTessellatorElement",
+                                      "MoDrawStyleElement",
+                                      "MoMaterialElement",
+                                      "MoDataBindingElement",
+                                      "MoVec3SetElementIjk",
+                                      "MoVec3SetElementIj",
+                                      "MoVec3SetElementI",
+                                      "MoScalarSetElementIjk",
+                                      "MoScalarSetElementIj",
+                                      "MoScalarSetElementI",
+                                      "MoScalarSetElement",
+                                      "MoStringSetElement",
+                                      "MoColorMappingElement",
+                                      "MoCombineColorMappingElement",
+                                      "MoCellFilterElement",
+                                      "MoMeshElement",
+                                      "MoLineMeshDetail",
+                                      "MoSurfaceMeshDetail",
+                                      "MoMeshRepresentationDetail",
+                                      "MoMeshDetail",
+                                      "MoLineDetailIjk",
+                                      "MoLineDetailIj",
+                                      "MoLineDetailI",
+                                      "MoLineDetail",
+                                      "MoFaceDetailIjk",
+                                      "MoFaceDetailIj",
+                                      "MoFaceDetailI",
+                                      "MoFaceDetail"};
+
+constexpr const ClassEntry* findClass(std::string_view name)
+{
+  for (const ClassEntry& entry : kClasses)
+    if (entry.name == name) return &entry;
+  return nullptr;
+}
+
+template <std::size_t Count>
+constexpr bool holdsEveryClass(const char* const (&order)[Count])
+{
+  for (const ClassEntry& entry : kClasses) {
+    bool found = false;
+    for (std::string_view name : order)
+      found = found || name == entry.name;
+    if (!found) return false;
+  }
+  return true;
+}
+static_assert(holdsEveryClass(kInitOrder) && holdsEveryClass(kExitOrder),
+              "a class of kClasses is missing from an order, or its name is misspelt");
+
+constexpr const char* kShaderDirectory = "$KORAHOME/../Tarvin/shaders/";
+
+void exitAllClasses()
+{
+  for (const char* name : kExitOrder)
+    if (const ClassEntry* entry = findClass(name)) entry->exit();
+}
+
+} // namespace
+
+std::int32_t MoVelmo::s_initRefCount = 0;
+
+int MoVelmo::init(int flags)
+{
+  MxToolkit::start();
+  MiVelmo::init(flags);
+  if (s_initRefCount == 0) {
+    MxToolkit::callAtEnd(&MoVelmo::toolkitEnds);
+    SoInput::removeDirectory(kShaderDirectory); // once in the list, however often we start
+    SoInput::addDirectoryLast(kShaderDirectory);
+    MxToolkit::initClasses();
+    for (const char* name : kInitOrder)
+      if (const ClassEntry* entry = findClass(name)) entry->init();
+    SoTarvinShaders::init();
+  }
+  return ++s_initRefCount;
+}
+
+int MoVelmo::init()
+{
+  return init(0);
+}
+
+void MoVelmo::finish()
+{
+  if (s_initRefCount == 0) return;
+  if (--s_initRefCount == 0) {
+    exitAllClasses();
+    MxToolkit::exitClasses();
+  }
+  MiVelmo::finish();
+  MxToolkit::finish();
+}
+
+void MoVelmo::toolkitEnds()
+{
+  // The application stopped the toolkit under us: everything registered there goes with it.
+  if (s_initRefCount == 0) return;
+  exitAllClasses();
+  for (; s_initRefCount > 0; --s_initRefCount)
+    MiVelmo::finish();
+}
+
+bool MoVelmo::isInitialized()
+{
+  return s_initRefCount > 0;
+}
+
+const char* MoVelmo::getVersion()
+{
+  return "10.19.1.0";
+}
+
+const char* MoVelmo::getProductName()
+{
+  return "VelmoInterface";
+}
