@@ -3,7 +3,7 @@
 #include <velmo/base/MxTimeStamp.h>
 #include <velmo/extraction/interfaces/MxMeshKind.h>
 #include <velmo/nodes/MoMeshElement.h>
-#if __has_include(<velmo/representation/MoMeshRepresentation.h>)
+#if __has_include(<velmo/representation/MoMeshRepresentation.cpp>)
 #include <velmo/representation/MoMeshRepresentation.h>
 #define MO_HAVE_REPRESENTATION 1
 #endif
