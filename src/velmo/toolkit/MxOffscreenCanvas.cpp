@@ -8,6 +8,7 @@
 #include <GL/glext.h>
 #include <Inventor/C/glue/gl.h>
 #include <Inventor/elements/SoGLCacheContextElement.h>
+#include <Inventor/errors/SoDebugError.h>
 #include <Inventor/misc/SoContextHandler.h>
 #include <Inventor/nodes/SoNode.h>
 #include <Inventor/SbViewportRegion.h>
@@ -76,6 +77,32 @@ int limitOfCurrentContext()
   return std::min({glInteger(GL_MAX_RENDERBUFFER_SIZE), viewport[0], viewport[1], kMostOfToolkit});
 }
 
+/// Keeps back, for its lifetime, a warning that the toolkit posts for every context that is not a
+/// GLX one. It means nothing, and whoever counts warnings should not see it.
+class WithoutGlxWarnings
+{
+public:
+  WithoutGlxWarnings()
+      : m_callback(SoDebugError::getHandlerCallback()), m_data(SoDebugError::getHandlerData())
+  {
+    SoDebugError::setHandlerCallback(&WithoutGlxWarnings::handle, this);
+  }
+  ~WithoutGlxWarnings() { SoDebugError::setHandlerCallback(m_callback, m_data); }
+  WithoutGlxWarnings(const WithoutGlxWarnings&) = delete;
+  WithoutGlxWarnings& operator=(const WithoutGlxWarnings&) = delete;
+
+private:
+  static void handle(const SoError* error, void* data)
+  {
+    const auto* self = static_cast<const WithoutGlxWarnings*>(data);
+    if (!std::strstr(error->getDebugString().getString(), " in glxglue_"))
+      self->m_callback(error, self->m_data);
+  }
+
+  SoErrorCB* m_callback;
+  void* m_data;
+};
+
 } // namespace
 
 /// Drawn into with several samples a pixel, then resolved into the one that is read.
@@ -139,7 +166,10 @@ MxImage MxOffscreenCanvas::render(SoNode* root, int width, int height)
   glEnable(GL_DEPTH_TEST);
   const bool counted = root->getRefCount() > 0;
   if (!counted) root->ref();
-  m_action->apply(root);
+  {
+    const WithoutGlxWarnings filter;
+    m_action->apply(root);
+  }
   if (!counted) root->unrefNoDelete();
   MxImage image = read();
   glBindFramebuffer(GL_FRAMEBUFFER, 0);

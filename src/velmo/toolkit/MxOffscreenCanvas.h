@@ -1,29 +1,14 @@
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include <Inventor/actions/SoGLRenderAction.h>
 #include <Inventor/SbColor4f.h>
 
+#include <velmo/toolkit/MxImage.h>
+
 class SoNode;
-
-/// A picture: four bytes (red, green, blue, opacity) a pixel, rows from top to bottom.
-struct MxImage
-{
-  int width = 0;
-  int height = 0;
-  std::vector<std::uint8_t> rgba;
-
-  bool empty() const { return rgba.empty(); }
-  const std::uint8_t* pixel(int x, int y) const
-  {
-    return rgba.data() + 4 * (static_cast<std::size_t>(y) * width + x);
-  }
-};
 
 /// Draws scene graphs into pictures without a window or an X server, with four samples a pixel.
 ///

@@ -1,0 +1,91 @@
+#include "tests/support/Offscreen.h"
+
+#include <cstdlib>
+#include <filesystem>
+
+#include <velmo/toolkit/MxOffscreenCanvas.h>
+
+#include "apps/velmoview/picture/MxPng.h"
+
+namespace {
+
+std::string goldenPath(const std::string& name)
+{
+  return std::string(VELMO_SOURCE_DIR) + "/tests/golden/" + name + ".png";
+}
+
+bool pixelsDiffer(const std::uint8_t* one, const std::uint8_t* other)
+{
+  for (int c = 0; c < 4; ++c)
+    if (std::abs(one[c] - other[c]) > kChannelTolerance) return true;
+  return false;
+}
+
+bool sameSize(const MxImage& one, const MxImage& other)
+{
+  return one.width == other.width && one.height == other.height && !one.empty();
+}
+
+MxImage differencePicture(const MxImage& picture, const MxImage& golden)
+{
+  MxImage difference = picture;
+  for (std::size_t i = 0; i < picture.rgba.size(); i += 4) {
+    const bool differs = pixelsDiffer(&picture.rgba[i], &golden.rgba[i]);
+    for (int c = 0; c < 3; ++c)
+      difference.rgba[i + c] = static_cast<std::uint8_t>(
+          differs ? (c == 0 ? 255 : 0) : 255 - (255 - golden.rgba[i + c]) / 4);
+    difference.rgba[i + 3] = 255;
+  }
+  return difference;
+}
+
+} // namespace
+
+MxImage drawScene(SoNode* root, int width, int height)
+{
+  MxOffscreenCanvas canvas;
+  canvas.setBackground({1, 1, 1, 1});
+  MxImage image = canvas.render(root, width, height);
+  EXPECT_EQ(canvas.error(), "");
+  return image;
+}
+
+double differingShare(const MxImage& one, const MxImage& other)
+{
+  if (!sameSize(one, other)) return 1;
+  std::size_t count = 0;
+  for (std::size_t i = 0; i < one.rgba.size(); i += 4)
+    count += pixelsDiffer(&one.rgba[i], &other.rgba[i]);
+  return static_cast<double>(count) / static_cast<double>(one.rgba.size() / 4);
+}
+
+double differenceFromGolden(const MxImage& picture, const std::string& name)
+{
+  MxImage golden;
+  std::string error;
+  return mxReadPng(goldenPath(name), golden, error) ? differingShare(picture, golden) : 1;
+}
+
+testing::AssertionResult matchesGolden(const MxImage& picture, const std::string& name)
+{
+  std::string error;
+  if (std::getenv("VELMO_RENEW_GOLDEN")) {
+    if (!mxWritePng(goldenPath(name), picture, error)) return testing::AssertionFailure() << error;
+    return testing::AssertionSuccess();
+  }
+  MxImage golden;
+  if (!mxReadPng(goldenPath(name), golden, error)) return testing::AssertionFailure() << error;
+
+  const double share = differingShare(picture, golden);
+  if (share <= kDifferingShareTolerance) return testing::AssertionSuccess();
+
+  std::filesystem::create_directories(VELMO_TEST_PICTURES);
+  const std::string written = std::string(VELMO_TEST_PICTURES) + "/" + name;
+  mxWritePng(written + ".png", picture, error);
+  if (sameSize(picture, golden))
+    mxWritePng(written + "-difference.png", differencePicture(picture, golden), error);
+  return testing::AssertionFailure()
+         << 100 * share << "% of the pixels differ from the golden picture " << name << " ("
+         << picture.width << " x " << picture.height << " against " << golden.width << " x "
+         << golden.height << "); see " << written << "*.png";
+}

@@ -1,0 +1,177 @@
+#include <filesystem>
+
+#include <gmock/gmock.h>
+
+#include <Inventor/nodes/SoCoordinate3.h>
+#include <Inventor/nodes/SoFaceSet.h>
+#include <Inventor/nodes/SoLightModel.h>
+#include <Inventor/nodes/SoMaterial.h>
+#include <Inventor/nodes/SoOrthographicCamera.h>
+#include <Inventor/nodes/SoSeparator.h>
+#include <Inventor/SbViewportRegion.h>
+#include <Inventor/SoOffscreenRenderer.h>
+
+#include <velmo/toolkit/MxOffscreenCanvas.h>
+#include <velmo/toolkit/MxToolkit.h>
+#include <velmo/toolkit/SoRef.h>
+
+#include "apps/velmoview/picture/MxPng.h"
+#include "tests/support/Offscreen.h"
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::Ge;
+using testing::HasSubstr;
+using testing::Le;
+
+namespace {
+
+std::vector<int> at(const MxImage& image, int x, int y)
+{
+  const std::uint8_t* p = image.pixel(x, y);
+  return {p[0], p[1], p[2], p[3]};
+}
+
+/// A red triangle over the upper left half of the picture, without lighting.
+SoRef<SoSeparator> upperLeftTriangle(float transparency)
+{
+  SoRef<SoSeparator> root(new SoSeparator);
+  auto* camera = new SoOrthographicCamera;
+  camera->position = SbVec3f(0, 0, 1.5f);
+  camera->height = 2;
+  camera->viewportMapping = SoCamera::LEAVE_ALONE;
+  camera->aspectRatio = 1;
+  auto* lightModel = new SoLightModel;
+  lightModel->model = SoLightModel::BASE_COLOR;
+  auto* material = new SoMaterial;
+  material->diffuseColor = SbColor(1, 0, 0);
+  material->transparency = transparency;
+  auto* coordinates = new SoCoordinate3;
+  const SbVec3f corners[] = {{-1, -1, 0}, {1, 1, 0}, {-1, 1, 0}};
+  coordinates->point.setValues(0, 3, corners);
+  auto* faces = new SoFaceSet;
+  faces->numVertices = 3;
+  for (SoNode* node :
+       std::initializer_list<SoNode*>{camera, lightModel, material, coordinates, faces})
+    root->addChild(node);
+  return root;
+}
+
+class MxOffscreenCanvasTest : public testing::Test
+{
+protected:
+  MxOffscreenCanvasTest() { MxToolkit::start(); }
+  ~MxOffscreenCanvasTest() override { MxToolkit::finish(); }
+};
+
+} // namespace
+
+TEST_F(MxOffscreenCanvasTest, DrawsRowsFromTheTopAgainAndAgain)
+{
+  const auto root = upperLeftTriangle(0);
+  MxOffscreenCanvas canvas;
+  canvas.setBackground({0, 0, 1, 1});
+  ASSERT_EQ(canvas.render(root, 20, 60).rgba.size(), 4u * 20 * 60) << canvas.error();
+  const MxImage image = canvas.render(root, 64, 64); // after one of another size
+  ASSERT_EQ(image.rgba.size(), 4u * 64 * 64) << canvas.error();
+  EXPECT_EQ(canvas.render(root, 64, 64).rgba, image.rgba);
+
+  EXPECT_THAT(at(image, 1, 1), ElementsAre(255, 0, 0, 255));
+  EXPECT_THAT(at(image, 1, 60), ElementsAre(255, 0, 0, 255));
+  EXPECT_THAT(at(image, 62, 3), ElementsAre(0, 0, 255, 255));
+  EXPECT_THAT(at(image, 62, 62), ElementsAre(0, 0, 255, 255));
+}
+
+TEST_F(MxOffscreenCanvasTest, SmoothsSlantedEdges)
+{
+  const auto root = upperLeftTriangle(0);
+  MxOffscreenCanvas canvas;
+  canvas.setBackground({0, 0, 1, 1});
+  const MxImage image = canvas.render(root, 64, 50);
+  ASSERT_FALSE(image.empty()) << canvas.error();
+  int mixed = 0;
+  for (int y = 0; y < 50; ++y)
+    for (int x = 0; x < 64; ++x)
+      mixed += at(image, x, y)[0] > 40 && at(image, x, y)[0] < 215;
+  EXPECT_GT(mixed, 20);
+}
+
+TEST_F(MxOffscreenCanvasTest, StaysOpaqueOverAnOpaqueBackground)
+{
+  const auto root = upperLeftTriangle(0.5f);
+  MxOffscreenCanvas canvas;
+  canvas.setBackground({1, 1, 1, 1});
+  const auto half = AllOf(Ge(126), Le(129));
+  EXPECT_THAT(at(canvas.render(root, 64, 64), 5, 5), ElementsAre(255, half, half, 255));
+  canvas.setBackground({0, 0, 0, 0});
+  EXPECT_THAT(at(canvas.render(root, 64, 64), 60, 60), ElementsAre(0, 0, 0, 0));
+}
+
+TEST_F(MxOffscreenCanvasTest, BlendsTheBackgroundFromTopToBottom)
+{
+  const SoRef<SoSeparator> nothing(new SoSeparator);
+  MxOffscreenCanvas canvas;
+  canvas.setBackground({1, 1, 1, 1}, {0, 0, 0, 1});
+  const MxImage image = canvas.render(nothing, 10, 100);
+  ASSERT_FALSE(image.empty()) << canvas.error();
+  EXPECT_GT(at(image, 5, 0)[0], 250);
+  EXPECT_NEAR(at(image, 5, 50)[0], 127, 3);
+  EXPECT_LT(at(image, 5, 99)[0], 5);
+}
+
+TEST_F(MxOffscreenCanvasTest, SaysWhyThereIsNoPicture)
+{
+  const SoRef<SoSeparator> root(new SoSeparator);
+  MxOffscreenCanvas canvas;
+  EXPECT_TRUE(canvas.render(nullptr, 10, 10).empty());
+  EXPECT_EQ(canvas.error(), "there is no scene");
+  EXPECT_TRUE(canvas.render(root, 0, 10).empty());
+  EXPECT_THAT(canvas.error(), HasSubstr("0 x 10 pixels cannot be drawn; each side takes 1 to "));
+  EXPECT_TRUE(canvas.render(root, 10, MxOffscreenCanvas::maxSize() + 1).empty());
+  EXPECT_FALSE(canvas.render(root, 10, 10).empty());
+  EXPECT_EQ(canvas.error(), "");
+}
+
+TEST_F(MxOffscreenCanvasTest, MakesTheToolkitsOwnOffscreenRendererWork)
+{
+  const auto root = upperLeftTriangle(0);
+  ASSERT_TRUE(MxOffscreenCanvas::installToolkitCallbacks());
+  SoOffscreenRenderer renderer(SbViewportRegion(64, 64));
+  ASSERT_TRUE(renderer.render(root));
+  const unsigned char* upperLeft = renderer.getBuffer() + 3 * (60 * 64 + 3); // bottom row first
+  EXPECT_EQ(upperLeft[0], 255);
+  EXPECT_EQ(upperLeft[1], 0);
+}
+
+TEST(PictureFiles, KeepEveryPixelAndRefuseWhatIsNoPicture)
+{
+  const std::string folder = testing::TempDir();
+  std::string error;
+  MxImage image{2, 2, {255, 0, 0, 255, 0, 255, 0, 255, 0, 0, 255, 255, 9, 8, 7, 255}};
+  for (const std::uint8_t opacity : {255, 100}) {
+    image.rgba[3] = opacity;
+    const std::string path = folder + "/velmo-picture.png";
+    ASSERT_TRUE(mxWritePng(path, image, error)) << error;
+    MxImage back;
+    ASSERT_TRUE(mxReadPng(path, back, error)) << error;
+    EXPECT_EQ(back.rgba, image.rgba);
+    EXPECT_EQ(back.width, 2);
+    std::filesystem::remove(path);
+  }
+  EXPECT_FALSE(mxWritePng(folder, image, error));
+  EXPECT_THAT(error, HasSubstr(folder));
+  EXPECT_FALSE(mxReadPng(std::string(VELMO_SOURCE_DIR) + "/CMakeLists.txt", image, error));
+  EXPECT_THAT(error, HasSubstr("CMakeLists.txt"));
+  EXPECT_TRUE(image.empty());
+}
+
+TEST(PictureComparison, CountsPixelsThatDifferBeyondTheTolerance)
+{
+  const MxImage grey{2, 1, {100, 100, 100, 255, 100, 100, 100, 255}};
+  MxImage other = grey;
+  other.rgba[0] = 100 + kChannelTolerance;
+  EXPECT_EQ(differingShare(grey, other), 0);
+  other.rgba[6] = 100 - kChannelTolerance - 1;
+  EXPECT_EQ(differingShare(grey, other), 0.5);
+  EXPECT_EQ(differingShare(grey, MxImage{1, 2, grey.rgba}), 1);
+}
