@@ -6,7 +6,7 @@ struct MdColorThreshold
 {
   bool enabled = false;
   Value value{};
-  Color color{};
+  Color color{0, 0, 0, 0}; // the toolkit's colours start uninitialised
 
   bool operator==(const MdColorThreshold& other) const
   {

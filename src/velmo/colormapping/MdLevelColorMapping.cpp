@@ -79,7 +79,7 @@ void MdLevelColorMappingT<Value, Color>::appendMaxThreshold(Value bandWidth)
     const auto keptCount = static_cast<std::size_t>(cut - m_levels.begin());
     m_levels.resize(keptCount);
     m_levels.insert(m_levels.end(), {m, last});
-    m_colors.resize(keptCount);
+    m_colors.resize(keptCount, Color(0, 0, 0, 0));
   }
   m_colors.push_back(m_maxThreshold.color);
 }
@@ -87,7 +87,7 @@ void MdLevelColorMappingT<Value, Color>::appendMaxThreshold(Value bandWidth)
 template <class Value, class Color>
 Color MdLevelColorMappingT<Value, Color>::getColor(Value value) const
 {
-  if (m_colors.empty()) return Color{};
+  if (m_colors.empty()) return Color(0, 0, 0, 0);
   const auto next = std::upper_bound(m_levels.begin(), m_levels.end(), value);
   if (next == m_levels.end()) return m_colors[m_levels.size() - 2];
   const auto index = static_cast<std::size_t>(next - m_levels.begin());

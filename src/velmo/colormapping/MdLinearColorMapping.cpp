@@ -27,7 +27,7 @@ Color MdLinearColorMappingT<Value, Color, Weight>::getColor(Value value) const
 {
   if (m_minThreshold.enabled && m_minThreshold.value > value) return m_minThreshold.color;
   if (m_maxThreshold.enabled && value > m_maxThreshold.value) return m_maxThreshold.color;
-  if (m_colors.empty()) return Color{};
+  if (m_colors.empty()) return Color(0, 0, 0, 0);
 
   // Both searches find the first control value above `value`; only the walk does so out of order.
   const auto above = [value](const ValueAndColor& entry) { return value < entry.first; };

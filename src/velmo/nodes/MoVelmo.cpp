@@ -1,5 +1,13 @@
 #include <velmo/nodes/MoVelmo.h>
 
+#include <velmo/colormapping/MoColorMapping.h>
+#include <velmo/colormapping/MoColorMappingElement.h>
+#include <velmo/colormapping/MoCombineColorMapping.h>
+#include <velmo/colormapping/MoCombineColorMappingElement.h>
+#include <velmo/colormapping/MoCustomColorMapping.h>
+#include <velmo/colormapping/MoLevelColorMapping.h>
+#include <velmo/colormapping/MoLinearColorMapping.h>
+#include <velmo/colormapping/MoPredefinedColorMapping.h>
 #include <velmo/extraction/interfaces/MiVelmo.h>
 #include <velmo/nodes/MoActionNode.h>
 #include <velmo/nodes/MoCellFilter.h>
@@ -30,11 +38,13 @@
 #include <velmo/nodes/MoVec3SetI.h>
 #include <velmo/nodes/MoVec3SetIj.h>
 #include <velmo/nodes/MoVec3SetIjk.h>
+#include <velmo/toolkit/MxOffscreenCanvas.h>
 #include <velmo/toolkit/MxToolkit.h>
 #include <velmo/toolkit/SoTarvinShaders.h>
 
 #include <Inventor/SoInput.h>
 
+#include <cstdlib>
 #include <string_view>
 
 // Adding a class takes its include above and its line in kClasses. Its place in the two orders
@@ -55,6 +65,8 @@ struct ClassEntry
 constexpr ClassEntry kClasses[] = {
     ENTRY(MoMeshElement),
     ENTRY(MoCellFilterElement),
+    ENTRY(MoColorMappingElement),
+    ENTRY(MoCombineColorMappingElement),
     ENTRY(MoScalarSetElement),
     ENTRY(MoScalarSetElementI),
     ENTRY(MoScalarSetElementIj),
@@ -78,6 +90,12 @@ constexpr ClassEntry kClasses[] = {
     ENTRY(MoVec3SetI),
     ENTRY(MoVec3SetIj),
     ENTRY(MoVec3SetIjk),
+    ENTRY(MoColorMapping),
+    ENTRY(MoCustomColorMapping),
+    ENTRY(MoLevelColorMapping),
+    ENTRY(MoLinearColorMapping),
+    ENTRY(MoCombineColorMapping),
+    ENTRY(MoPredefinedColorMapping),
     ENTRY(MoDataBinding),
     ENTRY(MoMaterial),
     ENTRY(MoDrawStyle),
@@ -296,6 +314,8 @@ int MoVelmo::init(int flags)
     for (const char* name : kInitOrder)
       if (const ClassEntry* entry = findClass(name)) entry->init();
     SoTarvinShaders::init();
+    // Without an X server the toolkit's offscreen renderer would crash.
+    if (!std::getenv("DISPLAY")) MxOffscreenCanvas::installToolkitCallbacks();
   }
   return ++s_initRefCount;
 }

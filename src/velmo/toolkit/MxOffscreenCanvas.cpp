@@ -275,10 +275,8 @@ std::string MxOffscreenCanvas::rendererName()
   return name ? reinterpret_cast<const char*>(name) : "";
 }
 
-bool MxOffscreenCanvas::installToolkitCallbacks()
+void MxOffscreenCanvas::installToolkitCallbacks()
 {
-  std::string ignored;
-  if (!MxOffscreenContext::shared(ignored)) return false;
   static cc_glglue_offscreen_cb_functions callbacks = {
       [](unsigned int width, unsigned int height) -> void* {
         std::string error;
@@ -290,5 +288,4 @@ bool MxOffscreenCanvas::installToolkitCallbacks()
       [](void* context) { static_cast<MxOffscreenContext*>(context)->restorePrevious(); },
       [](void* context) { delete static_cast<MxOffscreenContext*>(context); }};
   cc_glglue_context_set_offscreen_cb_functions(&callbacks);
-  return true;
 }

@@ -50,9 +50,9 @@ public:
   /// nothing can be drawn.
   static std::string rendererName();
 
-  /// Lets the toolkit's own SoOffscreenRenderer work without an X server. Takes effect until the
-  /// toolkit is finished; false where there is no EGL.
-  static bool installToolkitCallbacks();
+  /// Lets the toolkit's own SoOffscreenRenderer work without an X server; where there is no EGL
+  /// either, its render() answers FALSE. Holds until the toolkit is finished.
+  static void installToolkitCallbacks();
 
 private:
   struct Buffers;
