@@ -1,0 +1,309 @@
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include <Inventor/actions/SoCallbackAction.h>
+#include <Inventor/actions/SoGetBoundingBoxAction.h>
+#include <Inventor/errors/SoDebugError.h>
+#include <Inventor/nodes/SoCallback.h>
+#include <Inventor/nodes/SoSeparator.h>
+#include <Inventor/SbViewportRegion.h>
+#include <Inventor/SoDB.h>
+#include <Inventor/SoInput.h>
+
+#include <velmo/colormapping/MbPredefinedColorMappings.h>
+#include <velmo/colormapping/MdLevelColorMapping.h>
+#include <velmo/colormapping/MdLinearColorMapping.h>
+#include <velmo/colormapping/MoColorMappingElement.h>
+#include <velmo/colormapping/MoCombineColorMapping.h>
+#include <velmo/colormapping/MoCombineColorMappingElement.h>
+#include <velmo/colormapping/MoCustomColorMapping.h>
+#include <velmo/colormapping/MoLevelColorMapping.h>
+#include <velmo/colormapping/MoLinearColorMapping.h>
+#include <velmo/colormapping/MoPredefinedColorMapping.h>
+#include <velmo/nodes/MoVelmo.h>
+#include <velmo/toolkit/SoRef.h>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+class Errors
+{
+public:
+  Errors() : m_callback(SoDebugError::getHandlerCallback()), m_data(SoDebugError::getHandlerData())
+  {
+    SoDebugError::setHandlerCallback(
+        [](const SoError* error, void* data) {
+          static_cast<Errors*>(data)->texts.push_back(error->getDebugString().getString());
+        },
+        this);
+  }
+  ~Errors() { SoDebugError::setHandlerCallback(m_callback, m_data); }
+
+  std::vector<std::string> texts;
+
+private:
+  SoErrorCB* m_callback;
+  void* m_data;
+};
+
+class ConstantMapping : public MiScalarColorMapping
+{
+public:
+  SbColorRGBA getColor(double) const override { return {1, 0, 0, 1}; }
+  void getRange(double& min, double& max) const override { min = max = 0; }
+  std::uint64_t getTimeStamp() const override { return stamp; }
+  std::uint64_t stamp = 7;
+};
+
+class ConstantCombination : public MiCombineColorMapping
+{
+public:
+  SbColorRGBA getColor(std::vector<double>) const override { return {1, 0, 0, 1}; }
+  void getRange(double& min, double& max) const override { min = max = 0; }
+  std::uint64_t getTimeStamp() const override { return 8; }
+};
+
+/// A scene that remembers the mappings in force at its end.
+class Scene
+{
+public:
+  explicit Scene(std::initializer_list<SoNode*> nodes)
+  {
+    for (SoNode* node : nodes)
+      m_root->addChild(node);
+    auto* probe = new SoCallback;
+    probe->setCallback(&Scene::look, this);
+    m_root->addChild(probe);
+  }
+
+  const MiScalarColorMapping* traverse()
+  {
+    SoCallbackAction action;
+    action.apply(m_root);
+    return m_mapping;
+  }
+  const MiScalarColorMapping* traverseForBoundingBox()
+  {
+    SoGetBoundingBoxAction action(SbViewportRegion(8, 8));
+    action.apply(m_root);
+    return m_mapping;
+  }
+  const MiCombineColorMapping* combination() const { return m_combination; }
+
+private:
+  static void look(void* self, SoAction* action)
+  {
+    auto* scene = static_cast<Scene*>(self);
+    scene->m_mapping = MoColorMappingElement::getColorMapping(action->getState());
+    scene->m_combination = MoCombineColorMappingElement::getColorMapping(action->getState());
+  }
+
+  SoRef<SoSeparator> m_root{new SoSeparator};
+  const MiScalarColorMapping* m_mapping = nullptr;
+  const MiCombineColorMapping* m_combination = nullptr;
+};
+
+class MoColorMappingTest : public testing::Test
+{
+protected:
+  MoColorMappingTest() { MoVelmo::init(); }
+  ~MoColorMappingTest() override { MoVelmo::finish(); }
+};
+
+MoLinearColorMapping* blackToClearWhite()
+{
+  auto* node = new MoLinearColorMapping;
+  node->values.set1Value(0, 0);
+  node->values.set1Value(1, 1);
+  node->colors.set1Value(0, SbVec4f(0, 0, 0, 1));
+  node->colors.set1Value(1, SbVec4f(1, 1, 1, 0));
+  return node;
+}
+
+template <class Node>
+void fill(Node* node, int valueCount, int colorCount)
+{
+  node->values.setNum(0);
+  node->colors.setNum(0);
+  for (int i = 0; i < valueCount; ++i)
+    node->values.set1Value(i, static_cast<float>(i));
+  for (int i = 0; i < colorCount; ++i)
+    node->colors.set1Value(i, SbVec4f(0, 0.25f * i, 0, 1));
+}
+
+} // namespace
+
+TEST_F(MoColorMappingTest, LinearNodeSetsItsMappingAndRestampsItOnlyForChanges)
+{
+  auto* node = blackToClearWhite();
+  Scene scene{node};
+  const MiScalarColorMapping* mapping = scene.traverse();
+  ASSERT_NE(dynamic_cast<const MdLinearColorMapping*>(mapping), nullptr);
+  EXPECT_EQ(mapping->getColor(0.25), SbColorRGBA(0.25f, 0.25f, 0.25f, 0.75f));
+
+  const auto stamp = mapping->getTimeStamp();
+  EXPECT_EQ(scene.traverse(), mapping);
+  EXPECT_EQ(scene.traverseForBoundingBox(), mapping);
+  EXPECT_EQ(mapping->getTimeStamp(), stamp);
+
+  node->minThresholdEnable = TRUE;
+  node->minThresholdValue = 0.5f;
+  node->minThresholdColor = SbVec4f(0, 1, 0, 1);
+  EXPECT_EQ(mapping->getTimeStamp(), stamp); // only a traversal looks at the fields
+  scene.traverse();
+  EXPECT_NE(mapping->getTimeStamp(), stamp);
+  EXPECT_EQ(mapping->getColor(0.4999), SbColorRGBA(0, 1, 0, 1));
+  node->maxThresholdEnable = TRUE;
+  node->maxThresholdValue = 0.75f;
+  node->maxThresholdColor = SbVec4f(0, 0, 1, 1);
+  scene.traverse();
+  EXPECT_EQ(mapping->getColor(0.76), SbColorRGBA(0, 0, 1, 1));
+}
+
+TEST_F(MoColorMappingTest, LinearNodeRefusesUnequalCountsAtEachTraversal)
+{
+  auto* first = blackToClearWhite();
+  auto* second = new MoLinearColorMapping;
+  Scene scene{first, second};
+  Errors errors;
+  const MiScalarColorMapping* earlier = scene.traverse();
+  ASSERT_NE(earlier, nullptr); // the empty node leaves the earlier mapping
+  fill(second, 2, 0);
+  EXPECT_EQ(scene.traverse(), earlier);
+  EXPECT_THAT(errors.texts, IsEmpty());
+
+  fill(second, 2, 3);
+  EXPECT_EQ(scene.traverse(), earlier);
+  EXPECT_EQ(scene.traverse(), earlier);
+  const char* text =
+      "Coin error in MoLinearColorMappig(): Linear colormapping requires exactly the "
+      "same count of values and colors.";
+  EXPECT_THAT(errors.texts, ElementsAre(text, text));
+  fill(second, 3, 3);
+  EXPECT_NE(scene.traverse(), earlier);
+}
+
+TEST_F(MoColorMappingTest, LevelNodeWantsOneValueMoreThanColors)
+{
+  auto* node = new MoLevelColorMapping;
+  Scene scene{node};
+  Errors errors;
+  EXPECT_EQ(scene.traverse(), nullptr);
+  fill(node, 3, 3);
+  EXPECT_EQ(scene.traverse(), nullptr);
+  EXPECT_THAT(errors.texts, ElementsAre("Coin error in MoLevelColorMappig(): Level colormapping "
+                                        "requires exactly one more value than provided colors."));
+
+  fill(node, 4, 3);
+  const auto* mapping = dynamic_cast<const MdLevelColorMapping*>(scene.traverse());
+  ASSERT_NE(mapping, nullptr);
+  EXPECT_THAT(mapping->levels(), ElementsAre(0, 1, 2, 3));
+  const auto stamp = mapping->getTimeStamp();
+  scene.traverse();
+  EXPECT_EQ(mapping->getTimeStamp(), stamp);
+  node->minThresholdEnable = TRUE;
+  node->minThresholdValue = 1.5f;
+  node->maxThresholdEnable = TRUE;
+  node->maxThresholdValue = 2.5f;
+  scene.traverse();
+  EXPECT_NE(mapping->getTimeStamp(), stamp);
+  EXPECT_THAT(mapping->levels(), ElementsAre(0, 1.5, 2, 2.5, 3));
+}
+
+TEST_F(MoColorMappingTest, PredefinedNodeSetsTheChosenMapOverItsRange)
+{
+  const SoRef<MoPredefinedColorMapping> node(new MoPredefinedColorMapping);
+  EXPECT_EQ(node->predefColorMap.getValue(), MoPredefinedColorMapping::NONE);
+  Scene scene{node};
+  EXPECT_EQ(scene.traverse(), nullptr);
+  EXPECT_EQ(node->getColorMapping(), nullptr);
+
+  const auto chosen = [&](MoPredefinedColorMapping::PredefColorMapping map) {
+    node->predefColorMap = map;
+    return scene.traverse();
+  };
+  using Node = MoPredefinedColorMapping;
+  EXPECT_TRUE(dynamic_cast<const MbGreyColorMapping*>(chosen(Node::GREY)));
+  EXPECT_TRUE(dynamic_cast<const MbTemperatureColorMapping*>(chosen(Node::TEMPERATURE)));
+  EXPECT_TRUE(dynamic_cast<const MbPhysicsColorMapping*>(chosen(Node::PHYSICS)));
+  EXPECT_TRUE(dynamic_cast<const MbStandardMapping*>(chosen(Node::STANDARD)));
+  EXPECT_TRUE(dynamic_cast<const MbGlowMapping*>(chosen(Node::GLOW)));
+  EXPECT_TRUE(dynamic_cast<const MbBlueRedMapping*>(chosen(Node::BLUE_RED)));
+  EXPECT_TRUE(dynamic_cast<const MbSeismicMapping*>(chosen(Node::SEISMIC)));
+  EXPECT_TRUE(dynamic_cast<const MbBlueWhiteRedMapping*>(chosen(Node::BLUE_WHITE_RED)));
+  EXPECT_TRUE(dynamic_cast<const MbTurboMapping*>(chosen(Node::RAINBOW_TURBO)));
+  const MiScalarColorMapping* mapping = chosen(Node::INTENSITY);
+  EXPECT_TRUE(dynamic_cast<const MbIntensityColorMapping*>(mapping));
+
+  const auto stamp = mapping->getTimeStamp();
+  scene.traverse();
+  EXPECT_EQ(mapping->getTimeStamp(), stamp);
+  node->maxValue = 4;
+  EXPECT_EQ(scene.traverse(), mapping);
+  EXPECT_NE(mapping->getTimeStamp(), stamp);
+  EXPECT_EQ(mapping->getColor(2), SbColorRGBA(0.5f, 0.5f, 0.5f, 1));
+
+  node->predefColorMap.setValue(99);
+  EXPECT_EQ(scene.traverse(), nullptr);
+}
+
+TEST_F(MoColorMappingTest, PredefinedNodeReadsTheNamesOfItsMaps)
+{
+  SoInput input;
+  const std::string text = "#Inventor V2.1 ascii\n"
+                           "MoPredefinedColorMapping { predefColorMap BLUE_WHITE_RED maxValue 3 }";
+  input.setBuffer(const_cast<char*>(text.data()), text.size());
+  const SoRef<SoSeparator> root(SoDB::readAll(&input));
+  ASSERT_TRUE(root);
+  auto* node = static_cast<MoPredefinedColorMapping*>(root->getChild(0));
+  EXPECT_EQ(node->predefColorMap.getValue(), MoPredefinedColorMapping::BLUE_WHITE_RED);
+  EXPECT_EQ(node->maxValue.getValue(), 3);
+}
+
+TEST_F(MoColorMappingTest, CustomAndCombineNodesPassOnTheApplicationsMapping)
+{
+  const ConstantMapping mapping;
+  const ConstantCombination combination;
+  const SoRef<MoCustomColorMapping> custom(new MoCustomColorMapping);
+  const SoRef<MoCombineColorMapping> combine(new MoCombineColorMapping);
+  Scene scene{custom, combine};
+  EXPECT_EQ(scene.traverse(), nullptr);
+  EXPECT_EQ(scene.combination(), nullptr);
+
+  const auto customId = custom->getNodeId();
+  const auto combineId = combine->getNodeId();
+  custom->setColorMapping(&mapping);
+  combine->setColorMapping(&combination);
+  EXPECT_NE(custom->getNodeId(), customId); // touched
+  EXPECT_NE(combine->getNodeId(), combineId);
+  EXPECT_EQ(custom->getColorMapping(), &mapping);
+  EXPECT_EQ(combine->getColorMapping(), &combination);
+  EXPECT_EQ(scene.traverse(), &mapping);
+  EXPECT_EQ(scene.combination(), &combination);
+}
+
+TEST_F(MoColorMappingTest, ElementsMatchWhenTheirStampsDo)
+{
+  const SoRef<MoCustomColorMapping> node(new MoCustomColorMapping);
+  ConstantMapping one;
+  ConstantMapping other;
+  SoCallbackAction action;
+  SoState* state = action.getState();
+  const int index = MoColorMappingElement::getClassStackIndex();
+
+  EXPECT_EQ(MoColorMappingElement::getColorMapping(state), nullptr);
+  MoColorMappingElement::set(state, node, &one);
+  SoElement* copy = state->getConstElement(index)->copyMatchInfo();
+  MoColorMappingElement::set(state, node, &other);
+  EXPECT_TRUE(state->getConstElement(index)->matches(copy));
+  other.stamp = 9;
+  MoColorMappingElement::set(state, node, &other);
+  EXPECT_FALSE(state->getConstElement(index)->matches(copy));
+  MoColorMappingElement::set(state, node, nullptr);
+  EXPECT_FALSE(state->getConstElement(index)->matches(copy));
+  delete copy;
+}
