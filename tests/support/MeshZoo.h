@@ -1,0 +1,58 @@
+#pragma once
+
+#include <velmo/extraction/interfaces/MxMeshKind.h>
+#include <velmo/mesh/MbMesh.h>
+
+#include <memory>
+#include <vector>
+
+/// Small meshes for tests. All own their arrays.
+namespace zoo {
+
+/// One number a cell, zero for dead; empty for none.
+using Active = std::vector<std::uint8_t>;
+
+/// The small mesh of a kind: a dozen cells of several shapes or a bent, faulted grid, its second
+/// cell dead. Null for UNDEFINED_MESH.
+std::unique_ptr<MiMesh> small(MeshType kind);
+
+/// The same mesh with virtual calls alone, without a view. Keeps the mesh given, whose stamps are
+/// its own.
+std::unique_ptr<MiMesh> procedural(std::unique_ptr<MiMesh> mesh);
+
+/// One grid of cells.x * cells.y * cells.z boxes as each of the six volume kinds. Node (i, j, k)
+/// lies at (i, j / 2, k / 4); nodes and cells of unstructured kinds are numbered I fastest.
+std::unique_ptr<MiMesh> block(MeshType volumeKind, MbIndex3 cells, Active active = {});
+/// block(VOLUME_MESH_VERTEX_HEXAHEDRON_IJK, ...) from pillars and depths instead of corners.
+std::unique_ptr<MiMesh> pillarBlock(MbIndex3 cells, Active active = {});
+
+/// The same grid with every box split, in a conforming way, into cells of one volume shape: 1
+/// hexahedron or polyhedron, 2 wedges, 6 tetrahedra or 6 pyramids, each of any order.
+std::unique_ptr<MbVolumeMeshUnstructured> blockOf(MiCellShape shape, MbIndex3 cells);
+
+/// A mesh of cells that do not touch, one of each shape given, in a row along X; all shapes of one
+/// dimension, 1 to 3.
+std::unique_ptr<MiMesh> cellsOf(const std::vector<MiCellShape>& shapes, Active active = {});
+
+/// Every shape of a dimension, 1 to 3, polyhedra, polygons and polylines included.
+std::vector<MiCellShape> shapesOf(int dimension);
+
+/// The mesh as the interface of its kind; throws std::bad_cast when it has another.
+template <MeshType Kind>
+const typename MxMeshKind<Kind>::Interface& as(const MiMesh& mesh)
+{
+  return dynamic_cast<const typename MxMeshKind<Kind>::Interface&>(mesh);
+}
+
+/// All thirteen kinds, for loops and for value-parameterised tests.
+inline constexpr MeshType kKinds[] = {
+    VOLUME_MESH_UNSTRUCTURED,  VOLUME_MESH_HEXAHEDRON_IJK, VOLUME_MESH_VERTEX_HEXAHEDRON_IJK,
+    VOLUME_MESH_REGULAR,       VOLUME_MESH_RECTILINEAR,    VOLUME_MESH_CURVILINEAR,
+    SURFACE_MESH_UNSTRUCTURED, SURFACE_MESH_REGULAR,       SURFACE_MESH_RECTILINEAR,
+    SURFACE_MESH_CURVILINEAR,  LINE_MESH_UNSTRUCTURED,     LINE_MESH_REGULAR,
+    LINE_MESH_CURVILINEAR};
+inline constexpr MeshType kVolumeKinds[] = {
+    VOLUME_MESH_UNSTRUCTURED, VOLUME_MESH_HEXAHEDRON_IJK, VOLUME_MESH_VERTEX_HEXAHEDRON_IJK,
+    VOLUME_MESH_REGULAR,      VOLUME_MESH_RECTILINEAR,    VOLUME_MESH_CURVILINEAR};
+
+} // namespace zoo
