@@ -32,7 +32,7 @@ void MoClass::prepare(MoClassRecord& record, MoRenderEngineMode parentMode)
 
 bool MoClass::findKeptType(const MoClassRecord& record, SoType& type)
 {
-  if (record.keptGeneration != MxToolkit::generation()) return false;
+  if (record.keptType.isBad() || record.keptGeneration != MxToolkit::generation()) return false;
   type = record.keptType;
   return true;
 }

@@ -1,0 +1,364 @@
+#include <velmo/nodes/MoCellFilter.h>
+#include <velmo/nodes/MoDataBinding.h>
+#include <velmo/nodes/MoDataBindingElement.h>
+#include <velmo/nodes/MoScalarSet.h>
+#include <velmo/nodes/MoScalarSetI.h>
+#include <velmo/nodes/MoScalarSetIj.h>
+#include <velmo/nodes/MoScalarSetIjk.h>
+#include <velmo/nodes/MoStringSet.h>
+#include <velmo/nodes/MoVec3SetI.h>
+#include <velmo/nodes/MoVec3SetIj.h>
+#include <velmo/nodes/MoVec3SetIjk.h>
+
+#include <velmo/extraction/interfaces/MiCellFilter.h>
+#include <velmo/toolkit/SoRef.h>
+
+#include <tests/support/StateProbe.h>
+#include <tests/support/WarningLog.h>
+
+#include <gmock/gmock.h>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+template <class T>
+class PlainSet : public virtual MiTypedDataSet<T>
+{
+public:
+  MiDataBinding getBinding() const override { return MiDataBinding::PerNode; }
+  std::uint64_t getTimeStamp() const override { return 7; }
+};
+
+template <class T>
+class SetI : public PlainSet<T>, public MiDataSetI<T>
+{
+public:
+  std::size_t getSize() const override { return 0; }
+  T getValue(std::size_t) const override { return {}; }
+};
+
+template <class T>
+class SetIj : public PlainSet<T>, public MiDataSetIj<T>
+{
+public:
+  std::size_t getSizeI() const override { return 0; }
+  std::size_t getSizeJ() const override { return 0; }
+  T getValue(std::size_t, std::size_t) const override { return {}; }
+};
+
+template <class T>
+class SetIjk : public PlainSet<T>, public MiDataSetIjk<T>
+{
+public:
+  MbIndex3 getSizes() const override { return {}; }
+  T getValue(std::size_t, std::size_t, std::size_t) const override { return {}; }
+};
+
+template <class Base>
+class Filter : public Base
+{
+public:
+  explicit Filter(std::uint64_t stamp) : stamp(stamp) {}
+  std::uint64_t getTimeStamp() const override { return stamp; }
+  std::uint64_t stamp;
+};
+
+class FilterI : public Filter<MiCellFilterI>
+{
+public:
+  using Filter::Filter;
+  bool acceptCell(std::size_t) const override { return true; }
+};
+class FilterIj : public Filter<MiCellFilterIj>
+{
+public:
+  using Filter::Filter;
+  bool acceptCell(std::size_t, std::size_t) const override { return true; }
+};
+class FilterIjk : public Filter<MiCellFilterIjk>
+{
+public:
+  using Filter::Filter;
+  bool acceptCell(std::size_t, std::size_t, std::size_t) const override { return true; }
+};
+class StrangeFilter : public Filter<MiCellFilter>
+{
+public:
+  using Filter::Filter;
+};
+
+SoRef<MoScalarSet> scalarNode(const MiTypedDataSet<double>* set)
+{
+  SoRef<MoScalarSet> node(new MoScalarSet);
+  node->setScalarSet(set);
+  return node;
+}
+
+template <class Element>
+std::vector<const void*> listOf(SoState* state)
+{
+  std::vector<const void*> sets;
+  for (int i = 0; i < Element::getNum(state); ++i)
+    sets.push_back(Element::get(state, i));
+  return sets;
+}
+
+std::pair<CellFilterType, const MiCellFilter*> publishedBy(MoCellFilter* node)
+{
+  std::pair<CellFilterType, const MiCellFilter*> found;
+  lookBehind(
+      [&](SoState* state) {
+        found.second = MoCellFilterElement::getCellFilter(state, found.first);
+      },
+      node);
+  return found;
+}
+
+} // namespace
+
+TEST(DataSetNodes, AccumulateInOrderWithAPlaceForEachNode)
+{
+  const SetI<double> flat;
+  const SetIj<double> square;
+  const auto empty = scalarNode(nullptr);
+  const auto first = scalarNode(&flat);
+  const auto second = scalarNode(&square);
+  lookBehind(
+      [&](SoState* state) {
+        EXPECT_THAT(listOf<MoScalarSetElement>(state),
+                    ElementsAre(nullptr, static_cast<const MiTypedDataSet<double>*>(&flat),
+                                static_cast<const MiTypedDataSet<double>*>(&square)));
+        EXPECT_EQ(MoScalarSetElement::get(state, -1), nullptr);
+        EXPECT_EQ(MoScalarSetElement::get(state, 3), nullptr);
+        EXPECT_EQ(MoScalarSetElementI::getNum(state), 0);
+        EXPECT_EQ(MoScalarSetElementI::get(state, 0), nullptr);
+      },
+      empty.get(), first.get(), second.get());
+  EXPECT_EQ(MoScalarSetElement::getNum(nullptr), 0);
+}
+
+TEST(DataSetNodes, EachKindHasItsOwnList)
+{
+  const SetI<double> scalarI;
+  const SetIj<double> scalarIj;
+  const SetIjk<double> scalarIjk;
+  const SetI<MbVec3d> vec3I;
+  const SetIj<MbVec3d> vec3Ij;
+  const SetIjk<MbVec3d> vec3Ijk;
+  const SetIj<std::string> strings;
+  const SoRef<SoSeparator> root(new SoSeparator);
+  const auto add = [&](auto* node, auto setter, const auto* set) {
+    (node->*setter)(set);
+    root->addChild(node);
+  };
+  add(new MoScalarSetI, &MoScalarSetI::setScalarSet, &scalarI);
+  add(new MoScalarSetIj, &MoScalarSetIj::setScalarSet, &scalarIj);
+  add(new MoScalarSetIjk, &MoScalarSetIjk::setScalarSet, &scalarIjk);
+  add(new MoVec3SetI, &MoVec3SetI::setVec3Set, &vec3I);
+  add(new MoVec3SetIj, &MoVec3SetIj::setVec3Set, &vec3Ij);
+  add(new MoVec3SetIjk, &MoVec3SetIjk::setVec3Set, &vec3Ijk);
+  add(new MoStringSet, &MoStringSet::setStringSet, &strings);
+  int looks = 0;
+  const StateProbe probe([&](SoAction* action) {
+    SoState* state = action->getState();
+    ++looks;
+    EXPECT_EQ(MoScalarSetElement::getNum(state), 0);
+    EXPECT_EQ(MoScalarSetElementI::get(state, 0), &scalarI);
+    EXPECT_EQ(MoScalarSetElementIj::get(state, 0), &scalarIj);
+    EXPECT_EQ(MoScalarSetElementIjk::get(state, 0), &scalarIjk);
+    EXPECT_EQ(MoVec3SetElementI::get(state, 0), &vec3I);
+    EXPECT_EQ(MoVec3SetElementIj::get(state, 0), &vec3Ij);
+    EXPECT_EQ(MoVec3SetElementIjk::get(state, 0), &vec3Ijk);
+    EXPECT_EQ(MoStringSetElement::get(state, 0), &strings);
+  });
+  root->addChild(probe.node());
+  SoCallbackAction().apply(root);
+  EXPECT_EQ(looks, 1);
+}
+
+TEST(DataSetNodes, SeparatorsInheritAndRestore)
+{
+  const SetI<double> outerSet, innerSet;
+  int looks = 0;
+  const StateProbe inside([&](SoAction* action) {
+    ++looks;
+    EXPECT_THAT(listOf<MoScalarSetElement>(action->getState()),
+                ElementsAre(static_cast<const MiTypedDataSet<double>*>(&outerSet),
+                            static_cast<const MiTypedDataSet<double>*>(&innerSet)));
+  });
+  const SoRef<SoSeparator> scope(new SoSeparator);
+  scope->addChild(scalarNode(&innerSet));
+  scope->addChild(inside.node());
+  const auto outer = scalarNode(&outerSet);
+  lookBehind(
+      [&](SoState* state) {
+        EXPECT_THAT(listOf<MoScalarSetElement>(state),
+                    ElementsAre(static_cast<const MiTypedDataSet<double>*>(&outerSet)));
+      },
+      static_cast<SoNode*>(outer), static_cast<SoNode*>(scope));
+  EXPECT_EQ(looks, 1);
+}
+
+TEST(DataSetNodes, CachesSeeTheNodesAbove)
+{
+  const SetI<double> set;
+  const auto above = scalarNode(&set), inner = scalarNode(&set);
+  std::unique_ptr<SoElement> kept;
+  const auto look = [](const std::function<void(const SoElement*)>& see, SoNode* first,
+                       SoNode* second) {
+    lookBehind(
+        [&](SoState* state) {
+          see(state->getConstElement(MoScalarSetElement::getClassStackIndex()));
+        },
+        first, second);
+  };
+  look([&](const SoElement* element) { kept.reset(element->copyMatchInfo()); }, above.get(),
+       inner.get());
+  look([&](const SoElement* element) { EXPECT_TRUE(element->matches(kept.get())); }, above.get(),
+       inner.get());
+  look([&](const SoElement* element) { EXPECT_FALSE(element->matches(kept.get())); }, inner.get(),
+       above.get());
+  above->setScalarSet(&set);
+  look(
+      [&](const SoElement* element) {
+        EXPECT_FALSE(element->matches(kept.get()));
+        EXPECT_FALSE(element->matches(nullptr));
+      },
+      above.get(), inner.get());
+}
+
+TEST(DataSetNodes, RefuseSetsOfNoNumberingWithTheirWarnings)
+{
+  WarningLog warnings;
+  const PlainSet<double> scalars;
+  const PlainSet<std::string> strings;
+  const SetIjk<double> good;
+  const SetI<std::string> goodStrings;
+  const auto scalarSet = scalarNode(&good);
+  const SoRef<MoStringSet> stringSet(new MoStringSet);
+  stringSet->setStringSet(&goodStrings);
+  EXPECT_EQ(scalarSet->getScalarSet(), &good);
+  EXPECT_EQ(stringSet->getStringSet(), &goodStrings);
+  scalarSet->setScalarSet(nullptr);
+  stringSet->setStringSet(nullptr);
+  EXPECT_THAT(warnings.texts(), IsEmpty());
+
+  scalarSet->setScalarSet(&scalars);
+  stringSet->setStringSet(&strings);
+
+  EXPECT_EQ(scalarSet->getScalarSet(), nullptr);
+  EXPECT_EQ(stringSet->getStringSet(), nullptr);
+  EXPECT_THAT(warnings.texts(),
+              ElementsAre("MoScalarSet::setScalarSet: ScalarSet must be of type MiScalardSetI, "
+                          "MiScalardSetIj or MiScalardSetIjk.",
+                          "MoStringSet::setStringSet: StringSet must be of type MiStringSetI, "
+                          "MiStringSetIj or MiStringSetIjk."));
+  lookBehind(
+      [](SoState* state) { EXPECT_THAT(listOf<MoScalarSetElement>(state), ElementsAre(nullptr)); },
+      scalarSet.get());
+}
+
+TEST(DataSetNodes, OnlyCheckedSettersTouchTheNode)
+{
+  const SetI<double> set;
+  const SoRef<MoScalarSetI> typed(new MoScalarSetI);
+  auto id = typed->getNodeId();
+  typed->setScalarSet(&set);
+  EXPECT_EQ(typed->getNodeId(), id);
+  EXPECT_EQ(typed->getScalarSet(), &set);
+
+  const SoRef<MoScalarSet> checked(new MoScalarSet);
+  id = checked->getNodeId();
+  checked->setScalarSet(&set);
+  EXPECT_NE(checked->getNodeId(), id);
+  id = checked->getNodeId();
+  checked->reset();
+  EXPECT_NE(checked->getNodeId(), id);
+  EXPECT_EQ(checked->getScalarSet(), nullptr);
+}
+
+TEST(MoCellFilter, KnowsTheKindAndKeepsTheOldOneForAStranger)
+{
+  WarningLog warnings;
+  const SoRef<MoCellFilter> node(new MoCellFilter);
+  EXPECT_EQ(publishedBy(node), std::pair(CELL_FILTER_NONE, (const MiCellFilter*)nullptr));
+  const FilterI i(1);
+  const FilterIj ij(2);
+  const FilterIjk ijk(3);
+  node->setCellFilter(&i);
+  EXPECT_EQ(publishedBy(node), std::pair(CELL_FILTER_I, (const MiCellFilter*)&i));
+  node->setCellFilter(&ijk);
+  EXPECT_EQ(publishedBy(node), std::pair(CELL_FILTER_IJK, (const MiCellFilter*)&ijk));
+  node->setCellFilter(&ij);
+  EXPECT_EQ(publishedBy(node), std::pair(CELL_FILTER_IJ, (const MiCellFilter*)&ij));
+  EXPECT_THAT(warnings.texts(), IsEmpty());
+
+  const StrangeFilter strange(4);
+  const auto id = node->getNodeId();
+  node->setCellFilter(&strange);
+  EXPECT_NE(node->getNodeId(), id);
+  EXPECT_EQ(publishedBy(node), std::pair(CELL_FILTER_IJ, (const MiCellFilter*)&strange));
+  EXPECT_THAT(warnings.texts(),
+              ElementsAre("MoCellFilter::setCellFilter: cellFilter must be of type MiCellFilterI, "
+                          "MiCellFilterIj or MiCellFilterIjk."));
+  node->reset();
+  EXPECT_EQ(publishedBy(node), std::pair(CELL_FILTER_NONE, (const MiCellFilter*)nullptr));
+}
+
+TEST(MoCellFilter, CachesCompareKindAndStampAlone)
+{
+  const SoRef<MoCellFilter> node(new MoCellFilter);
+  const auto element = [&](const MiCellFilter* filter) {
+    std::unique_ptr<SoElement> copy;
+    node->setCellFilter(filter);
+    lookBehind(
+        [&](SoState* state) {
+          copy.reset(
+              state->getConstElement(MoCellFilterElement::getClassStackIndex())->copyMatchInfo());
+        },
+        node.get());
+    return copy;
+  };
+  FilterI first(5), second(5);
+  const FilterIj otherKind(5);
+  const auto none = element(nullptr), a = element(&first), b = element(&second),
+             c = element(&otherKind);
+  EXPECT_TRUE(a->matches(b.get())) << "another object, the same stamp";
+  EXPECT_FALSE(a->matches(c.get()));
+  EXPECT_FALSE(a->matches(none.get()));
+  EXPECT_FALSE(none->matches(a.get()));
+  EXPECT_TRUE(none->matches(element(nullptr).get()));
+  EXPECT_FALSE(a->matches(nullptr));
+  first.stamp = 6;
+  EXPECT_TRUE(a->matches(b.get())) << "the stamp is that of the traversal";
+  EXPECT_FALSE(a->matches(element(&first).get()));
+}
+
+TEST(MoDataBinding, IsAutoWithoutANodeAndPerCellByDefault)
+{
+  lookBehind([](SoState* state) {
+    EXPECT_EQ(MoDataBindingElement::getDataBinding(state), MoDataBinding::AUTO);
+  });
+  const SoRef<MoDataBinding> node(new MoDataBinding);
+  const auto published = [&] {
+    int found = 99;
+    lookBehind([&](SoState* state) { found = MoDataBindingElement::getDataBinding(state); },
+               node.get());
+    return found;
+  };
+  EXPECT_EQ(published(), MoDataBinding::PER_CELL);
+  EXPECT_TRUE(node->dataBinding.isDefault());
+  node->dataBinding = MoDataBinding::PER_NODE;
+  EXPECT_EQ(published(), 1);
+  EXPECT_TRUE(node->set("dataBinding AUTO"));
+  EXPECT_EQ(published(), -1);
+  EXPECT_EQ(MoDataBindingElement::getDataBinding(nullptr), MoDataBinding::AUTO);
+
+  // The field follows what it is connected to.
+  const SoRef<MoDataBinding> source(new MoDataBinding);
+  node->dataBinding.connectFrom(&source->dataBinding);
+  source->dataBinding = MoDataBinding::PER_NODE;
+  EXPECT_EQ(published(), MoDataBinding::PER_NODE);
+}
