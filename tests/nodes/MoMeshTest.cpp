@@ -175,7 +175,9 @@ TEST(MoMesh, ReachesEveryActionButSearchAndWrite)
   EXPECT_EQ(seen, 1);
   SoGetBoundingBoxAction(viewport).apply(root);
   EXPECT_EQ(seen, 2);
-  SoGetMatrixAction(viewport).apply(root);
+  const SoRef<SoPath> path(new SoPath(root)); // the matrix of a group is that of a path into it
+  path->append(probe.node());
+  SoGetMatrixAction(viewport).apply(path);
   EXPECT_EQ(seen, 3);
   const SoKeyboardEvent event;
   SoHandleEventAction events(viewport);
