@@ -28,6 +28,7 @@ namespace {
 
 std::vector<int> at(const MxImage& image, int x, int y)
 {
+  if (image.empty()) return {};
   const std::uint8_t* p = image.pixel(x, y);
   return {p[0], p[1], p[2], p[3]};
 }
