@@ -1,0 +1,63 @@
+#include "OurMesh.h"
+#include "Ours.h"
+
+#include <velmo/extraction/extractors/MiSkinExtract.h>
+
+namespace {
+
+template <class Mesh, class Extractor>
+class SkinJob final : public Job
+{
+public:
+  using MakeMesh = std::unique_ptr<Mesh> (*)(const MeshArrays&);
+  SkinJob(const MeshArrays& arrays, int threads, MakeMesh makeMesh)
+      : m_arrays(arrays), m_parallel(threads > 1), m_makeMesh(makeMesh)
+  {}
+
+  void run() override
+  {
+    m_mesh = m_makeMesh(m_arrays);
+    m_extractor = Extractor::getNewInstance(*m_mesh, m_parallel);
+    m_extractor->setCallback(&m_observer);
+    m_skin = &m_extractor->extractSkin(nullptr);
+  }
+  CheckValues check() const override { return checkOurSurface(*m_skin); }
+  double meshCheckSeconds() const override { return m_observer.meshCheckSeconds(); }
+  std::size_t extractionCount() const override { return m_observer.extractionCount(); }
+
+private:
+  MeshArrays m_arrays;
+  bool m_parallel;
+  MakeMesh m_makeMesh;
+  RunObserver m_observer;
+  std::unique_ptr<Mesh> m_mesh;
+  std::unique_ptr<Extractor> m_extractor;
+  const MeXSurfaceMeshUnstructured* m_skin = nullptr;
+};
+
+} // namespace
+
+std::unique_ptr<Job> makeOurSkin(const MeshArrays& mesh, int threads)
+{
+  if (mesh.isStructured())
+    return std::make_unique<SkinJob<MbVolumeMeshCurvilinear, MiSkinExtractIjk>>(mesh, threads,
+                                                                                makeOurCurvilinear);
+  return std::make_unique<SkinJob<MbVolumeMeshUnstructured, MiSkinExtractUnstructured>>(
+      mesh, threads, makeOurUnstructured);
+}
+
+CheckValues checkOurSurface(const MeXSurfaceMeshUnstructured& surface)
+{
+  CheckValues values;
+  values.vertices = surface.geometry.getNodeCount();
+  std::vector<double> corners;
+  for (std::size_t cell = 0; cell < surface.topology.getCellCount(); ++cell) {
+    corners.clear();
+    for (const int node : surface.topology.getCell(cell)) {
+      const MbVec3d p = surface.geometry.getNode(static_cast<std::size_t>(node));
+      corners.insert(corners.end(), {p.x, p.y, p.z});
+    }
+    values.addFace(corners.data(), corners.size() / 3, surface.provenance.cells[cell]);
+  }
+  return values;
+}

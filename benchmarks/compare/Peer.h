@@ -1,0 +1,24 @@
+#pragma once
+
+#include "Job.h"
+
+#include <string>
+#include <vector>
+
+/// A filter of the peer toolkit, with the settings named.
+struct PeerFilter
+{
+  const char* name;
+  JobMaker make;
+  /// Shared vertices, only those that are used, the exact result, the cell of each face.
+  bool wholeWork;
+  /// Each node comes once, so that the number of vertices can be compared.
+  bool sharesVertices;
+};
+
+/// Version and threading back-end, for the report.
+std::string peerDescription();
+/// Threads that the filters of the following runs use.
+void setPeerThreads(int threads);
+
+std::vector<PeerFilter> peerSkinFilters(bool structured);
