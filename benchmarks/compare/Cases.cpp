@@ -2,9 +2,6 @@
 
 #include "Ours.h"
 
-#include <algorithm>
-#include <sstream>
-
 namespace {
 
 /// Connectivity read, each output vertex read and written, the faces' nodes written.
@@ -19,11 +16,6 @@ double structuredBytes(const MeshArrays&, const CheckValues& output)
   return 64.0 * static_cast<double>(output.vertices) + 32.0 * static_cast<double>(output.faces);
 }
 
-bool close(double a, double b)
-{
-  return std::abs(a - b) <= kTolerance * std::max(std::abs(a), std::abs(b));
-}
-
 } // namespace
 
 std::span<const Case> comparisonCases()
@@ -36,21 +28,4 @@ std::span<const Case> comparisonCases()
       {"skin_curv", "curv", 1.2, makeOurSkin, peerSkinFilters(true), structuredBytes},
   };
   return cases;
-}
-
-std::string disagreement(const CheckValues& ours, const CheckValues& peer, bool compareVertices)
-{
-  std::ostringstream text;
-  text.precision(12);
-  const auto report = [&](const char* what, auto a, auto b, bool same) {
-    if (!same) text << (text.str().empty() ? "" : ", ") << what << ' ' << a << " and " << b;
-  };
-  report("faces", ours.faces, peer.faces, ours.faces == peer.faces);
-  if (compareVertices)
-    report("vertices", ours.vertices, peer.vertices, ours.vertices == peer.vertices);
-  report("area", ours.area, peer.area, close(ours.area, peer.area));
-  report("volume", ours.volume, peer.volume, close(ours.volume, peer.volume));
-  report("digest of the faces' cells", ours.cellDigest, peer.cellDigest,
-         ours.cellDigest == peer.cellDigest);
-  return text.str();
 }

@@ -20,9 +20,3 @@ struct Case
 };
 
 std::span<const Case> comparisonCases();
-
-/// Relative difference allowed in area and volume: our coordinates are single precision.
-inline constexpr double kTolerance = 1e-6;
-
-/// Says what two results do not share, empty where they agree.
-std::string disagreement(const CheckValues& ours, const CheckValues& peer, bool compareVertices);

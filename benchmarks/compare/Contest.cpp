@@ -83,7 +83,8 @@ public:
       if (rival->filter)
         rival->series.runs.push_back(measureRun(rival->filter->make, m_mesh, lane.threads));
     if (!oursFirst) runOurs();
-    if (lane.whole.filter)
+    // Said once is enough.
+    if (lane.whole.filter && lane.agree)
       compare(lane, lane.ours.runs.back(), lane.whole.series.runs.back(), *lane.whole.filter);
   }
 
@@ -101,7 +102,8 @@ public:
     row.peerFilter = rival.filter->name;
     row.wholeWork = rival.filter->wholeWork;
     row.aim = m_case.aim;
-    row.floorSeconds = m_case.floorBytes(m_mesh, lane.ours.runs.front().check) / bandwidth;
+    row.check = lane.ours.runs.front().check;
+    row.floorSeconds = m_case.floorBytes(m_mesh, row.check) / bandwidth;
     row.oursPeakMb = lane.ours.maximumOf(&RunResult::peakMb);
     row.oursGrowthMb = lane.ours.maximumOf(&RunResult::growthMb);
     row.peerPeakMb = rival.series.maximumOf(&RunResult::peakMb);

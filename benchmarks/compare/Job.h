@@ -1,6 +1,7 @@
 #pragma once
 
-#include <cmath>
+#include "CheckValues.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -25,44 +26,6 @@ struct MeshArrays
   std::size_t axisNodes[3] = {0, 0, 0};
 
   bool isStructured() const { return connectivity == nullptr; }
-};
-
-/// What two results must have in common.
-struct CheckValues
-{
-  std::size_t faces = 0;
-  std::size_t vertices = 0;
-  double area = 0;
-  double volume = 0;            ///< enclosed; its sign is the orientation, positive outward
-  std::uint64_t cellDigest = 0; ///< of the cell of each face, whatever the order of the faces
-
-  /// Counts a polygon of `size` corners, three numbers each, that came from `cell`.
-  void addFace(const double* corners, std::size_t size, std::uint64_t cell)
-  {
-    double vectorArea[3] = {0, 0, 0}, centre[3] = {0, 0, 0};
-    for (std::size_t i = 0; i < size; ++i) {
-      const double* p = corners + 3 * i;
-      const double* q = corners + 3 * ((i + 1) % size);
-      for (int a = 0; a < 3; ++a) {
-        const int b = (a + 1) % 3, c = (a + 2) % 3;
-        // Relative to the first corner, to keep the digits.
-        vectorArea[a] += 0.5 * ((p[b] - corners[b]) * (q[c] - corners[c]) -
-                                (p[c] - corners[c]) * (q[b] - corners[b]));
-        centre[a] += p[a] / static_cast<double>(size);
-      }
-    }
-    ++faces;
-    area += std::sqrt(vectorArea[0] * vectorArea[0] + vectorArea[1] * vectorArea[1] +
-                      vectorArea[2] * vectorArea[2]);
-    volume +=
-        (centre[0] * vectorArea[0] + centre[1] * vectorArea[1] + centre[2] * vectorArea[2]) / 3;
-    // A sum of scrambled numbers (the finaliser of MurmurHash3, with an offset so that cell 0
-    // counts).
-    std::uint64_t h = cell + 0x9e3779b97f4a7c15u;
-    h = (h ^ (h >> 33)) * 0xff51afd7ed558ccdu;
-    h = (h ^ (h >> 33)) * 0xc4ceb9fe1a85ec53u;
-    cellDigest += h ^ (h >> 33);
-  }
 };
 
 /// One piece of work, made anew for every run, so that nothing is remembered.

@@ -62,7 +62,7 @@ void printThreadGains(const std::vector<ReportRow>& rows)
 bool writeJson(const std::string& path, const std::vector<ReportRow>& rows)
 {
   std::ofstream out(path);
-  out.precision(6);
+  out.precision(9);
   out << "[";
   const char* separator = "\n";
   for (const ReportRow& row : rows) {
@@ -92,6 +92,10 @@ bool writeJson(const std::string& path, const std::vector<ReportRow>& rows)
     field("mesh_check_s", row.meshCheckSeconds);
     size("ours_growth_mb", row.oursPeakMb, row.oursGrowthMb);
     size("peer_growth_mb", row.peerPeakMb, row.peerGrowthMb);
+    field("faces", row.check.faces);
+    field("vertices", row.check.vertices);
+    field("area", row.check.area);
+    field("volume", row.check.volume);
     field("extractions", row.extractions);
     field("runs", row.runs);
     out << "}";

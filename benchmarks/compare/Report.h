@@ -1,5 +1,7 @@
 #pragma once
 
+#include "CheckValues.h"
+
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -19,6 +21,7 @@ struct ReportRow
   double aim = 0; ///< for whole work
   double floorSeconds = 0;
   double oursPeakMb = 0, oursGrowthMb = 0, peerPeakMb = 0, peerGrowthMb = 0;
+  CheckValues check; ///< of ours
   std::size_t extractions = 0, runs = 0;
   /// Nothing for a part of the work, whose result is not the whole one.
   std::optional<bool> agree;
