@@ -1,0 +1,61 @@
+#include <velmo/io/MxFileArray.h>
+
+#include <algorithm>
+
+namespace {
+
+template <class Word>
+Word reversed(Word word)
+{
+  if constexpr (sizeof(Word) == 2)
+    return __builtin_bswap16(word);
+  else if constexpr (sizeof(Word) == 4)
+    return __builtin_bswap32(word);
+  else
+    return __builtin_bswap64(word);
+}
+
+template <class Word>
+void copyReversed(std::byte* to, const std::byte* from, std::size_t count)
+{
+  for (std::size_t i = 0; i < count; ++i) {
+    Word word;
+    std::memcpy(&word, from + i * sizeof(Word), sizeof(Word));
+    word = reversed(word);
+    std::memcpy(to + i * sizeof(Word), &word, sizeof(Word));
+  }
+}
+
+} // namespace
+
+void mxCopyNumbers(std::byte* to, const void* from, std::size_t count, std::size_t width, bool swap,
+                   bool parallel)
+{
+  const auto* bytes = static_cast<const std::byte*>(from);
+  if ((!swap || width == 1) && bytes == to) return;
+  forEachBlock(parallel, count, kFileBlock, [&](std::size_t, std::size_t first, std::size_t last) {
+    std::byte* target = to + first * width;
+    const std::byte* source = bytes + first * width;
+    if (!swap || width == 1)
+      std::memcpy(target, source, (last - first) * width);
+    else if (width == 2)
+      copyReversed<std::uint16_t>(target, source, last - first);
+    else if (width == 4)
+      copyReversed<std::uint32_t>(target, source, last - first);
+    else
+      copyReversed<std::uint64_t>(target, source, last - first);
+  });
+}
+
+MxFileArray mxGather(const MxFileArray& array, std::size_t components,
+                     std::span<const std::size_t> source, bool parallel)
+{
+  MxFileArray result(array.type, source.size() * components);
+  const std::size_t width = components * scalarSize(array.type);
+  forEachBlock(
+      parallel, source.size(), kFileBlock, [&](std::size_t, std::size_t first, std::size_t last) {
+        for (std::size_t i = first; i < last; ++i)
+          std::memcpy(result.data.get() + i * width, array.data.get() + source[i] * width, width);
+      });
+  return result;
+}

@@ -1,0 +1,91 @@
+#pragma once
+
+#include <velmo/base/MxParallel.h>
+#include <velmo/extraction/interfaces/MiArrayView.h>
+
+#include <bit>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <new>
+#include <span>
+
+inline constexpr std::size_t kFileBlock = std::size_t{1} << 16;
+
+inline std::size_t scalarSize(MiScalarType type)
+{
+  return visitScalarType(type, [](auto scalar) { return sizeof(scalar); });
+}
+
+inline bool isInteger(MiScalarType type)
+{
+  return type != MiScalarType::Float32 && type != MiScalarType::Float64;
+}
+
+/// Numbers of a type known only when the file is read. Copies share the memory.
+struct MxFileArray
+{
+  MiScalarType type = MiScalarType::Float64;
+  std::size_t size = 0;
+  std::shared_ptr<std::byte> data;
+
+  MxFileArray() = default;
+  /// `count` numbers, uninitialised.
+  /// @throw std::bad_alloc
+  MxFileArray(MiScalarType scalar, std::size_t count) : type(scalar), size(count)
+  {
+    if (count == 0) return;
+    if (count > std::numeric_limits<std::size_t>::max() / 16) throw std::bad_alloc();
+    data.reset(static_cast<std::byte*>(std::malloc(byteCount())), &std::free);
+    if (!data) throw std::bad_alloc();
+  }
+  template <class T>
+  static MxFileArray of(std::size_t count)
+  {
+    return {kMiScalarTypeOf<T>, count};
+  }
+  template <class T>
+  static MxFileArray of(std::span<const T> values)
+  {
+    MxFileArray array(kMiScalarTypeOf<T>, values.size());
+    if (!values.empty()) std::memcpy(array.data.get(), values.data(), values.size_bytes());
+    return array;
+  }
+
+  explicit operator bool() const { return size > 0; }
+  std::size_t byteCount() const { return size * scalarSize(type); }
+  template <class T>
+  T* as() const
+  {
+    return reinterpret_cast<T*>(data.get());
+  }
+  template <class T>
+  std::span<T> span() const
+  {
+    return {as<T>(), size};
+  }
+  /// Items of `components` numbers; a remainder is left out.
+  MiArrayView view(std::size_t components = 1) const
+  {
+    return {data.get(), type, size / components, components * scalarSize(type)};
+  }
+};
+
+/// Calls visit(std::span<T>) with the array's numbers.
+template <class Visitor>
+decltype(auto) visitNumbers(const MxFileArray& array, Visitor&& visit)
+{
+  return visitScalarType(array.type, [&](auto scalar) -> decltype(auto) {
+    return visit(array.span<decltype(scalar)>());
+  });
+}
+
+/// Copies numbers of `width` bytes, turning their bytes around when `swap`; `from` may have any
+/// alignment and may equal `to`.
+void mxCopyNumbers(std::byte* to, const void* from, std::size_t count, std::size_t width, bool swap,
+                   bool parallel);
+
+/// The items `source`[0], `source`[1] ... of an array of items of `components` numbers.
+MxFileArray mxGather(const MxFileArray& array, std::size_t components,
+                     std::span<const std::size_t> source, bool parallel);

@@ -1,0 +1,108 @@
+#pragma once
+
+#include <velmo/extraction/interfaces/MbVec3.h>
+#include <velmo/extraction/interfaces/MeshType.h>
+#include <velmo/extraction/interfaces/MiCellShape.h>
+#include <velmo/extraction/interfaces/MiDataSet.h>
+#include <velmo/io/MxFileArray.h>
+
+#include <array>
+#include <optional>
+#include <string>
+#include <vector>
+
+class MxFileBytes;
+
+/// Values per node or cell, as the file has them.
+struct MxFileSet
+{
+  std::string name;
+  MiDataBinding binding = MiDataBinding::PerNode;
+  std::size_t components = 1;
+  MxFileArray values;
+};
+
+/// Unstructured cells. As a reader gives them, `types` are the numbers of the file format, a
+/// polyhedron without `faces` has its face stream in the connectivity, and `offsets` run forwards
+/// and end within the connectivity (both checked by the reader). After mxNormalizeCells the arrays
+/// are those of MiTopologyView.
+struct MxFileCells
+{
+  std::size_t count = 0;
+  MxFileArray types;   ///< UInt8; empty when all cells are `uniform`
+  MxFileArray offsets; ///< count + 1; empty when `uniform` tells the node count
+  MxFileArray connectivity;
+  MxFileArray faces;
+  MxFileArray faceOffsets; ///< count + 1
+  MiCellShape uniform = MiCellShape::Empty;
+};
+
+enum class MxFileLayout
+{
+  Cells,
+  Regular,
+  Rectilinear,
+  Curvilinear
+};
+
+/// What a reader takes from a file: arrays and counts that fit each other, no mesh yet.
+struct MxFileMesh
+{
+  std::string format;
+  std::string title;
+  std::optional<double> time;
+  std::vector<std::string> notes;
+
+  MxFileLayout layout = MxFileLayout::Cells;
+  std::size_t nodeCount = 0;
+  MxFileArray points; ///< three numbers a node: unstructured and curvilinear
+  MxFileCells cells;  ///< unstructured
+  MbIndex3 nodes;     ///< structured: nodes along each axis, none zero
+  MbVec3d origin, spacing;
+  std::array<MxFileArray, 3> axes; ///< rectilinear
+
+  std::vector<MxFileSet> sets;
+
+  std::size_t cellCount() const;
+};
+
+/// What mxNormalizeCells found.
+struct MxCellFacts
+{
+  /// Kind of the cells that stay: those of the highest dimension.
+  MeshType kind = VOLUME_MESH_UNSTRUCTURED;
+  /// True when cells were left out, split or rewritten.
+  bool changed = false;
+  /// File cell of each cell, where they were.
+  std::vector<std::size_t> source;
+};
+
+/// Brings cells into the shapes that a topology knows: leaves out cells of a lower dimension than
+/// the highest, permutes voxels and pixels, turns prisms of five and six sides into polyhedra and
+/// strips into triangles, unpacks face streams, and drops types and offsets where all cells are
+/// alike. Shapes that are not known stay; so do cells with a wrong number of nodes.
+/// @throw MbMeshFileError for a face stream that does not fit its cell
+MxCellFacts mxNormalizeCells(MxFileCells& cells, const MxFileBytes& file,
+                             std::vector<std::string>& notes, bool parallel);
+
+/// The counts of cells per file type; a type beyond 255 counts as 255.
+std::array<std::size_t, 256> mxCountTypes(const MxFileCells& cells);
+
+/// The first of the offsets that is negative, smaller than the one before, or beyond `limit`; their
+/// count when all are well.
+std::size_t mxFirstBadOffset(const MxFileArray& offsets, std::size_t limit);
+
+/// Adds `shift` to the nodes in the face streams.
+/// @throw MbMeshFileError for a face stream that does not fit its cell
+void mxShiftFaceNodes(MxFileCells& cells, std::size_t shift, const MxFileBytes& file);
+
+/// Unstructured parts of one file as one mesh, part after part; arrays that a part lacks are left
+/// out with a note.
+/// @throw MbMeshFileError
+MxFileMesh mxJoinParts(std::vector<MxFileMesh> parts, const MxFileBytes& file);
+
+// Readers.
+bool mxIsLegacyVtk(std::string_view head);
+MxFileMesh mxReadLegacyVtk(const MxFileBytes& file, bool parallel);
+bool mxIsVtu(std::string_view head);
+MxFileMesh mxReadVtu(const MxFileBytes& file, bool parallel);

@@ -1,0 +1,660 @@
+#include <velmo/io/MxFileBytes.h>
+#include <velmo/io/MxFileMesh.h>
+#include <velmo/io/MxNumberText.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+constexpr std::string_view kMagic = "# vtk DataFile Version";
+
+std::string lowered(std::string_view word)
+{
+  std::string text(word);
+  for (char& c : text)
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  return text;
+}
+
+/// Names hold "%20" for a blank and so on.
+std::string decodedName(std::string_view word)
+{
+  const auto digit = [](char c) {
+    return c >= '0' && c <= '9'   ? c - '0'
+           : c >= 'A' && c <= 'F' ? c - 'A' + 10
+           : c >= 'a' && c <= 'f' ? c - 'a' + 10
+                                  : -1;
+  };
+  std::string name;
+  for (std::size_t i = 0; i < word.size(); ++i) {
+    if (word[i] == '%' && i + 2 < word.size() && digit(word[i + 1]) >= 0 && digit(word[i + 2]) >= 0)
+    {
+      name += static_cast<char>(digit(word[i + 1]) * 16 + digit(word[i + 2]));
+      i += 2;
+    } else {
+      name += word[i];
+    }
+  }
+  return name;
+}
+
+struct TypeName
+{
+  const char* name;
+  MiScalarType type;
+};
+constexpr TypeName kTypes[] = {{"float", MiScalarType::Float32},
+                               {"double", MiScalarType::Float64},
+                               {"int", MiScalarType::Int32},
+                               {"unsigned_int", MiScalarType::UInt32},
+                               {"short", MiScalarType::Int16},
+                               {"unsigned_short", MiScalarType::UInt16},
+                               {"char", MiScalarType::Int8},
+                               {"signed_char", MiScalarType::Int8},
+                               {"unsigned_char", MiScalarType::UInt8},
+                               {"long", MiScalarType::Int64},
+                               {"unsigned_long", MiScalarType::UInt64},
+                               {"vtktypeint64", MiScalarType::Int64},
+                               {"vtktypeuint64", MiScalarType::UInt64},
+                               // Written with 32 bits, whatever the writer's own ids have.
+                               {"vtkidtype", MiScalarType::Int32}};
+
+/// Reads one file from the first byte to the last.
+class LegacyReader
+{
+public:
+  LegacyReader(const MxFileBytes& file, bool parallel)
+      : m_file(file), m_parallel(parallel), m_at(file.begin()), m_end(file.end())
+  {
+    m_mesh.format = "legacy vtk";
+  }
+
+  MxFileMesh run()
+  {
+    readHeader();
+    for (std::string keyword = nextKeyword(); !keyword.empty(); keyword = nextKeyword())
+      readSection(keyword);
+    if (m_dataSet.empty()) m_file.failAtLine(m_end, "the file ends before DATASET");
+    finishGeometry();
+    return std::move(m_mesh);
+  }
+
+private:
+  // ---- words and numbers
+
+  [[noreturn]] void fail(const std::string& problem) const { m_file.failAtLine(m_word, problem); }
+
+  std::string_view word()
+  {
+    const std::string_view found = mxNextWord(m_at, m_end);
+    m_word = found.data();
+    return found;
+  }
+  std::string_view wordFor(const char* what)
+  {
+    const std::string_view found = word();
+    if (found.empty()) fail(std::string("the file ends where ") + what + " should be");
+    return found;
+  }
+  std::string nextKeyword() { return lowered(word()); }
+
+  std::string_view restOfLine()
+  {
+    const char* first = m_at;
+    while (m_at < m_end && *m_at != '\n')
+      ++m_at;
+    std::string_view line(first, static_cast<std::size_t>(m_at - first));
+    if (m_at < m_end) ++m_at;
+    while (!line.empty() && isBlank(line.back()))
+      line.remove_suffix(1);
+    return line;
+  }
+
+  std::size_t count(const char* what)
+  {
+    const std::string_view text = wordFor(what);
+    std::int64_t value = 0;
+    if (!mxParseNumber(text, value))
+      fail(std::string(what) + " " + mxQuoted(text) + " is not a count");
+    if (value < 0) fail(std::string(what) + " " + std::to_string(value) + " is negative");
+    return static_cast<std::size_t>(value);
+  }
+  double number(const char* what)
+  {
+    const std::string_view text = wordFor(what);
+    double value = 0;
+    if (!mxParseNumber(text, value))
+      fail(std::string(what) + " " + mxQuoted(text) + " is not a number");
+    return value;
+  }
+  MbVec3d numbers3(const char* what)
+  {
+    MbVec3d result;
+    for (std::size_t i = 0; i < 3; ++i)
+      result[i] = number(what);
+    return result;
+  }
+
+  static const TypeName* findType(std::string_view name)
+  {
+    const std::string wanted = lowered(name);
+    const auto* found = std::find_if(std::begin(kTypes), std::end(kTypes),
+                                     [&](const TypeName& type) { return wanted == type.name; });
+    return found == std::end(kTypes) ? nullptr : found;
+  }
+
+  /// Refuses a count that the file cannot hold, before anything is allocated or multiplied.
+  void checkFits(std::size_t items, std::size_t numbersEach, const std::string& what) const
+  {
+    const auto left = static_cast<std::size_t>(m_end - m_at);
+    if (numbersEach > 0 && items > (left * 8 + 8) / numbersEach)
+      fail(what + " should have " + std::to_string(items) + " items, but only " +
+           std::to_string(left) + " bytes follow");
+  }
+
+  MxFileArray list(std::string_view typeName, std::size_t items, std::size_t numbersEach,
+                   const std::string& what)
+  {
+    checkFits(items, numbersEach, what);
+    const std::size_t total = items * numbersEach;
+    if (lowered(typeName) == "bit") return bits(total, what);
+    const TypeName* type = findType(typeName);
+    if (!type) fail(what + " has the type " + mxQuoted(typeName) + ", which is not known");
+    return list(type->type, total, what);
+  }
+
+  /// The numbers that follow the present line.
+  MxFileArray list(MiScalarType type, std::size_t total, const std::string& what)
+  {
+    if (!m_binary) return mxReadNumbers(m_file, m_at, m_end, type, total, what, m_parallel);
+    restOfLine();
+    const std::size_t width = scalarSize(type);
+    const char* from = take(total, width, what);
+    MxFileArray array(type, total);
+    mxCopyNumbers(array.data.get(), from, total, width, std::endian::native == std::endian::little,
+                  m_parallel);
+    return array;
+  }
+
+  const char* take(std::size_t items, std::size_t width, const std::string& what)
+  {
+    const auto left = static_cast<std::size_t>(m_end - m_at);
+    if (items > left / width)
+      m_file.failAtByte(m_at, what + " should have " + std::to_string(items) + " numbers of " +
+                                  std::to_string(width) + " bytes, but only " +
+                                  std::to_string(left) + " bytes follow");
+    const char* first = m_at;
+    m_at += items * width;
+    return first;
+  }
+
+  MxFileArray bits(std::size_t total, const std::string& what)
+  {
+    if (!m_binary) return list(MiScalarType::UInt8, total, what);
+    restOfLine();
+    const char* from = take((total + 7) / 8, 1, what);
+    auto array = MxFileArray::of<std::uint8_t>(total);
+    for (std::size_t i = 0; i < total; ++i)
+      array.as<std::uint8_t>()[i] =
+          static_cast<std::uint8_t>(static_cast<unsigned char>(from[i / 8]) >> (7 - i % 8) & 1);
+    return array;
+  }
+
+  // ---- sections
+
+  void readHeader()
+  {
+    const std::string_view first = restOfLine();
+    if (first.substr(0, kMagic.size()) != kMagic) m_file.fail("line 1", "is no legacy .vtk file");
+    m_mesh.title = std::string(restOfLine());
+    const std::string form = nextKeyword();
+    if (form != "ascii" && form != "binary") fail("neither ASCII nor BINARY stands here");
+    m_binary = form == "binary";
+    restOfLine();
+  }
+
+  void readSection(const std::string& keyword)
+  {
+    if (keyword == "dataset") return readDataSetType();
+    if (keyword == "point_data") return readDataHeader(MiDataBinding::PerNode);
+    if (keyword == "cell_data") return readDataHeader(MiDataBinding::PerCell);
+    if (keyword == "field") return readField();
+    if (keyword == "metadata") return skipMetadata();
+    if (m_inData) return readAttribute(keyword);
+    if (m_dataSet.empty()) fail("DATASET should stand here");
+    readGeometry(keyword);
+  }
+
+  void readDataSetType()
+  {
+    if (!m_dataSet.empty()) fail("a second DATASET");
+    m_dataSet = lowered(wordFor("the type of the data set"));
+    if (m_dataSet == "structured_points")
+      m_mesh.layout = MxFileLayout::Regular;
+    else if (m_dataSet == "rectilinear_grid")
+      m_mesh.layout = MxFileLayout::Rectilinear;
+    else if (m_dataSet == "structured_grid")
+      m_mesh.layout = MxFileLayout::Curvilinear;
+    else if (m_dataSet != "unstructured_grid" && m_dataSet != "polydata")
+      fail("the data set " + mxQuoted(m_dataSet) + " is no mesh that can be read");
+    m_mesh.spacing = {1, 1, 1};
+  }
+
+  void readGeometry(const std::string& keyword)
+  {
+    const bool polydata = m_dataSet == "polydata";
+    const bool cells = m_dataSet == "unstructured_grid";
+    const MxFileLayout layout = m_mesh.layout;
+    if (keyword == "dimensions" && layout != MxFileLayout::Cells) {
+      for (std::size_t axis = 0; axis < 3; ++axis)
+        m_mesh.nodes[axis] = count("DIMENSIONS");
+      checkDimensions();
+    } else if (keyword == "extent" && layout != MxFileLayout::Cells) {
+      for (std::size_t axis = 0; axis < 3; ++axis) {
+        const double first = number("EXTENT"), last = number("EXTENT");
+        if (!(last >= first && last - first < 1e15)) fail("EXTENT runs backwards");
+        m_first[axis] = first;
+        m_mesh.nodes[axis] = static_cast<std::size_t>(last - first) + 1;
+      }
+      checkDimensions();
+    } else if (keyword == "origin" && layout == MxFileLayout::Regular) {
+      m_mesh.origin = numbers3("ORIGIN");
+    } else if ((keyword == "spacing" || keyword == "aspect_ratio") &&
+               layout == MxFileLayout::Regular) {
+      m_mesh.spacing = numbers3("SPACING");
+    } else if (keyword == "points" && layout != MxFileLayout::Regular &&
+               layout != MxFileLayout::Rectilinear)
+    {
+      m_pointCount = count("POINTS");
+      m_mesh.points = list(wordFor("the type of POINTS"), m_pointCount, 3, "POINTS");
+      m_hasPoints = true;
+    } else if (keyword.size() == 13 && keyword.substr(1) == "_coordinates" && keyword[0] >= 'x' &&
+               keyword[0] <= 'z' && layout == MxFileLayout::Rectilinear)
+    {
+      const std::string what(m_word, keyword.size());
+      const std::size_t axis = static_cast<std::size_t>(keyword[0] - 'x');
+      const std::size_t n = count(what.c_str());
+      m_mesh.axes[axis] = list(wordFor("the type of the coordinates"), n, 1, what);
+    } else if (keyword == "cells" && cells) {
+      m_cells = readCellList("CELLS");
+    } else if (keyword == "cell_types" && cells) {
+      const std::size_t n = count("CELL_TYPES");
+      checkFits(n, 1, "CELL_TYPES");
+      m_types = list(MiScalarType::Int32, n, "CELL_TYPES");
+      m_hasTypes = true;
+    } else if (polydata && (keyword == "vertices" || keyword == "lines" || keyword == "polygons" ||
+                            keyword == "triangle_strips"))
+    {
+      const std::size_t part = keyword == "vertices"   ? 0
+                               : keyword == "lines"    ? 1
+                               : keyword == "polygons" ? 2
+                                                       : 3;
+      m_parts[part] = readCellList(keyword);
+    } else {
+      fail(mxQuoted(keyword) + " is not expected here");
+    }
+  }
+
+  void checkDimensions()
+  {
+    std::size_t nodes = 1;
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+      const std::size_t n = m_mesh.nodes[axis];
+      if (n == 0) fail("the mesh has no nodes along an axis");
+      if (n > (std::size_t{1} << 48) / nodes) fail("the dimensions are too large");
+      nodes *= n;
+    }
+    m_mesh.nodeCount = nodes;
+  }
+
+  /// "CELLS count size" with node counts among the nodes, or with OFFSETS and CONNECTIVITY.
+  MxFileCells readCellList(const std::string& what)
+  {
+    const char* const place = m_word;
+    const std::size_t n = count(what.c_str()), size = count(what.c_str());
+    checkFits(size, 1, what);
+    const char* ahead = m_at;
+    if (lowered(mxNextWord(ahead, m_end)) == "offsets") return readOffsetCells(what, n, size);
+
+    if (n > size) fail(what + " has more cells than numbers");
+    MxFileArray numbers = list(MiScalarType::Int32, size, what);
+    MxFileCells cells;
+    cells.count = n;
+    cells.offsets = MxFileArray::of<std::int32_t>(n + 1);
+    if (size > std::numeric_limits<std::int32_t>::max())
+      cells.offsets = MxFileArray::of<std::int64_t>(n + 1);
+    cells.connectivity = MxFileArray::of<std::int32_t>(size - n);
+    visitNumbers(cells.offsets, [&](auto offsets) {
+      unpackCells(numbers.span<const std::int32_t>(), offsets,
+                  cells.connectivity.as<std::int32_t>(), place, what);
+    });
+    return cells;
+  }
+
+  /// Finds where each cell begins, which only one thread can, and takes out the node counts.
+  template <class Offset>
+  void unpackCells(std::span<const std::int32_t> numbers, std::span<Offset> offsets,
+                   std::int32_t* nodes, const char* place, const std::string& what)
+  {
+    const std::size_t n = offsets.size() - 1;
+    std::size_t at = 0;
+    for (std::size_t cell = 0; cell < n; ++cell) {
+      offsets[cell] = static_cast<Offset>(at - cell);
+      const std::int32_t k = at < numbers.size() ? numbers[at] : -1;
+      if (k < 0 || static_cast<std::size_t>(k) > numbers.size() - at - 1)
+        m_file.failAtLine(place, "cell " + std::to_string(cell) + " of " + what +
+                                     " does not fit the " + std::to_string(numbers.size()) +
+                                     " numbers announced");
+      at += static_cast<std::size_t>(k) + 1;
+    }
+    if (at != numbers.size())
+      m_file.failAtLine(place, what + " uses " + std::to_string(at) + " of the " +
+                                   std::to_string(numbers.size()) + " numbers announced");
+    offsets[n] = static_cast<Offset>(at - n);
+    forEachBlock(m_parallel, n, kFileBlock, [&](std::size_t, std::size_t first, std::size_t last) {
+      for (std::size_t cell = first; cell < last; ++cell) {
+        const auto begin = static_cast<std::size_t>(offsets[cell]);
+        const auto end = static_cast<std::size_t>(offsets[cell + 1]);
+        std::copy(numbers.data() + begin + cell + 1, numbers.data() + end + cell + 1,
+                  nodes + begin);
+      }
+    });
+  }
+
+  MxFileCells readOffsetCells(const std::string& what, std::size_t offsetCount, std::size_t size)
+  {
+    word();
+    MxFileCells cells;
+    checkFits(offsetCount, 1, "OFFSETS");
+    cells.offsets = list(wordFor("the type of OFFSETS"), offsetCount, 1, "OFFSETS of " + what);
+    if (nextKeyword() != "connectivity") fail("CONNECTIVITY should stand here");
+    cells.connectivity =
+        list(wordFor("the type of CONNECTIVITY"), size, 1, "CONNECTIVITY of " + what);
+    if (!isInteger(cells.offsets.type) || !isInteger(cells.connectivity.type))
+      fail("OFFSETS and CONNECTIVITY of " + what + " are no whole numbers");
+    // No offset at all stands for no cell.
+    cells.count = offsetCount == 0 ? 0 : offsetCount - 1;
+    const std::size_t bad = mxFirstBadOffset(cells.offsets, cells.connectivity.size);
+    if (bad < offsetCount)
+      fail("offset " + std::to_string(bad) + " of " + what +
+           " runs backwards or beyond the connectivity");
+    return cells;
+  }
+
+  void readDataHeader(MiDataBinding binding)
+  {
+    if (m_dataSet.empty()) fail("DATASET should stand here");
+    const bool perNode = binding == MiDataBinding::PerNode;
+    const char* what = perNode ? "POINT_DATA" : "CELL_DATA";
+    finishGeometry();
+    m_binding = binding;
+    m_items = count(what);
+    m_inData = true;
+    const std::size_t expected = perNode ? m_mesh.nodeCount : m_fileCellCount;
+    if (m_items != expected)
+      fail(std::string(what) + " " + std::to_string(m_items) + " does not fit the mesh of " +
+           std::to_string(expected) + (perNode ? " nodes" : " cells"));
+  }
+
+  // ---- arrays
+
+  void add(std::string_view name, std::size_t components, MxFileArray values)
+  {
+    m_mesh.sets.push_back({decodedName(name), m_binding, components, std::move(values)});
+  }
+
+  void readAttribute(const std::string& keyword)
+  {
+    if (keyword == "lookup_table") return skipLookupTable();
+    const char* const place = m_word;
+    const std::string name(wordFor("the name of an array"));
+    const std::string what = keyword + " " + name;
+    if (keyword == "scalars") {
+      const std::string type(wordFor("the type of an array"));
+      // The count is optional and stands on the same line.
+      const char* line = m_at;
+      while (line < m_end && *line != '\n')
+        ++line;
+      const char* p = m_at;
+      std::size_t components = 1;
+      const std::string_view optional = mxNextWord(p, line);
+      if (!optional.empty()) {
+        components = count("the number of components");
+        if (components < 1 || components > 4) fail("SCALARS have 1 to 4 components");
+      }
+      p = m_at;
+      if (lowered(mxNextWord(p, m_end)) == "lookup_table") {
+        m_at = p;
+        wordFor("the name of a lookup table");
+      }
+      add(name, components, list(type, m_items, components, what));
+    } else if (keyword == "color_scalars") {
+      const std::size_t components = count("the number of components");
+      add(name, components, list(m_binary ? "unsigned_char" : "float", m_items, components, what));
+    } else if (keyword == "vectors" || keyword == "normals") {
+      add(name, 3, list(wordFor("the type of an array"), m_items, 3, what));
+    } else if (keyword == "global_ids" || keyword == "pedigree_ids" || keyword == "edge_flags") {
+      add(name, 1, list(wordFor("the type of an array"), m_items, 1, what));
+    } else if (keyword == "tensors" || keyword == "tensors6") {
+      list(wordFor("the type of an array"), m_items, keyword == "tensors" ? 9 : 6, what);
+      m_mesh.notes.push_back("The tensors '" + decodedName(name) + "' are left out.");
+    } else if (keyword == "texture_coordinates") {
+      const std::size_t components = count("the number of components");
+      list(wordFor("the type of an array"), m_items, components, what);
+      m_mesh.notes.push_back("The texture coordinates '" + decodedName(name) + "' are left out.");
+    } else {
+      m_file.failAtLine(place, mxQuoted(keyword) + " is no kind of array that is known");
+    }
+  }
+
+  void readField()
+  {
+    wordFor("the name of a field");
+    const std::size_t arrays = count("the number of arrays");
+    for (std::size_t i = 0; i < arrays; ++i) {
+      std::string name(wordFor("the name of an array"));
+      if (name == "NULL_ARRAY") continue;
+      if (lowered(name) == "metadata") { // belongs to the array before
+        skipMetadata();
+        name = std::string(wordFor("the name of an array"));
+      }
+      const std::string what = "array " + name;
+      const std::size_t components = count("the number of components");
+      const std::size_t items = count("the number of tuples");
+      const std::string type(wordFor("the type of an array"));
+      checkFits(items, components, what);
+      if (lowered(type) == "string") {
+        skipStrings(items * components, what);
+        m_mesh.notes.push_back("The array '" + decodedName(name) +
+                               "' holds texts and is left out.");
+        continue;
+      }
+      MxFileArray values = list(type, items, components, what);
+      if (!m_inData) {
+        takeFieldValue(decodedName(name), values);
+      } else if (items != m_items) {
+        fail(what + " has " + std::to_string(items) + " items where " + std::to_string(m_items) +
+             " should be");
+      } else if (components == 0) {
+        m_mesh.notes.push_back("The array '" + decodedName(name) + "' is empty and left out.");
+      } else {
+        add(name, components, std::move(values));
+      }
+    }
+  }
+
+  void takeFieldValue(const std::string& name, const MxFileArray& values)
+  {
+    const std::string key = lowered(name);
+    if ((key == "time" || key == "timevalue") && values.size > 0)
+      m_mesh.time = visitNumbers(values, [](auto v) { return static_cast<double>(v[0]); });
+    else
+      m_mesh.notes.push_back("The field array '" + name +
+                             "' belongs to no node or cell and is left out.");
+  }
+
+  void skipStrings(std::size_t texts, const std::string& what)
+  {
+    restOfLine();
+    for (std::size_t i = 0; i < texts; ++i) {
+      if (m_at == m_end) m_file.failAtLine(m_at, what + " ends too early");
+      if (!m_binary) {
+        restOfLine();
+        continue;
+      }
+      // The two highest bits tell how many bytes hold the length: 8, 4, 2 or 1.
+      const auto head = static_cast<unsigned char>(*m_at);
+      const std::size_t bytes = std::size_t{8} >> (head >> 6);
+      const char* p = take(bytes, 1, what);
+      std::size_t length = head & 63;
+      for (std::size_t b = 1; b < bytes; ++b)
+        length = length << 8 | static_cast<unsigned char>(p[b]);
+      take(length, 1, what);
+    }
+  }
+
+  /// Up to the next empty line.
+  void skipMetadata()
+  {
+    restOfLine();
+    while (m_at < m_end && !restOfLine().empty()) {
+    }
+  }
+
+  void skipLookupTable()
+  {
+    wordFor("the name of a lookup table");
+    const std::size_t colours = count("the size of a lookup table");
+    list(m_binary ? "unsigned_char" : "float", colours, 4, "LOOKUP_TABLE");
+  }
+
+  // ---- what the parts make together
+
+  void finishGeometry()
+  {
+    if (m_finished) return;
+    m_finished = true;
+    if (m_mesh.layout == MxFileLayout::Cells) {
+      m_mesh.nodeCount = m_pointCount;
+      if (!m_hasPoints) m_file.failAtLine(m_at, "POINTS is missing");
+      if (m_dataSet == "polydata")
+        joinParts();
+      else
+        joinTypes();
+      m_fileCellCount = m_mesh.cells.count;
+      return;
+    }
+    if (m_mesh.nodes.x == 0) m_file.failAtLine(m_at, "DIMENSIONS is missing");
+    if (m_mesh.layout == MxFileLayout::Curvilinear && m_pointCount != m_mesh.nodeCount)
+      m_file.failAtLine(m_at, "DIMENSIONS ask for " + std::to_string(m_mesh.nodeCount) +
+                                  " points, POINTS has " + std::to_string(m_pointCount));
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+      if (m_mesh.layout == MxFileLayout::Rectilinear &&
+          m_mesh.axes[axis].size != m_mesh.nodes[axis])
+        m_file.failAtLine(m_at, "DIMENSIONS ask for " + std::to_string(m_mesh.nodes[axis]) +
+                                    " coordinates along axis " + std::to_string(axis) +
+                                    ", the file has " + std::to_string(m_mesh.axes[axis].size));
+      m_mesh.origin[axis] += m_first[axis] * m_mesh.spacing[axis];
+    }
+    // A single node is a cell of its own in these files.
+    m_fileCellCount = std::max<std::size_t>(1, m_mesh.cellCount());
+  }
+
+  void joinTypes()
+  {
+    if (!m_hasTypes) {
+      if (m_cells.count > 0) m_file.failAtLine(m_at, "CELL_TYPES is missing");
+      return;
+    }
+    if (m_types.size != m_cells.count)
+      m_file.failAtLine(m_at, "CELL_TYPES has " + std::to_string(m_types.size) + " types for " +
+                                  std::to_string(m_cells.count) + " cells");
+    m_mesh.cells = std::move(m_cells);
+    m_mesh.cells.types = MxFileArray::of<std::uint8_t>(m_types.size);
+    const auto from = m_types.span<const std::int32_t>();
+    std::transform(from.begin(), from.end(), m_mesh.cells.types.as<std::uint8_t>(),
+                   [](std::int32_t type) {
+                     return static_cast<std::uint8_t>(type < 0 || type > 255 ? 255 : type);
+                   });
+    m_types = {};
+  }
+
+  /// Vertices, lines, polygons and strips, in this order, whatever theirs in the file.
+  void joinParts()
+  {
+    MxFileCells& cells = m_mesh.cells;
+    std::vector<std::int64_t> offsets(1, 0), nodes;
+    std::vector<std::uint8_t> types;
+    for (std::size_t part = 0; part < m_parts.size(); ++part) {
+      const MxFileCells& own = m_parts[part];
+      if (own.count == 0) continue;
+      visitNumbers(own.offsets, [&](auto from) {
+        visitNumbers(own.connectivity, [&](auto ids) {
+          for (std::size_t c = 0; c < own.count; ++c) {
+            const auto first = static_cast<std::size_t>(from[c]);
+            const auto last = static_cast<std::size_t>(from[c + 1]);
+            for (std::size_t i = first; i < last; ++i)
+              nodes.push_back(static_cast<std::int64_t>(ids[i]));
+            offsets.push_back(static_cast<std::int64_t>(nodes.size()));
+            types.push_back(partType(part, last - first));
+          }
+        });
+      });
+    }
+    cells.count = types.size();
+    cells.types = MxFileArray::of(std::span<const std::uint8_t>(types));
+    cells.offsets = MxFileArray::of(std::span<const std::int64_t>(offsets));
+    cells.connectivity = MxFileArray::of(std::span<const std::int64_t>(nodes));
+  }
+
+  static std::uint8_t partType(std::size_t part, std::size_t nodes)
+  {
+    constexpr std::uint8_t kPolyVertex = 2, kTriangleStrip = 6;
+    using S = MiCellShape;
+    switch (part) {
+    case 0:
+      return nodes == 1 ? static_cast<std::uint8_t>(S::Vertex) : kPolyVertex;
+    case 1:
+      return static_cast<std::uint8_t>(nodes == 2 ? S::Line : S::Polyline);
+    case 2:
+      return static_cast<std::uint8_t>(nodes == 3   ? S::Triangle
+                                       : nodes == 4 ? S::Quad
+                                                    : S::Polygon);
+    default:
+      return kTriangleStrip;
+    }
+  }
+
+  const MxFileBytes& m_file;
+  const bool m_parallel;
+  const char* m_at;
+  const char* const m_end;
+  const char* m_word = nullptr; ///< where the last word began
+  bool m_binary = false;
+
+  MxFileMesh m_mesh;
+  std::string m_dataSet;
+  bool m_hasPoints = false, m_hasTypes = false, m_finished = false;
+  std::size_t m_pointCount = 0, m_fileCellCount = 0;
+  MbVec3d m_first;
+  MxFileCells m_cells;
+  MxFileArray m_types;
+  std::array<MxFileCells, 4> m_parts;
+
+  bool m_inData = false;
+  MiDataBinding m_binding = MiDataBinding::PerNode;
+  std::size_t m_items = 0;
+};
+
+} // namespace
+
+bool mxIsLegacyVtk(std::string_view head)
+{
+  return head.substr(0, kMagic.size()) == kMagic;
+}
+
+MxFileMesh mxReadLegacyVtk(const MxFileBytes& file, bool parallel)
+{
+  return LegacyReader(file, parallel).run();
+}
