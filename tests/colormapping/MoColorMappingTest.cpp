@@ -5,7 +5,6 @@
 
 #include <Inventor/actions/SoCallbackAction.h>
 #include <Inventor/actions/SoGetBoundingBoxAction.h>
-#include <Inventor/errors/SoDebugError.h>
 #include <Inventor/nodes/SoCallback.h>
 #include <Inventor/nodes/SoSeparator.h>
 #include <Inventor/SbViewportRegion.h>
@@ -25,30 +24,12 @@
 #include <velmo/nodes/MoVelmo.h>
 #include <velmo/toolkit/SoRef.h>
 
+#include "tests/support/WarningLog.h"
+
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
-
-class Errors
-{
-public:
-  Errors() : m_callback(SoDebugError::getHandlerCallback()), m_data(SoDebugError::getHandlerData())
-  {
-    SoDebugError::setHandlerCallback(
-        [](const SoError* error, void* data) {
-          static_cast<Errors*>(data)->texts.push_back(error->getDebugString().getString());
-        },
-        this);
-  }
-  ~Errors() { SoDebugError::setHandlerCallback(m_callback, m_data); }
-
-  std::vector<std::string> texts;
-
-private:
-  SoErrorCB* m_callback;
-  void* m_data;
-};
 
 class ConstantMapping : public MiScalarColorMapping
 {
@@ -169,20 +150,19 @@ TEST_F(MoColorMappingTest, LinearNodeRefusesUnequalCountsAtEachTraversal)
   auto* first = blackToClearWhite();
   auto* second = new MoLinearColorMapping;
   Scene scene{first, second};
-  Errors errors;
+  WarningLog errors;
   const MiScalarColorMapping* earlier = scene.traverse();
   ASSERT_NE(earlier, nullptr); // the empty node leaves the earlier mapping
   fill(second, 2, 0);
   EXPECT_EQ(scene.traverse(), earlier);
-  EXPECT_THAT(errors.texts, IsEmpty());
+  EXPECT_THAT(errors.texts(), IsEmpty());
 
   fill(second, 2, 3);
   EXPECT_EQ(scene.traverse(), earlier);
   EXPECT_EQ(scene.traverse(), earlier);
-  const char* text =
-      "Coin error in MoLinearColorMappig(): Linear colormapping requires exactly the "
-      "same count of values and colors.";
-  EXPECT_THAT(errors.texts, ElementsAre(text, text));
+  const char* text = "MoLinearColorMappig: Linear colormapping requires exactly the "
+                     "same count of values and colors.";
+  EXPECT_THAT(errors.texts(), ElementsAre(text, text));
   fill(second, 3, 3);
   EXPECT_NE(scene.traverse(), earlier);
 }
@@ -191,12 +171,12 @@ TEST_F(MoColorMappingTest, LevelNodeWantsOneValueMoreThanColors)
 {
   auto* node = new MoLevelColorMapping;
   Scene scene{node};
-  Errors errors;
+  WarningLog errors;
   EXPECT_EQ(scene.traverse(), nullptr);
   fill(node, 3, 3);
   EXPECT_EQ(scene.traverse(), nullptr);
-  EXPECT_THAT(errors.texts, ElementsAre("Coin error in MoLevelColorMappig(): Level colormapping "
-                                        "requires exactly one more value than provided colors."));
+  EXPECT_THAT(errors.texts(), ElementsAre("MoLevelColorMappig: Level colormapping "
+                                          "requires exactly one more value than provided colors."));
 
   fill(node, 4, 3);
   const auto* mapping = dynamic_cast<const MdLevelColorMapping*>(scene.traverse());
