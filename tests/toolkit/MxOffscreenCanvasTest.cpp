@@ -6,8 +6,10 @@
 #include <Inventor/nodes/SoFaceSet.h>
 #include <Inventor/nodes/SoLightModel.h>
 #include <Inventor/nodes/SoMaterial.h>
+#include <Inventor/nodes/SoMaterialBinding.h>
 #include <Inventor/nodes/SoOrthographicCamera.h>
 #include <Inventor/nodes/SoSeparator.h>
+#include <Inventor/nodes/SoShapeHints.h>
 #include <Inventor/SbViewportRegion.h>
 #include <Inventor/SoOffscreenRenderer.h>
 
@@ -106,6 +108,30 @@ TEST_F(MxOffscreenCanvasTest, StaysOpaqueOverAnOpaqueBackground)
   EXPECT_THAT(at(canvas.render(root, 64, 64), 5, 5), ElementsAre(255, half, half, 255));
   canvas.setBackground({0, 0, 0, 0});
   EXPECT_THAT(at(canvas.render(root, 64, 64), 60, 60), ElementsAre(0, 0, 0, 0));
+}
+
+TEST_F(MxOffscreenCanvasTest, BlendsBackFacesOfAShapeBeforeItsFrontFaces)
+{
+  // A red triangle towards the viewer, listed before the blue one behind it that faces away.
+  const auto root = upperLeftTriangle(0.5f);
+  auto* hints = new SoShapeHints;
+  hints->vertexOrdering = SoShapeHints::COUNTERCLOCKWISE;
+  root->insertChild(hints, 1);
+  auto* binding = new SoMaterialBinding;
+  binding->value = SoMaterialBinding::PER_FACE;
+  root->insertChild(binding, 1);
+  auto* material = static_cast<SoMaterial*>(root->getChild(4));
+  material->diffuseColor.set1Value(1, SbColor(0, 0, 1));
+  auto* coordinates = static_cast<SoCoordinate3*>(root->getChild(5));
+  const SbVec3f behind[] = {{-1, -1, -0.2f}, {-1, 1, -0.2f}, {1, 1, -0.2f}};
+  coordinates->point.setValues(3, 3, behind);
+  static_cast<SoFaceSet*>(root->getChild(6))->numVertices.set1Value(1, 3);
+
+  MxOffscreenCanvas canvas;
+  canvas.setBackground({1, 1, 1, 1});
+  const auto near = [](int v) { return AllOf(Ge(v - 2), Le(v + 2)); };
+  EXPECT_THAT(at(canvas.render(root, 64, 64), 5, 5),
+              ElementsAre(near(191), near(64), near(128), 255));
 }
 
 TEST_F(MxOffscreenCanvasTest, BlendsTheBackgroundFromTopToBottom)

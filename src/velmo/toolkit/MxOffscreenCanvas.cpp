@@ -156,6 +156,8 @@ MxImage MxOffscreenCanvas::render(SoNode* root, int width, int height)
   if (!m_action) {
     m_action = std::make_unique<SoGLRenderAction>(region);
     m_action->setCacheContext(SoGLCacheContextElement::getUniqueCacheContext());
+    m_action->setTransparentDelayedObjectRenderType(
+        SoGLRenderAction::NONSOLID_SEPARATE_BACKFACE_PASS);
   }
   m_action->setViewportRegion(region);
   m_action->setTransparencyType(m_transparency);

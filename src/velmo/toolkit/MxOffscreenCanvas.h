@@ -29,8 +29,9 @@ public:
   /// Blends from the colour of the top row to that of the bottom row.
   void setBackground(const SbColor4f& top, const SbColor4f& bottom);
 
-  /// How transparent shapes are drawn. At first sorted by object and by triangle, which is right
-  /// for shapes that overlap themselves.
+  /// How transparent shapes are drawn. At first sorted by object, each with its back faces first:
+  /// right for convex shapes and close to it for others. Sorting by triangle is right for all, but
+  /// slow, and it draws the diagonals of polygons among their edges.
   void setTransparencyType(SoGLRenderAction::TransparencyType type) { m_transparency = type; }
 
   /// Draws the scene, which holds its own camera and lights.
@@ -63,8 +64,7 @@ private:
 
   SbColor4f m_top{0, 0, 0, 1};
   SbColor4f m_bottom{0, 0, 0, 1};
-  SoGLRenderAction::TransparencyType m_transparency =
-      SoGLRenderAction::SORTED_OBJECT_SORTED_TRIANGLE_BLEND;
+  SoGLRenderAction::TransparencyType m_transparency = SoGLRenderAction::SORTED_OBJECT_BLEND;
   std::string m_error;
   std::unique_ptr<Buffers> m_buffers;
   std::unique_ptr<SoGLRenderAction> m_action;
