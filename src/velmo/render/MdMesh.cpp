@@ -1,0 +1,125 @@
+#include <velmo/render/MdMesh.h>
+
+#include <velmo/base/MxTimeStamp.h>
+#include <velmo/colormapping/MoColorMappingElement.h>
+#include <velmo/colormapping/MoCombineColorMappingElement.h>
+#include <velmo/toolkit/TkBBoxSeparator.h>
+
+#include <Inventor/elements/SoCacheElement.h>
+#include <Inventor/nodes/SoShaderProgram.h>
+
+MdMesh::MdMesh(SoGroup* parent) : m_separator(new TkBBoxSeparator)
+{
+  parent->addChild(m_separator);
+}
+
+MdMesh::~MdMesh() = default;
+
+void MdMesh::setSceneGraph(std::unique_ptr<MxMeshSceneGraph> sceneGraph)
+{
+  m_sceneGraph = std::move(sceneGraph);
+}
+
+const MiMesh* MdMesh::getExtractedMesh(MeshType& type) const
+{
+  type = m_parts.type;
+  return m_parts.mesh;
+}
+
+void MdMesh::clear()
+{
+  if (!m_parts.mesh && !m_filledKeep && m_topologyChanged && m_geometryChanged) return;
+  m_parts = {};
+  m_colorSets.clear();
+  m_keep.reset();
+  forgetFill();
+}
+
+// Empties the nodes; the next fill fills everything.
+void MdMesh::forgetFill()
+{
+  m_sceneGraph->clear();
+  m_topologyStamp = m_geometryStamp = MxTimeStamp::kNone;
+  m_valueStamps.clear();
+  m_topologyChanged = m_geometryChanged = m_valuesChanged = true;
+  m_mappingStamp = m_combinedMappingStamp = MxTimeStamp::kNone;
+  m_filledKeep.reset();
+}
+
+void MdMesh::rayPick(SoRayPickAction*) {}
+
+bool MdMesh::isFilledFrom(const Parts& parts) const
+{
+  return m_geometryStamp == parts.geometry->getTimeStamp() &&
+         (!parts.topology || m_topologyStamp == parts.topology->getTimeStamp());
+}
+
+void MdMesh::setParts(SoState* state, const Parts& parts, const ColorSets& colorSets,
+                      const MxRefCounted* keep)
+{
+  m_parts = parts;
+  m_colorSets = colorSets;
+  m_keep.reset(keep);
+  if (!haveValuesChanged(state)) {
+    // Nothing of this mesh is shown now, but the nodes may still point at arrays that the
+    // extraction has replaced, and boxes and picks read them.
+    if (!m_topologyChanged && !m_geometryChanged && !isFilledFrom(parts)) forgetFill();
+    return;
+  }
+  fillPrimitives(state);
+  afterFill(state);
+  m_topologyChanged = m_geometryChanged = m_valuesChanged = false;
+  m_filledKeep = m_keep;
+  m_attributes = MdAttributeCache::build(state);
+}
+
+bool MdMesh::haveValuesChanged(SoState* state)
+{
+  if (!m_parts.mesh || !m_sceneGraph->isEnabled(state)) return false;
+  // What the last fill depended on, whoever caches this traversal depends on as well.
+  if (m_attributes) SoCacheElement::addCacheDependency(state, m_attributes);
+
+  const auto update = [](std::uint64_t& stamp, std::uint64_t present, bool& changed) {
+    if (stamp == present) return;
+    stamp = present;
+    changed = true;
+  };
+  if (m_parts.topology)
+    update(m_topologyStamp, m_parts.topology->getTimeStamp(), m_topologyChanged);
+  update(m_geometryStamp, m_parts.geometry->getTimeStamp(), m_geometryChanged);
+
+  if (m_valueStamps.size() != m_colorSets.size()) m_valuesChanged = true;
+  m_valueStamps.resize(m_colorSets.size(), 0);
+  for (std::size_t i = 0; i < m_colorSets.size(); ++i)
+    update(m_valueStamps[i], m_colorSets[i] ? m_colorSets[i]->getTimeStamp() : MxTimeStamp::kNone,
+           m_valuesChanged);
+
+  const MiScalarColorMapping* mapping = MoColorMappingElement::getColorMapping(state);
+  const MiCombineColorMapping* combined = MoCombineColorMappingElement::getColorMapping(state);
+  if (m_sceneGraph->setMaterial(state, mapping)) m_valuesChanged = true;
+  // Both mappings count: with both in the state, the single one colours and the combined one
+  // chooses the sets.
+  update(m_mappingStamp, mapping ? mapping->getTimeStamp() : MxTimeStamp::kNone, m_valuesChanged);
+  update(m_combinedMappingStamp, combined ? combined->getTimeStamp() : MxTimeStamp::kNone,
+         m_valuesChanged);
+  return m_topologyChanged || m_geometryChanged || m_valuesChanged;
+}
+
+void MdIndexedMesh::setIgnoreExtraStyle(bool ignore)
+{
+  sceneGraph().setIgnoreExtraStyle(ignore);
+}
+
+SoShaderProgram* MdIndexedMesh::getFadingShaderProgram() const
+{
+  return getSceneGraph().getFadingShaderProgram();
+}
+
+void MdIndexedMesh::fillPrimitives(SoState* state)
+{
+  auto& graph = static_cast<MxUnstrMeshSceneGraph&>(sceneGraph());
+  // New indices may name vertices that the old coordinates do not have; nobody looks in between.
+  if (haveIndicesChanged()) graph.fillIndices(*getParts().topology);
+  if (hasGeometryChanged()) graph.fillGeometry(*getParts().geometry);
+  if (haveColorsChanged()) graph.fillColors(state, getColorSets());
+}

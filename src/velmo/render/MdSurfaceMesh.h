@@ -1,0 +1,38 @@
+#pragma once
+
+#include <velmo/mesh/MeXMesh.h>
+#include <velmo/render/MdMesh.h>
+#include <velmo/render/MxSurfaceSceneGraph.h>
+
+#include <Inventor/SbVec3f.h>
+
+/// Draws an extracted surface: its faces, and their edges and points where the draw style says so.
+///
+/// The faces are wound counter-clockwise seen from outside. With the toolkit's default shape hints
+/// they are lit from outside only, and each face has its own normal; an application that wants both
+/// sides lit, or smooth shading, puts an SoShapeHints above the representation (vertex ordering
+/// COUNTERCLOCKWISE, a crease angle).
+class MdSurfaceMesh final : public MdIndexedMesh
+{
+public:
+  /// @param parent  gets the separator "SurfaceMesh_Display"
+  explicit MdSurfaceMesh(SoGroup* parent);
+
+  /// @param colorSets  values on the surface, borrowed; null for a set that is missing
+  /// @param keep       holds surface and sets while they are drawn; null when they are sure to stay
+  void set(SoState* state, const MeXSurfaceMeshUnstructured& surface, const ColorSets& colorSets,
+           const MxRefCounted* keep = nullptr);
+  void set(SoState* state, const MeXSurfaceMeshUnstructured& surface,
+           const MeXDataSetI<double>* colorSet, const MxRefCounted* keep = nullptr);
+
+  void allowSinglePassOutline(bool allow);
+  /// One normal for the whole surface, until it is cleared; zero for computed normals.
+  void setOverallNormal(const SbVec3f& normal);
+  void rayPick(SoRayPickAction* action) override;
+
+private:
+  void afterFill(SoState* state) override;
+  MxSurfaceSceneGraph& surfaceGraph() const;
+
+  const MeXSurfaceMeshUnstructured* m_surface = nullptr;
+};

@@ -1,0 +1,341 @@
+#include <velmo/render/MxMeshSceneGraph.h>
+
+#include <velmo/colormapping/MoColorMappingElement.h>
+#include <velmo/colormapping/MoCombineColorMappingElement.h>
+#include <velmo/nodes/MoDrawStyleElement.h>
+#include <velmo/nodes/MoMaterialElement.h>
+#include <velmo/toolkit/SoPreferences.h>
+#include <velmo/toolkit/TkShaderObject.h>
+#include <velmo/toolkit/TkShaderProgram.h>
+
+#include <Inventor/actions/SoRayPickAction.h>
+#include <Inventor/errors/SoDebugError.h>
+#include <Inventor/lists/SoPickedPointList.h>
+#include <Inventor/nodes/SoPickStyle.h>
+#include <Inventor/nodes/SoSeparator.h>
+#include <Inventor/SoFullPath.h>
+#include <Inventor/SoPickedPoint.h>
+
+#include <algorithm>
+
+namespace {
+
+// Read once, when the library is loaded.
+const bool s_bBoxActivated = !SoPreferences::getBool("VELMO_DEACTIVATE_SOBBOX", FALSE);
+
+template <class Field, class Value>
+void setIfDifferent(Field& field, const Value& value)
+{
+  if (field.getValue() != value) field.setValue(value);
+}
+
+std::uint32_t packed(const SbColorRGBA& color, float opacity)
+{
+  // getPackedValue takes components outside 0 to 1 as they are.
+  const auto clamped = [](float component) { return std::clamp(component, 0.0f, 1.0f); };
+  return SbColorRGBA(clamped(color[0]), clamped(color[1]), clamped(color[2]),
+                     clamped(color[3] * opacity))
+      .getPackedValue();
+}
+
+SbVec3f toFloat(const MbVec3d& p)
+{
+  return {static_cast<float>(p.x), static_cast<float>(p.y), static_cast<float>(p.z)};
+}
+
+SoShaderParameter1f* makeParameter(const char* name, float value)
+{
+  auto* parameter = new SoShaderParameter1f;
+  parameter->name = name;
+  parameter->value = value;
+  return parameter;
+}
+
+} // namespace
+
+MxMeshSceneGraph::MxMeshSceneGraph(SoSeparator* root, bool fading)
+    : m_mainStyle(new SoSeparator), m_extraStyles(new SoSwitch), m_box(new SoBBox)
+{
+  m_box->mode = s_bBoxActivated ? SoBBox::COMPUTED : SoBBox::NONE;
+  root->addChild(m_box);
+  m_mainStyle->setName("MainStyle");
+  root->addChild(m_mainStyle);
+  m_extraStyles->setName("ExtraStyles");
+  m_extraStyles->whichChild = SO_SWITCH_ALL;
+  root->addChild(m_extraStyles);
+  if (fading) addFadingShader();
+  auto* unpickable = new SoPickStyle;
+  unpickable->style = SoPickStyle::UNPICKABLE;
+  m_extraStyles->addChild(unpickable);
+}
+
+MxMeshSceneGraph::~MxMeshSceneGraph() = default;
+
+void MxMeshSceneGraph::addFadingShader()
+{
+  m_fadingEdgePixelLength.reset(makeParameter("fadingEdgePixelLength", 5.0f));
+  m_edgeLengthReference.reset(makeParameter("edgeLengthReference", -1.0f));
+
+  auto* vertexShader = new TkVertexShader;
+  vertexShader->sourceType = SoShaderObject::FILENAME;
+  vertexShader->sourceProgram = "fading_vert.glsl";
+  vertexShader->parameter.set1Value(0, m_fadingEdgePixelLength);
+  vertexShader->parameter.set1Value(1, m_edgeLengthReference);
+  // Nothing built in tells a shader the size of the viewport.
+  auto* viewport = new SoShaderParameter2f;
+  viewport->name = "viewportSize";
+  vertexShader->parameter.set1Value(2, viewport);
+  vertexShader->isActive = FALSE;
+  auto* fragmentShader = new TkFragmentShader;
+  fragmentShader->sourceType = SoShaderObject::FILENAME;
+  fragmentShader->sourceProgram = "kestaDepthPeeling_frag.glsl";
+  fragmentShader->isActive = FALSE;
+
+  auto* program = new TkShaderProgram;
+  program->setName("Fading_Shader");
+  program->shaderObject.set1Value(0, vertexShader);
+  program->shaderObject.set1Value(1, fragmentShader);
+  m_extraStyles->addChild(program);
+}
+
+void MxMeshSceneGraph::setGraphs(std::unique_ptr<MxStyledShapeGraph> faces,
+                                 std::unique_ptr<MxStyledIndexedShapeGraph> edges,
+                                 std::unique_ptr<MxStyledShapeGraph> points,
+                                 MxStyledShapeGraph* main)
+{
+  m_faces = std::move(faces);
+  m_edges = std::move(edges);
+  m_points = std::move(points);
+  m_main = main;
+}
+
+SoSeparator* MxMeshSceneGraph::addExtraStyle(const char* name)
+{
+  auto* separator = new SoSeparator;
+  separator->setName(name);
+  m_extraStyles->addChild(separator);
+  return separator;
+}
+
+void MxMeshSceneGraph::showExtraStyles(bool show)
+{
+  setIfDifferent(m_extraStyles->whichChild, show ? SO_SWITCH_ALL : SO_SWITCH_NONE);
+}
+
+bool MxMeshSceneGraph::isEnabled(SoState* state)
+{
+  bool faces, edges, points;
+  const bool hasDrawStyle = MoDrawStyleElement::getDrawStyle(state, faces, edges, points);
+  m_faces->enable(faces);
+  m_points->enable(points);
+  m_edges->enable(edges);
+  if (!hasDrawStyle) m_main->ignoreStyle();
+  showExtraStyles(hasDrawStyle && !m_ignoreExtraStyle);
+  return m_faces->isEnabled() || m_edges->isEnabled() || m_points->isEnabled();
+}
+
+void MxMeshSceneGraph::clear()
+{
+  setIfDifferent(m_box->mode, SoBBox::COMPUTED);
+  m_faces->clear();
+  m_edges->clear();
+  m_points->clear();
+  m_contouring.reset();
+  resetFading();
+  m_tangents.clear();
+}
+
+void MxMeshSceneGraph::setDetails(SoRayPickAction*, const MoMeshRepresentationDetail*) {}
+
+void MxMeshSceneGraph::fillGeometry(const MeXGeometryI& geometry)
+{
+  ++m_fillCounts.geometry;
+  const auto* buffer = dynamic_cast<const MxCpuBuffer<MbVec3f>*>(geometry.getBuffer());
+  if (buffer && !(geometry.origin == MbVec3d{})) {
+    // The shapes know no origin: they get absolute coordinates, at single precision.
+    const std::size_t count = buffer->array.size();
+    m_absolute.array.resizeUninitialized(count);
+    for (std::size_t i = 0; i < count; ++i) {
+      const MbVec3d p = geometry.getNode(i);
+      m_absolute.array[i] = {static_cast<float>(p.x), static_cast<float>(p.y),
+                             static_cast<float>(p.z)};
+    }
+    buffer = &m_absolute;
+  }
+  m_main->setVertices(buffer);
+  updateBox(geometry);
+  resetFading();
+}
+
+void MxMeshSceneGraph::updateBox(const MeXGeometryI& geometry)
+{
+  if (m_box->mode.getValue() == SoBBox::NONE) return;
+  if (geometry.hasExtent()) {
+    m_box->box = SbBox3f(toFloat(geometry.getMin()), toFloat(geometry.getMax()));
+    m_box->mode = SoBBox::EXPLICIT;
+  } else {
+    m_box->mode = SoBBox::COMPUTED;
+  }
+}
+
+void MxMeshSceneGraph::fillColors(SoState* state, const ColorSets& sets)
+{
+  ++m_fillCounts.colors;
+  const MiScalarColorMapping* mapping = MoColorMappingElement::getColorMapping(state);
+  const MiCombineColorMapping* combined = MoCombineColorMappingElement::getColorMapping(state);
+  m_colors.clear();
+  m_textureCoordinates.clear();
+  auto binding = SoVertexProperty::OVERALL;
+  const bool complete = !sets.empty() && std::find(sets.begin(), sets.end(), nullptr) == sets.end();
+  if (complete && isContouring() && (mapping || combined)) {
+    const MeXDataSetI<double>& first = *sets.front();
+    const bool perNode = first.getBinding() == MiDataBinding::PerNode;
+    if (perNode && m_contouring && m_contouring->getTexture()) {
+      m_textureCoordinates.reserve(first.values.size());
+      for (const double value : first.values)
+        m_textureCoordinates.emplace_back(m_contouring->getTextureCoord(value), 0.0f);
+    } else {
+      binding = perNode ? SoVertexProperty::PER_VERTEX_INDEXED : SoVertexProperty::PER_FACE;
+      fillMappedColors(sets, mapping, combined);
+    }
+  }
+  for (MxStyledShapeGraph* graph :
+       {m_faces.get(), static_cast<MxStyledShapeGraph*>(m_edges.get()), m_points.get()})
+    graph->setColors(m_textureCoordinates, m_colors, binding);
+}
+
+bool MxMeshSceneGraph::fillMappedColors(const ColorSets& sets, const MiScalarColorMapping* mapping,
+                                        const MiCombineColorMapping* combined)
+{
+  const MeXDataSetI<double>& first = *sets.front();
+  const std::size_t count = first.values.size();
+  if (mapping) {
+    m_colors.resize(count);
+    for (std::size_t i = 0; i < count; ++i)
+      m_colors[i] = packed(mapping->getColor(first.values[i]), m_opacity);
+    return true;
+  }
+  const bool alike = std::all_of(sets.begin(), sets.end(), [&](const auto* set) {
+    return set->getBinding() == first.getBinding() && set->values.size() == count;
+  });
+  if (!alike) {
+    SoDebugError::postWarning("MxMeshSceneGraph::fillColors",
+                              "Can not combine scalarsets with different bindings");
+    return false;
+  }
+  m_colors.resize(count);
+  std::vector<double> values(sets.size());
+  for (std::size_t i = 0; i < count; ++i) {
+    for (std::size_t s = 0; s < sets.size(); ++s)
+      values[s] = sets[s]->values[i];
+    m_colors[i] = packed(combined->getColor(values), m_opacity);
+  }
+  return true;
+}
+
+void MxMeshSceneGraph::fillTangents(const MeXDataSetI<MbVec3d>* tangents)
+{
+  m_tangents.clear();
+  if (!tangents) {
+    m_main->setTangents(nullptr, SoVertexProperty::OVERALL);
+    return;
+  }
+  m_tangents.reserve(tangents->values.size());
+  for (const MbVec3d& t : tangents->values)
+    m_tangents.push_back(
+        {static_cast<float>(t.x), static_cast<float>(t.y), static_cast<float>(t.z)});
+  const SoRef<SoCpuBufferObject> buffer(
+      new SoCpuBufferObject(m_tangents.data(), m_tangents.size() * sizeof(MbVec3f)));
+  m_main->setTangents(buffer, tangents->getBinding() == MiDataBinding::PerNode
+                                  ? SoVertexProperty::PER_VERTEX_INDEXED
+                                  : SoVertexProperty::PER_FACE_INDEXED);
+}
+
+bool MxMeshSceneGraph::setMaterial(SoState* state, const MiScalarColorMapping* mapping)
+{
+  const MoMaterialElementValues material = MoMaterialElement::getMaterial(state);
+  if (!m_contouring) m_contouring = std::make_unique<MxTextureContouring>();
+  // With the opacity of the call before: a change of it comes back here as a second build.
+  if (m_contouring->buildTexture(dynamic_cast<const MdLevelColorMapping*>(mapping), m_opacity)) {
+    m_faces->setTexture(m_contouring->getTexture());
+    m_edges->setTexture(m_contouring->getTexture());
+    m_points->setTexture(m_contouring->getTexture());
+  }
+  bool outlineChanged = false;
+  if (auto* faceGraph = dynamic_cast<MxStyledIndexedFaceGraph*>(m_faces.get()))
+    outlineChanged = !faceGraph->updateSinglePassMaterial(state, m_singlePassOutline);
+
+  const float transparency =
+      material.isSet ? material.transparency : MxStyledShapeGraph::kNoMaterial;
+  const bool facesValid =
+      m_faces->isCacheValid(material.faceColoring, material.faceColor, transparency);
+  const bool edgesValid =
+      m_edges->isCacheValid(material.lineColoring, material.lineColor, transparency);
+  const bool pointsValid =
+      m_points->isCacheValid(material.pointColoring, material.pointColor, transparency);
+  const bool changed = outlineChanged || !facesValid || !edgesValid || !pointsValid;
+
+  const float opacity = 1.0f - material.transparency;
+  if (m_hasMaterial == material.isSet && m_opacity == opacity &&
+      m_enhancedColoring == material.enhancedColoring)
+    return changed;
+  m_hasMaterial = material.isSet;
+  m_opacity = opacity;
+  m_enhancedColoring = material.enhancedColoring;
+  return true;
+}
+
+void MxMeshSceneGraph::allowSinglePassOutline(bool allow)
+{
+  m_singlePassOutline =
+      allow && SoPreferences::getBool("VELMORA_USE_SINGLEPASS_OUTLINE", TRUE) != FALSE;
+}
+
+bool MxMeshSceneGraph::isContouring() const
+{
+  return m_faces->isContouringEnabled() || m_edges->isContouringEnabled() ||
+         m_points->isContouringEnabled();
+}
+
+SoShaderProgram* MxMeshSceneGraph::getFadingShaderProgram() const
+{
+  SoNode* first = m_extraStyles->getChild(0);
+  return first->isOfType(SoShaderProgram::getClassTypeId()) ? static_cast<SoShaderProgram*>(first)
+                                                            : nullptr;
+}
+
+void MxMeshSceneGraph::resetFading()
+{
+  if (!m_fadingEdgePixelLength) return;
+  setIfDifferent(m_fadingEdgePixelLength->value, 0.0f);
+  setIfDifferent(m_edgeLengthReference->value, -1.0f);
+}
+
+void MxMeshSceneGraph::setLinePattern(unsigned short pattern)
+{
+  m_edges->setLinePattern(pattern);
+}
+
+void MxUnstrMeshSceneGraph::fillIndices(const MeXTopologyExplicitI& topology)
+{
+  ++m_fillCounts.indices;
+  if (topology.hasDeadCells())
+    SoDebugError::postWarning("MxUnstrMeshSceneGraph::fillIndices",
+                              "Extracted topology should not have dead cells");
+  static_cast<MxStyledIndexedShapeGraph&>(getMainGraph())
+      .setCoordIndex(dynamic_cast<const MxCpuBuffer<int>*>(topology.getBuffer()));
+  resetFading();
+}
+
+void MxUnstrMeshSceneGraph::setDetails(SoRayPickAction* action,
+                                       const MoMeshRepresentationDetail* mesh)
+{
+  const SoPickedPointList& points = action->getPickedPointList();
+  for (int i = 0; i < points.getLength(); ++i) {
+    SoPickedPoint* point = points[i];
+    const auto* path = static_cast<const SoFullPath*>(point->getPath());
+    if (!getMainGraph().isEndingPath(path)) continue;
+    if (SoDetail* detail = getMainGraph().createDetail(point->getDetail(), mesh))
+      point->setDetail(detail, path->getTail());
+  }
+}

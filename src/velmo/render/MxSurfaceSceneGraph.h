@@ -1,0 +1,28 @@
+#pragma once
+
+#include <velmo/mesh/MeXMesh.h>
+#include <velmo/render/MxEnhancedColoring.h>
+#include <velmo/render/MxMeshSceneGraph.h>
+
+/// Faces in "MainStyle"; the same cells again as "LineStyle" and "PointStyle".
+class MxSurfaceSceneGraph final : public MxUnstrMeshSceneGraph
+{
+public:
+  explicit MxSurfaceSceneGraph(SoSeparator* root);
+
+  bool isEnabled(SoState* state) override;
+  void clear() override;
+  bool requireFading() const override;
+
+  /// Colours the faces inside each polygon where material, mapping and values ask for it.
+  void fillEnhancedColoring(const MeXSurfaceMeshUnstructured& surface,
+                            const MeXDataSetI<double>* values, const MiScalarColorMapping* mapping);
+  /// One normal for the whole surface; zero for computed normals.
+  void setOverallNormal(const SbVec3f& normal);
+
+private:
+  MxStyledIndexedFaceGraph& getFaceGraph() const;
+
+  std::unique_ptr<MxEnhancedColoring> m_enhanced;
+  SbVec3f m_normal{0, 0, 0};
+};

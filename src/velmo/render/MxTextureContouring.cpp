@@ -1,0 +1,49 @@
+#include <velmo/render/MxTextureContouring.h>
+
+#include <algorithm>
+
+MxTextureContouring::~MxTextureContouring() = default;
+
+bool MxTextureContouring::buildTexture(const MdLevelColorMapping* mapping, float opacity)
+{
+  if (!mapping) {
+    const bool had = m_mapping != nullptr;
+    m_mapping = nullptr;
+    m_texture.reset();
+    m_timeStamp = ~std::uint64_t{0};
+    return had;
+  }
+  if (mapping == m_mapping && mapping->getTimeStamp() == m_timeStamp && opacity == m_opacity)
+    return false;
+  m_mapping = mapping;
+  m_timeStamp = mapping->getTimeStamp();
+  m_opacity = opacity;
+
+  const std::vector<SbColorRGBA>& colors = mapping->colors();
+  m_image.clear();
+  for (const SbColorRGBA& color : colors) {
+    const float components[] = {color[0], color[1], color[2], color[3] * opacity};
+    for (const float component : components)
+      m_image.push_back(static_cast<unsigned char>(std::clamp(component, 0.0f, 1.0f) * 255.0f));
+  }
+  m_texture.reset(new SoTexture2);
+  m_texture->wrapS = SoTexture2::CLAMP;
+  m_texture->image.setValue(SbVec2s(static_cast<short>(colors.size()), 1), 4, m_image.data());
+  return true;
+}
+
+float MxTextureContouring::getTextureCoord(double value) const
+{
+  if (!m_mapping) return 0.0f;
+  const std::vector<double>& levels = m_mapping->levels();
+  const std::size_t last = levels.size() - 2;
+  const auto above = std::upper_bound(levels.begin(), levels.end(), value);
+  std::size_t k = 0;
+  if (above == levels.end())
+    k = last;
+  else if (above != levels.begin())
+    k = static_cast<std::size_t>(above - levels.begin()) - 1;
+  const double inside = (value - levels[k]) / (levels[k + 1] - levels[k]);
+  return static_cast<float>((static_cast<double>(k) + inside) /
+                            static_cast<double>(levels.size() - 1));
+}

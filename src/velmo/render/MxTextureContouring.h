@@ -1,0 +1,35 @@
+#pragma once
+
+#include <velmo/colormapping/MdLevelColorMapping.h>
+#include <velmo/toolkit/SoRef.h>
+
+#include <Inventor/nodes/SoTexture2.h>
+
+#include <cstdint>
+#include <vector>
+
+/// Draws the bands of a level mapping as a texture of one row, so that they stay sharp inside
+/// cells.
+class MxTextureContouring
+{
+public:
+  ~MxTextureContouring();
+
+  /// Makes the texture of a mapping, one texel an interval.
+  /// @param mapping  borrowed; null for none
+  /// @param opacity  multiplies the colours' own
+  /// @return true when there is another texture, or none any more
+  bool buildTexture(const MdLevelColorMapping* mapping, float opacity);
+  /// Where a value lies along the row, 0 to 1 from the first level to the last and beyond; 0
+  /// without a texture.
+  float getTextureCoord(double value) const;
+  /// Null while there is none.
+  SoTexture2* getTexture() const { return m_texture; }
+
+private:
+  const MdLevelColorMapping* m_mapping = nullptr;
+  SoRef<SoTexture2> m_texture;
+  std::uint64_t m_timeStamp = ~std::uint64_t{0};
+  float m_opacity = 1.0f;
+  std::vector<unsigned char> m_image;
+};

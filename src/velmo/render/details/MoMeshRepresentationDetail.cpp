@@ -1,0 +1,27 @@
+#include <velmo/render/details/MoMeshRepresentationDetail.h>
+
+#include <utility>
+
+MO_DETAIL_SOURCE(MoMeshRepresentationDetail, SoDetail)
+
+MoMeshRepresentationDetail::MoMeshRepresentationDetail(const MiMesh* mesh, MeshType type,
+                                                       const MeXProvenance* provenance,
+                                                       ColorSets colorSets)
+    : m_mesh(mesh), m_type(type), m_provenance(provenance), m_colorSets(std::move(colorSets))
+{}
+
+SoDetail* MoMeshRepresentationDetail::copy() const
+{
+  return new MoMeshRepresentationDetail(*this);
+}
+
+MoPickedCell MoMeshRepresentationDetail::getPickedCell(std::size_t extractedCell) const
+{
+  MoPickedCell cell;
+  cell.extractedCell = extractedCell;
+  if (m_provenance && extractedCell < m_provenance->cells.size()) {
+    cell.sourceCell = m_provenance->cells[extractedCell];
+    cell.sourceCells = m_provenance->sourceCells;
+  }
+  return cell;
+}
