@@ -15,6 +15,7 @@ public:
   void clear() override;
 
   // For the implementations of representations.
+  void clearBuilders() override;
   MdLineMesh& getLineMesh() const { return *m_lineMesh; }
   MdPointMesh& getPointMesh() const { return *m_pointMesh; }
 

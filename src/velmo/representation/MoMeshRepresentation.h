@@ -68,6 +68,9 @@ public:
 
   // For the implementations of representations, during doExtract.
 
+  /// Empties what is drawn and nothing else; cheap when it is empty.
+  virtual void clearBuilders() {}
+
   /// The mesh to extract from; null when there is none, or when the old results cannot be thrown
   /// away now.
   const MiMesh* getMeshFromState(SoState* state, MeshType& type);

@@ -16,6 +16,7 @@ public:
   void clear() override;
 
   // For the implementations of representations.
+  void clearBuilders() override;
   MdSurfaceMesh& getSurfaceMesh() const { return *m_surfaceMesh; }
   MdLineMesh& getLineMesh() const { return *m_lineMesh; }
   MdPointMesh& getPointMesh() const { return *m_pointMesh; }

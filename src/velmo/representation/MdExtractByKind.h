@@ -1,0 +1,38 @@
+#pragma once
+
+#include <velmo/representation/MdMeshRepresentationFor.h>
+#include <velmo/representation/MoMeshRepresentation.h>
+
+#include <Inventor/actions/SoAction.h>
+#include <Inventor/errors/SoDebugError.h>
+
+/// A representation's doExtract: finds the mesh of the state, makes the implementation for its kind
+/// when the kind is new, and lets it extract.
+///
+/// A kind that is not in the list is refused with the representation's words, at every attempt, and
+/// nothing is drawn.
+///
+/// @tparam Implementation  made with (node, texts)
+template <template <MeshType> class Implementation, class Node, MeshType... Kinds>
+void mdExtract(Node& node, SoAction* action, MxKinds<Kinds...> kinds,
+               const MdRepresentationTexts& texts)
+{
+  SoState* state = action->getState();
+  MeshType type = UNDEFINED_MESH;
+  const MiMesh* mesh = node.getMeshFromState(state, type);
+  if (!mesh) {
+    // Results that could not be thrown away stay in sight.
+    MeshType kept;
+    if (!node.getExtractedMesh(kept)) node.clearBuilders();
+    return;
+  }
+  if (node.getImplementation().getMeshType() != type) {
+    node.setImplementation(nullptr);
+    node.clearBuilders();
+    const bool served = visitMeshKind(kinds, type, [&]<MeshType K>() {
+      node.setImplementation(std::make_unique<Implementation<K>>(node, texts));
+    });
+    if (!served) SoDebugError::postWarning(texts.refusalFunction, "%s", texts.refusal);
+  }
+  node.getImplementation().doExtract(state, mesh);
+}
