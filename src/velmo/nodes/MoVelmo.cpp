@@ -39,6 +39,16 @@
 #include <velmo/nodes/MoVec3SetIj.h>
 #include <velmo/nodes/MoVec3SetIjk.h>
 #include <velmo/toolkit/MxOffscreenCanvas.h>
+#include <velmo/render/details/MoFaceDetail.h>
+#include <velmo/render/details/MoLineDetail.h>
+#include <velmo/render/details/MoLineMeshDetail.h>
+#include <velmo/render/details/MoMeshDetail.h>
+#include <velmo/render/details/MoMeshRepresentationDetail.h>
+#include <velmo/render/details/MoSurfaceMeshDetail.h>
+#include <velmo/representation/MoMeshBaseRepresentation.h>
+#include <velmo/representation/MoMeshLineRepresentation.h>
+#include <velmo/representation/MoMeshRepresentation.h>
+#include <velmo/representation/MoMeshSurfaceRepresentation.h>
 #include <velmo/toolkit/MxToolkit.h>
 #include <velmo/toolkit/SoTarvinShaders.h>
 
@@ -63,6 +73,18 @@ struct ClassEntry
 #define ENTRY(Class) {#Class, &Class::initClass, &Class::exitClass}
 
 constexpr ClassEntry kClasses[] = {
+    ENTRY(MoFaceDetail),
+    ENTRY(MoFaceDetailI),
+    ENTRY(MoFaceDetailIj),
+    ENTRY(MoFaceDetailIjk),
+    ENTRY(MoLineDetail),
+    ENTRY(MoLineDetailI),
+    ENTRY(MoLineDetailIj),
+    ENTRY(MoLineDetailIjk),
+    ENTRY(MoMeshDetail),
+    ENTRY(MoMeshRepresentationDetail),
+    ENTRY(MoLineMeshDetail),
+    ENTRY(MoSurfaceMeshDetail),
     ENTRY(MoMeshElement),
     ENTRY(MoCellFilterElement),
     ENTRY(MoColorMappingElement),
@@ -81,6 +103,10 @@ constexpr ClassEntry kClasses[] = {
     ENTRY(MoTessellatorElement),
     ENTRY(MoActionNode),
     ENTRY(MoMesh),
+    ENTRY(MoMeshBaseRepresentation),
+    ENTRY(MoMeshRepresentation),
+    ENTRY(MoMeshSurfaceRepresentation),
+    ENTRY(MoMeshLineRepresentation),
     ENTRY(MoCellFilter),
     ENTRY(MoScalarSet),
     ENTRY(MoScalarSetI),
