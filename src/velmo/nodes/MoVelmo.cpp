@@ -38,7 +38,6 @@
 #include <velmo/nodes/MoVec3SetI.h>
 #include <velmo/nodes/MoVec3SetIj.h>
 #include <velmo/nodes/MoVec3SetIjk.h>
-#include <velmo/toolkit/MxOffscreenCanvas.h>
 #include <velmo/render/details/MoFaceDetail.h>
 #include <velmo/render/details/MoLineDetail.h>
 #include <velmo/render/details/MoLineMeshDetail.h>
@@ -49,6 +48,7 @@
 #include <velmo/representation/MoMeshLineRepresentation.h>
 #include <velmo/representation/MoMeshRepresentation.h>
 #include <velmo/representation/MoMeshSurfaceRepresentation.h>
+#include <velmo/toolkit/MxOffscreenCanvas.h>
 #include <velmo/toolkit/MxToolkit.h>
 #include <velmo/toolkit/SoTarvinShaders.h>
 
