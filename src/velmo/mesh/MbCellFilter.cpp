@@ -43,17 +43,22 @@ std::size_t available(std::size_t first, std::size_t count, std::size_t size)
   return first < size ? std::min(count, size - first) : 0;
 }
 
-template <class T>
-struct Items
+// Calls visit(items) with items[n] the n-th value from `first` on; a pointer where there are no
+// gaps, so that the compiler makes a vector loop of it.
+template <class T, class Visitor>
+void visitItems(const MiArrayView& view, std::size_t first, const Visitor& visit)
 {
-  const char* data;
-  std::size_t stride;
-  T operator[](std::size_t i) const { return *reinterpret_cast<const T*>(data + i * stride); }
-};
-template <class T>
-Items<T> itemsFrom(const MiArrayView& view, std::size_t first)
-{
-  return {static_cast<const char*>(view.data) + first * view.stride, view.stride};
+  struct Spread
+  {
+    const char* data;
+    std::size_t stride;
+    T operator[](std::size_t n) const { return *reinterpret_cast<const T*>(data + n * stride); }
+  };
+  const char* data = static_cast<const char*>(view.data) + first * view.stride;
+  if (view.stride == sizeof(T))
+    visit(reinterpret_cast<const T*>(data));
+  else
+    visit(Spread{data, view.stride});
 }
 } // namespace
 
@@ -84,13 +89,14 @@ void MbValueRangeRule<Set>::accept(const MbCellRow& row, std::uint8_t* accepted)
   if (const MiArrayView view = m_set->getView()) {
     const std::size_t first = flatFirst(row, sizes);
     count = available(first, count, view.count);
+    if (count == 0) return;
     visitScalarType(view.type, [&](auto kind) {
-      using T = decltype(kind);
-      const Items<T> values = itemsFrom<T>(view, first);
-      for (std::size_t n = 0; n < count; ++n) {
-        const double value = static_cast<double>(values[n]);
-        accepted[n] = value >= m_min && value <= m_max ? 1 : 0;
-      }
+      visitItems<decltype(kind)>(view, first, [&, min = m_min, max = m_max](const auto& values) {
+        for (std::size_t n = 0; n < count; ++n) {
+          const double value = static_cast<double>(values[n]);
+          accepted[n] = (value >= min) & (value <= max);
+        }
+      });
     });
     return;
   }
@@ -117,23 +123,27 @@ void MbMaskRule::accept(const MbCellRow& row, std::uint8_t* accepted) const
 {
   std::fill_n(accepted, row.count, std::uint8_t{0});
   const MiArrayView& view = m_mask.getView();
+  if (!view) return;
   const std::size_t first = flatFirst(row, m_counts);
   visitScalarType(view.type, [&](auto kind) {
     using T = decltype(kind);
     if (m_form == MbMaskForm::Number) {
       const std::size_t count = available(first, row.count, view.count);
-      const Items<T> numbers = count ? itemsFrom<T>(view, first) : Items<T>{};
-      for (std::size_t n = 0; n < count; ++n)
-        accepted[n] = numbers[n] != T{} ? 1 : 0;
+      if (count == 0) return;
+      visitItems<T>(view, first, [&](const auto& numbers) {
+        for (std::size_t n = 0; n < count; ++n)
+          accepted[n] = numbers[n] != T{};
+      });
     } else if constexpr (std::is_integral_v<T>) {
       constexpr std::size_t kBits = 8 * sizeof(T);
       const std::size_t count = available(first, row.count, view.count * kBits);
-      const Items<T> words{static_cast<const char*>(view.data), view.stride};
-      for (std::size_t n = 0; n < count; ++n) {
-        const std::size_t bit = first + n;
-        const auto word = static_cast<std::make_unsigned_t<T>>(words[bit / kBits]);
-        accepted[n] = static_cast<std::uint8_t>((word >> (bit % kBits)) & 1u);
-      }
+      visitItems<T>(view, 0, [&](const auto& words) {
+        for (std::size_t n = 0; n < count; ++n) {
+          const std::size_t bit = first + n;
+          const auto word = static_cast<std::make_unsigned_t<T>>(words[bit / kBits]);
+          accepted[n] = static_cast<std::uint8_t>((word >> (bit % kBits)) & 1u);
+        }
+      });
     }
   });
 }

@@ -131,19 +131,6 @@ void countCells(const View& view, bool parallel, MbMeshSummary& summary)
 }
 } // namespace
 
-void MbBox::include(const MbVec3d& p)
-{
-  if (!isFinite(p)) return;
-  min = {std::min(min.x, p.x), std::min(min.y, p.y), std::min(min.z, p.z)};
-  max = {std::max(max.x, p.x), std::max(max.y, p.y), std::max(max.z, p.z)};
-}
-
-void MbBox::include(const MbBox& box)
-{
-  include(box.min);
-  include(box.max);
-}
-
 MbBox mbBoundingBox(const MiMesh& mesh, bool parallel)
 {
   MbBox box;

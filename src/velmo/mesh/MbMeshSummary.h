@@ -14,8 +14,19 @@ struct MbBox
 
   bool isEmpty() const { return !(min.x <= max.x); }
   /// Points with a NaN or an infinity are left out.
-  void include(const MbVec3d& point);
-  void include(const MbBox& box);
+  void include(const MbVec3d& point)
+  {
+    if (!isFinite(point)) return;
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+      if (point[axis] < min[axis]) min[axis] = point[axis];
+      if (point[axis] > max[axis]) max[axis] = point[axis];
+    }
+  }
+  void include(const MbBox& box)
+  {
+    include(box.min);
+    include(box.max);
+  }
 };
 
 /// The box around the nodes of a mesh of any kind, nodes that no cell uses and those of dead cells

@@ -72,9 +72,10 @@ private:
   {
     buffer.clear();
     if (first > last || last > view.count) return;
+    buffer.resize(last - first);
     visitIndices(view, [&](const auto& reader) {
       for (std::size_t item = first; item < last; ++item)
-        buffer.push_back(reader(item));
+        buffer[item - first] = reader(item);
     });
   }
 
