@@ -5,6 +5,7 @@
 #include <velmo/toolkit/TkBBoxSeparator.h>
 #include <velmo/toolkit/TkShaderObject.h>
 #include <velmo/toolkit/TkShaderProgram.h>
+#include <velmo/toolkit/TkTexture2.h>
 #include <velmo/toolkit/TkVertexProperty.h>
 
 #include <Inventor/C/tidbits.h>
@@ -46,7 +47,7 @@ struct ClassList
 };
 
 using Supplement = ClassList<SoBBox, TkBBoxSeparator, TkVertexProperty, SoIndexedFaceSetOutline,
-                             TkShaderProgram, TkVertexShader, TkFragmentShader>;
+                             TkShaderProgram, TkVertexShader, TkFragmentShader, TkTexture2>;
 
 } // namespace
 
