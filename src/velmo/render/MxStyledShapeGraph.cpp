@@ -3,7 +3,7 @@
 #include <Inventor/errors/SoDebugError.h>
 #include <Inventor/nodes/SoSeparator.h>
 #include <Inventor/nodes/SoVertexShape.h>
-#include <Inventor/nodes/SoTexture.h>
+#include <velmo/toolkit/TkTexture2.h>
 
 namespace {
 
@@ -144,7 +144,7 @@ void MxStyledShapeGraph::setNormals(const SbVec3f& normal)
   m_vertexProperty->normal = normal;
 }
 
-void MxStyledShapeGraph::setTexture(SoTexture* texture)
+void MxStyledShapeGraph::setTexture(TkTexture2* texture)
 {
   if (m_levelTexture->getNumChildren() > 0) m_levelTexture->removeAllChildren();
   if (!texture) {

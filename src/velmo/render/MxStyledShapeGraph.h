@@ -22,7 +22,7 @@ class SoDetail;
 class SoFullPath;
 class SoSeparator;
 class SoVertexShape;
-class SoTexture;
+class TkTexture2;
 
 /// One way to draw extracted primitives: filled, as lines or as points, with a draw style, a
 /// uniform colour and a level texture of its own.
@@ -68,7 +68,7 @@ public:
   /// One normal for all; zero lets the shape compute them.
   void setNormals(const SbVec3f& normal);
   /// @param texture  null for none
-  void setTexture(SoTexture* texture);
+  void setTexture(TkTexture2* texture);
   /// Either texture coordinates, one a vertex, or packed colours with their binding, or neither.
   void setColors(const std::vector<SbVec2f>& textureCoordinates,
                  const std::vector<std::uint32_t>& colors, SoVertexProperty::Binding binding);

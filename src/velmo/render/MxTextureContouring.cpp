@@ -26,7 +26,7 @@ bool MxTextureContouring::buildTexture(const MdLevelColorMapping* mapping, float
     for (const float component : components)
       m_image.push_back(static_cast<unsigned char>(std::clamp(component, 0.0f, 1.0f) * 255.0f));
   }
-  m_texture.reset(new SoTexture2);
+  m_texture.reset(new TkTexture2);
   m_texture->wrapS = SoTexture2::CLAMP;
   m_texture->image.setValue(SbVec2s(static_cast<short>(colors.size()), 1), 4, m_image.data());
   return true;

@@ -3,7 +3,7 @@
 #include <velmo/colormapping/MdLevelColorMapping.h>
 #include <velmo/toolkit/SoRef.h>
 
-#include <Inventor/nodes/SoTexture2.h>
+#include <velmo/toolkit/TkTexture2.h>
 
 #include <cstdint>
 #include <vector>
@@ -24,11 +24,11 @@ public:
   /// without a texture.
   float getTextureCoord(double value) const;
   /// Null while there is none.
-  SoTexture2* getTexture() const { return m_texture; }
+  TkTexture2* getTexture() const { return m_texture; }
 
 private:
   const MdLevelColorMapping* m_mapping = nullptr;
-  SoRef<SoTexture2> m_texture;
+  SoRef<TkTexture2> m_texture;
   std::uint64_t m_timeStamp = ~std::uint64_t{0};
   float m_opacity = 1.0f;
   std::vector<unsigned char> m_image;
