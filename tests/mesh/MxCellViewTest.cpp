@@ -221,3 +221,16 @@ TEST(MxCellView, NeverReadsBeyondArraysThatAreTooShort)
   EXPECT_TRUE(view.isDead(3)); // no entry in the array of active cells
   EXPECT_TRUE(view.isDead(4)); // no nodes above it
 }
+
+TEST(MxCellView, AnswersBrokenOffsetsWithNoNodes)
+{
+  const std::vector<std::uint8_t> shapes{10, 10, 10, 200};
+  const std::vector<int> offsets{0, 4, 2, -1, 9}, connectivity{0, -1, 2, 3};
+  const MbVolumeMeshUnstructured mesh({shapes, offsets, connectivity}, std::vector<float>(12));
+  const MxCellView<VOLUME_MESH_UNSTRUCTURED> view(mesh);
+  MxCellBuffer buffer;
+  EXPECT_EQ(view.nodes(0, buffer).size(), 4u);
+  for (const std::size_t cell : {1, 2, 3})
+    EXPECT_TRUE(view.nodes(cell, buffer).empty()) << cell;
+  EXPECT_EQ(cellShapeFacts(view.shape(3)).dimension, -1);
+}
