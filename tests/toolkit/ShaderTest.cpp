@@ -1,4 +1,5 @@
 #include <velmo/toolkit/MxGlCapabilities.h>
+#include <velmo/toolkit/MxOffscreenCanvas.h>
 #include <velmo/toolkit/MxTextRegistry.h>
 #include <velmo/toolkit/SoIndexedFaceSetOutline.h>
 #include <velmo/toolkit/SoRef.h>
@@ -6,7 +7,6 @@
 #include <velmo/toolkit/TkShaderProgram.h>
 #include <velmo/toolkit/TkVertexProperty.h>
 
-#include <tests/support/Offscreen.h>
 #include <tests/support/WarningLog.h>
 
 #include <gmock/gmock.h>
@@ -75,12 +75,15 @@ protected:
 
   std::vector<int> color()
   {
-    const MxImage picture = drawScene(root, 16, 16);
+    const MxImage picture = canvas.render(root, 16, 16);
+    EXPECT_EQ(canvas.error(), "");
     if (picture.empty()) return {};
     const std::uint8_t* pixel = picture.pixel(8, 8);
     return {pixel[0], pixel[1], pixel[2]};
   }
 
+  MxOffscreenCanvas
+      canvas; // one for all frames: what the toolkit keeps of a program lives on in it
   SoRef<SoSeparator> root;
   TkShaderProgram* program = nullptr;
   TkVertexShader* vertex = nullptr;
@@ -115,6 +118,7 @@ TEST_F(ShaderTest, DrawsWithTextsFromMemoryAndKeepsTheirNames)
 
 TEST_F(ShaderTest, IsOffWhileNoObjectIsActive)
 {
+  WarningLog warnings;
   EXPECT_THAT(color(), ElementsAre(0, 0, 255));
   vertex->isActive = FALSE;
   fragment->isActive = FALSE;
@@ -123,6 +127,7 @@ TEST_F(ShaderTest, IsOffWhileNoObjectIsActive)
   vertex->isActive = TRUE;
   fragment->isActive = TRUE;
   EXPECT_THAT(color(), ElementsAre(0, 0, 255));
+  EXPECT_THAT(warnings.texts(), IsEmpty());
 }
 
 TEST(MxGlCapabilities, KnowsATextureSizeWithAndWithoutAContext)
