@@ -2,6 +2,7 @@
 
 #include <velmo/extraction/interfaces/MxMeshKind.h>
 #include <velmo/nodes/MoMeshElement.h>
+#include <velmo/representation/MoMeshRepresentation.h>
 #include <velmo/toolkit/SoRef.h>
 
 #include <tests/support/StateProbe.h>
@@ -53,6 +54,12 @@ class RegularPart : public EmptyMesh<MiSurfaceMeshRegular>
 
 class NoKindMesh : public MiMesh
 {};
+
+class IdleRepresentation : public MoMeshRepresentation
+{
+public:
+  void doExtract(SoAction*) override {}
+};
 
 struct Published
 {
@@ -246,4 +253,40 @@ TEST(MoMesh, IsScopedBySeparatorsAndKeepsItsMeshWhenCopied)
   const SoRef<MoMesh> copy(static_cast<MoMesh*>(first->copy()));
   EXPECT_EQ(publishedBy(copy).mesh, &outer);
   EXPECT_EQ(publishedBy(copy).type, VOLUME_MESH_REGULAR);
+}
+
+TEST(MoMesh, PublishesTheRepresentationThatItIsConnectedFrom)
+{
+  const EmptyMesh<MiVolumeMeshRegular> mesh;
+  const SoRef<MoMesh> node(new MoMesh);
+  const SoRef<IdleRepresentation> representation(new IdleRepresentation);
+  const auto connected = [&] {
+    MoMeshRepresentation* found = nullptr;
+    MeshType type;
+    lookBehind(
+        [&](SoState* state) { found = MoMeshElement::getConnectedRepresentation(state, type); },
+        node.get());
+    return found;
+  };
+  node->setMesh(&mesh);
+  auto id = node->getNodeId();
+  node->connectFrom(representation);
+  EXPECT_NE(node->getNodeId(), id);
+
+  Published found = publishedBy(node);
+  EXPECT_EQ(found.mesh, nullptr) << "nothing is extracted yet";
+  EXPECT_EQ(found.type, UNDEFINED_MESH);
+  EXPECT_EQ(found.stamp, representation->getTimeStamp());
+  EXPECT_EQ(connected(), representation.get());
+  representation->clear();
+  EXPECT_NE(representation->getTimeStamp(), found.stamp);
+  EXPECT_EQ(publishedBy(node).stamp, representation->getTimeStamp());
+
+  node->connectFrom(nullptr);
+  EXPECT_EQ(publishedBy(node).mesh, &mesh);
+  EXPECT_NE(publishedBy(node).stamp, representation->getTimeStamp());
+  node->connectFrom(representation);
+  node->setMesh(&mesh);
+  EXPECT_EQ(connected(), nullptr);
+  EXPECT_EQ(publishedBy(node).type, VOLUME_MESH_REGULAR);
 }

@@ -3,10 +3,7 @@
 #include <velmo/base/MxTimeStamp.h>
 #include <velmo/extraction/interfaces/MxMeshKind.h>
 #include <velmo/nodes/MoMeshElement.h>
-#if __has_include(<velmo/representation/MoMeshRepresentation.cpp>)
 #include <velmo/representation/MoMeshRepresentation.h>
-#define MO_HAVE_REPRESENTATION 1
-#endif
 
 #include <Inventor/actions/SoAction.h>
 #include <Inventor/errors/SoDebugError.h>
@@ -50,17 +47,16 @@ void MoMesh::reset()
 void MoMesh::connectFrom(MoMeshRepresentation* representation)
 {
   m_connectedRepresentation = representation;
+  m_timeStamp = MxTimeStamp::take(); // counts when the connection ends: the content is another one
   touch();
 }
 
 const MiMesh* MoMesh::getMesh(MeshType& type)
 {
-#ifdef MO_HAVE_REPRESENTATION
   if (m_connectedRepresentation) {
     m_timeStamp = m_connectedRepresentation->getTimeStamp();
     return m_connectedRepresentation->getExtractedMesh(type);
   }
-#endif
   type = m_meshType;
   return m_mesh;
 }
