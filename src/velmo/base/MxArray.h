@@ -7,6 +7,13 @@
 #include <type_traits>
 #include <utility>
 
+namespace velmo_detail {
+/// Asks for large pages behind a large allocation that has not been touched yet: the first touch
+/// of many small pages costs more than most passes over the data. No effect where the system has
+/// none.
+void adviseLargePages(void* data, std::size_t byteCount);
+} // namespace velmo_detail
+
 /// A growable array of plain values that does not touch memory it is not asked to write.
 ///
 /// std::vector writes zeros in one thread before several threads fill it; on the sizes met here
@@ -70,6 +77,19 @@ public:
     m_size = count;
   }
 
+  /// `count` zeros, which large arrays get from the system page by page when they are touched.
+  /// @throw std::bad_alloc
+  void resizeZeroed(std::size_t count)
+  {
+    release();
+    if (count > kMaximum) throw std::bad_alloc();
+    if (count == 0) return;
+    m_data = static_cast<T*>(std::calloc(count, sizeof(T)));
+    if (!m_data) throw std::bad_alloc();
+    velmo_detail::adviseLargePages(m_data, count * sizeof(T));
+    m_size = m_capacity = count;
+  }
+
   void assign(std::size_t count, const T& value)
   {
     resizeUninitialized(count);
@@ -116,6 +136,7 @@ private:
     if (count > kMaximum) throw std::bad_alloc();
     void* data = std::malloc(count * sizeof(T));
     if (!data) throw std::bad_alloc();
+    velmo_detail::adviseLargePages(data, count * sizeof(T));
     return static_cast<T*>(data);
   }
 
