@@ -37,6 +37,22 @@ void forEachBlock(bool parallel, std::size_t count, std::size_t blockSize, const
                     });
 }
 
+/// Calls body(task) for the tasks [0, count), each of which is worth a thread of its own.
+template <class Body>
+void forEachTask(bool parallel, std::size_t count, const Body& body)
+{
+  if (!parallel || count < 2) {
+    for (std::size_t task = 0; task < count; ++task)
+      body(task);
+    return;
+  }
+  tbb::parallel_for(tbb::blocked_range<std::size_t>(0, count, 1),
+                    [&](const tbb::blocked_range<std::size_t>& range) {
+                      for (std::size_t task = range.begin(); task != range.end(); ++task)
+                        body(task);
+                    });
+}
+
 /// Replaces each value by the sum of those before it; returns the sum of all.
 template <class T>
 T exclusivePrefixSum(std::span<T> values)

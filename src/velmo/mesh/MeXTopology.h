@@ -46,6 +46,7 @@ public:
   /// @throw std::length_error when 32-bit indices cannot number the list
   MxArray<int>& setMixed(std::size_t cellCount, std::size_t indexCount);
   MxArray<std::uint32_t>& begins() { return m_begins; }
+  MxArray<int>& indices() { return m_indices.array; }
 
   /// Takes a new stamp: the cells were replaced.
   void touch() { m_timeStamp = MxTimeStamp::take(); }

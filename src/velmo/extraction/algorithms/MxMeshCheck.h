@@ -1,0 +1,53 @@
+#pragma once
+
+#include <velmo/extraction/algorithms/MxBits.h>
+#include <velmo/extraction/interfaces/MiMesh.h>
+#include <velmo/extraction/interfaces/MxExtractionMonitor.h>
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+/// The cells of a mesh that no algorithm may touch, found in one pass over its arrays.
+///
+/// A cell is broken when it names a node that does not exist, when its offsets or counts do not
+/// fit its shape or the arrays, or when a corner is not finite. Algorithms treat broken cells as
+/// dead and read the others without looking again.
+struct MxMeshCheck
+{
+  std::size_t brokenCount = 0;
+  std::size_t firstBroken = 0;
+  /// Cells of numbers that are no shape: count by number.
+  std::map<std::uint64_t, std::size_t> unknownShapes;
+  std::size_t firstUnknown = 0;
+  /// Broken cells and cells of unknown shape; without any, no memory.
+  MxBits unusable;
+
+  bool isClean() const { return unusable.empty(); }
+  /// What is left out, a sentence each; empty for a clean mesh.
+  std::vector<std::string> describe() const;
+};
+
+/// The check of a mesh. What was found is kept as long as somebody holds it, and given again while
+/// the stamps of topology and geometry stay the same.
+/// *Threads*: may be called from several threads.
+/// @throw std::bad_alloc, MiCancellationException; std::length_error when the mesh has more than
+/// 2^32 - 1 cells or nodes
+std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshUnstructured& mesh, bool parallel,
+                                             MxExtractionMonitor& monitor);
+std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshHexahedronIjk& mesh, bool parallel,
+                                             MxExtractionMonitor& monitor);
+std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshVertexHexahedronIjk& mesh,
+                                             bool parallel, MxExtractionMonitor& monitor);
+std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshRegular& mesh, bool parallel,
+                                             MxExtractionMonitor& monitor);
+std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshRectilinear& mesh, bool parallel,
+                                             MxExtractionMonitor& monitor);
+std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshCurvilinear& mesh, bool parallel,
+                                             MxExtractionMonitor& monitor);
+
+/// Counts of cells and nodes as 32-bit numbers must be able to name them.
+/// @return i * j * k
+/// @throw std::length_error when the product passes 2^32 - 1
+std::size_t countOrRefuse(const MbIndex3& counts, const char* what);

@@ -1,0 +1,134 @@
+#include <velmo/extraction/algorithms/MxNodeNumbering.h>
+
+#include <velmo/extraction/algorithms/MxBits.h>
+
+#include <atomic>
+#include <cmath>
+
+namespace {
+
+constexpr std::size_t kBlock = 16384;
+constexpr std::size_t kWordBlock = 4096;
+constexpr std::uint32_t kUnused = 0xffffffffu;
+
+/// How many bits are set before each word.
+MxArray<std::uint32_t> rankWords(const MxBits& bits, bool parallel, std::size_t& total)
+{
+  const auto& words = bits.words();
+  MxArray<std::uint32_t> ranks(words.size());
+  std::vector<std::size_t> sums(blockCount(words.size(), kWordBlock));
+  forEachBlock(parallel, words.size(), kWordBlock,
+               [&](std::size_t block, std::size_t first, std::size_t last) {
+                 std::size_t sum = 0;
+                 for (std::size_t w = first; w < last; ++w)
+                   sum += static_cast<std::size_t>(std::popcount(words[w]));
+                 sums[block] = sum;
+               });
+  total = exclusivePrefixSum(std::span(sums));
+  forEachBlock(parallel, words.size(), kWordBlock,
+               [&](std::size_t block, std::size_t first, std::size_t last) {
+                 auto rank = static_cast<std::uint32_t>(sums[block]);
+                 for (std::size_t w = first; w < last; ++w) {
+                   ranks[w] = rank;
+                   rank += static_cast<std::uint32_t>(std::popcount(words[w]));
+                 }
+               });
+  return ranks;
+}
+
+std::uint32_t rankOf(const MxBits& bits, const MxArray<std::uint32_t>& ranks, std::size_t i)
+{
+  const std::uint64_t below = bits.words()[i / 64] & ((std::uint64_t{1} << (i % 64)) - 1);
+  return ranks[i / 64] + static_cast<std::uint32_t>(std::popcount(below));
+}
+
+/// Keeps the smallest value put in.
+void lower(std::uint32_t& target, std::uint32_t value, bool shared)
+{
+  if (!shared) {
+    target = std::min(target, value);
+    return;
+  }
+  std::atomic_ref cell(target);
+  std::uint32_t known = cell.load(std::memory_order_relaxed);
+  while (value < known && !cell.compare_exchange_weak(known, value, std::memory_order_relaxed)) {
+  }
+}
+
+} // namespace
+
+MxArray<std::uint32_t> numberByFirstUse(std::span<int> indices, std::size_t sourceNodeCount,
+                                        bool parallel)
+{
+  if (indices.empty()) return {};
+  parallel = parallel && indices.size() >= kParallelThreshold;
+  const auto forEachNode = [&](const auto& body) {
+    forEachBlock(parallel, indices.size(), kBlock,
+                 [&](std::size_t, std::size_t first, std::size_t last) {
+                   for (std::size_t at = first; at < last; ++at)
+                     if (indices[at] != -1) body(at, static_cast<std::uint32_t>(indices[at]));
+                 });
+  };
+
+  // The used nodes in ascending order: a node's rank among them is its place in small arrays.
+  MxBits used(sourceNodeCount);
+  forEachNode([&](std::size_t, std::uint32_t node) {
+    if (parallel)
+      used.setShared(node);
+    else
+      used.set(node);
+  });
+  std::size_t usedCount = 0;
+  const MxArray<std::uint32_t> ranks = rankWords(used, parallel, usedCount);
+
+  MxArray<std::uint32_t> firstUse(usedCount, kUnused);
+  forEachNode([&](std::size_t at, std::uint32_t node) {
+    const std::uint32_t rank = rankOf(used, ranks, node);
+    lower(firstUse[rank], static_cast<std::uint32_t>(at), parallel);
+    indices[at] = static_cast<int>(rank);
+  });
+
+  // Ranks of the first uses among all places of the list are the new numbers.
+  MxBits firsts(indices.size());
+  forEachBlock(parallel, usedCount, kBlock,
+               [&](std::size_t, std::size_t first, std::size_t last) {
+                 for (std::size_t rank = first; rank < last; ++rank) {
+                   if (parallel)
+                     firsts.setShared(firstUse[rank]);
+                   else
+                     firsts.set(firstUse[rank]);
+                 }
+               });
+  std::size_t total = 0;
+  const MxArray<std::uint32_t> firstRanks = rankWords(firsts, parallel, total);
+  MxArray<std::uint32_t> sources(usedCount);
+  forEachBlock(parallel, used.words().size(), kWordBlock,
+               [&](std::size_t, std::size_t first, std::size_t last) {
+                 for (std::size_t w = first; w < last; ++w) {
+                   std::uint32_t rank = ranks[w];
+                   forEachBit(used.words()[w], 64 * w, [&](std::size_t node) {
+                     const std::uint32_t number = rankOf(firsts, firstRanks, firstUse[rank]);
+                     firstUse[rank++] = number;
+                     sources[number] = static_cast<std::uint32_t>(node);
+                   });
+                 }
+               });
+  forEachNode([&](std::size_t at, std::uint32_t rank) {
+    indices[at] = static_cast<int>(firstUse[rank]);
+  });
+  return sources;
+}
+
+MbVec3d velmo_detail::chooseOrigin(const PointRange& range)
+{
+  double size = 0, distance = 0;
+  MbVec3d centre;
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    size = std::max(size, range.high[axis] - range.low[axis]);
+    distance = std::max({distance, std::abs(range.low[axis]), std::abs(range.high[axis])});
+    centre[axis] = range.low[axis] / 2 + range.high[axis] / 2;
+  }
+  // Beyond the range of floats an origin cannot help.
+  if (distance > static_cast<double>(std::numeric_limits<float>::max())) return {};
+  return distance > kFarOriginRatio * size ? centre : MbVec3d{};
+}

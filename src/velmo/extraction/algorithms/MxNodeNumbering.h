@@ -1,0 +1,79 @@
+#pragma once
+
+#include <velmo/base/MxParallel.h>
+#include <velmo/mesh/MeXGeometry.h>
+
+#include <limits>
+#include <vector>
+
+/// Replaces the source nodes in an index list of an extracted mesh (cells ended by -1, nodes as
+/// 32-bit patterns) by numbers in the order of their first use.
+///
+/// @param sourceNodeCount  all nodes are below it
+/// @return the source node of each number
+MxArray<std::uint32_t> numberByFirstUse(std::span<int> indices, std::size_t sourceNodeCount,
+                                        bool parallel);
+
+/// An origin other than zero is used when the farthest coordinate is more than this many times as
+/// far from zero as the mesh is large: single precision then leaves less than 20 of its 24 bits.
+inline constexpr double kFarOriginRatio = 16;
+
+namespace velmo_detail {
+
+struct PointRange
+{
+  MbVec3d low{1e300, 1e300, 1e300}, high{-1e300, -1e300, -1e300};
+
+  void include(const MbVec3d& p)
+  {
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+      low[axis] = std::min(low[axis], p[axis]);
+      high[axis] = std::max(high[axis], p[axis]);
+    }
+  }
+};
+
+/// The origin for points in a range; zero where single precision suffices.
+MbVec3d chooseOrigin(const PointRange& range);
+
+inline float toFloat(double value)
+{
+  constexpr double kLargest = std::numeric_limits<float>::max();
+  return static_cast<float>(std::clamp(value, -kLargest, kLargest));
+}
+
+} // namespace velmo_detail
+
+/// Fills the points of an extracted mesh and chooses its origin.
+/// @param pointOf  pointOf(n): the finite place of node n, in mesh space
+template <class PointOf>
+void placePoints(std::size_t count, const PointOf& pointOf, bool parallel, MeXGeometryI& geometry)
+{
+  using velmo_detail::toFloat;
+  constexpr std::size_t kBlock = 8192;
+  MxArray<MbVec3f>& points = geometry.points();
+  points.resizeUninitialized(count);
+  std::vector<velmo_detail::PointRange> ranges(blockCount(count, kBlock));
+  const auto fill = [&](const MbVec3d& origin) {
+    forEachBlock(parallel, count, kBlock,
+                 [&](std::size_t block, std::size_t first, std::size_t last) {
+                   velmo_detail::PointRange range;
+                   for (std::size_t n = first; n < last; ++n) {
+                     const MbVec3d p = pointOf(n);
+                     range.include(p);
+                     points[n] = {toFloat(p.x - origin.x), toFloat(p.y - origin.y),
+                                  toFloat(p.z - origin.z)};
+                   }
+                   ranges[block] = range;
+                 });
+  };
+  fill({});
+  velmo_detail::PointRange all;
+  for (const auto& range : ranges) {
+    all.include(range.low);
+    all.include(range.high);
+  }
+  geometry.origin = count > 0 ? velmo_detail::chooseOrigin(all) : MbVec3d{};
+  if (geometry.origin != MbVec3d{}) fill(geometry.origin);
+  geometry.touch(parallel);
+}

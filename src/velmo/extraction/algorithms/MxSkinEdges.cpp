@@ -1,0 +1,113 @@
+#include <velmo/extraction/algorithms/MxSkinEdges.h>
+
+#include <velmo/base/MxParallel.h>
+#include <velmo/extraction/algorithms/MxNodeNumbering.h>
+
+#include <tbb/parallel_sort.h>
+
+#include <algorithm>
+#include <tuple>
+
+namespace {
+
+struct Edge
+{
+  std::uint32_t low, high;
+  std::uint32_t at;   ///< where the surface's index list has its first end
+  std::uint32_t face;
+  friend bool operator<(const Edge& a, const Edge& b)
+  {
+    return std::tie(a.low, a.high, a.at) < std::tie(b.low, b.high, b.at);
+  }
+};
+
+
+/// The surface's points and provenance of the given surface nodes.
+template <class Mesh>
+void takeNodes(const MeXSurfaceMeshUnstructured& surface,
+               const MxArray<std::uint32_t>& surfaceNodes, bool parallel, Mesh& result)
+{
+  const MeXProvenance& from = surface.provenance;
+  MeXProvenance& to = result.provenance;
+  to.form = from.form;
+  to.sourceCells = from.sourceCells;
+  to.sourceNodes = from.sourceNodes;
+  to.nodes.clear();
+  to.weights.clear();
+  to.offsets.clear();
+  auto& points = result.geometry.points();
+  points.resizeUninitialized(surfaceNodes.size());
+  for (std::size_t n = 0; n < surfaceNodes.size(); ++n)
+    points[n] = surface.geometry.points()[surfaceNodes[n]];
+  result.geometry.origin = surface.geometry.origin;
+  result.geometry.touch(parallel);
+  if (from.form == MeXProvenance::NodeForm::Node) {
+    to.nodes.resizeUninitialized(surfaceNodes.size());
+    for (std::size_t n = 0; n < surfaceNodes.size(); ++n)
+      to.nodes[n] = from.nodes[surfaceNodes[n]];
+    return;
+  }
+  to.offsets.push_back(0);
+  for (const std::uint32_t node : surfaceNodes) {
+    for (std::uint32_t n = from.offsets[node]; n < from.offsets[node + 1]; ++n) {
+      to.nodes.push_back(from.nodes[n]);
+      to.weights.push_back(from.weights[n]);
+    }
+    to.offsets.push_back(static_cast<std::uint32_t>(to.nodes.size()));
+  }
+}
+
+} // namespace
+
+void writeEdges(const MeXSurfaceMeshUnstructured& surface, bool parallel,
+                MeXLineMeshUnstructured& lines)
+{
+  const MeXTopologyExplicitI& topology = surface.topology;
+  MxArray<Edge> edges;
+  for (std::size_t face = 0; face < topology.getCellCount(); ++face) {
+    const std::span<const int> nodes = topology.getCell(face);
+    for (std::size_t n = 0; n < nodes.size(); ++n) {
+      const auto a = static_cast<std::uint32_t>(nodes[n]);
+      const auto b = static_cast<std::uint32_t>(nodes[n + 1 < nodes.size() ? n + 1 : 0]);
+      if (a == b) continue;
+      edges.push_back({std::min(a, b), std::max(a, b),
+                       static_cast<std::uint32_t>(topology.getCellBegin(face) + n),
+                       static_cast<std::uint32_t>(face)});
+    }
+  }
+  if (parallel && edges.size() >= kParallelThreshold)
+    tbb::parallel_sort(edges.begin(), edges.end());
+  else
+    std::sort(edges.begin(), edges.end());
+  const auto last = std::unique(edges.begin(), edges.end(), [](const Edge& a, const Edge& b) {
+    return a.low == b.low && a.high == b.high;
+  });
+  std::sort(edges.begin(), last, [](const Edge& a, const Edge& b) { return a.at < b.at; });
+  const auto count = static_cast<std::size_t>(last - edges.begin());
+
+  MxArray<int>& indices = lines.topology.setUniform(count, 2);
+  lines.provenance.cells.resizeUninitialized(count);
+  for (std::size_t e = 0; e < count; ++e) {
+    const bool forward = topology.getCell(edges[e].face)[edges[e].at -
+                                                         topology.getCellBegin(edges[e].face)] ==
+                         static_cast<int>(edges[e].low);
+    indices[3 * e] = static_cast<int>(forward ? edges[e].low : edges[e].high);
+    indices[3 * e + 1] = static_cast<int>(forward ? edges[e].high : edges[e].low);
+    indices[3 * e + 2] = -1;
+    lines.provenance.cells[e] = surface.provenance.cells[edges[e].face];
+  }
+  lines.topology.touch();
+  const MxArray<std::uint32_t> nodes =
+      numberByFirstUse(indices.span(), surface.geometry.getNodeCount(), parallel);
+  takeNodes(surface, nodes, parallel, lines);
+}
+
+void writeNodes(const MeXSurfaceMeshUnstructured& surface, bool parallel,
+                MeXPointMeshCurvilinear& points)
+{
+  MxArray<std::uint32_t> all(surface.geometry.getNodeCount());
+  for (std::size_t n = 0; n < all.size(); ++n)
+    all[n] = static_cast<std::uint32_t>(n);
+  points.provenance.cells.clear();
+  takeNodes(surface, all, parallel, points);
+}

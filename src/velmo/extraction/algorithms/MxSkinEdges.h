@@ -1,0 +1,12 @@
+#pragma once
+
+#include <velmo/mesh/MeXMesh.h>
+
+/// The edges of a surface's polygons, each once, in the order in which they are first met; an
+/// edge's source cell is that of the polygon that has it first.
+void writeEdges(const MeXSurfaceMeshUnstructured& surface, bool parallel,
+                MeXLineMeshUnstructured& lines);
+
+/// The nodes of a surface.
+void writeNodes(const MeXSurfaceMeshUnstructured& surface, bool parallel,
+                MeXPointMeshCurvilinear& points);

@@ -1,0 +1,434 @@
+#include <velmo/extraction/algorithms/MxSkinUnstructured.h>
+
+#include <velmo/base/MxParallel.h>
+#include <velmo/extraction/algorithms/MxPolygons.h>
+#include <velmo/extraction/algorithms/MxVolumeCells.h>
+
+#include <tbb/global_control.h>
+#include <tbb/task_arena.h>
+
+#include <memory>
+#include <utility>
+
+namespace {
+
+constexpr std::size_t kCellBlock = 8192; // whole words of MxBits
+/// Nodes of one page of words.
+constexpr std::size_t kPage = 512;
+/// Up to this many threads each have words of their own; more of them share one set by atomic
+/// operations, which cost several times as much each but need no more memory.
+constexpr std::size_t kMostOwnThreads = 8;
+
+bool isChosen(const MxCellChoice& choice, std::size_t cell)
+{
+  return choice.accepted.empty() || choice.accepted.test(cell);
+}
+
+// --- First pass: the words of the nodes ------------------------------------------------------
+
+/// One 64-bit word a node, and which pages of them were written to.
+struct Words
+{
+  MxArray<std::uint64_t> words;
+  MxArray<std::uint8_t> touched;
+
+  explicit Words(std::size_t nodeCount)
+  {
+    words.resizeZeroed(nodeCount);
+    touched.resizeZeroed(blockCount(nodeCount, kPage));
+  }
+};
+
+/// Where a thread puts the hashes of faces.
+template <bool Shared>
+class WordSink
+{
+public:
+  explicit WordSink(Words& words) : m_words(words.words.data()), m_touched(words.touched.data()) {}
+
+  void add(std::uint32_t node, std::uint64_t hash)
+  {
+    if constexpr (Shared) {
+      std::atomic_ref(m_words[node]).fetch_xor(hash, std::memory_order_relaxed);
+      std::atomic_ref(m_touched[node / kPage]).store(1, std::memory_order_relaxed);
+    } else {
+      m_words[node] ^= hash;
+      m_touched[node / kPage] = 1;
+    }
+  }
+
+private:
+  std::uint64_t* m_words;
+  std::uint8_t* m_touched;
+};
+
+/// The hash of a face is a mix of the sum of its nodes' mixes: the same for any order, and each
+/// node is mixed once a cell. A sum alone would let sums of neighbouring faces cancel bit by bit.
+constexpr std::uint64_t mixNode(std::uint64_t node)
+{
+  std::uint64_t x = (node + 1) * 0x9e3779b97f4a7c15u;
+  x = (x ^ (x >> 32)) * 0xd6e8feb86659fd93u;
+  return x ^ (x >> 29);
+}
+constexpr std::uint64_t mixFace(std::uint64_t sum)
+{
+  sum = (sum ^ (sum >> 31)) * 0xbf58476d1ce4e5b9u;
+  return sum ^ (sum >> 30);
+}
+
+template <MiCellShape Shape>
+inline constexpr std::size_t kNodeCount = cellShapeFacts(Shape).nodeCount;
+
+template <MiCellShape Shape, class Ids, class Sink>
+void hashCell(const Ids& nodes, Sink& sink)
+{
+  std::uint32_t ids[kNodeCount<Shape>];
+  std::uint64_t mixes[kNodeCount<Shape>];
+  for (std::size_t n = 0; n < kNodeCount<Shape>; ++n) {
+    ids[n] = static_cast<std::uint32_t>(nodes[n]);
+    mixes[n] = mixNode(ids[n]);
+  }
+  const auto addFace = [&]<std::size_t F>(std::integral_constant<std::size_t, F>) {
+    constexpr MxShapeFace kFace = kLinearFaces<Shape>.faces[F];
+    std::uint32_t smallest = ids[kFace.nodes[0]];
+    std::uint64_t sum = mixes[kFace.nodes[0]];
+    for (std::size_t n = 1; n < kFace.size; ++n) {
+      smallest = std::min(smallest, ids[kFace.nodes[n]]);
+      sum += mixes[kFace.nodes[n]];
+    }
+    sink.add(smallest, mixFace(sum));
+  };
+  [&]<std::size_t... F>(std::index_sequence<F...>) {
+    (addFace(std::integral_constant<std::size_t, F>{}), ...);
+  }(std::make_index_sequence<kLinearFaces<Shape>.count>{});
+}
+
+template <bool Whole, class Cursor, class Sink>
+void hashAnyCell(const Cursor& cursor, Sink& sink)
+{
+  forEachFace<Whole>(cursor,
+                     [&](std::uint32_t, std::size_t size, const auto& nodeAt, MiCellShape) {
+                       if (size == 0) return;
+                       std::uint32_t smallest = nodeAt(0);
+                       std::uint64_t sum = 0;
+                       for (std::size_t n = 0; n < size; ++n) {
+                         const std::uint32_t node = nodeAt(n);
+                         smallest = std::min(smallest, node);
+                         sum += mixNode(node);
+                       }
+                       sink.add(smallest, mixFace(sum));
+                     });
+}
+
+template <bool Whole, class Cells, class Sink>
+void hashCells(const Cells& cells, const MxCellChoice& choice, std::size_t first, std::size_t last,
+               Sink& sink)
+{
+  using S = MiCellShape;
+  typename Cells::Cursor cursor(cells);
+  for (std::size_t cell = first; cell < last; ++cell) {
+    if (!isChosen(choice, cell)) continue;
+    cursor.load(cell);
+    switch (cursor.shape()) {
+    case S::Tetrahedron:
+      hashCell<S::Tetrahedron>(cursor.nodes(), sink);
+      break;
+    case S::Hexahedron:
+      hashCell<S::Hexahedron>(cursor.nodes(), sink);
+      break;
+    case S::Wedge:
+      hashCell<S::Wedge>(cursor.nodes(), sink);
+      break;
+    case S::Pyramid:
+      hashCell<S::Pyramid>(cursor.nodes(), sink);
+      break;
+    default:
+      hashAnyCell<Whole>(cursor, sink);
+    }
+  }
+}
+
+/// Joins the words of all threads; a bit stays for each node whose faces did not all cancel.
+MxBits findOpenNodes(const std::vector<std::unique_ptr<Words>>& sets, std::size_t nodeCount,
+                     bool parallel)
+{
+  constexpr std::size_t kBlock = 64 * kPage;
+  MxBits open(nodeCount);
+  forEachBlock(parallel, nodeCount, kBlock, [&](std::size_t, std::size_t first, std::size_t last) {
+    for (std::size_t page = first / kPage; page * kPage < last; ++page) {
+      const std::size_t begin = page * kPage, end = std::min(nodeCount, begin + kPage);
+      std::uint64_t joined[kPage];
+      const std::uint64_t* words = nullptr;
+      for (const auto& set : sets) {
+        if (!set->touched[page]) continue;
+        const std::uint64_t* own = set->words.data() + begin;
+        if (!words) {
+          words = own;
+          continue;
+        }
+        for (std::size_t n = 0; n < end - begin; ++n)
+          joined[n] = words[n] ^ own[n];
+        words = joined;
+      }
+      if (!words) continue;
+      for (std::size_t n = 0; n < end - begin; n += 64) {
+        std::uint64_t bits = 0;
+        for (std::size_t b = 0; b < std::min<std::size_t>(64, end - begin - n); ++b)
+          bits |= static_cast<std::uint64_t>(words[n + b] != 0) << b;
+        open.words()[(begin + n) / 64] = bits;
+      }
+    }
+  });
+  return open;
+}
+
+std::size_t threadCount(bool parallel)
+{
+  if (!parallel) return 1;
+  return std::min(static_cast<std::size_t>(tbb::this_task_arena::max_concurrency()),
+                  tbb::global_control::active_value(tbb::global_control::max_allowed_parallelism));
+}
+
+template <bool Whole, class Cells>
+MxBits findOpenNodes(const Cells& cells, const MxCellChoice& choice, std::size_t nodeCount,
+                     bool parallel, MxExtractionMonitor& monitor)
+{
+  const std::size_t count = choice.last - choice.first;
+  const std::size_t threads = threadCount(parallel && count >= kParallelThreshold);
+  std::vector<std::unique_ptr<Words>> sets;
+  const auto hashBlocks = [&](std::size_t first, std::size_t last, auto sink) {
+    for (std::size_t begin = first; begin < last; begin += kCellBlock) {
+      monitor.step();
+      hashCells<Whole>(cells, choice, begin, std::min(last, begin + kCellBlock), sink);
+    }
+  };
+  if (threads > kMostOwnThreads) {
+    sets.push_back(std::make_unique<Words>(nodeCount));
+    forEachBlock(parallel, count, kCellBlock,
+                 [&](std::size_t, std::size_t first, std::size_t last) {
+                   hashBlocks(choice.first + first, choice.first + last, WordSink<true>(*sets[0]));
+                 });
+  } else {
+    // Twice as many runs of cells as threads, so that one delayed thread does not delay all. In a
+    // mesh with some order each run touches words of its own.
+    const std::size_t runs = threads == 1 ? 1 : 2 * threads;
+    for (std::size_t run = 0; run < runs; ++run)
+      sets.push_back(std::make_unique<Words>(nodeCount));
+    forEachTask(parallel, runs, [&](std::size_t run) {
+      hashBlocks(choice.first + count * run / runs, choice.first + count * (run + 1) / runs,
+                 WordSink<false>(*sets[run]));
+    });
+  }
+  return findOpenNodes(sets, nodeCount, parallel);
+}
+
+// --- Second pass: the faces of open nodes ----------------------------------------------------
+
+template <class Cursor>
+bool hasOpenNode(const Cursor& cursor, const MxBits& open)
+{
+  if (cursor.shape() == MiCellShape::Polyhedron) return true;
+  const auto anyOf = [&]<std::size_t Count>(std::integral_constant<std::size_t, Count>) {
+    bool any = false;
+    for (std::size_t n = 0; n < Count; ++n)
+      any |= open.test(cursor.nodes()[n]);
+    return any;
+  };
+  switch (cursor.shape()) {
+  case MiCellShape::Tetrahedron:
+    return anyOf(std::integral_constant<std::size_t, 4>{});
+  case MiCellShape::Hexahedron:
+    return anyOf(std::integral_constant<std::size_t, 8>{});
+  default:
+    for (std::size_t n = 0; n < cursor.size(); ++n)
+      if (open.test(cursor.nodes()[n])) return true;
+    return false;
+  }
+}
+
+template <bool Whole, class Cells>
+std::vector<MxArray<MxFaceCandidate>>
+collectCandidates(const Cells& cells, const MxCellChoice& choice, const MxBits& open, bool parallel,
+                  MxExtractionMonitor& monitor)
+{
+  const std::size_t count = choice.last - choice.first;
+  std::vector<MxArray<MxFaceCandidate>> blocks(blockCount(count, kCellBlock));
+  forEachBlock(parallel, count, kCellBlock,
+               [&](std::size_t block, std::size_t first, std::size_t last) {
+                 monitor.step();
+                 typename Cells::Cursor cursor(cells);
+                 std::vector<std::uint32_t> nodes;
+                 MxArray<MxFaceCandidate>& found = blocks[block];
+                 for (std::size_t cell = choice.first + first; cell < choice.first + last; ++cell) {
+                   if (!isChosen(choice, cell)) continue;
+                   cursor.load(cell);
+                   if (!hasOpenNode(cursor, open)) continue;
+                   forEachFace<Whole>(cursor, [&](std::uint32_t face, std::size_t size,
+                                                  const auto& nodeAt, MiCellShape) {
+                     if (size < 3) return;
+                     nodes.resize(size);
+                     for (std::size_t n = 0; n < size; ++n)
+                       nodes[n] = nodeAt(n);
+                     if (!open.test(*std::min_element(nodes.begin(), nodes.end()))) return;
+                     MxFaceCandidate candidate;
+                     candidate.cell = static_cast<std::uint32_t>(cell);
+                     candidate.face = face;
+                     if (makeFaceKey(nodes, candidate)) found.push_back(candidate);
+                   });
+                 }
+               });
+  return blocks;
+}
+
+// --- Reading faces again ---------------------------------------------------------------------
+
+/// Gives the nodes of faces asked for in ascending order.
+template <class Cells, bool Whole>
+class FaceReader
+{
+public:
+  explicit FaceReader(const Cells& cells) : m_cursor(cells) {}
+
+  MiCellShape read(std::size_t cell, std::uint32_t face, std::vector<std::uint32_t>& nodes)
+  {
+    if (cell != m_cell) {
+      m_cell = cell;
+      m_cursor.load(cell);
+      m_streamFace = 0;
+      m_streamAt = 1;
+    }
+    nodes.clear();
+    if (m_cursor.shape() == MiCellShape::Polyhedron) {
+      readStream(face, nodes);
+      return MiCellShape::Polygon;
+    }
+    const MxShapeFaces& table =
+        Whole ? findWholeFaces(m_cursor.shape()) : findLinearFaces(m_cursor.shape());
+    if (face >= table.count) return MiCellShape::Empty;
+    const MxShapeFace& row = table[face];
+    for (std::size_t n = 0; n < row.size; ++n)
+      nodes.push_back(static_cast<std::uint32_t>(m_cursor.nodes()[row.nodes[n]]));
+    return row.shape;
+  }
+
+private:
+  void readStream(std::uint32_t face, std::vector<std::uint32_t>& nodes)
+  {
+    if (face < m_streamFace) {
+      m_streamFace = 0;
+      m_streamAt = 1;
+    }
+    for (; m_streamFace < face && m_streamAt < m_cursor.streamSize(); ++m_streamFace)
+      m_streamAt += 1 + m_cursor.stream()[m_streamAt];
+    if (m_streamAt >= m_cursor.streamSize()) return;
+    const std::size_t size = m_cursor.stream()[m_streamAt];
+    for (std::size_t n = 1; n <= size; ++n)
+      nodes.push_back(static_cast<std::uint32_t>(m_cursor.stream()[m_streamAt + n]));
+  }
+
+  typename Cells::Cursor m_cursor;
+  std::size_t m_cell = static_cast<std::size_t>(-1);
+  std::uint32_t m_streamFace = 0;
+  std::size_t m_streamAt = 1;
+};
+
+template <bool Whole, class Cells>
+MxFaceList findFaces(const Cells& cells, std::size_t nodeCount, const MxCellChoice& choice,
+                     bool parallel, MxExtractionMonitor& monitor)
+{
+  const std::size_t steps = blockCount(choice.last - choice.first, kCellBlock);
+  monitor.beginPhase("Hashing faces", steps);
+  const MxBits open = findOpenNodes<Whole>(cells, choice, nodeCount, parallel, monitor);
+  monitor.beginPhase("Collecting faces", steps);
+  auto candidates = collectCandidates<Whole>(cells, choice, open, parallel, monitor);
+  const auto sameNodes = [&](const MxFaceCandidate& a, const MxFaceCandidate& b) {
+    std::vector<std::uint32_t> nodes[2];
+    for (int side = 0; side < 2; ++side) {
+      const MxFaceCandidate& candidate = side == 0 ? a : b;
+      FaceReader<Cells, Whole>(cells).read(candidate.cell, candidate.face, nodes[side]);
+      std::sort(nodes[side].begin(), nodes[side].end());
+      nodes[side].erase(std::unique(nodes[side].begin(), nodes[side].end()), nodes[side].end());
+    }
+    return nodes[0] == nodes[1];
+  };
+  monitor.beginPhase("Matching faces", 1);
+  markUniqueFaces(parallel, candidates, sameNodes, monitor);
+  return collectUniqueFaces(parallel, candidates);
+}
+
+} // namespace
+
+MxCellChoice chooseCells(const MiTopologyI& topology, const MxBits& unusable,
+                         const MiCellFilterI* filter, std::size_t first, std::size_t last,
+                         bool parallel, MxExtractionMonitor& monitor)
+{
+  const std::size_t cellCount = topology.getCellCount();
+  MxCellChoice choice;
+  choice.last = std::min(last, cellCount);
+  choice.first = std::min(first, choice.last);
+  const bool hasDead = topology.hasDeadCells();
+  if (unusable.empty() && !filter && !hasDead) return choice;
+  const MiTopologyView view = topology.getView();
+  const MxIndexArray active(view.active);
+  choice.accepted = MxBits(cellCount);
+  // Whole words of the cells numbered from zero, so that no word belongs to two blocks.
+  forEachBlock(parallel, choice.last, kCellBlock,
+               [&](std::size_t, std::size_t begin, std::size_t end) {
+                 begin = std::max(begin, choice.first);
+                 if (begin >= end) return;
+                 monitor.step(0);
+                 std::vector<std::uint8_t> accepted(end - begin, 1);
+                 if (filter) filter->acceptCells(begin, end, accepted.data());
+                 for (std::size_t cell = begin; cell < end; ++cell) {
+                   if (!accepted[cell - begin]) continue;
+                   if (!unusable.empty() && unusable.test(cell)) continue;
+                   if (hasDead && (active ? cell >= active.size() || active[cell] == 0
+                                          : topology.isDead(cell)))
+                     continue;
+                   choice.accepted.set(cell);
+                 }
+               });
+  return choice;
+}
+
+MxFaceList findSkinFaces(const MiTopologyI& topology, std::size_t nodeCount,
+                         const MxCellChoice& choice, bool whole, bool parallel,
+                         MxExtractionMonitor& monitor)
+{
+  MxFaceList faces;
+  visitVolumeCells(topology, nodeCount, [&](const auto& cells) {
+    faces = whole ? findFaces<true>(cells, nodeCount, choice, parallel, monitor)
+                  : findFaces<false>(cells, nodeCount, choice, parallel, monitor);
+  });
+  return faces;
+}
+
+void writeFaces(const MiTopologyI& topology, std::size_t nodeCount, const MxFaceList& faces,
+                bool parallel, MxExtractionMonitor& monitor, MeXTopologyExplicitI& result)
+{
+  visitVolumeCells(topology, nodeCount, [&]<class Cells>(const Cells& cells) {
+    const auto makeReader = [&] {
+      return [&, reader = FaceReader<Cells, false>(cells)](
+                 std::size_t f, std::vector<std::uint32_t>& polygon) mutable {
+        reader.read(faces.cells[f], faces.faces[f], polygon);
+        removeRepeats(polygon);
+      };
+    };
+    writePolygons(faces.size(), makeReader, parallel, monitor, result);
+  });
+}
+
+void forEachWholeFace(
+    const MiTopologyI& topology, std::size_t nodeCount, const MxFaceList& faces, std::size_t first,
+    std::size_t last,
+    const std::function<void(std::size_t, MiCellShape, std::span<const std::uint32_t>)>& body)
+{
+  visitVolumeCells(topology, nodeCount, [&]<class Cells>(const Cells& cells) {
+    FaceReader<Cells, true> reader(cells);
+    std::vector<std::uint32_t> nodes;
+    for (std::size_t f = first; f < last; ++f) {
+      const MiCellShape shape = reader.read(faces.cells[f], faces.faces[f], nodes);
+      body(f, shape, nodes);
+    }
+  });
+}

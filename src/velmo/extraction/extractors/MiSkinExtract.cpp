@@ -1,0 +1,309 @@
+#include <velmo/extraction/extractors/MiSkinExtract.h>
+
+#include <velmo/extraction/algorithms/MxNodeNumbering.h>
+#include <velmo/extraction/algorithms/MxSkinEdges.h>
+#include <velmo/extraction/algorithms/MxSkinIjk.h>
+#include <velmo/extraction/algorithms/MxSkinTessellate.h>
+#include <velmo/extraction/algorithms/MxSkinUnstructured.h>
+#include <velmo/extraction/extractors/MxSkinExtractor.h>
+
+namespace {
+
+constexpr std::size_t kNoBound = static_cast<std::size_t>(-1);
+
+/// Renumbers the written polygons, places their nodes and notes where they came from.
+/// @param pointOf  the place of a source node
+template <class PointOf>
+void finishSurface(const MbIndex3& cells, const MbIndex3& nodes, std::size_t sourceNodeCount,
+                   const PointOf& pointOf, bool parallel, MeXSurfaceMeshUnstructured& surface)
+{
+  MeXProvenance& provenance = surface.provenance;
+  provenance.form = MeXProvenance::NodeForm::Node;
+  provenance.weights.clear();
+  provenance.offsets.clear();
+  provenance.nodes = numberByFirstUse(surface.topology.indices().span(), sourceNodeCount, parallel);
+  provenance.sourceCells = cells;
+  provenance.sourceNodes = nodes;
+  placePoints(
+      provenance.nodes.size(), [&](std::size_t n) { return pointOf(provenance.nodes[n]); },
+      parallel, surface.geometry);
+}
+
+/// Lines and points of kinds whose cells are all linear: those of the surface.
+template <class Mesh>
+struct LinearKind
+{
+  struct Parts
+  {};
+  static void buildLines(const Mesh&, const Parts&, const MeXSurfaceMeshUnstructured& surface,
+                         const MiTessellator*, bool parallel, MxExtractionMonitor& monitor,
+                         MeXLineMeshUnstructured& lines)
+  {
+    monitor.beginPhase("Collecting edges", 1);
+    writeEdges(surface, parallel, lines);
+  }
+  static void buildPoints(const Mesh&, const Parts&, const MeXSurfaceMeshUnstructured& surface,
+                          bool parallel, MxExtractionMonitor& monitor,
+                          MeXPointMeshCurvilinear& points)
+  {
+    monitor.beginPhase("Collecting nodes", 1);
+    writeNodes(surface, parallel, points);
+  }
+};
+
+template <MeshType Type>
+struct IjkKind : LinearKind<typename MxMeshKind<Type>::Interface>
+{
+  using Index = MbIndex3;
+  using Filter = MiCellFilterIjk;
+  static constexpr MeshType kKind = Type;
+  static constexpr MxIndexing kNodeIndexing = MxIndexing::Ijk;
+  static constexpr const char* kName = "MiSkinExtractIjk";
+  static constexpr std::size_t kPhaseCount = 3;
+  static MbIndex3 noBound() { return {kNoBound, kNoBound, kNoBound}; }
+};
+
+struct NodeOfAxes
+{
+  MxAxes axes;
+  MxIjkNumbering nodes;
+  MbVec3d operator()(std::size_t node) const
+  {
+    const MbIndex3 at = nodes.split(node);
+    return axes.node(at.x, at.y, at.z);
+  }
+};
+
+} // namespace
+
+template <>
+struct MxSkinKind<MiVolumeMeshUnstructured>
+{
+  using Index = std::size_t;
+  using Filter = MiCellFilterI;
+  using Parts = MxWholeFaces;
+  static constexpr MeshType kKind = VOLUME_MESH_UNSTRUCTURED;
+  static constexpr MxIndexing kNodeIndexing = MxIndexing::I;
+  static constexpr const char* kName = "MiSkinExtractUnstructured";
+  static constexpr std::size_t kPhaseCount = 5;
+  static std::size_t noBound() { return kNoBound; }
+
+  static void build(const MiVolumeMeshUnstructured& mesh, const MxMeshCheck& check,
+                    const MiCellFilterI* filter, std::size_t lower, std::size_t upper,
+                    const MiTessellator* tessellator, bool parallel, MxExtractionMonitor& monitor,
+                    Parts& parts, MeXSurfaceMeshUnstructured& surface)
+  {
+    const MiTopologyI& topology = mesh.getTopology();
+    const MiGeometryI& geometry = mesh.getGeometry();
+    const std::size_t nodeCount = geometry.getNodeCount();
+    const MxCellChoice choice =
+        chooseCells(topology, check.unusable, filter, lower == kNoBound ? 0 : lower, upper,
+                    parallel, monitor);
+    MxFaceList faces = findSkinFaces(topology, nodeCount, choice, tessellator != nullptr, parallel,
+                                     monitor);
+    monitor.beginPhase("Writing faces", 2 * blockCount(faces.size(), 4096));
+    parts = {};
+    if (tessellator) parts = collectWholeFaces(topology, nodeCount, faces);
+    if (parts.hasQuadratic) {
+      writeTessellated(mesh, parts, *tessellator, parallel, monitor, surface);
+      return;
+    }
+    writeFaces(topology, nodeCount, faces, parallel, monitor, surface.topology);
+    surface.provenance.cells = std::move(faces.cells);
+    visitPoints(geometry.getView(), nodeCount, Nodes{&geometry}, [&](const auto& points) {
+      finishSurface({topology.getCellCount(), 1, 1}, {nodeCount, 1, 1}, nodeCount,
+                    [&](std::size_t node) { return points[node]; }, parallel, surface);
+    });
+  }
+  static void buildLines(const MiVolumeMeshUnstructured& mesh, const Parts& parts,
+                         const MeXSurfaceMeshUnstructured& surface,
+                         const MiTessellator* tessellator, bool parallel,
+                         MxExtractionMonitor& monitor, MeXLineMeshUnstructured& lines)
+  {
+    monitor.beginPhase("Collecting edges", 1);
+    if (parts.hasQuadratic)
+      writeTessellatedEdges(mesh, parts, *tessellator, parallel, monitor, lines);
+    else
+      writeEdges(surface, parallel, lines);
+  }
+  static void buildPoints(const MiVolumeMeshUnstructured& mesh, const Parts& parts,
+                          const MeXSurfaceMeshUnstructured& surface, bool parallel,
+                          MxExtractionMonitor& monitor, MeXPointMeshCurvilinear& points)
+  {
+    monitor.beginPhase("Collecting nodes", 1);
+    if (parts.hasQuadratic)
+      writeWholeFaceNodes(mesh, parts, parallel, points);
+    else
+      writeNodes(surface, parallel, points);
+  }
+
+private:
+  struct Nodes
+  {
+    const MiGeometryI* geometry;
+    MbVec3d operator[](std::size_t node) const { return geometry->getNode(node); }
+  };
+};
+
+template <>
+struct MxSkinKind<MiVolumeMeshHexahedronIjk> : IjkKind<VOLUME_MESH_HEXAHEDRON_IJK>
+{
+  static constexpr MxIndexing kNodeIndexing = MxIndexing::I;
+  static constexpr const char* kName = "MiSkinExtractHexahedronIjk";
+
+  static void build(const MiVolumeMeshHexahedronIjk& mesh, const MxMeshCheck& check,
+                    const MiCellFilterIjk* filter, const MbIndex3& lower, const MbIndex3& upper,
+                    const MiTessellator*, bool parallel, MxExtractionMonitor& monitor, Parts&,
+                    MeXSurfaceMeshUnstructured& surface)
+  {
+    const MiGeometryI& geometry = mesh.getGeometry();
+    const std::size_t nodeCount = geometry.getNodeCount();
+    const MxIjkChoice choice = chooseCells(mesh.getTopology(), check.unusable, filter, lower, upper,
+                                           parallel, monitor);
+    writeHexahedronSkin(mesh, choice, parallel, monitor, surface.topology,
+                        surface.provenance.cells);
+    struct Nodes
+    {
+      const MiGeometryI* geometry;
+      MbVec3d operator[](std::size_t node) const { return geometry->getNode(node); }
+    };
+    visitPoints(geometry.getView(), nodeCount, Nodes{&geometry}, [&](const auto& points) {
+      finishSurface(choice.numbering.counts, {nodeCount, 1, 1}, nodeCount,
+                    [&](std::size_t node) { return points[node]; }, parallel, surface);
+    });
+  }
+};
+
+template <>
+struct MxSkinKind<MiVolumeMeshVertexHexahedronIjk> : IjkKind<VOLUME_MESH_VERTEX_HEXAHEDRON_IJK>
+{
+  static void build(const MiVolumeMeshVertexHexahedronIjk& mesh, const MxMeshCheck& check,
+                    const MiCellFilterIjk* filter, const MbIndex3& lower, const MbIndex3& upper,
+                    const MiTessellator*, bool parallel, MxExtractionMonitor& monitor, Parts&,
+                    MeXSurfaceMeshUnstructured& surface)
+  {
+    const MxIjkChoice choice = chooseCells(mesh.getTopology(), check.unusable, filter, lower, upper,
+                                           parallel, monitor);
+    const MxVertexCorners corners(mesh);
+    const MxIjkNumbering cells = choice.numbering, nodes{nodeCountsOf(cells.counts)};
+    const MxArray<std::uint64_t> places = writeVertexSkin(
+        corners, choice, parallel, monitor, surface.topology, surface.provenance.cells);
+    finishSurface(cells.counts, nodes.counts, places.size(),
+                  [&](std::size_t place) {
+                    const MbIndex3 at = cells.split(places[place] / 8);
+                    return corners.corner(at.x, at.y, at.z, static_cast<int>(places[place] % 8));
+                  },
+                  parallel, surface);
+    for (std::uint32_t& node : surface.provenance.nodes) {
+      const MbIndex3 at = cells.split(places[node] / 8);
+      const auto& step = kCornerSteps[places[node] % 8];
+      node = static_cast<std::uint32_t>(
+          nodes.flat(at.x + step[0], at.y + step[1], at.z + step[2]));
+    }
+  }
+};
+
+namespace {
+
+/// Regular, rectilinear and curvilinear: neighbours always share their faces.
+template <MeshType Type>
+struct GridKind : IjkKind<Type>
+{
+  using Mesh = typename MxMeshKind<Type>::Interface;
+
+  static void build(const Mesh& mesh, const MxMeshCheck& check, const MiCellFilterIjk* filter,
+                    const MbIndex3& lower, const MbIndex3& upper, const MiTessellator*,
+                    bool parallel, MxExtractionMonitor& monitor,
+                    typename IjkKind<Type>::Parts&, MeXSurfaceMeshUnstructured& surface)
+  {
+    const MxIjkChoice choice = chooseCells(mesh.getTopology(), check.unusable, filter, lower, upper,
+                                           parallel, monitor);
+    writeGridSkin(choice, parallel, monitor, surface.topology, surface.provenance.cells);
+    const MxIjkNumbering nodes{nodeCountsOf(choice.numbering.counts)};
+    const auto finish = [&](const auto& pointOf) {
+      finishSurface(choice.numbering.counts, nodes.counts, nodes.total(), pointOf, parallel,
+                    surface);
+    };
+    if constexpr (Type == VOLUME_MESH_CURVILINEAR) {
+      struct Nodes
+      {
+        const MiGeometryIjk* geometry;
+        MxIjkNumbering numbering;
+        MbVec3d operator[](std::size_t node) const
+        {
+          const MbIndex3 at = numbering.split(node);
+          return geometry->getNode(at.x, at.y, at.z);
+        }
+      };
+      const MiGeometryIjk& geometry = mesh.getGeometry();
+      visitPoints(geometry.getView(), nodes.total(), Nodes{&geometry, nodes},
+                  [&](const auto& points) {
+                    finish([&](std::size_t node) { return points[node]; });
+                  });
+    } else if (choice.isEmpty()) {
+      finish([](std::size_t) { return MbVec3d{}; });
+    } else {
+      finish(NodeOfAxes{makeAxes(mesh), nodes});
+    }
+  }
+};
+
+} // namespace
+
+template <>
+struct MxSkinKind<MiVolumeMeshRegular> : GridKind<VOLUME_MESH_REGULAR>
+{};
+template <>
+struct MxSkinKind<MiVolumeMeshRectilinear> : GridKind<VOLUME_MESH_RECTILINEAR>
+{};
+template <>
+struct MxSkinKind<MiVolumeMeshCurvilinear> : GridKind<VOLUME_MESH_CURVILINEAR>
+{};
+
+std::unique_ptr<MiSkinExtractUnstructured>
+MiSkinExtractUnstructured::getNewInstance(const MiVolumeMeshUnstructured& mesh, bool parallel,
+                                          const MiTessellator* tessellator)
+{
+  return std::make_unique<MxSkinExtractor<MiSkinExtractUnstructured, MiVolumeMeshUnstructured>>(
+      mesh, parallel, tessellator);
+}
+
+std::unique_ptr<MiSkinExtractHexahedronIjk>
+MiSkinExtractHexahedronIjk::getNewInstance(const MiVolumeMeshHexahedronIjk& mesh, bool parallel,
+                                           const MiTessellator* tessellator)
+{
+  return std::make_unique<MxSkinExtractor<MiSkinExtractHexahedronIjk, MiVolumeMeshHexahedronIjk>>(
+      mesh, parallel, tessellator);
+}
+
+std::unique_ptr<MiSkinExtractIjk>
+MiSkinExtractIjk::getNewInstance(const MiVolumeMeshVertexHexahedronIjk& mesh, bool parallel,
+                                 const MiTessellator* tessellator)
+{
+  return std::make_unique<MxSkinExtractor<MiSkinExtractIjk, MiVolumeMeshVertexHexahedronIjk>>(
+      mesh, parallel, tessellator);
+}
+
+std::unique_ptr<MiSkinExtractIjk>
+MiSkinExtractIjk::getNewInstance(const MiVolumeMeshRegular& mesh, bool parallel,
+                                 const MiTessellator* tessellator)
+{
+  return std::make_unique<MxSkinExtractor<MiSkinExtractIjk, MiVolumeMeshRegular>>(mesh, parallel,
+                                                                                   tessellator);
+}
+
+std::unique_ptr<MiSkinExtractIjk>
+MiSkinExtractIjk::getNewInstance(const MiVolumeMeshRectilinear& mesh, bool parallel,
+                                 const MiTessellator* tessellator)
+{
+  return std::make_unique<MxSkinExtractor<MiSkinExtractIjk, MiVolumeMeshRectilinear>>(
+      mesh, parallel, tessellator);
+}
+
+std::unique_ptr<MiSkinExtractIjk>
+MiSkinExtractIjk::getNewInstance(const MiVolumeMeshCurvilinear& mesh, bool parallel,
+                                 const MiTessellator* tessellator)
+{
+  return std::make_unique<MxSkinExtractor<MiSkinExtractIjk, MiVolumeMeshCurvilinear>>(
+      mesh, parallel, tessellator);
+}
