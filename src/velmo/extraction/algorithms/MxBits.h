@@ -22,7 +22,8 @@ public:
   {
     const std::uint64_t bit = std::uint64_t{1} << (i % 64);
     std::atomic_ref<std::uint64_t> word(m_words[i / 64]);
-    if (!(word.load(std::memory_order_relaxed) & bit)) word.fetch_or(bit, std::memory_order_relaxed);
+    if (!(word.load(std::memory_order_relaxed) & bit))
+      word.fetch_or(bit, std::memory_order_relaxed);
   }
   MxArray<std::uint64_t>& words() { return m_words; }
   const MxArray<std::uint64_t>& words() const { return m_words; }

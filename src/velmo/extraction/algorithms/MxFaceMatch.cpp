@@ -112,8 +112,7 @@ void markUniqueFaces(
   if (total == 0) return;
   if (total > kNoNode) throw std::length_error("More than 4294967295 faces remain to be matched.");
   parallel = parallel && total >= kParallelThreshold;
-  const std::size_t bucketCount =
-      std::min(kMostBuckets, std::bit_ceil(total / kBucketSize + 1));
+  const std::size_t bucketCount = std::min(kMostBuckets, std::bit_ceil(total / kBucketSize + 1));
   const int shift = 64 - std::countr_zero(bucketCount);
   const auto bucketOf = [shift](std::uint64_t hash) {
     return shift == 64 ? std::size_t{0} : static_cast<std::size_t>(hash >> shift);

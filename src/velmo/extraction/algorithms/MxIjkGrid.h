@@ -58,11 +58,11 @@ public:
   {
     MbVec3d p;
     if (m_form == Form::Float64)
-      p = MxPointArray<double>{m_data, m_stride}[8 * m_numbering.flat(i, j, k) +
-                                                 static_cast<std::size_t>(corner)];
+      p = MxPointArray<double>{
+          m_data, m_stride}[8 * m_numbering.flat(i, j, k) + static_cast<std::size_t>(corner)];
     else if (m_form == Form::Float32)
-      p = MxPointArray<float>{m_data, m_stride}[8 * m_numbering.flat(i, j, k) +
-                                                static_cast<std::size_t>(corner)];
+      p = MxPointArray<float>{
+          m_data, m_stride}[8 * m_numbering.flat(i, j, k) + static_cast<std::size_t>(corner)];
     else
       p = m_geometry->getCorner(i, j, k, corner);
     // Minus zero coincides with zero, in bits too.

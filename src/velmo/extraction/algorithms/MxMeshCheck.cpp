@@ -125,8 +125,7 @@ std::shared_ptr<MxMeshCheck> inspectCells(std::size_t cellCount, bool parallel,
   for (const Findings& block : blocks) {
     if (block.broken.empty() && block.unknown.empty()) continue;
     if (check->unusable.empty()) check->unusable = MxBits(cellCount);
-    if (check->brokenCount == 0 && !block.broken.empty())
-      check->firstBroken = block.broken.front();
+    if (check->brokenCount == 0 && !block.broken.empty()) check->firstBroken = block.broken.front();
     if (check->unknownShapes.empty() && !block.unknown.empty())
       check->firstUnknown = block.unknown.front().first;
     check->brokenCount += block.broken.size();
@@ -212,8 +211,9 @@ Key keyOf(const Mesh& mesh, std::size_t cellCount, std::size_t nodeCount, const 
 {
   const auto& topology = mesh.getTopology();
   const auto& geometry = mesh.getGeometry();
-  return {&topology, topology.getTimeStamp(), &geometry, geometry.getTimeStamp(),
-          cellCount, nodeCount, data};
+  return {
+      &topology, topology.getTimeStamp(), &geometry, geometry.getTimeStamp(), cellCount, nodeCount,
+      data};
 }
 
 void refuseAbove32Bits(std::size_t count, const char* what)
@@ -298,16 +298,14 @@ std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshUnstructured& mes
     std::shared_ptr<MxMeshCheck> check;
     visitVolumeCells(topology, nodeCount, [&]<class Cells>(const Cells& cells) {
       check = inspectCells(
-          cellCount, parallel, monitor,
-          [&](Findings& found, std::size_t first, std::size_t last) {
+          cellCount, parallel, monitor, [&](Findings& found, std::size_t first, std::size_t last) {
             if (lost.empty() && cells.isCleanBlock(first, last, nodeCount)) return;
             typename Cells::Cursor cursor(cells);
             for (std::size_t cell = first; cell < last; ++cell) {
               const MxCellFault fault = cursor.probe(cell, nodeCount);
               if (fault == MxCellFault::UnknownShape)
                 found.unknown.emplace_back(cell, cells.shapeNumber(cell));
-              else if (fault == MxCellFault::Broken ||
-                       (!lost.empty() && hasLostNode(cursor, lost)))
+              else if (fault == MxCellFault::Broken || (!lost.empty() && hasLostNode(cursor, lost)))
                 found.broken.push_back(static_cast<std::uint32_t>(cell));
             }
           });
@@ -335,17 +333,16 @@ std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshHexahedronIjk& me
       if (!fits) found.broken.push_back(static_cast<std::uint32_t>(cell));
     };
     const auto inspect = [&](const auto& connectivity) {
-      return inspectCells(cellCount, parallel, monitor,
-                          [&](Findings& found, std::size_t first, std::size_t last) {
-                            using Ids = std::decay_t<decltype(connectivity)>;
-                            if constexpr (std::is_pointer_v<Ids>)
-                              if (lost.empty() &&
-                                  velmo_detail::allBelow(connectivity + 8 * first,
-                                                         8 * (last - first), nodeCount))
-                                return;
-                            for (std::size_t cell = first; cell < last; ++cell)
-                              test(found, cell, connectivity + 8 * cell);
-                          });
+      return inspectCells(
+          cellCount, parallel, monitor, [&](Findings& found, std::size_t first, std::size_t last) {
+            using Ids = std::decay_t<decltype(connectivity)>;
+            if constexpr (std::is_pointer_v<Ids>)
+              if (lost.empty() &&
+                  velmo_detail::allBelow(connectivity + 8 * first, 8 * (last - first), nodeCount))
+                return;
+            for (std::size_t cell = first; cell < last; ++cell)
+              test(found, cell, connectivity + 8 * cell);
+          });
     };
     const MxIndexArray any(view);
     if (!any || any.size() < 8 * cellCount)
@@ -419,16 +416,15 @@ std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshCurvilinear& mesh
       lost = findLostNodes(points, nodeCount, parallel, monitor);
     });
     if (lost.empty()) return std::make_shared<MxMeshCheck>();
-    return inspectCells(cellCount, parallel, monitor,
-                        [&](Findings& found, std::size_t first, std::size_t last) {
-                          for (std::size_t cell = first; cell < last; ++cell) {
-                            const MbIndex3 at = cells.split(cell);
-                            bool broken = false;
-                            for (const auto& step : kCornerSteps)
-                              broken |= lost.test(
-                                  nodes.flat(at.x + step[0], at.y + step[1], at.z + step[2]));
-                            if (broken) found.broken.push_back(static_cast<std::uint32_t>(cell));
-                          }
-                        });
+    return inspectCells(
+        cellCount, parallel, monitor, [&](Findings& found, std::size_t first, std::size_t last) {
+          for (std::size_t cell = first; cell < last; ++cell) {
+            const MbIndex3 at = cells.split(cell);
+            bool broken = false;
+            for (const auto& step : kCornerSteps)
+              broken |= lost.test(nodes.flat(at.x + step[0], at.y + step[1], at.z + step[2]));
+            if (broken) found.broken.push_back(static_cast<std::uint32_t>(cell));
+          }
+        });
   });
 }

@@ -90,15 +90,14 @@ MxArray<std::uint32_t> numberByFirstUse(std::span<int> indices, std::size_t sour
 
   // Ranks of the first uses among all places of the list are the new numbers.
   MxBits firsts(indices.size());
-  forEachBlock(parallel, usedCount, kBlock,
-               [&](std::size_t, std::size_t first, std::size_t last) {
-                 for (std::size_t rank = first; rank < last; ++rank) {
-                   if (parallel)
-                     firsts.setShared(firstUse[rank]);
-                   else
-                     firsts.set(firstUse[rank]);
-                 }
-               });
+  forEachBlock(parallel, usedCount, kBlock, [&](std::size_t, std::size_t first, std::size_t last) {
+    for (std::size_t rank = first; rank < last; ++rank) {
+      if (parallel)
+        firsts.setShared(firstUse[rank]);
+      else
+        firsts.set(firstUse[rank]);
+    }
+  });
   std::size_t total = 0;
   const MxArray<std::uint32_t> firstRanks = rankWords(firsts, parallel, total);
   MxArray<std::uint32_t> sources(usedCount);
@@ -113,9 +112,8 @@ MxArray<std::uint32_t> numberByFirstUse(std::span<int> indices, std::size_t sour
                    });
                  }
                });
-  forEachNode([&](std::size_t at, std::uint32_t rank) {
-    indices[at] = static_cast<int>(firstUse[rank]);
-  });
+  forEachNode(
+      [&](std::size_t at, std::uint32_t rank) { indices[at] = static_cast<int>(firstUse[rank]); });
   return sources;
 }
 

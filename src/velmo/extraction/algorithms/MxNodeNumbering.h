@@ -55,17 +55,16 @@ void placePoints(std::size_t count, const PointOf& pointOf, bool parallel, MeXGe
   points.resizeUninitialized(count);
   std::vector<velmo_detail::PointRange> ranges(blockCount(count, kBlock));
   const auto fill = [&](const MbVec3d& origin) {
-    forEachBlock(parallel, count, kBlock,
-                 [&](std::size_t block, std::size_t first, std::size_t last) {
-                   velmo_detail::PointRange range;
-                   for (std::size_t n = first; n < last; ++n) {
-                     const MbVec3d p = pointOf(n);
-                     range.include(p);
-                     points[n] = {toFloat(p.x - origin.x), toFloat(p.y - origin.y),
-                                  toFloat(p.z - origin.z)};
-                   }
-                   ranges[block] = range;
-                 });
+    forEachBlock(
+        parallel, count, kBlock, [&](std::size_t block, std::size_t first, std::size_t last) {
+          velmo_detail::PointRange range;
+          for (std::size_t n = first; n < last; ++n) {
+            const MbVec3d p = pointOf(n);
+            range.include(p);
+            points[n] = {toFloat(p.x - origin.x), toFloat(p.y - origin.y), toFloat(p.z - origin.z)};
+          }
+          ranges[block] = range;
+        });
   };
   fill({});
   velmo_detail::PointRange all;

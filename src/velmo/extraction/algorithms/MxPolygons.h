@@ -58,8 +58,8 @@ void writePolygons(std::size_t count, const MakeReader& makeReader, bool paralle
     all.largest = std::max(all.largest, block.largest);
   }
   const bool uniform = count > 0 && all.smallest == all.largest;
-  MxArray<int>& indices = uniform ? result.setUniform(count, all.smallest)
-                                  : result.setMixed(count, all.indexCount);
+  MxArray<int>& indices =
+      uniform ? result.setUniform(count, all.smallest) : result.setMixed(count, all.indexCount);
   MxArray<std::uint32_t>& starts = result.begins();
   if (!uniform) starts[count] = static_cast<std::uint32_t>(all.indexCount);
   forEachBlock(parallel, count, kFaceBlock,

@@ -13,14 +13,13 @@ namespace {
 struct Edge
 {
   std::uint32_t low, high;
-  std::uint32_t at;   ///< where the surface's index list has its first end
+  std::uint32_t at; ///< where the surface's index list has its first end
   std::uint32_t face;
   friend bool operator<(const Edge& a, const Edge& b)
   {
     return std::tie(a.low, a.high, a.at) < std::tie(b.low, b.high, b.at);
   }
 };
-
 
 /// The surface's points and provenance of the given surface nodes.
 template <class Mesh>
@@ -88,9 +87,9 @@ void writeEdges(const MeXSurfaceMeshUnstructured& surface, bool parallel,
   MxArray<int>& indices = lines.topology.setUniform(count, 2);
   lines.provenance.cells.resizeUninitialized(count);
   for (std::size_t e = 0; e < count; ++e) {
-    const bool forward = topology.getCell(edges[e].face)[edges[e].at -
-                                                         topology.getCellBegin(edges[e].face)] ==
-                         static_cast<int>(edges[e].low);
+    const bool forward =
+        topology.getCell(edges[e].face)[edges[e].at - topology.getCellBegin(edges[e].face)] ==
+        static_cast<int>(edges[e].low);
     indices[3 * e] = static_cast<int>(forward ? edges[e].low : edges[e].high);
     indices[3 * e + 1] = static_cast<int>(forward ? edges[e].high : edges[e].low);
     indices[3 * e + 2] = -1;

@@ -18,10 +18,7 @@ struct SideMasks
   std::array<std::uint64_t, 6> open{};
   std::uint64_t own = 0;
 
-  std::uint64_t any() const
-  {
-    return open[0] | open[1] | open[2] | open[3] | open[4] | open[5];
-  }
+  std::uint64_t any() const { return open[0] | open[1] | open[2] | open[3] | open[4] | open[5]; }
 };
 
 /// Which cells of word w of row (j, k) have no accepted neighbour on each side.
@@ -102,11 +99,10 @@ std::vector<MxArray<OpenFace>> findOpenFaces(const Rows& rows, const MxIjkChoice
   forEachRow(choice, parallel, monitor, [&](std::size_t block, std::size_t j, std::size_t k) {
     std::array<std::vector<Key>, 5> buffers;
     const Key* own = rows.row(j, k, buffers[0]);
-    const Key* aside[4] = {
-        j > choice.lower.y ? rows.row(j - 1, k, buffers[1]) : nullptr,
-        j + 1 < choice.upper.y ? rows.row(j + 1, k, buffers[2]) : nullptr,
-        k > choice.lower.z ? rows.row(j, k - 1, buffers[3]) : nullptr,
-        k + 1 < choice.upper.z ? rows.row(j, k + 1, buffers[4]) : nullptr};
+    const Key* aside[4] = {j > choice.lower.y ? rows.row(j - 1, k, buffers[1]) : nullptr,
+                           j + 1 < choice.upper.y ? rows.row(j + 1, k, buffers[2]) : nullptr,
+                           k > choice.lower.z ? rows.row(j, k - 1, buffers[3]) : nullptr,
+                           k + 1 < choice.upper.z ? rows.row(j, k + 1, buffers[4]) : nullptr};
     const std::size_t rowBegin = choice.numbering.flat(0, j, k);
     for (std::size_t w = choice.lower.x / 64; 64 * w < choice.upper.x; ++w) {
       const SideMasks sides = openSides(choice, w, j, k);
@@ -329,8 +325,8 @@ MxIjkChoice chooseCells(const MiTopologyIjk& topology, const MxBits& unusable,
     for (std::size_t i = choice.lower.x; i < choice.upper.x; ++i) {
       const std::size_t cell = begin + i;
       if (!accepted[i] || (!unusable.empty() && unusable.test(cell))) continue;
-      if (hasDead && (active ? cell >= active.size() || active[cell] == 0
-                             : topology.isDead(i, j, k)))
+      if (hasDead &&
+          (active ? cell >= active.size() || active[cell] == 0 : topology.isDead(i, j, k)))
         continue;
       words[i / 64] |= std::uint64_t{1} << (i % 64);
     }
@@ -396,10 +392,9 @@ void writeHexahedronSkin(const MiVolumeMeshHexahedronIjk& mesh, const MxIjkChoic
     OpenFaces open;
     if (!choice.isEmpty()) {
       monitor.beginPhase("Comparing neighbours", rowBlockCount(choice));
-      open = numberOpenFaces(findOpenFaces(rows, choice, parallel, monitor), parallel,
-                             [&](std::size_t cell, std::size_t corner) {
-                               return rows.node(cell, corner);
-                             });
+      open = numberOpenFaces(
+          findOpenFaces(rows, choice, parallel, monitor), parallel,
+          [&](std::size_t cell, std::size_t corner) { return rows.node(cell, corner); });
     }
     monitor.beginPhase("Matching faces", 1);
     writeOpenFaces(open, parallel, monitor, result, cells);
@@ -432,12 +427,11 @@ MxArray<std::uint64_t> writeVertexSkin(const MxVertexCorners& corners, const MxI
     count += block.size();
   PlaceNumbers places(4 * count);
   // In one thread: the numbers go by the order of the faces.
-  const OpenFaces open =
-      numberOpenFaces(faces, false, [&](std::size_t cell, std::size_t corner) {
-        const MbIndex3 at = corners.numbering().split(cell);
-        return places.number(corners.corner(at.x, at.y, at.z, static_cast<int>(corner)),
-                             8 * static_cast<std::uint64_t>(cell) + corner);
-      });
+  const OpenFaces open = numberOpenFaces(faces, false, [&](std::size_t cell, std::size_t corner) {
+    const MbIndex3 at = corners.numbering().split(cell);
+    return places.number(corners.corner(at.x, at.y, at.z, static_cast<int>(corner)),
+                         8 * static_cast<std::uint64_t>(cell) + corner);
+  });
   writeOpenFaces(open, parallel, monitor, result, cells);
   return std::move(places.corners());
 }

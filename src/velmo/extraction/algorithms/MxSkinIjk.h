@@ -16,10 +16,7 @@ struct MxIjkChoice
   std::size_t wordsPerRow = 0;
   MxArray<std::uint64_t> accepted; ///< empty when all cells of the box are taken
 
-  bool isEmpty() const
-  {
-    return lower.x >= upper.x || lower.y >= upper.y || lower.z >= upper.z;
-  }
+  bool isEmpty() const { return lower.x >= upper.x || lower.y >= upper.y || lower.z >= upper.z; }
   /// The cells of a row, as a word; j and k in the grid.
   std::uint64_t word(std::size_t w, std::size_t j, std::size_t k) const
   {
@@ -32,8 +29,7 @@ private:
   static std::uint64_t bitsBelow(std::size_t bound, std::size_t w)
   {
     if (bound <= 64 * w) return 0;
-    return bound >= 64 * (w + 1) ? ~std::uint64_t{0}
-                                 : (std::uint64_t{1} << (bound - 64 * w)) - 1;
+    return bound >= 64 * (w + 1) ? ~std::uint64_t{0} : (std::uint64_t{1} << (bound - 64 * w)) - 1;
   }
 };
 
@@ -63,5 +59,4 @@ void writeHexahedronSkin(const MiVolumeMeshHexahedronIjk& mesh, const MxIjkChoic
 /// @return for each number in `result`, 8 * cell + corner of a corner at that place
 MxArray<std::uint64_t> writeVertexSkin(const MxVertexCorners& corners, const MxIjkChoice& choice,
                                        bool parallel, MxExtractionMonitor& monitor,
-                                       MeXTopologyExplicitI& result,
-                                       MxArray<std::uint32_t>& cells);
+                                       MeXTopologyExplicitI& result, MxArray<std::uint32_t>& cells);

@@ -125,8 +125,8 @@ public:
     const std::uint32_t first = pieces.offsets[point], last = pieces.offsets[point + 1];
     m_signature.clear();
     for (std::uint32_t n = first; n < last; ++n) {
-      const std::int64_t steps = std::llround(std::clamp(pieces.weights[n], -1e6, 1e6) /
-                                              kWeightStep);
+      const std::int64_t steps =
+          std::llround(std::clamp(pieces.weights[n], -1e6, 1e6) / kWeightStep);
       m_signature.push_back(pieces.nodes[n]);
       m_signature.push_back(static_cast<std::uint64_t>(steps));
     }
@@ -238,8 +238,11 @@ std::vector<Edge> collectEdges(const MxWholeFaces& faces)
   std::vector<Edge> edges;
   const auto add = [&](std::size_t face, std::uint32_t a, std::uint32_t b, std::uint32_t middle) {
     if (a == b) return;
-    edges.push_back({std::min(a, b), std::max(a, b), middle,
-                     static_cast<std::uint32_t>(edges.size()), static_cast<std::uint32_t>(face),
+    edges.push_back({std::min(a, b),
+                     std::max(a, b),
+                     middle,
+                     static_cast<std::uint32_t>(edges.size()),
+                     static_cast<std::uint32_t>(face),
                      {a, b, middle}});
   };
   for (std::size_t f = 0; f < faces.size(); ++f) {
@@ -276,15 +279,14 @@ MxWholeFaces collectWholeFaces(const MiTopologyI& topology, std::size_t nodeCoun
                    });
   if (!whole.hasQuadratic) return whole;
   whole.begins.push_back(0);
-  forEachWholeFace(
-      topology, nodeCount, faces, 0, faces.size(),
-      [&](std::size_t f, MiCellShape shape, std::span<const std::uint32_t> nodes) {
-        whole.cells.push_back(faces.cells[f]);
-        whole.shapes.push_back(shape);
-        for (const std::uint32_t node : nodes)
-          whole.nodes.push_back(node);
-        whole.begins.push_back(static_cast<std::uint32_t>(whole.nodes.size()));
-      });
+  forEachWholeFace(topology, nodeCount, faces, 0, faces.size(),
+                   [&](std::size_t f, MiCellShape shape, std::span<const std::uint32_t> nodes) {
+                     whole.cells.push_back(faces.cells[f]);
+                     whole.shapes.push_back(shape);
+                     for (const std::uint32_t node : nodes)
+                       whole.nodes.push_back(node);
+                     whole.begins.push_back(static_cast<std::uint32_t>(whole.nodes.size()));
+                   });
   return whole;
 }
 

@@ -98,26 +98,27 @@ void hashCell(const Ids& nodes, Sink& sink)
     }
     sink.add(smallest, mixFace(sum));
   };
-  [&]<std::size_t... F>(std::index_sequence<F...>) {
+  [&]<std::size_t... F>(std::index_sequence<F...>)
+  {
     (addFace(std::integral_constant<std::size_t, F>{}), ...);
-  }(std::make_index_sequence<kLinearFaces<Shape>.count>{});
+  }
+  (std::make_index_sequence<kLinearFaces<Shape>.count>{});
 }
 
 template <bool Whole, class Cursor, class Sink>
 void hashAnyCell(const Cursor& cursor, Sink& sink)
 {
-  forEachFace<Whole>(cursor,
-                     [&](std::uint32_t, std::size_t size, const auto& nodeAt, MiCellShape) {
-                       if (size == 0) return;
-                       std::uint32_t smallest = nodeAt(0);
-                       std::uint64_t sum = 0;
-                       for (std::size_t n = 0; n < size; ++n) {
-                         const std::uint32_t node = nodeAt(n);
-                         smallest = std::min(smallest, node);
-                         sum += mixNode(node);
-                       }
-                       sink.add(smallest, mixFace(sum));
-                     });
+  forEachFace<Whole>(cursor, [&](std::uint32_t, std::size_t size, const auto& nodeAt, MiCellShape) {
+    if (size == 0) return;
+    std::uint32_t smallest = nodeAt(0);
+    std::uint64_t sum = 0;
+    for (std::size_t n = 0; n < size; ++n) {
+      const std::uint32_t node = nodeAt(n);
+      smallest = std::min(smallest, node);
+      sum += mixNode(node);
+    }
+    sink.add(smallest, mixFace(sum));
+  });
 }
 
 template <bool Whole, class Cells, class Sink>

@@ -337,13 +337,13 @@ void visitVolumeCells(const MiTopologyI& topology, std::size_t nodeCount, Visito
              view.connectivity.isContiguous<std::uint32_t>())
   {
     // A negative number read as an unsigned one is larger than any node count.
-    visit(MxArrayCells<const std::uint32_t*>(view, view.connectivity.as<std::uint32_t>(),
-                                             cellCount));
+    visit(
+        MxArrayCells<const std::uint32_t*>(view, view.connectivity.as<std::uint32_t>(), cellCount));
   } else if (view.connectivity.isContiguous<std::int64_t>() ||
              view.connectivity.isContiguous<std::uint64_t>())
   {
-    visit(MxArrayCells<const std::uint64_t*>(view, view.connectivity.as<std::uint64_t>(),
-                                             cellCount));
+    visit(
+        MxArrayCells<const std::uint64_t*>(view, view.connectivity.as<std::uint64_t>(), cellCount));
   } else {
     visit(MxArrayCells<MxIndexArray>(view, any, cellCount));
   }
@@ -361,9 +361,9 @@ void forEachFace(const Cursor& cursor, const Body& body)
     std::size_t at = 1;
     for (std::uint32_t face = 0; at < length; ++face) {
       const std::size_t size = stream[at++], first = at;
-      body(face, size,
-           [&](std::size_t n) { return static_cast<std::uint32_t>(stream[first + n]); },
-           MiCellShape::Polygon);
+      body(
+          face, size, [&](std::size_t n) { return static_cast<std::uint32_t>(stream[first + n]); },
+          MiCellShape::Polygon);
       at += size;
     }
     return;
@@ -373,8 +373,8 @@ void forEachFace(const Cursor& cursor, const Body& body)
   const auto& nodes = cursor.nodes();
   for (std::uint32_t face = 0; face < table.count; ++face) {
     const MxShapeFace& row = table[face];
-    body(face, row.size,
-         [&](std::size_t n) { return static_cast<std::uint32_t>(nodes[row.nodes[n]]); },
-         row.shape);
+    body(
+        face, row.size,
+        [&](std::size_t n) { return static_cast<std::uint32_t>(nodes[row.nodes[n]]); }, row.shape);
   }
 }

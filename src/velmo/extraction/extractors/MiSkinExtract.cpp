@@ -96,11 +96,10 @@ struct MxSkinKind<MiVolumeMeshUnstructured>
     const MiTopologyI& topology = mesh.getTopology();
     const MiGeometryI& geometry = mesh.getGeometry();
     const std::size_t nodeCount = geometry.getNodeCount();
-    const MxCellChoice choice =
-        chooseCells(topology, check.unusable, filter, lower == kNoBound ? 0 : lower, upper,
-                    parallel, monitor);
-    MxFaceList faces = findSkinFaces(topology, nodeCount, choice, tessellator != nullptr, parallel,
-                                     monitor);
+    const MxCellChoice choice = chooseCells(
+        topology, check.unusable, filter, lower == kNoBound ? 0 : lower, upper, parallel, monitor);
+    MxFaceList faces =
+        findSkinFaces(topology, nodeCount, choice, tessellator != nullptr, parallel, monitor);
     monitor.beginPhase("Writing faces", 2 * blockCount(faces.size(), 4096));
     parts = {};
     if (tessellator) parts = collectWholeFaces(topology, nodeCount, faces);
@@ -111,8 +110,9 @@ struct MxSkinKind<MiVolumeMeshUnstructured>
     writeFaces(topology, nodeCount, faces, parallel, monitor, surface.topology);
     surface.provenance.cells = std::move(faces.cells);
     visitPoints(geometry.getView(), nodeCount, Nodes{&geometry}, [&](const auto& points) {
-      finishSurface({topology.getCellCount(), 1, 1}, {nodeCount, 1, 1}, nodeCount,
-                    [&](std::size_t node) { return points[node]; }, parallel, surface);
+      finishSurface(
+          {topology.getCellCount(), 1, 1}, {nodeCount, 1, 1}, nodeCount,
+          [&](std::size_t node) { return points[node]; }, parallel, surface);
     });
   }
   static void buildLines(const MiVolumeMeshUnstructured& mesh, const Parts& parts,
@@ -158,8 +158,8 @@ struct MxSkinKind<MiVolumeMeshHexahedronIjk> : IjkKind<VOLUME_MESH_HEXAHEDRON_IJ
   {
     const MiGeometryI& geometry = mesh.getGeometry();
     const std::size_t nodeCount = geometry.getNodeCount();
-    const MxIjkChoice choice = chooseCells(mesh.getTopology(), check.unusable, filter, lower, upper,
-                                           parallel, monitor);
+    const MxIjkChoice choice =
+        chooseCells(mesh.getTopology(), check.unusable, filter, lower, upper, parallel, monitor);
     writeHexahedronSkin(mesh, choice, parallel, monitor, surface.topology,
                         surface.provenance.cells);
     struct Nodes
@@ -168,8 +168,9 @@ struct MxSkinKind<MiVolumeMeshHexahedronIjk> : IjkKind<VOLUME_MESH_HEXAHEDRON_IJ
       MbVec3d operator[](std::size_t node) const { return geometry->getNode(node); }
     };
     visitPoints(geometry.getView(), nodeCount, Nodes{&geometry}, [&](const auto& points) {
-      finishSurface(choice.numbering.counts, {nodeCount, 1, 1}, nodeCount,
-                    [&](std::size_t node) { return points[node]; }, parallel, surface);
+      finishSurface(
+          choice.numbering.counts, {nodeCount, 1, 1}, nodeCount,
+          [&](std::size_t node) { return points[node]; }, parallel, surface);
     });
   }
 };
@@ -182,23 +183,23 @@ struct MxSkinKind<MiVolumeMeshVertexHexahedronIjk> : IjkKind<VOLUME_MESH_VERTEX_
                     const MiTessellator*, bool parallel, MxExtractionMonitor& monitor, Parts&,
                     MeXSurfaceMeshUnstructured& surface)
   {
-    const MxIjkChoice choice = chooseCells(mesh.getTopology(), check.unusable, filter, lower, upper,
-                                           parallel, monitor);
+    const MxIjkChoice choice =
+        chooseCells(mesh.getTopology(), check.unusable, filter, lower, upper, parallel, monitor);
     const MxVertexCorners corners(mesh);
     const MxIjkNumbering cells = choice.numbering, nodes{nodeCountsOf(cells.counts)};
     const MxArray<std::uint64_t> places = writeVertexSkin(
         corners, choice, parallel, monitor, surface.topology, surface.provenance.cells);
-    finishSurface(cells.counts, nodes.counts, places.size(),
-                  [&](std::size_t place) {
-                    const MbIndex3 at = cells.split(places[place] / 8);
-                    return corners.corner(at.x, at.y, at.z, static_cast<int>(places[place] % 8));
-                  },
-                  parallel, surface);
+    finishSurface(
+        cells.counts, nodes.counts, places.size(),
+        [&](std::size_t place) {
+          const MbIndex3 at = cells.split(places[place] / 8);
+          return corners.corner(at.x, at.y, at.z, static_cast<int>(places[place] % 8));
+        },
+        parallel, surface);
     for (std::uint32_t& node : surface.provenance.nodes) {
       const MbIndex3 at = cells.split(places[node] / 8);
       const auto& step = kCornerSteps[places[node] % 8];
-      node = static_cast<std::uint32_t>(
-          nodes.flat(at.x + step[0], at.y + step[1], at.z + step[2]));
+      node = static_cast<std::uint32_t>(nodes.flat(at.x + step[0], at.y + step[1], at.z + step[2]));
     }
   }
 };
@@ -213,11 +214,11 @@ struct GridKind : IjkKind<Type>
 
   static void build(const Mesh& mesh, const MxMeshCheck& check, const MiCellFilterIjk* filter,
                     const MbIndex3& lower, const MbIndex3& upper, const MiTessellator*,
-                    bool parallel, MxExtractionMonitor& monitor,
-                    typename IjkKind<Type>::Parts&, MeXSurfaceMeshUnstructured& surface)
+                    bool parallel, MxExtractionMonitor& monitor, typename IjkKind<Type>::Parts&,
+                    MeXSurfaceMeshUnstructured& surface)
   {
-    const MxIjkChoice choice = chooseCells(mesh.getTopology(), check.unusable, filter, lower, upper,
-                                           parallel, monitor);
+    const MxIjkChoice choice =
+        chooseCells(mesh.getTopology(), check.unusable, filter, lower, upper, parallel, monitor);
     writeGridSkin(choice, parallel, monitor, surface.topology, surface.provenance.cells);
     const MxIjkNumbering nodes{nodeCountsOf(choice.numbering.counts)};
     const auto finish = [&](const auto& pointOf) {
@@ -236,10 +237,9 @@ struct GridKind : IjkKind<Type>
         }
       };
       const MiGeometryIjk& geometry = mesh.getGeometry();
-      visitPoints(geometry.getView(), nodes.total(), Nodes{&geometry, nodes},
-                  [&](const auto& points) {
-                    finish([&](std::size_t node) { return points[node]; });
-                  });
+      visitPoints(
+          geometry.getView(), nodes.total(), Nodes{&geometry, nodes},
+          [&](const auto& points) { finish([&](std::size_t node) { return points[node]; }); });
     } else if (choice.isEmpty()) {
       finish([](std::size_t) { return MbVec3d{}; });
     } else {
@@ -284,12 +284,12 @@ MiSkinExtractIjk::getNewInstance(const MiVolumeMeshVertexHexahedronIjk& mesh, bo
       mesh, parallel, tessellator);
 }
 
-std::unique_ptr<MiSkinExtractIjk>
-MiSkinExtractIjk::getNewInstance(const MiVolumeMeshRegular& mesh, bool parallel,
-                                 const MiTessellator* tessellator)
+std::unique_ptr<MiSkinExtractIjk> MiSkinExtractIjk::getNewInstance(const MiVolumeMeshRegular& mesh,
+                                                                   bool parallel,
+                                                                   const MiTessellator* tessellator)
 {
   return std::make_unique<MxSkinExtractor<MiSkinExtractIjk, MiVolumeMeshRegular>>(mesh, parallel,
-                                                                                   tessellator);
+                                                                                  tessellator);
 }
 
 std::unique_ptr<MiSkinExtractIjk>

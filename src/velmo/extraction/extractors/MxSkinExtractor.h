@@ -120,8 +120,7 @@ public:
   {
     return map(m_vectors, m_surfaceKey, m_surface, set);
   }
-  const MeXDataSetI<std::string>*
-  extractStringSet(const MiTypedDataSet<std::string>& set) override
+  const MeXDataSetI<std::string>* extractStringSet(const MiTypedDataSet<std::string>& set) override
   {
     return map(m_strings, m_surfaceKey, m_surface, set);
   }

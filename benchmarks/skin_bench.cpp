@@ -1,0 +1,203 @@
+// Times the skin of the standard meshes with one thread and with two.
+//
+//   skin_bench [--quick] [--only SUBSTRING] [--runs N] [--threads N] [--ids32]
+//
+// One line per mesh and thread count: median and best time of an extraction from a new mesh object,
+// with the check of the mesh, and the check alone; faces, nodes, area, enclosed volume (1 for all
+// meshes); the growth of the resident set at its peak, output included.
+
+#include "Workloads.h"
+
+#include <velmo/extraction/algorithms/MxMeshCheck.h>
+#include <velmo/extraction/extractors/MiSkinExtract.h>
+#include <velmo/mesh/MbMesh.h>
+
+#include <tbb/global_control.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <malloc.h>
+#include <string>
+
+namespace {
+
+double now()
+{
+  using namespace std::chrono;
+  return duration<double>(steady_clock::now().time_since_epoch()).count();
+}
+
+double statusMb(const char* key)
+{
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);)
+    if (line.rfind(key, 0) == 0) return std::atof(line.c_str() + std::strlen(key) + 1) / 1024.0;
+  return 0;
+}
+
+void resetPeak()
+{
+  if (std::FILE* file = std::fopen("/proc/self/clear_refs", "w")) {
+    std::fputs("5", file);
+    std::fclose(file);
+  }
+}
+
+struct Measures
+{
+  std::size_t faces = 0, nodes = 0;
+  double area = 0, volume = 0;
+};
+
+Measures measure(const MeXSurfaceMeshUnstructured& surface)
+{
+  Measures result;
+  result.faces = surface.topology.getCellCount();
+  result.nodes = surface.geometry.getNodeCount();
+  for (std::size_t f = 0; f < result.faces; ++f) {
+    const auto cell = surface.topology.getCell(f);
+    const auto point = [&](std::size_t n) {
+      return surface.geometry.getNode(static_cast<std::size_t>(cell[n]));
+    };
+    const MbVec3d first = point(0);
+    MbVec3d sum, mean = first;
+    for (std::size_t n = 1; n < cell.size(); ++n) {
+      mean += point(n);
+      if (n + 1 < cell.size()) sum += cross(point(n) - first, point(n + 1) - first) * 0.5;
+    }
+    result.area += length(sum);
+    result.volume += dot(mean * (1.0 / static_cast<double>(cell.size())), sum) / 3;
+  }
+  return result;
+}
+
+struct Options
+{
+  bool quick = false, ids32 = false;
+  int runs = 5;
+  std::string only;
+  std::vector<std::size_t> threads{1, 2};
+};
+
+struct Run
+{
+  double total = 0, check = 0;
+  Measures measures;
+};
+
+/// One extraction from a new mesh object.
+template <class Extractor, class MakeMesh>
+Run runOnce(const MakeMesh& makeMesh, bool parallel)
+{
+  const auto mesh = makeMesh();
+  Run run;
+  {
+    MxExtractionMonitor monitor(nullptr, "", 0);
+    const double begin = now();
+    (void)checkMesh(*mesh, parallel, monitor);
+    run.check = now() - begin;
+  }
+  const double begin = now();
+  const auto extractor = Extractor::getNewInstance(*mesh, parallel);
+  const MeXSurfaceMeshUnstructured& surface = extractor->extractSkin(nullptr);
+  run.total = now() - begin;
+  run.measures = measure(surface);
+  return run;
+}
+
+template <class Extractor, class MakeMesh>
+void time(const char* name, std::size_t cellCount, const Options& options, const MakeMesh& makeMesh)
+{
+  for (const std::size_t threads : options.threads) {
+    const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, threads);
+    std::vector<double> totals, checks;
+    Measures measures;
+    double growth = 0;
+    for (int run = 0; run < options.runs; ++run) {
+      ::malloc_trim(0);
+      resetPeak();
+      const double before = statusMb("VmRSS:");
+      const Run one = runOnce<Extractor>(makeMesh, threads > 1);
+      growth = std::max(growth, statusMb("VmHWM:") - before);
+      totals.push_back(one.total);
+      checks.push_back(one.check);
+      measures = one.measures;
+    }
+    std::sort(totals.begin(), totals.end());
+    std::sort(checks.begin(), checks.end());
+    const std::size_t middle = totals.size() / 2;
+    std::printf("%-8s %zu threads  %8.1f ms (best %7.1f)  check %6.1f ms  %7zu faces %7zu nodes  "
+                "area %.9f  volume %.9f  +%.0f MB, %.0f B/cell\n",
+                name, threads, totals[middle] * 1e3, totals[0] * 1e3, checks[middle] * 1e3,
+                measures.faces, measures.nodes, measures.area, measures.volume, growth,
+                growth * 1048576 / static_cast<double>(cellCount));
+    std::fflush(stdout);
+  }
+}
+
+void timeCells(const char* name, const Options& options,
+               const std::function<bench::CellArrays()>& make)
+{
+  if (std::string(name).find(options.only) == std::string::npos) return;
+  const bench::CellArrays arrays = make();
+  if (options.ids32) {
+    const std::vector<std::int32_t> connectivity(arrays.connectivity.begin(),
+                                                 arrays.connectivity.end());
+    const std::vector<std::int32_t> offsets(arrays.offsets.begin(), arrays.offsets.end());
+    time<MiSkinExtractUnstructured>(name, arrays.cellCount(), options, [&] {
+      return std::make_unique<MbVolumeMeshUnstructured>(
+          MbTopologyI(arrays.types, offsets, connectivity), arrays.points);
+    });
+    return;
+  }
+  time<MiSkinExtractUnstructured>(name, arrays.cellCount(), options, [&] {
+    return std::make_unique<MbVolumeMeshUnstructured>(
+        MbTopologyI(arrays.types, arrays.offsets, arrays.connectivity), arrays.points);
+  });
+}
+
+void timeCurvilinear(const Options& options, std::size_t n)
+{
+  if (std::string("curv").find(options.only) == std::string::npos) return;
+  const std::vector<double> points = bench::latticePoints(n);
+  time<MiSkinExtractIjk>("curv", n * n * n, options, [&] {
+    return std::make_unique<MbVolumeMeshCurvilinear>(MbTopologyIjk({n, n, n}), points);
+  });
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+  Options options;
+  for (int i = 1; i < argc; ++i) {
+    const std::string argument = argv[i];
+    const bool hasValue = i + 1 < argc;
+    if (argument == "--quick")
+      options.quick = true;
+    else if (argument == "--ids32")
+      options.ids32 = true;
+    else if (argument == "--only" && hasValue)
+      options.only = argv[++i];
+    else if (argument == "--runs" && hasValue)
+      options.runs = std::max(1, std::atoi(argv[++i]));
+    else if (argument == "--threads" && hasValue)
+      options.threads = {static_cast<std::size_t>(std::max(1, std::atoi(argv[++i])))};
+    else {
+      std::fprintf(stderr, "usage: skin_bench [--quick] [--only SUBSTRING] [--runs N] "
+                           "[--threads N] [--ids32]\n");
+      return 2;
+    }
+  }
+  const bench::Sizes sizes = options.quick ? bench::kQuickSizes : bench::kFullSizes;
+  timeCells("hex", options, [&] { return bench::makeHex(sizes.hex); });
+  timeCells("tet", options, [&] { return bench::makeTet(sizes.tet); });
+  timeCells("tetshuf", options, [&] { return bench::makeShuffledTet(sizes.tetshuf); });
+  timeCells("mixed", options, [&] { return bench::makeMixed(sizes.mixed); });
+  timeCurvilinear(options, sizes.curv);
+  return 0;
+}
