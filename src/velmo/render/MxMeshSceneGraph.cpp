@@ -31,8 +31,8 @@ void setIfDifferent(Field& field, const Value& value)
 
 std::uint32_t packed(const SbColorRGBA& color, float opacity)
 {
-  // getPackedValue takes components outside 0 to 1 as they are.
-  const auto clamped = [](float component) { return std::clamp(component, 0.0f, 1.0f); };
+  // getPackedValue takes components outside 0 to 1 as they are; a mapping may answer NaN for NaN.
+  const auto clamped = [](float c) { return c > 0.0f ? std::min(c, 1.0f) : 0.0f; };
   return SbColorRGBA(clamped(color[0]), clamped(color[1]), clamped(color[2]),
                      clamped(color[3] * opacity))
       .getPackedValue();
