@@ -48,6 +48,7 @@
 #include <velmo/representation/MoMeshLineRepresentation.h>
 #include <velmo/representation/MoMeshRepresentation.h>
 #include <velmo/representation/MoMeshSurfaceRepresentation.h>
+#include <velmo/representations/MoMeshSkin.h>
 #include <velmo/toolkit/MxOffscreenCanvas.h>
 #include <velmo/toolkit/MxToolkit.h>
 #include <velmo/toolkit/SoTarvinShaders.h>
@@ -122,6 +123,7 @@ constexpr ClassEntry kClasses[] = {
     ENTRY(MoLinearColorMapping),
     ENTRY(MoCombineColorMapping),
     ENTRY(MoPredefinedColorMapping),
+    ENTRY(MoMeshSkin),
     ENTRY(MoDataBinding),
     ENTRY(MoMaterial),
     ENTRY(MoDrawStyle),
