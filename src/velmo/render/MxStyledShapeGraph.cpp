@@ -1,6 +1,7 @@
 #include <velmo/render/MxStyledShapeGraph.h>
 
 #include <Inventor/errors/SoDebugError.h>
+#include <Inventor/nodes/SoMaterialBinding.h>
 #include <Inventor/nodes/SoSeparator.h>
 #include <Inventor/nodes/SoVertexShape.h>
 #include <velmo/toolkit/TkTexture2.h>
@@ -48,6 +49,11 @@ MxStyledShapeGraph::MxStyledShapeGraph(SoSeparator* parent, SoDrawStyle::Style s
   // it has to win over them.
   m_uniformMaterial->setOverride(TRUE);
   m_uniformColor->addChild(m_uniformMaterial);
+  // With it the binding: as many colours as those of the other graph would be read.
+  auto* overall = new SoMaterialBinding;
+  overall->value = SoMaterialBinding::OVERALL;
+  overall->setOverride(TRUE);
+  m_uniformColor->addChild(overall);
 
   if (m_placeholder) return;
   parent->addChild(m_levelTexture);
