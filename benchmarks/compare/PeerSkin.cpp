@@ -64,7 +64,7 @@ std::vector<PeerFilter> peerSkinFilters(bool structured)
       {"vtkDataSetSurfaceFilter", surfaceFilter, true, !structured},
       {"vtkGeometryFilter merging", mergingFilter, true, true},
   };
-  // Left out: vtkUnstructuredGridGeometryFilter takes two to four times as long as the surface
+  // Left out: vtkUnstructuredGridGeometryFilter took 1.5 to 4 times as long as the surface
   // filter and makes floats of the points. Without merging the geometry filter crashes on
   // structured grids; in fast mode it keeps the unused points and misses faces of tetrahedra.
   if (!structured) filters.push_back({"vtkGeometryFilter fast", fastFilter, false, false});
