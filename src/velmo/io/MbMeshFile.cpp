@@ -3,6 +3,7 @@
 #include <velmo/io/MxFileMesh.h>
 #include <velmo/io/MxFileStatistics.h>
 #include <velmo/io/MxMeshMaker.h>
+#include <velmo/mesh/MbMeshSummary.h>
 
 #include <algorithm>
 
@@ -83,6 +84,7 @@ struct MbMeshFile::Impl
   MxFileMesh content;
   MxMeshPlan plan;
   std::unique_ptr<MiMesh> mesh;
+  MbMeshSummary summary;
   std::vector<MbMeshFileArray> arrays;
 
   [[noreturn]] void fail(const std::string& problem) const
@@ -143,6 +145,7 @@ struct MbMeshFile::Impl
   {
     try {
       mesh = mxMakeMesh(content, plan, parallel);
+      summary = mbSummarize(*mesh, parallel);
       arrays.clear();
       for (const MxFileSet& set : content.sets) {
         MbMeshFileArray array;
@@ -245,7 +248,7 @@ std::size_t MbMeshFile::getCellCount() const
 
 std::size_t MbMeshFile::getDeadCellCount() const
 {
-  return mxCountZeros(m_impl->plan.active.view(), m_impl->parallel);
+  return m_impl->summary.deadCellCount;
 }
 
 std::vector<std::size_t> MbMeshFile::getCellDimensions() const
@@ -271,25 +274,14 @@ std::vector<std::size_t> MbMeshFile::getCellDimensions() const
 
 std::vector<std::pair<std::string, std::size_t>> MbMeshFile::getShapeCounts() const
 {
-  std::array<std::size_t, 256> counts{};
-  if (m_impl->content.layout == MxFileLayout::Cells) {
-    counts = mxCountTypes(m_impl->content.cells);
-  } else {
-    const std::size_t axes = getCellDimensions().size();
-    const MiCellShape shape = axes == 3   ? MiCellShape::Hexahedron
-                              : axes == 2 ? MiCellShape::Quad
-                                          : MiCellShape::Line;
-    counts[static_cast<std::size_t>(shape)] = getCellCount();
-  }
   std::vector<std::pair<std::string, std::size_t>> result;
   std::size_t unknown = 0;
-  for (std::size_t shape = 0; shape < counts.size(); ++shape) {
-    const MiCellShapeFacts facts = cellShapeFacts(static_cast<MiCellShape>(shape));
-    if (counts[shape] == 0) continue;
+  for (const auto& [shape, count] : m_impl->summary.shapes) {
+    const MiCellShapeFacts facts = cellShapeFacts(shape);
     if (facts.dimension < 0)
-      unknown += counts[shape];
+      unknown += count;
     else
-      result.emplace_back(facts.name, counts[shape]);
+      result.emplace_back(facts.name, count);
   }
   if (unknown > 0) result.emplace_back("unknown", unknown);
   return result;
@@ -297,26 +289,8 @@ std::vector<std::pair<std::string, std::size_t>> MbMeshFile::getShapeCounts() co
 
 std::array<double, 6> MbMeshFile::getBounds() const
 {
-  const MxFileMesh& content = m_impl->content;
-  std::array<MbValueRange, 3> axes;
-  if (content.points || content.layout == MxFileLayout::Cells) {
-    const std::vector<MbValueRange> ranges =
-        mxRangesOf(content.points.view(3), 3, m_impl->parallel);
-    std::copy_n(ranges.begin(), 3, axes.begin());
-  } else {
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-      if (content.layout == MxFileLayout::Rectilinear) {
-        axes[axis] = mxRangesOf(content.axes[axis].view(), 1, m_impl->parallel)[0];
-      } else {
-        const double ends[] = {content.origin[axis],
-                               content.origin[axis] +
-                                   content.spacing[axis] *
-                                       static_cast<double>(content.nodes[axis] - 1)};
-        axes[axis] = mxRangesOf(MiArrayView(std::span<const double>(ends)), 1, false)[0];
-      }
-    }
-  }
-  return {axes[0].min, axes[0].max, axes[1].min, axes[1].max, axes[2].min, axes[2].max};
+  const auto& [low, high] = m_impl->summary.bounds;
+  return {low.x, high.x, low.y, high.y, low.z, high.z};
 }
 
 std::span<const MbMeshFileArray> MbMeshFile::getArrays() const

@@ -47,6 +47,29 @@ void mxCopyNumbers(std::byte* to, const void* from, std::size_t count, std::size
   });
 }
 
+MxFileArray mxAsIndices(const MxFileArray& integers)
+{
+  using S = MiScalarType;
+  const auto copied = [&](auto wide) {
+    auto result = MxFileArray::of<decltype(wide)>(integers.size);
+    visitNumbers(integers, [&](auto values) {
+      std::transform(values.begin(), values.end(), result.template as<decltype(wide)>(),
+                     [](auto value) { return static_cast<decltype(wide)>(value); });
+    });
+    return result;
+  };
+  switch (integers.type) {
+  case S::Int32:
+  case S::Int64:
+    return integers;
+  case S::UInt32:
+  case S::UInt64:
+    return copied(std::int64_t{});
+  default:
+    return copied(std::int32_t{});
+  }
+}
+
 MxFileArray mxGather(const MxFileArray& array, std::size_t components,
                      std::span<const std::size_t> source, bool parallel)
 {

@@ -81,6 +81,19 @@ decltype(auto) visitNumbers(const MxFileArray& array, Visitor&& visit)
   });
 }
 
+/// Calls visit(std::span<T>) for indices, which are std::int32_t or std::int64_t.
+template <class Visitor>
+decltype(auto) visitIndices(const MxFileArray& indices, Visitor&& visit)
+{
+  return indices.type == MiScalarType::Int32 ? visit(indices.span<std::int32_t>())
+                                             : visit(indices.span<std::int64_t>());
+}
+
+/// The array itself when it holds 32 or 64-bit signed integers, otherwise a copy that does. Keeps
+/// the number of index types that algorithms are built for small. The largest unsigned numbers
+/// become negative, and with that no index either.
+MxFileArray mxAsIndices(const MxFileArray& integers);
+
 /// Copies numbers of `width` bytes, turning their bytes around when `swap`; `from` may have any
 /// alignment and may equal `to`.
 void mxCopyNumbers(std::byte* to, const void* from, std::size_t count, std::size_t width, bool swap,

@@ -152,7 +152,7 @@ private:
   template <class Array>
   static Nodes part(const Array& values, const MxFileArray& offsets, std::size_t cell)
   {
-    return visitNumbers(offsets, [&](auto numbers) {
+    return visitIndices(offsets, [&](auto numbers) {
       const auto first = static_cast<std::size_t>(numbers[cell]);
       return values.subspan(first, static_cast<std::size_t>(numbers[cell + 1]) - first);
     });
@@ -270,8 +270,8 @@ std::size_t firstBad(std::size_t count, bool parallel, const IsBad& isBad)
 void checkFaceStreams(const MxFileCells& cells, const MxFileBytes& file, bool parallel)
 {
   const auto types = cells.types.span<const std::uint8_t>();
-  const std::size_t bad = visitNumbers(cells.faceOffsets, [&](auto offsets) {
-    return visitNumbers(cells.faces, [&](auto faces) {
+  const std::size_t bad = visitIndices(cells.faceOffsets, [&](auto offsets) {
+    return visitIndices(cells.faces, [&](auto faces) {
       using T = std::remove_pointer_t<decltype(faces.data())>;
       return firstBad(cells.count, parallel, [&](std::size_t cell) {
         if (types[cell] != static_cast<std::uint8_t>(MiCellShape::Polyhedron)) return false;
@@ -285,12 +285,21 @@ void checkFaceStreams(const MxFileCells& cells, const MxFileBytes& file, bool pa
     file.fail(nodeText(bad), "the face stream of the polyhedron does not fit its length");
 }
 
+MxFileArray widened(const MxFileArray& indices)
+{
+  if (indices.type != MiScalarType::Int32) return indices;
+  auto wide = MxFileArray::of<std::int64_t>(indices.size);
+  const auto from = indices.span<const std::int32_t>();
+  std::copy(from.begin(), from.end(), wide.as<std::int64_t>());
+  return wide;
+}
+
 /// Turns voxels and pixels around where they lie.
 void permuteInPlace(MxFileCells& cells, bool parallel)
 {
   const auto types = cells.types.span<std::uint8_t>();
-  visitNumbers(cells.connectivity, [&](auto nodes) {
-    visitNumbers(cells.offsets, [&](auto offsets) {
+  visitIndices(cells.connectivity, [&](auto nodes) {
+    visitIndices(cells.offsets, [&](auto offsets) {
       forEachBlock(parallel, cells.count, kFileBlock,
                    [&](std::size_t, std::size_t first, std::size_t last) {
                      for (std::size_t c = first; c < last; ++c) {
@@ -313,7 +322,7 @@ void compactUniform(MxFileCells& cells, bool parallel)
   const auto shape = static_cast<MiCellShape>(types[0]);
   const std::size_t nodes = cellShapeFacts(shape).nodeCount;
   if (nodes == 0) return;
-  const bool alike = visitNumbers(cells.offsets, [&](auto offsets) {
+  const bool alike = visitIndices(cells.offsets, [&](auto offsets) {
     using T = std::remove_cvref_t<decltype(offsets[0])>;
     return firstBad(cells.count, parallel,
                     [&](std::size_t c) {
@@ -352,7 +361,7 @@ std::array<std::size_t, 256> mxCountTypes(const MxFileCells& cells)
 
 std::size_t mxFirstBadOffset(const MxFileArray& offsets, std::size_t limit)
 {
-  return visitNumbers(offsets, [&](auto values) {
+  return visitIndices(offsets, [&](auto values) {
     return firstBad(values.size(), true, [&](std::size_t i) {
       // A negative number becomes huge.
       const auto value = static_cast<std::uint64_t>(static_cast<std::int64_t>(values[i]));
@@ -365,19 +374,18 @@ void mxShiftFaceNodes(MxFileCells& cells, std::size_t shift, const MxFileBytes& 
 {
   checkFaceStreams(cells, file, true);
   const auto types = cells.types.span<const std::uint8_t>();
-  visitNumbers(cells.faces, [&](auto faces) {
+  visitIndices(cells.faces, [&](auto faces) {
     using T = typename decltype(faces)::value_type;
-    if constexpr (std::is_integral_v<T>)
-      visitNumbers(cells.faceOffsets, [&](auto offsets) {
-        for (std::size_t cell = 0; cell < cells.count; ++cell) {
-          if (types[cell] != static_cast<std::uint8_t>(MiCellShape::Polyhedron)) continue;
-          auto at = static_cast<std::size_t>(offsets[cell]) + 1;
-          while (at < static_cast<std::size_t>(offsets[cell + 1]))
-            for (auto left = static_cast<std::size_t>(faces[at++]); left > 0; --left)
-              // In 64 bits without a sign, as damaged numbers may be as large as they like.
-              faces[at] = static_cast<T>(static_cast<std::uint64_t>(faces[at]) + shift), ++at;
-        }
-      });
+    visitIndices(cells.faceOffsets, [&](auto offsets) {
+      for (std::size_t cell = 0; cell < cells.count; ++cell) {
+        if (types[cell] != static_cast<std::uint8_t>(MiCellShape::Polyhedron)) continue;
+        auto at = static_cast<std::size_t>(offsets[cell]) + 1;
+        while (at < static_cast<std::size_t>(offsets[cell + 1]))
+          for (auto left = static_cast<std::size_t>(faces[at++]); left > 0; --left)
+            // In 64 bits without a sign, as damaged numbers may be as large as they like.
+            faces[at] = static_cast<T>(static_cast<std::uint64_t>(faces[at]) + shift), ++at;
+      }
+    });
   });
 }
 
@@ -389,9 +397,6 @@ MxCellFacts mxNormalizeCells(MxFileCells& cells, const MxFileBytes& file,
     cells = {};
     return facts;
   }
-  if (!isInteger(cells.connectivity.type) && cells.connectivity)
-    file.fail("", "the connectivity holds no whole numbers");
-
   const std::array<std::size_t, 256> counts = mxCountTypes(cells);
   int highest = -1;
   for (std::size_t type = 0; type < counts.size(); ++type)
@@ -419,15 +424,16 @@ MxCellFacts mxNormalizeCells(MxFileCells& cells, const MxFileBytes& file,
   const bool polyhedra = counts[static_cast<std::size_t>(MiCellShape::Polyhedron)] > 0;
   if (polyhedra && cells.faceOffsets) checkFaceStreams(cells, file, parallel);
   if (polyhedra && !cells.faceOffsets) rewrite = true;
-  if (polyhedra && cells.faces && cells.faces.type != cells.connectivity.type && rewrite)
-    file.fail("", "faces and connectivity are of different types");
+  if (cells.faces && cells.faces.type != cells.connectivity.type) {
+    cells.faces = widened(cells.faces);
+    cells.connectivity = widened(cells.connectivity);
+  }
 
   if (rewrite) {
     const std::size_t before = cells.count;
-    visitScalarType(cells.connectivity.type, [&](auto scalar) {
-      using T = decltype(scalar);
-      if constexpr (std::is_integral_v<T>)
-        cells = CellRewriter<T>(cells, file, kept).run(facts.source);
+    visitIndices(cells.connectivity, [&](auto nodes) {
+      using T = typename decltype(nodes)::value_type;
+      cells = CellRewriter<T>(cells, file, kept).run(facts.source);
     });
     for (std::size_t i = 0; i < facts.source.size() && !facts.changed; ++i)
       facts.changed = facts.source[i] != i;
@@ -436,7 +442,7 @@ MxCellFacts mxNormalizeCells(MxFileCells& cells, const MxFileBytes& file,
   } else if (turn) {
     permuteInPlace(cells, parallel);
   }
-  if (!polyhedra) cells.faces = cells.faceOffsets = {};
+  if (!polyhedra && !rewrite) cells.faces = cells.faceOffsets = {};
   if (cells.count > 0 && !cells.faces) compactUniform(cells, parallel);
   return facts;
 }

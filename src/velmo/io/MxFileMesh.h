@@ -24,7 +24,8 @@ struct MxFileSet
 
 /// Unstructured cells. As a reader gives them, `types` are the numbers of the file format, a
 /// polyhedron without `faces` has its face stream in the connectivity, and `offsets` run forwards
-/// and end within the connectivity (both checked by the reader). After mxNormalizeCells the arrays
+/// and end within the connectivity (both checked by the reader). All but the types are indices as
+/// of mxAsIndices. After mxNormalizeCells the arrays
 /// are those of MiTopologyView.
 struct MxFileCells
 {

@@ -105,18 +105,3 @@ std::vector<MbValueRange> mxRangesOf(const MiArrayView& values, std::size_t comp
     merge(result[i % lists], blocks[i]);
   return result;
 }
-
-std::size_t mxCountZeros(const MiArrayView& values, bool parallel)
-{
-  std::vector<std::size_t> counts(blockCount(values.count, kFileBlock), 0);
-  if (values.count > 0)
-    visitScalarType(values.type, [&](auto scalar) {
-      const auto* numbers = values.as<decltype(scalar)>();
-      forEachBlock(parallel, values.count, kFileBlock,
-                   [&](std::size_t block, std::size_t first, std::size_t last) {
-                     for (std::size_t i = first; i < last; ++i)
-                       counts[block] += numbers[i] == 0;
-                   });
-    });
-  return exclusivePrefixSum(std::span<std::size_t>(counts));
-}

@@ -6,6 +6,3 @@
 /// The same numbers for any number of threads.
 std::vector<MbValueRange> mxRangesOf(const MiArrayView& values, std::size_t components,
                                      bool parallel);
-
-/// Numbers equal to zero.
-std::size_t mxCountZeros(const MiArrayView& values, bool parallel);

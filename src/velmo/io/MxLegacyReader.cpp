@@ -325,7 +325,7 @@ private:
     if (size > std::numeric_limits<std::int32_t>::max())
       cells.offsets = MxFileArray::of<std::int64_t>(n + 1);
     cells.connectivity = MxFileArray::of<std::int32_t>(size - n);
-    visitNumbers(cells.offsets, [&](auto offsets) {
+    visitIndices(cells.offsets, [&](auto offsets) {
       unpackCells(numbers.span<const std::int32_t>(), offsets,
                   cells.connectivity.as<std::int32_t>(), place, what);
     });
@@ -373,6 +373,8 @@ private:
         list(wordFor("the type of CONNECTIVITY"), size, 1, "CONNECTIVITY of " + what);
     if (!isInteger(cells.offsets.type) || !isInteger(cells.connectivity.type))
       fail("OFFSETS and CONNECTIVITY of " + what + " are no whole numbers");
+    cells.offsets = mxAsIndices(cells.offsets);
+    cells.connectivity = mxAsIndices(cells.connectivity);
     // No offset at all stands for no cell.
     cells.count = offsetCount == 0 ? 0 : offsetCount - 1;
     const std::size_t bad = mxFirstBadOffset(cells.offsets, cells.connectivity.size);
@@ -419,7 +421,7 @@ private:
       const char* p = m_at;
       std::size_t components = 1;
       const std::string_view optional = mxNextWord(p, line);
-      if (!optional.empty()) {
+      if (!optional.empty() && lowered(optional) != "lookup_table") {
         components = count("the number of components");
         if (components < 1 || components > 4) fail("SCALARS have 1 to 4 components");
       }
@@ -589,8 +591,8 @@ private:
     for (std::size_t part = 0; part < m_parts.size(); ++part) {
       const MxFileCells& own = m_parts[part];
       if (own.count == 0) continue;
-      visitNumbers(own.offsets, [&](auto from) {
-        visitNumbers(own.connectivity, [&](auto ids) {
+      visitIndices(own.offsets, [&](auto from) {
+        visitIndices(own.connectivity, [&](auto ids) {
           for (std::size_t c = 0; c < own.count; ++c) {
             const auto first = static_cast<std::size_t>(from[c]);
             const auto last = static_cast<std::size_t>(from[c + 1]);

@@ -182,7 +182,7 @@ MxFileArray mxCellCorners(const MxFileMesh& mesh, bool parallel)
   visitNumbers(corners, [&](auto to) {
     using T = typename decltype(to)::value_type;
     const T* from = mesh.points.as<T>();
-    visitNumbers(mesh.cells.connectivity, [&](auto nodes) {
+    visitIndices(mesh.cells.connectivity, [&](auto nodes) {
       forEachBlock(
           parallel, count, kFileBlock, [&](std::size_t, std::size_t first, std::size_t last) {
             for (std::size_t i = first; i < last; ++i) {

@@ -314,21 +314,20 @@ private:
     const MxXmlArray& connectivity = need(piece, "connectivity");
     const MxXmlArray& offsets = need(piece, "offsets");
     cells.types = asBytes(m_reader.read(need(piece, "types"), piece.cells));
-    cells.connectivity = m_reader.read(connectivity, {});
-    cells.offsets = m_reader.read(offsets, piece.cells, 1);
+    cells.connectivity = mxAsIndices(m_reader.read(connectivity, {}));
+    cells.offsets = mxAsIndices(m_reader.read(offsets, piece.cells, 1));
     checkOffsets(offsets, cells.offsets, cells.connectivity);
 
     const bool polyhedra =
         mxCountTypes(cells)[static_cast<std::size_t>(MiCellShape::Polyhedron)] > 0;
     if (!polyhedra) return;
     const MxXmlArray& faceOffsets = need(piece, "faceoffsets");
-    cells.faces = m_reader.read(need(piece, "faces"), {});
-    cells.faceOffsets = m_reader.read(faceOffsets, piece.cells, 1);
+    cells.faces = mxAsIndices(m_reader.read(need(piece, "faces"), {}));
+    cells.faceOffsets = mxAsIndices(m_reader.read(faceOffsets, piece.cells, 1));
     // Cells without faces have -1; the range of a polyhedron begins where the one before ends.
-    visitNumbers(cells.faceOffsets, [&](auto values) {
-      using T = typename decltype(values)::value_type;
+    visitIndices(cells.faceOffsets, [&](auto values) {
       for (std::size_t i = 1; i < values.size(); ++i)
-        if (values[i] == static_cast<T>(-1)) values[i] = values[i - 1];
+        if (values[i] == -1) values[i] = values[i - 1];
     });
     checkOffsets(faceOffsets, cells.faceOffsets, cells.faces);
   }
@@ -343,7 +342,7 @@ private:
                                    " runs backwards or beyond the " + std::to_string(limit) +
                                    " numbers that it points into");
     numbers.size =
-        visitNumbers(offsets, [](auto values) { return static_cast<std::size_t>(values.back()); });
+        visitIndices(offsets, [](auto values) { return static_cast<std::size_t>(values.back()); });
   }
 
   static MxFileArray asBytes(const MxFileArray& types)

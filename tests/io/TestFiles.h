@@ -1,0 +1,105 @@
+#pragma once
+
+#include <velmo/io/MbMeshFile.h>
+#include <velmo/mesh/MbMeshDump.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+/// The folder of real meshes; empty when there is none.
+inline std::filesystem::path dataFolder()
+{
+  const std::filesystem::path folder = VELMO_TEST_DATA;
+  return std::filesystem::exists(folder / "reference.json") ? folder : "";
+}
+
+#define SKIP_WITHOUT_DATA()                                                                        \
+  if (dataFolder().empty()) GTEST_SKIP() << "VELMO_TEST_DATA names no folder of test meshes"
+
+/// A file that goes away with the object.
+class TemporaryFile
+{
+public:
+  explicit TemporaryFile(const std::string& contents)
+  {
+    static int s_number = 0;
+    m_path = (std::filesystem::temp_directory_path() /
+              ("velmo_io_" + std::to_string(::getpid()) + "_" + std::to_string(s_number++)))
+                 .string();
+    write(contents);
+  }
+  ~TemporaryFile() { std::remove(m_path.c_str()); }
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+  void write(const std::string& contents) const
+  {
+    std::ofstream(m_path, std::ios::binary | std::ios::trunc) << contents;
+  }
+  const std::string& path() const { return m_path; }
+
+private:
+  std::string m_path;
+};
+
+inline MbMeshFile readText(const std::string& contents, const MbMeshFileOptions& options = {})
+{
+  const TemporaryFile file(contents);
+  return MbMeshFile::read(file.path(), options);
+}
+
+/// The message without the path; empty when the file can be read.
+inline std::string errorOf(const std::string& contents, const MbMeshFileOptions& options = {})
+{
+  try {
+    readText(contents, options);
+  } catch (const MbMeshFileError& error) {
+    return error.getPlace() + ": " + error.getProblem();
+  }
+  return "";
+}
+
+/// The numbers in the file's byte order.
+template <class T>
+std::string packed(const std::vector<T>& numbers, bool bigEndian)
+{
+  std::string bytes;
+  for (const T& number : numbers) {
+    const char* from = reinterpret_cast<const char*>(&number);
+    for (std::size_t i = 0; i < sizeof(T); ++i)
+      bytes += from[bigEndian ? sizeof(T) - 1 - i : i];
+  }
+  return bytes;
+}
+
+template <class T>
+std::string spelled(const std::vector<T>& numbers)
+{
+  std::string text;
+  for (const T& number : numbers) {
+    char word[32];
+    if constexpr (std::is_floating_point_v<T>)
+      std::snprintf(word, sizeof word, "%.17g ", static_cast<double>(number));
+    else
+      std::snprintf(word, sizeof word, "%lld ", static_cast<long long>(number));
+    text += word;
+  }
+  return text;
+}
+
+/// All that a file holds as text, for comparing two readings.
+inline std::string describe(const MbMeshFile& file)
+{
+  std::vector<const MiDataSet*> sets;
+  for (const MbMeshFileArray& array : file.getArrays())
+    sets.push_back(array.set.get());
+  std::ostringstream text;
+  mbDump(text, *file.getMesh(), sets);
+  return text.str();
+}
