@@ -1,0 +1,92 @@
+#include <velmoview/Measure.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <sys/resource.h>
+#include <tbb/parallel_sort.h>
+#include <vector>
+
+namespace velmoview {
+
+namespace {
+
+double secondsNow()
+{
+  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+double fanArea(const MeXGeometryI& geometry, std::span<const int> cell)
+{
+  if (cell.size() < 3) return 0;
+  const auto node = [&](std::size_t n) {
+    return geometry.getNode(static_cast<std::size_t>(cell[n]));
+  };
+  const MbVec3d first = node(0);
+  double twice = 0;
+  for (std::size_t n = 2; n < cell.size(); ++n)
+    twice += length(cross(node(n - 1) - first, node(n) - first));
+  return twice / 2;
+}
+
+void appendEdges(std::span<const int> cell, std::vector<std::uint64_t>& edges)
+{
+  for (std::size_t n = 0; n < cell.size(); ++n) {
+    const auto a = static_cast<std::uint32_t>(cell[n]);
+    const auto b = static_cast<std::uint32_t>(cell[(n + 1) % cell.size()]);
+    if (a != b) edges.push_back(std::uint64_t{std::min(a, b)} << 32 | std::max(a, b));
+  }
+}
+
+std::size_t countSingles(std::vector<std::uint64_t>& edges)
+{
+  tbb::parallel_sort(edges.begin(), edges.end());
+  std::size_t singles = 0;
+  for (std::size_t first = 0, last = 0; first < edges.size(); first = last) {
+    while (last < edges.size() && edges[last] == edges[first])
+      ++last;
+    singles += last - first == 1 ? 1 : 0;
+  }
+  return singles;
+}
+
+} // namespace
+
+Measures measureSurface(const MeXSurfaceMeshUnstructured& surface)
+{
+  Measures measures;
+  measures.cells = surface.topology.getCellCount();
+  measures.nodes = surface.geometry.getNodeCount();
+  std::vector<std::uint64_t> edges;
+  for (std::size_t c = 0; c < measures.cells; ++c) {
+    measures.area += fanArea(surface.geometry, surface.topology.getCell(c));
+    appendEdges(surface.topology.getCell(c), edges);
+  }
+  measures.openEdges = countSingles(edges);
+  for (std::size_t n = 0; n < measures.nodes; ++n) {
+    const MbVec3d p = surface.geometry.getNode(n);
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+      double& low = measures.bounds[2 * axis];
+      double& high = measures.bounds[2 * axis + 1];
+      low = n == 0 ? p[axis] : std::min(low, p[axis]);
+      high = n == 0 ? p[axis] : std::max(high, p[axis]);
+    }
+  }
+  return measures;
+}
+
+Stopwatch::Stopwatch() : m_start(secondsNow()) {}
+
+double Stopwatch::milliseconds() const
+{
+  return 1000 * (secondsNow() - m_start);
+}
+
+double peakMegabytes()
+{
+  rusage usage{};
+  if (getrusage(RUSAGE_SELF, &usage) != 0) return 0;
+  return static_cast<double>(usage.ru_maxrss) / 1024; // kilobytes on Linux
+}
+
+} // namespace velmoview

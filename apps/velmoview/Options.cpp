@@ -1,0 +1,257 @@
+#include <velmoview/Options.h>
+#include <velmoview/Values.h>
+
+#include <limits>
+
+namespace velmoview {
+
+namespace {
+
+struct OptionRow;
+using Reader = void (*)(const OptionRow& row, const std::string& value, Options& options);
+
+/// One option: its name, what it takes (empty for a switch), what it does.
+struct OptionRow
+{
+  const char* name;
+  const char* takes;
+  const char* help;
+  Reader read;
+};
+
+constexpr std::uint32_t kMaxCount = std::numeric_limits<std::uint32_t>::max();
+/// The largest upper bound: the library reads it as "one more than this".
+constexpr std::uint32_t kMaxCellIndex = kMaxCount - 1;
+
+template <auto Member>
+void readText(const OptionRow& row, const std::string& value, Options& options)
+{
+  if (value.empty()) refuseValue(row.name, row.takes, "it is empty");
+  options.*Member = value;
+}
+
+template <auto Member, bool Value>
+void readSwitch(const OptionRow&, const std::string&, Options& options)
+{
+  options.*Member = Value;
+}
+
+template <auto Member, std::uint32_t Low, std::uint32_t High>
+void readCount(const OptionRow& row, const std::string& value, Options& options)
+{
+  options.*Member =
+      static_cast<int>(readCounts(row.name, row.takes, value, ',', 1, 1, Low, High)[0]);
+}
+
+void readRepresentation(const OptionRow& row, const std::string&, Options& options)
+{
+  options.representations.push_back({row.name + 2});
+}
+
+void readIjk(const OptionRow& row, const std::string& value, Options& options)
+{
+  const auto n = readCounts(row.name, row.takes, value, ',', 3, 3, 1, kMaxCellIndex);
+  options.ijk = {n[0], n[1], n[2]};
+}
+
+void readCells(const OptionRow& row, const std::string& value, Options& options)
+{
+  const std::size_t equals = value.rfind('=');
+  if (equals == std::string::npos) refuseValue(row.name, row.takes, "there is no '='");
+  const auto bounds = readNumbers(row.name, row.takes, value.substr(equals + 1), 2, 2);
+  if (bounds[0] > bounds[1]) refuseValue(row.name, row.takes, "MIN is above MAX");
+  options.cells.push_back(
+      {readArrayName(row.name, row.takes, value.substr(0, equals)), bounds[0], bounds[1]});
+}
+
+void readCellRange(const OptionRow& row, const std::string& value, Options& options)
+{
+  const auto n = readCounts(row.name, row.takes, value, ',', 2, 6, 0, kMaxCellIndex);
+  if (n.size() != 2 && n.size() != 6)
+    refuseValue(row.name, row.takes, "'" + value + "' holds " + std::to_string(n.size()));
+  const auto middle = n.begin() + static_cast<std::ptrdiff_t>(n.size() / 2);
+  CellRange range{{n.begin(), middle}, {middle, n.end()}};
+  for (std::size_t axis = 0; axis < range.lower.size(); ++axis) {
+    if (range.lower[axis] > range.upper[axis])
+      refuseValue(row.name, row.takes, "the lower bound is above the upper one");
+  }
+  options.cellRange = std::move(range);
+}
+
+void readColorBy(const OptionRow& row, const std::string& value, Options& options)
+{
+  options.colorBy = readArrayName(row.name, row.takes, value);
+}
+
+void readRange(const OptionRow& row, const std::string& value, Options& options)
+{
+  const auto bounds = readNumbers(row.name, row.takes, value, 2, 2);
+  if (bounds[0] >= bounds[1]) refuseValue(row.name, row.takes, "MIN is not below MAX");
+  options.range = {bounds[0], bounds[1]};
+}
+
+void readOpacity(const OptionRow& row, const std::string& value, Options& options)
+{
+  options.opacity = readNumbers(row.name, row.takes, value, 1, 1)[0];
+  if (options.opacity < 0 || options.opacity > 1)
+    refuseValue(row.name, row.takes, value + " is not between 0 and 1");
+}
+
+void readSize(const OptionRow& row, const std::string& value, Options& options)
+{
+  const auto size = readCounts(row.name, row.takes, value, 'x', 2, 2, 1, 8192);
+  options.size = {static_cast<int>(size[0]), static_cast<int>(size[1])};
+}
+
+void readView(const OptionRow& row, const std::string& value, Options& options)
+{
+  const auto v = readNumbers(row.name, row.takes, value, 3, 3);
+  if (v[0] == 0 && v[1] == 0 && v[2] == 0)
+    refuseValue(row.name, row.takes, "0,0,0 has no direction");
+  options.view = {v[0], v[1], v[2]};
+}
+
+void readBackground(const OptionRow& row, const std::string& value, Options& options)
+{
+  options.background = readColor(row.name, row.takes, value);
+}
+
+constexpr const char* kNoValue = "";
+
+/// A row without a name is a heading of the help text.
+constexpr OptionRow kRows[] = {
+    {nullptr, kNoValue, "Input", nullptr},
+    {"--demo", "a NAME, or list", "draw a built-in mesh instead of a file",
+     readText<&Options::demo>},
+    {"--demo-size", "a whole number from 2 to 1000", "cells along the built-in mesh's longest side",
+     readCount<&Options::demoSize, 2, 1000>},
+    {"--ijk", "NI,NJ,NK", "read hexahedra as a grid of NI x NJ x NK cells", readIjk},
+    {"--vertex", kNoValue, "with --ijk: every cell has eight corner points of its own",
+     readSwitch<&Options::vertex, true>},
+    {"--active", "an ARRAY per cell", "its zeros mark dead cells", readText<&Options::active>},
+
+    {nullptr, kNoValue, "What to draw", nullptr},
+    {"--skin", kNoValue, "the outer boundary of a volume mesh (the default)", readRepresentation},
+    {"--cells", "ARRAY=MIN,MAX", "keep only cells whose value lies between MIN and MAX", readCells},
+    {"--cell-range", "MIN,MAX or I,J,K,I,J,K", "keep only cells with these indices, both included",
+     readCellRange},
+    {"--serial", kNoValue, "extract with one thread", readSwitch<&Options::serial, true>},
+
+    {nullptr, kNoValue, "How to draw it", nullptr},
+    {"--color-by", "ARRAY, ARRAY@node, ARRAY@cell, or none",
+     "colour by an array (a vector by its length)", readColorBy},
+    {"--colormap", "a NAME, or list", "the colours", readText<&Options::colormap>},
+    {"--range", "MIN,MAX", "values of the first and the last colour", readRange},
+    {"--edges", kNoValue, "draw the edges of the cells", readSwitch<&Options::edges, true>},
+    {"--points", kNoValue, "draw the nodes", readSwitch<&Options::points, true>},
+    {"--no-faces", kNoValue, "do not draw the faces", readSwitch<&Options::faces, false>},
+    {"--opacity", "a number from 0 to 1", "how opaque faces are", readOpacity},
+    {"--background", "#RRGGBB, R,G,B from 0 to 1, or a name such as white or dark",
+     "colour behind the mesh", readBackground},
+    {"--size", "WIDTHxHEIGHT, each from 1 to 8192", "of the picture in pixels", readSize},
+    {"--view", "X,Y,Z", "the direction in which the camera looks", readView},
+
+    {nullptr, kNoValue, "Output and running", nullptr},
+    {"--output", "a FILE.png", "write the picture there", readText<&Options::output>},
+    {"--report", "a FILE.json, or - for the terminal", "write what was read and drawn as JSON",
+     readText<&Options::report>},
+    {"--threads", "a whole number from 1 to 1024", "threads to work with",
+     readCount<&Options::threads, 1, 1024>},
+    {"--strict", kNoValue, "a warning, or a representation that drew nothing, is exit code 3",
+     readSwitch<&Options::strict, true>},
+    {"--help", kNoValue, "print this text", readSwitch<&Options::help, true>},
+    {"--version", kNoValue, "print the version", readSwitch<&Options::version, true>},
+};
+
+const OptionRow* findRow(const std::string& name)
+{
+  for (const OptionRow& row : kRows) {
+    if (row.name && name == row.name) return &row;
+  }
+  return nullptr;
+}
+
+/// Combinations that mean nothing are refused rather than ignored.
+void checkTogether(const Options& options)
+{
+  if (options.vertex && !options.ijk)
+    throw UsageError("--vertex takes effect only with --ijk NI,NJ,NK");
+  if (!options.file.empty() && !options.demo.empty())
+    throw UsageError("--demo " + options.demo + " and the file '" + options.file +
+                     "' cannot be drawn at once");
+  if (options.demoSize && options.demo.empty())
+    throw UsageError("--demo-size takes effect only with --demo NAME");
+  if (!options.demo.empty() && (options.ijk || !options.active.empty()))
+    throw UsageError("--ijk and --active describe a file; --demo knows its own cells");
+  if (options.serial && options.threads > 1)
+    throw UsageError("--serial means one thread, --threads " + std::to_string(options.threads) +
+                     " asks for more");
+  if (!options.faces && !options.edges && !options.points)
+    throw UsageError("--no-faces leaves nothing to draw; add --edges or --points");
+}
+
+} // namespace
+
+std::string ArrayName::text() const
+{
+  if (!binding) return name;
+  return name + (*binding == MiDataBinding::PerNode ? "@node" : "@cell");
+}
+
+Options parseOptions(const std::vector<std::string>& arguments)
+{
+  Options options;
+  bool onlyFiles = false;
+  for (std::size_t a = 0; a < arguments.size(); ++a) {
+    const std::string& argument = arguments[a];
+    if (argument == "--" && !onlyFiles) {
+      onlyFiles = true;
+      continue;
+    }
+    if (onlyFiles || !argument.starts_with('-')) {
+      if (argument.empty()) throw UsageError("the name of the file is empty");
+      if (!options.file.empty())
+        throw UsageError("one file at a time: '" + options.file + "' and '" + argument + "'");
+      options.file = argument;
+      continue;
+    }
+    // Both "--size 80x60" and "--size=80x60".
+    const std::size_t equals = argument.find('=');
+    const std::string name = argument.substr(0, equals);
+    const OptionRow* row = findRow(name == "-h" ? "--help" : name);
+    if (!row) throw UsageError("unknown option " + name + "; velmoview --help lists the options");
+    const bool takesValue = row->takes[0] != 0;
+    std::string value;
+    if (equals != std::string::npos) {
+      if (!takesValue) throw UsageError(name + " takes no value");
+      value = argument.substr(equals + 1);
+    } else if (takesValue) {
+      if (a + 1 == arguments.size()) refuseValue(name, row->takes, "nothing follows it");
+      value = arguments[++a];
+    }
+    row->read(*row, value, options);
+  }
+  if (!options.help && !options.version) checkTogether(options);
+  return options;
+}
+
+std::string helpText()
+{
+  std::string text = "Draws meshes and the data on them.\n\n"
+                     "  velmoview FILE | --demo NAME [options] --output PICTURE.png\n\n"
+                     "FILE is a .vtu or legacy .vtk file.\n";
+  for (const OptionRow& row : kRows) {
+    if (!row.name) {
+      text += std::string("\n") + row.help + "\n";
+      continue;
+    }
+    const std::string left = std::string("  ") + row.name;
+    text += left + std::string(left.size() < 18 ? 18 - left.size() : 1, ' ') + row.help + "\n";
+    if (row.takes[0]) text += std::string(18, ' ') + "takes " + row.takes + "\n";
+  }
+  text += "\nExit codes: 0 done, 1 bad input, 2 bad usage, 3 a warning or an empty representation "
+          "under --strict.\n";
+  return text;
+}
+
+} // namespace velmoview

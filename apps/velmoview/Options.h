@@ -1,0 +1,91 @@
+#pragma once
+
+#include <velmo/extraction/interfaces/MiDataSet.h>
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace velmoview {
+
+/// A command line that cannot be followed: exit code 2. The text names the option and what it
+/// takes.
+class UsageError : public std::runtime_error
+{
+public:
+  using std::runtime_error::runtime_error;
+};
+
+/// An array as the command line names it: NAME, NAME@node or NAME@cell.
+struct ArrayName
+{
+  std::string name; ///< empty when none is named
+  std::optional<MiDataBinding> binding;
+  std::string text() const;
+};
+
+/// Keeps the cells whose value lies in [min, max].
+struct ValueFilter
+{
+  ArrayName array;
+  double min = 0, max = 0;
+};
+
+/// Inclusive bounds on cell indices: one number each, or three (I, J, K).
+struct CellRange
+{
+  std::vector<std::uint32_t> lower, upper;
+};
+
+/// One thing to draw, in the order of the command line.
+struct RepresentationRequest
+{
+  std::string type; ///< the option's name without the dashes
+};
+
+struct Options
+{
+  std::string file;
+  std::string demo;
+  int demoSize = 0; ///< 0: the demo's own
+  std::optional<std::array<std::uint32_t, 3>> ijk;
+  bool vertex = false;
+  std::string active;
+
+  std::vector<RepresentationRequest> representations;
+  std::vector<ValueFilter> cells; ///< a cell must pass all of them
+  std::optional<CellRange> cellRange;
+  bool serial = false;
+
+  ArrayName colorBy;
+  std::string colormap; ///< empty: the default
+  std::optional<std::array<double, 2>> range;
+  bool edges = false;
+  bool points = false;
+  bool faces = true;
+  double opacity = 1;
+
+  std::array<int, 2> size{1200, 900};
+  std::array<double, 3> view{0, 0, 0}; ///< towards which the camera looks; zeros: the default
+  std::array<float, 3> background{0.965f, 0.970f, 0.976f};
+  int threads = 0; ///< 0: as many as the machine has
+
+  std::string output;
+  std::string report;
+  bool strict = false;
+
+  bool help = false;
+  bool version = false;
+};
+
+/// Reads a command line, without the program's name.
+/// @throw UsageError
+Options parseOptions(const std::vector<std::string>& arguments);
+
+/// What --help prints: every option with what it takes.
+std::string helpText();
+
+} // namespace velmoview
