@@ -1,0 +1,198 @@
+#include <velmoview/Coloring.h>
+
+#include <velmo/colormapping/MoPredefinedColorMapping.h>
+#include <velmo/mesh/views/MxCellView.h>
+
+#include <algorithm>
+#include <cfloat>
+#include <cmath>
+
+namespace velmoview {
+
+namespace {
+
+struct NamedMap
+{
+  const char* name;
+  int value;
+};
+using Maps = MoPredefinedColorMapping;
+constexpr NamedMap kMaps[] = {
+    {"rainbow-turbo", Maps::RAINBOW_TURBO}, // the default
+    {"physics", Maps::PHYSICS},
+    {"standard", Maps::STANDARD},
+    {"temperature", Maps::TEMPERATURE},
+    {"glow", Maps::GLOW},
+    {"blue-white-red", Maps::BLUE_WHITE_RED},
+    {"blue-red", Maps::BLUE_RED},
+    {"seismic", Maps::SEISMIC},
+    {"intensity", Maps::INTENSITY},
+    {"grey", Maps::GREY},
+};
+
+bool canColor(const ModelArray& array)
+{
+  return array.set && (array.components == 1 || array.components == 3);
+}
+
+std::string namesOf(const Model& model)
+{
+  std::string names;
+  for (const ModelArray& array : model.arrays)
+    names += std::string(names.empty() ? "" : ", ") + ArrayName{array.name, array.binding}.text();
+  return names.empty() ? "none" : names;
+}
+
+const ModelArray& mustFind(const Model& model, const std::string& option, const ArrayName& name)
+{
+  const ModelArray* array = model.find(name);
+  if (!array)
+    throw UsageError(option + " takes an array: there is no '" + name.text() + "' in " +
+                     model.source + "; it has " + namesOf(model));
+  return *array;
+}
+
+/// The first array of these components and this binding; never the one that only marks dead cells.
+const ModelArray* firstArray(const Model& model, const Options& options, MiDataBinding binding,
+                             std::size_t components)
+{
+  for (const ModelArray& array : model.arrays) {
+    if (array.components == components && array.binding == binding && canColor(array) &&
+        array.name != options.active)
+      return &array;
+  }
+  return nullptr;
+}
+
+const ModelArray* defaultArray(const Model& model, const Options& options)
+{
+  for (const std::size_t components : {1, 3}) {
+    for (const MiDataBinding binding : {MiDataBinding::PerNode, MiDataBinding::PerCell}) {
+      if (const ModelArray* array = firstArray(model, options, binding, components)) return array;
+    }
+  }
+  return nullptr;
+}
+
+/// The number, or the length of the vector.
+double valueOf(const ModelArray& array, std::size_t item)
+{
+  if (array.components == 1) return mbNumber(array.values, item);
+  const MbVec3d v = mbPoint(array.values, item);
+  return std::hypot(v.x, v.y, v.z);
+}
+
+/// Of the live cells where the array has one value a cell: what dead cells hold is often a filler.
+ValueRange liveRange(const Model& model, const ModelArray& array)
+{
+  if (array.binding != MiDataBinding::PerCell || model.deadCells == 0) return array.ranges.back();
+  ValueRange range;
+  visitCellView(MxAllKinds{}, model.mesh, [&](const auto& cells) {
+    for (std::size_t c = 0; c < std::min(cells.cellCount(), array.values.count); ++c) {
+      const double value = valueOf(array, c);
+      if (!cells.isDead(c) && std::isfinite(value)) range.include(value);
+    }
+  });
+  return range;
+}
+
+void setRange(const Model& model, const ModelArray& array, const Options& options,
+              Coloring& coloring)
+{
+  if (options.range) {
+    coloring.min = (*options.range)[0];
+    coloring.max = (*options.range)[1];
+    return;
+  }
+  const ValueRange range = liveRange(model, array);
+  if (range.isEmpty()) return;
+  coloring.min = range.min;
+  coloring.max = range.max;
+  // One value everywhere gets the colour in the middle.
+  if (static_cast<float>(range.min) == static_cast<float>(range.max)) {
+    const double half = std::max(0.5, std::abs(range.min) * 1e-3);
+    coloring.min = range.min - half;
+    coloring.max = range.max + half;
+  }
+}
+
+} // namespace
+
+std::string colormapList()
+{
+  std::string text;
+  for (const NamedMap& map : kMaps)
+    text += std::string(map.name) + (map.value == kMaps[0].value ? " (the default)\n" : "\n");
+  return text;
+}
+
+int findColormap(const std::string& name)
+{
+  if (name.empty()) return kMaps[0].value;
+  std::string names;
+  for (const NamedMap& map : kMaps) {
+    if (name == map.name) return map.value;
+    names += std::string(names.empty() ? "" : ", ") + map.name;
+  }
+  throw UsageError("--colormap takes one of " + names + ", or list: there is no '" + name + "'");
+}
+
+Coloring chooseColoring(const Model& model, const Options& options)
+{
+  Coloring coloring;
+  coloring.colormap = findColormap(options.colormap);
+  const ArrayName& wanted = options.colorBy;
+  if (wanted.name == "none" && !wanted.binding && !model.find(wanted)) return coloring;
+  const ModelArray* array =
+      wanted.name.empty() ? defaultArray(model, options) : &mustFind(model, "--color-by", wanted);
+  if (!array) return coloring;
+  if (!canColor(*array))
+    throw UsageError("--color-by takes an array of one or three numbers: '" + wanted.text() +
+                     "' has " + std::to_string(array->components));
+  coloring.binding = array->binding;
+  if (array->components == 1) {
+    const auto* set = dynamic_cast<const MiTypedDataSet<double>*>(array->set);
+    coloring.set = {model.owner, set};
+  } else {
+    std::vector<float> lengths(array->values.count);
+    for (std::size_t item = 0; item < lengths.size(); ++item)
+      lengths[item] = static_cast<float>(valueOf(*array, item));
+    coloring.set = std::dynamic_pointer_cast<const MiTypedDataSet<double>>(
+        makeDataSet<double>(model, array->name, array->binding, MbNumbers(std::move(lengths))));
+  }
+  setRange(model, *array, options, coloring);
+  coloring.min = std::clamp<double>(coloring.min, -FLT_MAX, FLT_MAX);
+  coloring.max = std::clamp<double>(coloring.max, -FLT_MAX, FLT_MAX);
+  return coloring;
+}
+
+std::vector<std::uint8_t> chooseCells(const Model& model, const Options& options)
+{
+  if (options.cells.empty()) return {};
+  std::vector<std::uint8_t> keep(model.cells, 1);
+  for (const ValueFilter& filter : options.cells) {
+    const ModelArray& array = mustFind(model, "--cells", filter.array);
+    if (!canColor(array))
+      throw UsageError("--cells takes an array of one or three numbers: '" + filter.array.text() +
+                       "' has " + std::to_string(array.components));
+    const auto passes = [&](std::size_t item) {
+      if (item >= array.values.count) return false;
+      const double value = valueOf(array, item);
+      return value >= filter.min && value <= filter.max; // NaN does not pass
+    };
+    const bool perCell = array.binding == MiDataBinding::PerCell;
+    visitCellView(MxAllKinds{}, model.mesh, [&](const auto& cells) {
+      MxCellBuffer buffer;
+      for (std::size_t c = 0; c < keep.size(); ++c) {
+        if (!keep[c]) continue;
+        const auto nodes = cells.nodes(c, buffer);
+        keep[c] = perCell ? passes(c) : std::all_of(nodes.begin(), nodes.end(), [&](std::size_t n) {
+          return n < cells.nodeCount() && passes(cells.dataNode(n));
+        });
+      }
+    });
+  }
+  return keep;
+}
+
+} // namespace velmoview

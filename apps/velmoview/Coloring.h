@@ -1,0 +1,34 @@
+#pragma once
+
+#include <velmoview/Model.h>
+
+namespace velmoview {
+
+/// What colours a scene: a scalar set, its binding, and the range of the colours. Without a set
+/// everything has one colour.
+struct Coloring
+{
+  std::shared_ptr<const MiTypedDataSet<double>> set;
+  MiDataBinding binding = MiDataBinding::PerCell;
+  double min = 0, max = 1;
+  int colormap = 0; ///< a value of the predefined colour maps' enumeration
+};
+
+/// The names of the colour maps, one a line.
+std::string colormapList();
+
+/// @return the enumeration's value for a name; empty means the default map
+/// @throw UsageError for an unknown name
+int findColormap(const std::string& name);
+
+/// The array that --color-by names, or else the first number per node, number per cell, or vector
+/// (by its length). The range is the one asked for, or that of the live cells' finite values.
+/// @throw UsageError when the array does not exist or has no colour
+Coloring chooseColoring(const Model& model, const Options& options);
+
+/// The cells that pass every --cells filter, one number a cell; empty without such an option. By an
+/// array per node, a cell passes when all its nodes do.
+/// @throw UsageError when an array does not exist
+std::vector<std::uint8_t> chooseCells(const Model& model, const Options& options);
+
+} // namespace velmoview

@@ -1,0 +1,44 @@
+#include <velmoview/Picture.h>
+
+#include <velmoview/Measure.h>
+
+#include <velmo/toolkit/MxOffscreenCanvas.h>
+
+#include <algorithm>
+#include <cstring>
+#include <Inventor/nodes/SoSeparator.h>
+#include <MxPng.h>
+#include <stdexcept>
+#include <velmo/toolkit/SoRef.h>
+
+namespace velmoview {
+
+Picture drawPicture(SoNode* root, const Options& options)
+{
+  MxOffscreenCanvas canvas;
+  const auto& b = options.background;
+  // A little darker towards the bottom gives the mesh a ground to stand on.
+  const SbColor4f top(b[0], b[1], b[2], 1);
+  const SbColor4f bottom(b[0] * 0.88f, b[1] * 0.89f, b[2] * 0.91f, 1);
+  canvas.setBackground(top, bottom);
+  const auto render = [&](SoNode* scene) {
+    MxImage image = canvas.render(scene, options.size[0], options.size[1]);
+    if (image.empty()) throw std::runtime_error("nothing can be drawn here: " + canvas.error());
+    return image;
+  };
+
+  const SoRef<SoSeparator> nothing(new SoSeparator);
+  const MxImage empty = render(nothing); // and the graphics context is started
+  Picture picture;
+  const Stopwatch stopwatch;
+  const MxImage image = render(root);
+  picture.renderMs = stopwatch.milliseconds();
+  picture.blank = image.rgba == empty.rgba;
+
+  std::string error;
+  if (!mxWritePng(options.output, image, error))
+    throw std::runtime_error(options.output + ": " + error);
+  return picture;
+}
+
+} // namespace velmoview

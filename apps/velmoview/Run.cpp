@@ -1,0 +1,144 @@
+#include <velmoview/Run.h>
+
+#include <velmoview/Demos.h>
+#include <velmoview/Report.h>
+#include <velmoview/Scene.h>
+#include <velmoview/WarningLog.h>
+
+#include <velmo/io/MbMeshFile.h>
+#include <velmo/nodes/MoVelmo.h>
+
+#include <fstream>
+#include <Inventor/nodes/SoSeparator.h>
+#include <nlohmann/json.hpp>
+#include <ostream>
+#include <tbb/global_control.h>
+#include <tbb/task_arena.h>
+
+namespace velmoview {
+
+namespace {
+
+/// The library is started while one of these lives.
+struct Library
+{
+  Library() { MoVelmo::init(); }
+  ~Library() { MoVelmo::finish(); }
+  Library(const Library&) = delete;
+  Library& operator=(const Library&) = delete;
+};
+
+/// Answers that need neither mesh nor library; false when a mesh is to be drawn.
+bool answerAtOnce(const Options& options, std::ostream& out)
+{
+  if (options.help)
+    out << helpText();
+  else if (options.version)
+    out << "velmoview " << VELMOVIEW_VERSION << "\n";
+  else if (options.demo == "list")
+    out << demoList();
+  else if (options.colormap == "list")
+    out << colormapList();
+  else
+    return false;
+  return true;
+}
+
+void checkComplete(const Options& options)
+{
+  if (options.file.empty() && options.demo.empty())
+    throw UsageError("there is nothing to draw: name a mesh FILE, or --demo NAME (--demo list "
+                     "lists the built-in ones)");
+  if (options.output.empty() && options.report.empty())
+    throw UsageError("there is no window to draw in: add --output PICTURE.png, or --report - for "
+                     "what is in the mesh");
+  findColormap(options.colormap);
+}
+
+void writeReport(const nlohmann::ordered_json& report, const std::string& path, std::ostream& out)
+{
+  // Names from files may hold any bytes.
+  const std::string text =
+      report.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+  if (path == "-") {
+    out << text << std::flush;
+    return;
+  }
+  std::ofstream file(path, std::ios::binary);
+  file << text << std::flush;
+  if (!file) throw std::runtime_error(path + ": cannot be written");
+}
+
+/// What nobody posts, but who looks at the result should know.
+void addOwnWarnings(const Model& model, const Scene& scene, WarningLog& warnings)
+{
+  for (const std::string& note : model.notes)
+    warnings.add("velmoview: " + model.source + ": " + note);
+  if (scene.drawn().empty())
+    warnings.add("velmoview: " + model.source +
+                 ": not a volume mesh, and there is nothing else to draw it by yet");
+}
+
+bool drewNothing(const Scene& scene)
+{
+  for (const Drawn& drawn : scene.drawn()) {
+    if (!drawn.surface() || drawn.surface()->topology.getCellCount() == 0) return true;
+  }
+  return scene.drawn().empty();
+}
+
+int draw(const Options& options, std::ostream& out, std::ostream& err)
+{
+  const Stopwatch reading;
+  const Model model =
+      options.demo.empty() ? readModel(options) : makeDemo(options.demo, options.demoSize);
+  RunFacts facts;
+  facts.readMs = reading.milliseconds();
+  facts.threads = options.serial ? 1 : tbb::this_task_arena::max_concurrency();
+
+  const Library library;
+  WarningLog warnings;
+  Scene scene(model, options);
+  scene.extract(!options.report.empty());
+  addOwnWarnings(model, scene, warnings);
+  if (!options.output.empty()) {
+    scene.aim();
+    facts.picture = drawPicture(scene.root(), options);
+  }
+  if (!options.report.empty()) facts.badCells = findBadCells(model, !options.serial);
+  facts.warnings = warnings.texts();
+  for (const std::string& text : facts.warnings)
+    err << "velmoview: warning: " << text << "\n";
+  if (!options.report.empty())
+    writeReport(makeReport(model, options, scene.drawn(), facts), options.report, out);
+  return options.strict && (!facts.warnings.empty() || drewNothing(scene)) ? kNotClean : kDone;
+}
+
+} // namespace
+
+int run(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err)
+{
+  Options options;
+  try {
+    options = parseOptions(arguments);
+    if (answerAtOnce(options, out)) return kDone;
+    checkComplete(options);
+    const int threads = options.serial ? 1 : options.threads;
+    std::optional<tbb::global_control> limit;
+    if (threads > 0)
+      limit.emplace(tbb::global_control::max_allowed_parallelism,
+                    static_cast<std::size_t>(threads));
+    return draw(options, out, err);
+  } catch (const UsageError& e) {
+    err << "velmoview: " << e.what() << "\n";
+    return kBadUsage;
+  } catch (const std::bad_alloc&) {
+    err << "velmoview: " << (options.file.empty() ? options.demo : options.file)
+        << ": there is not enough memory for it\n";
+  } catch (const std::exception& e) {
+    err << "velmoview: " << e.what() << "\n";
+  }
+  return kBadInput;
+}
+
+} // namespace velmoview

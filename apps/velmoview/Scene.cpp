@@ -1,0 +1,285 @@
+#include <velmoview/Scene.h>
+
+#include <velmo/colormapping/MoPredefinedColorMapping.h>
+#include <velmo/extraction/interfaces/MiExtractorCallback.h>
+#include <velmo/extraction/interfaces/MxMeshKind.h>
+#include <velmo/mesh/MbCellFilter.h>
+#include <velmo/nodes/MoCellFilter.h>
+#include <velmo/nodes/MoDataBinding.h>
+#include <velmo/nodes/MoDrawStyle.h>
+#include <velmo/nodes/MoMaterial.h>
+#include <velmo/nodes/MoMesh.h>
+#include <velmo/nodes/MoScalarSet.h>
+#include <velmo/representations/MoMeshSkin.h>
+
+#include <Inventor/actions/SoGetBoundingBoxAction.h>
+#include <Inventor/nodes/SoDirectionalLight.h>
+#include <Inventor/nodes/SoDrawStyle.h>
+#include <Inventor/nodes/SoMaterial.h>
+#include <Inventor/nodes/SoPerspectiveCamera.h>
+#include <Inventor/nodes/SoSeparator.h>
+#include <Inventor/nodes/SoShapeHints.h>
+#include <Inventor/nodes/SoTranslation.h>
+#include <Inventor/SbViewportRegion.h>
+
+#include <algorithm>
+
+namespace velmoview {
+
+namespace {
+
+const SbColor kPlainFace(0.62f, 0.69f, 0.76f);
+const SbColor kLine(0.12f, 0.13f, 0.15f);
+const SbColor kPoint(0.10f, 0.10f, 0.12f);
+/// From the right, the front and above: three sides of a box show, and its top is the smallest.
+constexpr MbVec3d kDefaultView{-0.55, 0.75, -0.5};
+
+bool isVolume(MeshType kind)
+{
+  return kind >= VOLUME_MESH_UNSTRUCTURED && kind <= VOLUME_MESH_CURVILINEAR;
+}
+
+/// How far the middle of the mesh lies from zero, when that is far against its size.
+MbVec3d farShift(const Bounds& b)
+{
+  const MbVec3d middle{(b[0] + b[1]) / 2, (b[2] + b[3]) / 2, (b[4] + b[5]) / 2};
+  const MbVec3d extent{b[1] - b[0], b[3] - b[2], b[5] - b[4]};
+  if (!isFinite(middle) || !isFinite(extent)) return {};
+  if (length(middle) < 10 * length(extent)) return {};
+  // What a float can hold, so that adding and subtracting it cancel.
+  return {static_cast<float>(middle.x), static_cast<float>(middle.y), static_cast<float>(middle.z)};
+}
+
+SbVec3f toFloat(const MbVec3d& v)
+{
+  return {static_cast<float>(v.x), static_cast<float>(v.y), static_cast<float>(v.z)};
+}
+
+} // namespace
+
+/// Adds up the time spent in an extractor.
+class ExtractionTimer : public MiExtractorCallback
+{
+public:
+  void beginExtract(const std::string&, std::size_t) override { m_running = Stopwatch(); }
+  void endExtract() override { m_total += m_running.milliseconds(); }
+  void beginPhase(const std::string&, std::size_t) override {}
+  void endPhase() override {}
+  bool endStep(std::size_t) override { return true; }
+
+  double take() { return std::exchange(m_total, 0); }
+
+private:
+  Stopwatch m_running;
+  double m_total = 0;
+};
+
+const MeXSurfaceMeshUnstructured* Drawn::surface() const
+{
+  MeshType kind = UNDEFINED_MESH;
+  return dynamic_cast<const MeXSurfaceMeshUnstructured*>(node->getExtractedMesh(kind));
+}
+
+Scene::Scene(const Model& model, const Options& options)
+    : m_model(model), m_options(options), m_coloring(chooseColoring(model, options)),
+      m_root(new SoSeparator)
+{
+  const auto& v = options.view;
+  const bool isDefault = v[0] == 0 && v[1] == 0 && v[2] == 0;
+  m_axes = viewAxes(isDefault ? kDefaultView : MbVec3d{v[0], v[1], v[2]});
+  m_shift = farShift(model.bounds);
+
+  m_camera = new SoPerspectiveCamera;
+  m_root->addChild(m_camera);
+  addLights(*m_root, m_axes);
+  if (m_shift != MbVec3d{}) {
+    auto* shift = new SoTranslation;
+    shift->translation = toFloat(m_shift * -1);
+    m_root->addChild(shift);
+  }
+  addAppearance(*m_root);
+  addCellFilter(*m_root);
+  addRepresentations(*m_root);
+}
+
+Scene::~Scene()
+{
+  for (Drawn& drawn : m_drawn)
+    drawn.node->setExtractorCallback(static_cast<MiExtractorCallback*>(nullptr));
+}
+
+/// A key light over the viewer's left shoulder, a weaker one from the right to open the shadows.
+void Scene::addLights(SoGroup& root, const ViewAxes& axes)
+{
+  const auto addLight = [&](double right, double up, float intensity) {
+    auto* light = new SoDirectionalLight;
+    light->direction = toFloat((axes.right * right + axes.up * up + axes.back) * -1);
+    light->intensity = intensity;
+    root.addChild(light);
+  };
+  addLight(-0.35, 0.55, 0.74f);
+  addLight(0.6, -0.05, 0.42f);
+}
+
+void Scene::addAppearance(SoGroup& root)
+{
+  // Both sides are lit: corner-point grids come in both orientations.
+  auto* hints = new SoShapeHints;
+  hints->vertexOrdering = SoShapeHints::COUNTERCLOCKWISE;
+  hints->shapeType = SoShapeHints::UNKNOWN_SHAPE_TYPE;
+  hints->creaseAngle = 0.5f;
+  root.addChild(hints);
+  auto* base = new SoMaterial;
+  base->ambientColor = SbColor(0.35f, 0.35f, 0.35f);
+  root.addChild(base);
+  auto* widths = new SoDrawStyle;
+  widths->lineWidth = 1;
+  widths->pointSize = 4;
+  root.addChild(widths);
+
+  auto* mesh = new MoMesh;
+  mesh->setMesh(m_model.mesh);
+  root.addChild(mesh);
+
+  const bool byValue = m_coloring.set != nullptr;
+  if (byValue) {
+    auto* binding = new MoDataBinding;
+    binding->dataBinding = m_coloring.binding == MiDataBinding::PerNode ? MoDataBinding::PER_NODE
+                                                                        : MoDataBinding::PER_CELL;
+    root.addChild(binding);
+    auto* set = new MoScalarSet;
+    set->setScalarSet(m_coloring.set.get());
+    root.addChild(set);
+    auto* map = new MoPredefinedColorMapping;
+    map->minValue = static_cast<float>(m_coloring.min);
+    map->maxValue = static_cast<float>(m_coloring.max);
+    map->predefColorMap = m_coloring.colormap;
+    root.addChild(map);
+  }
+
+  // Edges and points are dark over faces, and take the colours when there are no faces.
+  auto* material = new MoMaterial;
+  material->faceColoring = byValue ? MoMaterial::CONTOURING : MoMaterial::COLOR;
+  material->lineColoring = byValue && !m_options.faces ? MoMaterial::CONTOURING : MoMaterial::COLOR;
+  material->pointColoring =
+      byValue && !m_options.faces && !m_options.edges ? MoMaterial::CONTOURING : MoMaterial::COLOR;
+  material->faceColor = kPlainFace;
+  material->lineColor = kLine;
+  material->pointColor = kPoint;
+  material->transparency = static_cast<float>(1 - m_options.opacity);
+  root.addChild(material);
+
+  auto* style = new MoDrawStyle;
+  style->displayFaces = m_options.faces;
+  style->displayEdges = m_options.edges;
+  style->displayPoints = m_options.points;
+  root.addChild(style);
+}
+
+void Scene::addCellFilter(SoGroup& root)
+{
+  std::vector<std::uint8_t> keep = chooseCells(m_model, m_options);
+  if (m_options.cells.empty()) return;
+  const auto& dims = m_model.dims;
+  if (dims.size() == 3)
+    m_filter =
+        std::make_unique<MbMaskFilterIjk>(std::move(keep), MbIndex3{dims[0], dims[1], dims[2]});
+  else if (dims.size() == 2)
+    m_filter = std::make_unique<MbMaskFilterIj>(std::move(keep), MbIndex3{dims[0], dims[1], 1});
+  else
+    m_filter = std::make_unique<MbMaskFilterI>(std::move(keep));
+  auto* node = new MoCellFilter;
+  node->setCellFilter(m_filter.get());
+  root.addChild(node);
+}
+
+void Scene::addRepresentations(SoGroup& root)
+{
+  std::vector<RepresentationRequest> requests = m_options.representations;
+  if (requests.empty() && isVolume(m_model.kind)) requests.push_back({"skin"});
+  for (const RepresentationRequest& request : requests) {
+    auto* skin = new MoMeshSkin;
+    root.addChild(skin);
+    skin->parallel = !m_options.serial;
+    applyCellRange(*skin);
+    Drawn& drawn = m_drawn.emplace_back();
+    drawn.request = request;
+    drawn.node = skin;
+    drawn.timer = std::make_unique<ExtractionTimer>();
+    skin->setExtractorCallback(drawn.timer.get());
+  }
+}
+
+void Scene::applyCellRange(MoMeshSkin& skin) const
+{
+  if (!m_options.cellRange) return;
+  const CellRange& range = *m_options.cellRange;
+  const std::size_t indices = m_model.dims.empty() ? 1 : m_model.dims.size();
+  if (range.lower.size() != indices)
+    throw UsageError(std::string("--cell-range takes ") +
+                     (indices == 3 ? "I,J,K,I,J,K" : "MIN,MAX") + " for this mesh: the cells of " +
+                     m_model.source + " have " + std::to_string(indices) +
+                     (indices == 1 ? " index" : " indices"));
+  for (std::size_t axis = 0; axis < indices; ++axis) {
+    const std::size_t count = m_model.dims.empty() ? m_model.cells : m_model.dims[axis];
+    if (range.lower[axis] >= count)
+      throw UsageError("--cell-range takes cells of the mesh: it has " + std::to_string(count) +
+                       " along that index, and they count from 0, so there is no " +
+                       std::to_string(range.lower[axis]));
+  }
+  const int n = static_cast<int>(indices);
+  skin.minCellRanges.setValues(0, n, range.lower.data());
+  skin.maxCellRanges.setValues(0, n, range.upper.data());
+}
+
+/// Brings one representation up to date; the time of the whole, in milliseconds.
+double Scene::traverse(Drawn& drawn)
+{
+  SoGetBoundingBoxAction action(SbViewportRegion(static_cast<short>(m_options.size[0]),
+                                                 static_cast<short>(m_options.size[1])));
+  SoPath* path = new SoPath(m_root);
+  path->ref();
+  path->append(drawn.node);
+  const Stopwatch stopwatch;
+  action.apply(path);
+  const double total = stopwatch.milliseconds();
+  path->unref();
+  return total;
+}
+
+void Scene::extract(bool again)
+{
+  for (Drawn& drawn : m_drawn) {
+    const double total = traverse(drawn);
+    drawn.extractMs = drawn.timer->take();
+    drawn.buildMs = std::max(0.0, total - drawn.extractMs);
+    if (!again || !drawn.surface()) continue;
+    // One cell only, then what was asked for once more, on structures that the mesh keeps.
+    const std::uint32_t zeros[3] = {0, 0, 0};
+    const int indices = m_model.dims.size() == 3 ? 3 : 1;
+    drawn.node->minCellRanges.setValues(0, indices, zeros);
+    drawn.node->maxCellRanges.setValues(0, indices, zeros);
+    traverse(drawn);
+    drawn.timer->take();
+    drawn.node->minCellRanges.setNum(0);
+    drawn.node->maxCellRanges.setNum(0);
+    applyCellRange(*drawn.node);
+    traverse(drawn);
+    drawn.reextractMs = drawn.timer->take();
+    drawn.measuredAgain = true;
+  }
+}
+
+void Scene::aim()
+{
+  std::vector<MbVec3d> points;
+  for (const Drawn& drawn : m_drawn) {
+    const MeXSurfaceMeshUnstructured* surface = drawn.surface();
+    const std::size_t count = surface ? surface->geometry.getNodeCount() : 0;
+    for (std::size_t n = 0; n < count; ++n)
+      points.push_back(surface->geometry.getNode(n) - m_shift);
+  }
+  fitCamera(*m_camera, points, m_axes, static_cast<double>(m_options.size[0]) / m_options.size[1]);
+}
+
+} // namespace velmoview

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <velmoview/Camera.h>
+#include <velmoview/Coloring.h>
+
+#include <velmo/mesh/MeXMesh.h>
+#include <velmo/toolkit/SoRef.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+class MiCellFilter;
+class MoMeshSkin;
+class SoGroup;
+class SoPerspectiveCamera;
+class SoSeparator;
+
+namespace velmoview {
+
+class ExtractionTimer;
+
+/// One representation of the scene, and how long it took.
+struct Drawn
+{
+  RepresentationRequest request;
+  MoMeshSkin* node = nullptr; ///< owned by the scene graph
+  std::unique_ptr<ExtractionTimer> timer;
+  double extractMs = 0, reextractMs = 0, buildMs = 0;
+  bool measuredAgain = false;
+
+  /// What it extracted; null when there is nothing.
+  const MeXSurfaceMeshUnstructured* surface() const;
+};
+
+/// The scene graph of a model: camera, lights, the mesh with its data and appearance, and the
+/// representations. Made and used between start and stop of the library.
+class Scene
+{
+public:
+  /// @param model  borrowed
+  /// @throw UsageError when an option does not fit the mesh
+  Scene(const Model& model, const Options& options);
+  ~Scene();
+  Scene(const Scene&) = delete;
+  Scene& operator=(const Scene&) = delete;
+
+  /// Extracts and builds every representation, one after the other.
+  /// @param again  measures also what a changed range of cells costs on the mesh now known
+  void extract(bool again);
+
+  /// Aims the camera at what was extracted.
+  void aim();
+
+  SoSeparator* root() const { return m_root; }
+  const std::vector<Drawn>& drawn() const { return m_drawn; }
+
+private:
+  void addLights(SoGroup& root, const ViewAxes& axes);
+  void addAppearance(SoGroup& root);
+  void addCellFilter(SoGroup& root);
+  void addRepresentations(SoGroup& root);
+  void applyCellRange(MoMeshSkin& skin) const;
+  double traverse(Drawn& drawn);
+
+  const Model& m_model;
+  const Options& m_options;
+  Coloring m_coloring;
+  ViewAxes m_axes;
+  MbVec3d m_shift; ///< moved to the origin, so that a mesh far away does not tremble
+  std::unique_ptr<MiCellFilter> m_filter;
+  SoRef<SoSeparator> m_root;
+  SoPerspectiveCamera* m_camera = nullptr;
+  std::vector<Drawn> m_drawn;
+};
+
+} // namespace velmoview
