@@ -1,0 +1,96 @@
+#include <velmoview/Camera.h>
+#include <velmoview/Measure.h>
+
+#include <velmo/nodes/MoVelmo.h>
+
+#include <gtest/gtest.h>
+#include <Inventor/nodes/SoPerspectiveCamera.h>
+#include <Inventor/SbViewVolume.h>
+
+#include <random>
+
+using namespace velmoview;
+
+namespace {
+
+/// A tent: two quads and two triangles over the square without its floor, `height` high.
+void makeTent(MeXSurfaceMeshUnstructured& tent, float height)
+{
+  tent.geometry.points().resize(6);
+  const MbVec3f points[] = {{0, 0, 0}, {2, 0, 0},      {2, 2, 0},
+                            {0, 2, 0}, {0, 1, height}, {2, 1, height}};
+  std::copy(std::begin(points), std::end(points), tent.geometry.points().data());
+  const int indices[] = {0, 1, 5, 4, -1, 2, 3, 4, 5, -1, 0, 4, 3, -1, 1, 2, 5, -1};
+  MxArray<int>& list = tent.topology.setMixed(4, std::size(indices));
+  std::copy(std::begin(indices), std::end(indices), list.data());
+  tent.topology.begins().resize(5);
+  const std::uint32_t begins[] = {0, 5, 10, 14, 18};
+  std::copy(std::begin(begins), std::end(begins), tent.topology.begins().data());
+}
+
+} // namespace
+
+TEST(Measure, AddsUpPolygonsAndFindsTheOpenEdges)
+{
+  MeXSurfaceMeshUnstructured tent;
+  makeTent(tent, 1);
+
+  const Measures measures = measureSurface(tent);
+
+  EXPECT_EQ(measures.cells, 4u);
+  EXPECT_EQ(measures.nodes, 6u);
+  EXPECT_NEAR(measures.area, 2 * 2 * std::sqrt(2.0) + 2, 1e-12);
+  EXPECT_EQ(measures.openEdges, 4u); // the floor is missing
+  EXPECT_EQ(measures.bounds, (Bounds{0, 2, 0, 2, 0, 1}));
+}
+
+TEST(Measure, IsInDoubleAroundAFarOrigin)
+{
+  MeXSurfaceMeshUnstructured tent;
+  makeTent(tent, 1);
+  tent.geometry.origin = {6e6, 1e9, -4e8};
+
+  const Measures measures = measureSurface(tent);
+
+  EXPECT_NEAR(measures.area, 2 * 2 * std::sqrt(2.0) + 2, 1e-6);
+  EXPECT_EQ(measures.bounds, (Bounds{6e6, 6e6 + 2, 1e9, 1e9 + 2, -4e8, -4e8 + 1}));
+}
+
+TEST(Camera, ShowsAllPointsAndTouchesTheMargins)
+{
+  MoVelmo::init();
+  std::mt19937 random(7);
+  std::uniform_real_distribution<double> place(-1, 1);
+  for (const MbVec3d& scale : {MbVec3d{1, 1, 1}, {1000, 3, 0.1}, {0, 5, 5}, {0, 0, 2}}) {
+    for (const MbVec3d& direction : {MbVec3d{-0.5, 0.7, -0.5}, {0, 0, -3}, {1e-9, 0, 1}}) {
+      std::vector<MbVec3d> points;
+      for (int n = 0; n < 50; ++n)
+        points.push_back(
+            {scale.x * place(random) + 7, scale.y * place(random), scale.z * place(random)});
+      points.push_back({0, std::nan(""), 0}); // is left out
+      const bool isWide = length(cross(direction, scale)) > 1e-3;
+      SoPerspectiveCamera* camera = new SoPerspectiveCamera;
+      camera->ref();
+
+      fitCamera(*camera, points, viewAxes(direction), 1.5);
+
+      const SbViewVolume volume = camera->getViewVolume(1.5f);
+      double reach = 0;
+      for (std::size_t n = 0; n + 1 < points.size(); ++n) {
+        const MbVec3d& p = points[n];
+        SbVec3f seen;
+        volume.projectToScreen({float(p.x), float(p.y), float(p.z)}, seen);
+        for (int axis = 0; axis < 2; ++axis)
+          reach = std::max<double>(reach, std::abs(2 * seen[axis] - 1));
+        EXPECT_GE(seen[2], 0);
+        EXPECT_LE(seen[2], 1);
+      }
+      EXPECT_LT(reach, 0.95);
+      if (isWide) {
+        EXPECT_GT(reach, 0.7);
+      }
+      camera->unref();
+    }
+  }
+  MoVelmo::finish();
+}

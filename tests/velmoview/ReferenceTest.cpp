@@ -1,0 +1,188 @@
+#include "RunProgram.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <thread>
+
+using nlohmann::json;
+
+namespace {
+
+json readJson(const std::string& path)
+{
+  std::ifstream file(path);
+  return json::parse(file);
+}
+
+/// Runs the skin of a file and compares it with the reference: face counts exactly (but for faces
+/// that collapse), areas between those of the two ways to cut each quad.
+void expectSkin(std::vector<std::string> arguments, const json& skin, std::size_t faces,
+                const char* kind)
+{
+  arguments.insert(arguments.end(), {"--skin", "--report", "-", "--strict"});
+  const Outcome outcome = runProgram(arguments);
+  ASSERT_EQ(outcome.code, 0) << outcome.err;
+  const json report = outcome.report();
+  EXPECT_EQ(report["input"]["kind"], kind);
+  const json& drawn = report["representations"].at(0);
+  const double dropped = skin.value("faces_with_fewer_than_3_distinct_nodes_dropped", 0);
+  EXPECT_NEAR(drawn["cells"].get<double>(), static_cast<double>(faces), dropped);
+  EXPECT_GE(drawn["area"].get<double>(), skin["area_min"].get<double>() * (1 - 1e-5));
+  EXPECT_LE(drawn["area"].get<double>(), skin["area_max"].get<double>() * (1 + 1e-5));
+}
+
+class Reference : public testing::Test
+{
+protected:
+  void SetUp() override
+  {
+    if (dataFile("reference.json").empty()) GTEST_SKIP() << "VELMO_TEST_DATA is not set";
+    m_sets = readJson(dataFile("reference.json"))["sets"];
+  }
+  json m_sets;
+};
+
+} // namespace
+
+TEST_F(Reference, EveryVolumeMeshHasItsFacesAndArea)
+{
+  int count = 0;
+  for (const auto& [name, set] : m_sets.items()) {
+    const std::string kind = set["mesh_kind_name"];
+    if (!kind.starts_with("VOLUME_MESH")) continue;
+    SCOPED_TRACE(name);
+    const json& skin = set["skin"];
+    const std::string file = dataFile(set["file"]);
+    ++count;
+    if (kind != "VOLUME_MESH_HEXAHEDRON_IJK") {
+      // A quadratic triangle is four.
+      const bool quadratic = set["cell_types"].contains("quadratic_tetrahedron");
+      expectSkin({file}, skin, skin[quadratic ? "vtk_faces" : "faces"], kind.c_str());
+      continue;
+    }
+    const auto dims = set["ijk_dims"].get<std::vector<int>>();
+    const std::string ijk =
+        std::to_string(dims[0]) + "," + std::to_string(dims[1]) + "," + std::to_string(dims[2]);
+    expectSkin({file, "--ijk", ijk, "--active", "ACTNUM"}, skin, skin["faces"], kind.c_str());
+    expectSkin({file, "--ijk", ijk, "--active", "ACTNUM", "--vertex"}, skin, skin["faces"],
+               "VOLUME_MESH_VERTEX_HEXAHEDRON_IJK");
+  }
+  EXPECT_GE(count, 13);
+}
+
+TEST_F(Reference, PublishedFilesAgreeWithTheirConversions)
+{
+  const std::pair<const char*, const char*> files[] = {
+      {"poly_pebi/original/pebi3d_with_properties.vtu", "poly_pebi"},
+      {"mixed_box/original/box_hybrid_mesh.vtu", "mixed_box"},
+      {"tet_cylinder/original/CylinderLinear.vtk", "tet4_cylinder"},
+      {"tet_cylinder/original/CylinderQuadratic.vtk", "tet10_cylinder"},
+      {"mixed_tiny/original/supportedElements.vtk", "mixed_supported"},
+      {"regular_ironprot/original/ironProt.vtk", "regular_ironprot"},
+      {"rectilinear_rectgrid2/original/RectGrid2.vtk", "rectilinear_rectgrid2"},
+  };
+  for (const auto& [file, name] : files) {
+    SCOPED_TRACE(file);
+    const json& set = m_sets[name];
+    const json& skin = set["skin"];
+    const bool quadratic = set["cell_types"].contains("quadratic_tetrahedron");
+    expectSkin({dataFile(file)}, skin, skin[quadratic ? "vtk_faces" : "faces"],
+               set["mesh_kind_name"].get<std::string>().c_str());
+  }
+}
+
+TEST_F(Reference, DescribesTheInputExactly)
+{
+  for (const auto& [name, set] : m_sets.items()) {
+    SCOPED_TRACE(name);
+    if (set["mesh_kind_name"] == "VOLUME_MESH_HEXAHEDRON_IJK") continue;
+    const Outcome outcome = runProgram({dataFile(set["file"]), "--report", "-"});
+    ASSERT_EQ(outcome.code, 0) << outcome.err;
+    const json report = outcome.report();
+    const json& input = report["input"];
+    EXPECT_EQ(input["kind"], set["mesh_kind_name"]);
+    EXPECT_EQ(input["nodes"], set["nodes"]);
+    EXPECT_EQ(input["cells"], set["cells"]);
+    EXPECT_EQ(input["bad_cells"].is_null() ? 0 : input["bad_cells"]["count"].get<int>(), 0);
+    const auto bounds = input["bounds"].get<std::vector<double>>();
+    const auto expected = set["bbox"].get<std::vector<double>>();
+    double diagonal = 0;
+    for (int axis = 0; axis < 3; ++axis)
+      diagonal = std::hypot(diagonal, expected[2 * axis + 1] - expected[2 * axis]);
+    for (int n = 0; n < 6; ++n)
+      EXPECT_NEAR(bounds[n], expected[n], 1e-6 * diagonal);
+    for (const json& array : input["arrays"]) {
+      const json& known =
+          set[array["binding"] == "PER_NODE" ? "point_arrays" : "cell_arrays"].at(array["name"]);
+      EXPECT_EQ(array["components"], known["components"]);
+      const double low = known["components"] == 1 ? known["min"].get<double>()
+                                                  : known["magnitude_min"].get<double>();
+      const double reported = known["components"] == 1 ? array["min"].get<double>()
+                                                       : array["magnitude"][0].get<double>();
+      EXPECT_NEAR(reported, low, 1e-6 * std::abs(low) + 1e-12) << array["name"];
+    }
+  }
+}
+
+TEST_F(Reference, OneThreadSeesWhatManySee)
+{
+  for (const char* file : {"mixed_box/mixed_box.vtk", "curvilinear_comb/curvilinear_comb.vtk"}) {
+    json first;
+    for (const std::vector<std::string>& how :
+         {std::vector<std::string>{"--serial"}, {"--threads", "1"}, {"--threads", "4"}})
+    {
+      std::vector<std::string> arguments{dataFile(file), "--report", "-"};
+      arguments.insert(arguments.end(), how.begin(), how.end());
+      json skin = runProgram(arguments).report()["representations"][0];
+      for (const char* time : {"extract_ms", "reextract_ms", "build_ms"})
+        skin.erase(time);
+      if (first.is_null()) first = skin;
+      EXPECT_EQ(skin, first); // to the last bit of area and bounds
+    }
+  }
+}
+
+TEST_F(Reference, HostileFilesEndInAMessageOrAMesh)
+{
+  const json known = readJson(dataFile("hostile/reference.json"));
+  const json& files = known.contains("files") ? known["files"] : known;
+  // Files that must be refused; the others may be read, all or in part.
+  const std::vector<std::string> refused{"empty.vtk",
+                                         "truncated_header.vtk",
+                                         "truncated_points.vtk",
+                                         "truncated_connectivity.vtk",
+                                         "truncated_data.vtk",
+                                         "truncated_binary.vtk",
+                                         "negative_counts.vtk",
+                                         "huge_counts.vtk",
+                                         "huge_cell_count.vtk",
+                                         "cell_size_mismatch.vtk",
+                                         "short_array.vtk",
+                                         "text_in_numbers.vtk",
+                                         "curvilinear_dims_mismatch.vtk",
+                                         "poly_bad_stream.vtk"};
+  for (const auto& entry : std::filesystem::directory_iterator(dataFile("hostile"))) {
+    const std::string name = entry.path().filename();
+    if (entry.path().extension() == ".json") continue;
+    SCOPED_TRACE(name);
+    const TemporaryFile picture("hostile.png");
+    const Outcome outcome = runProgram(
+        {entry.path(), "--report", "-", "--output", picture.path(), "--size", "64x48", "--edges"});
+    const bool mustFail = entry.path().extension() == ".grdecl" ||
+                          std::find(refused.begin(), refused.end(), name) != refused.end();
+    if (mustFail || outcome.code != 0) {
+      EXPECT_EQ(outcome.code, 1);
+      EXPECT_THAT(outcome.err, testing::HasSubstr(name));
+      EXPECT_TRUE(outcome.out.empty());
+      continue;
+    }
+    const json report = outcome.report();
+    if (!files.contains(name) || !files[name].contains("skin")) continue;
+    const json& skin = files[name]["skin"];
+    const double loose = skin.value("faces_with_fewer_than_3_distinct_nodes_dropped", 0) +
+                         (skin.contains("faces_shared_by_more_than_2_cells") ? 8 : 0);
+    EXPECT_NEAR(report["representations"][0]["cells"].get<double>(), skin["faces"].get<double>(),
+                loose);
+  }
+}

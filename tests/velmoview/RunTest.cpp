@@ -1,0 +1,353 @@
+#include "RunProgram.h"
+
+#include <velmoview/Demos.h>
+#include <velmoview/WarningLog.h>
+
+#include <gmock/gmock.h>
+#include <MxPng.h>
+
+using nlohmann::json;
+using testing::HasSubstr;
+
+namespace {
+
+/// Two cubes side by side; the second one names a node that does not exist when `broken`.
+std::string twoCubes(bool broken = false)
+{
+  std::string text = "# vtk DataFile Version 3.0\ntwo cubes\nASCII\nDATASET UNSTRUCTURED_GRID\n"
+                     "POINTS 12 double\n";
+  for (int k = 0; k < 2; ++k)
+    for (int j = 0; j < 2; ++j)
+      for (int i = 0; i < 3; ++i)
+        text += std::to_string(i) + " " + std::to_string(j) + " " + std::to_string(k) + "\n";
+  text += "CELLS 2 18\n8 0 1 4 3 6 7 10 9\n8 1 2 5 4 7 8 11 ";
+  text += broken ? "99" : "10";
+  text += "\nCELL_TYPES 2\n12 12\nCELL_DATA 2\nSCALARS id int 1\nLOOKUP_TABLE default\n3 7\n"
+          "SCALARS all double 1\nLOOKUP_TABLE default\nnan 1\n"
+          "POINT_DATA 12\nSCALARS x float 1\nLOOKUP_TABLE default\n0 1 2 0 1 2 0 1 2 0 1 2\n"
+          "VECTORS v double\n";
+  for (int n = 0; n < 12; ++n)
+    text += "3 4 0\n";
+  return text;
+}
+
+constexpr const char* kSquare =
+    "# vtk DataFile Version 3.0\nsquare\nASCII\nDATASET POLYDATA\n"
+    "POINTS 4 float\n0 0 0 1 0 0 1 1 0 0 1 0\nPOLYGONS 1 5\n4 0 1 2 3\n";
+
+} // namespace
+
+TEST(Run, ReportsWhatTheManualPromises)
+{
+  const TemporaryFile mesh("cubes.vtk", twoCubes());
+  const TemporaryFile picture("cubes.png");
+  const Outcome outcome = runProgram({mesh.path(), "--report", "-", "--output", picture.path(),
+                                      "--size", "160x120", "--edges", "--points", "--strict"});
+  ASSERT_EQ(outcome.code, 0) << outcome.err;
+  EXPECT_EQ(outcome.err, "");
+
+  json report = outcome.report();
+  json& input = report["input"];
+  EXPECT_GE(input["read_ms"].get<double>(), 0);
+  input.erase("read_ms");
+  EXPECT_EQ(input, (json{{"source", mesh.path()},
+                         {"kind", "VOLUME_MESH_UNSTRUCTURED"},
+                         {"nodes", 12},
+                         {"cells", 2},
+                         {"shapes", {{"hexahedron", 2}}},
+                         {"dead_cells", 0},
+                         {"bad_cells", {{"count", 0}}},
+                         {"bounds", {0, 2, 0, 1, 0, 1}},
+                         {"arrays",
+                          {{{"name", "id"},
+                            {"binding", "PER_CELL"},
+                            {"type", "int32"},
+                            {"components", 1},
+                            {"min", 3},
+                            {"max", 7},
+                            {"nan", 0}},
+                           {{"name", "all"},
+                            {"binding", "PER_CELL"},
+                            {"type", "float64"},
+                            {"components", 1},
+                            {"min", 1},
+                            {"max", 1},
+                            {"nan", 1}},
+                           {{"name", "x"},
+                            {"binding", "PER_NODE"},
+                            {"type", "float32"},
+                            {"components", 1},
+                            {"min", 0},
+                            {"max", 2},
+                            {"nan", 0}},
+                           {{"name", "v"},
+                            {"binding", "PER_NODE"},
+                            {"type", "float64"},
+                            {"components", 3},
+                            {"min", {3, 4, 0}},
+                            {"max", {3, 4, 0}},
+                            {"magnitude", {5, 5}},
+                            {"nan", 0}}}}}));
+
+  json& skin = report["representations"][0];
+  for (const char* time : {"extract_ms", "reextract_ms", "build_ms"}) {
+    EXPECT_GE(skin[time].get<double>(), 0) << time;
+    skin.erase(time);
+  }
+  EXPECT_EQ(skin, (json{{"type", "skin"},
+                        {"arguments", json::object()},
+                        {"cells", 10},
+                        {"nodes", 12},
+                        {"area", 10},
+                        {"open_edges", 0},
+                        {"bounds", {0, 2, 0, 1, 0, 1}}}));
+  EXPECT_EQ(report["picture"]["path"], picture.path());
+  EXPECT_EQ(report["picture"]["blank"], false);
+  EXPECT_GT(report["picture"]["render_ms"].get<double>(), 0);
+  EXPECT_GE(report["threads"].get<int>(), 1);
+  EXPECT_GT(report["peak_mb"].get<double>(), 1);
+  EXPECT_EQ(report["warnings"], json::array());
+
+  MxImage image;
+  std::string error;
+  ASSERT_TRUE(mxReadPng(picture.path(), image, error)) << error;
+  EXPECT_EQ(image.width, 160);
+  EXPECT_EQ(image.height, 120);
+}
+
+TEST(Run, KeepsTheCellsThatFiltersAndRangesLeave)
+{
+  const TemporaryFile mesh("filter.vtk", twoCubes());
+  const auto faces = [&](std::vector<std::string> how) {
+    how.insert(how.begin(), {mesh.path(), "--report", "-"});
+    const Outcome outcome = runProgram(how);
+    EXPECT_EQ(outcome.code, 0) << outcome.err;
+    return outcome.code == 0 ? outcome.report()["representations"][0]["cells"].get<int>() : -1;
+  };
+  EXPECT_EQ(faces({"--cells", "id=0,5"}), 6);
+  EXPECT_EQ(faces({"--cells", "id=0,2"}), 0);
+  EXPECT_EQ(faces({"--cells", "x=1,2"}), 6);   // per node: all eight have to pass
+  EXPECT_EQ(faces({"--cells", "v=5,5"}), 10);  // a vector by its length
+  EXPECT_EQ(faces({"--cells", "all=0,9"}), 6); // NaN never passes
+  EXPECT_EQ(faces({"--cells", "id=0,9", "--cells", "x=0,1"}), 6);
+  EXPECT_EQ(faces({"--cell-range", "1,1"}), 6);
+  EXPECT_EQ(faces({"--cell-range", "0,77"}), 10);
+}
+
+TEST(Run, ArgumentsShowInTheReport)
+{
+  const TemporaryFile mesh("arguments.vtk", twoCubes());
+  const Outcome outcome = runProgram({mesh.path(), "--skin", "--skin", "--cells", "id@cell=0,9",
+                                      "--cell-range", "0,1", "--report", "-"});
+  ASSERT_EQ(outcome.code, 0) << outcome.err;
+  const json report = outcome.report();
+  ASSERT_EQ(report["representations"].size(), 2u);
+  EXPECT_EQ(
+      report["representations"][1]["arguments"],
+      (json{{"cells", {{{"array", "id@cell"}, {"min", 0}, {"max", 9}}}}, {"cell_range", {0, 1}}}));
+  EXPECT_EQ(report["representations"][1]["cells"], 10);
+}
+
+TEST(Run, StrictFailsOnWarningsAndOnNothingDrawn)
+{
+  const TemporaryFile broken("broken.vtk", twoCubes(true));
+  const Outcome lax = runProgram({broken.path(), "--report", "-"});
+  EXPECT_EQ(lax.code, 0);
+  const json report = lax.report();
+  EXPECT_EQ(report["input"]["bad_cells"], (json{{"count", 1}, {"first", 1}}));
+  EXPECT_EQ(report["representations"][0]["cells"], 6);
+  ASSERT_EQ(report["warnings"].size(), 1u);
+  EXPECT_THAT(report["warnings"][0].get<std::string>(),
+              testing::StartsWith("MoMeshSkin::doExtract: "));
+  EXPECT_THAT(lax.err, HasSubstr(report["warnings"][0].get<std::string>()));
+  EXPECT_EQ(runProgram({broken.path(), "--report", "-", "--strict"}).code, 3);
+
+  const TemporaryFile mesh("nothing.vtk", twoCubes());
+  const std::vector<std::string> nothing{mesh.path(), "--cells", "id=0,2", "--report", "-"};
+  EXPECT_EQ(runProgram(nothing).code, 0);
+  std::vector<std::string> strict = nothing;
+  strict.push_back("--strict");
+  EXPECT_EQ(runProgram(strict).code, 3);
+}
+
+TEST(Run, ASurfaceHasNoSkin)
+{
+  const TemporaryFile square("square.vtk", kSquare);
+  const Outcome asked = runProgram({square.path(), "--skin", "--report", "-"});
+  EXPECT_EQ(asked.code, 0);
+  EXPECT_THAT(
+      asked.report()["warnings"],
+      testing::ElementsAre("MoMeshSkin::doExtract: Cannot compute skins on this type of mesh."));
+  const Outcome silent = runProgram({square.path(), "--report", "-", "--strict"});
+  EXPECT_EQ(silent.code, 3);
+  EXPECT_EQ(silent.report()["representations"], json::array());
+}
+
+TEST(Run, BadInputIsExitCodeOneAndNamesTheFile)
+{
+  const TemporaryFile nonsense("nonsense.vtu", "this is no mesh");
+  const TemporaryFile mesh("input.vtk", twoCubes());
+  const std::string nowhere = testing::TempDir() + "no/such/folder/x";
+  const std::vector<std::string> cases[] = {
+      {nonsense.path(), "--report", "-"},
+      {nowhere, "--report", "-"},
+      {testing::TempDir(), "--report", "-"},
+      {mesh.path(), "--ijk", "3,1,1", "--report", "-"},
+      {mesh.path(), "--ijk", "2,1,1", "--active", "none", "--report", "-"},
+      {mesh.path(), "--output", nowhere},
+      {mesh.path(), "--report", nowhere},
+  };
+  for (const auto& arguments : cases) {
+    SCOPED_TRACE(testing::PrintToString(arguments));
+    const Outcome outcome = runProgram(arguments);
+    EXPECT_EQ(outcome.code, 1);
+    const bool isOutput = arguments.back() == nowhere;
+    EXPECT_THAT(outcome.err, HasSubstr(isOutput ? nowhere : arguments.front()));
+    EXPECT_EQ(outcome.out, "");
+  }
+}
+
+TEST(Run, BadUsageIsExitCodeTwoAndNamesTheOption)
+{
+  const TemporaryFile mesh("usage.vtk", twoCubes());
+  const std::pair<std::vector<std::string>, const char*> cases[] = {
+      {{}, "--demo"},
+      {{mesh.path()}, "--output"},
+      {{mesh.path(), "--report", "-", "--colormap", "sepia"},
+       "--colormap takes one of rainbow-turbo"},
+      {{"--demo", "teapot", "--report", "-"}, "--demo takes one of beam"},
+      {{mesh.path(), "--report", "-", "--color-by", "T"},
+       "it has id@cell, all@cell, x@node, v@node"},
+      {{mesh.path(), "--report", "-", "--color-by", "x@cell"}, "--color-by"},
+      {{mesh.path(), "--report", "-", "--cells", "T=0,1"}, "--cells"},
+      {{mesh.path(), "--report", "-", "--cell-range", "0,0,0,1,0,0"}, "--cell-range takes MIN,MAX"},
+      {{mesh.path(), "--report", "-", "--cell-range", "2,9"}, "it has 2"},
+      {{mesh.path(), "--report", "-", "--ijk", "2,1,1", "--cell-range", "0,1"}, "I,J,K,I,J,K"},
+      {{mesh.path(), "--report", "-", "--ijk", "2,1,1", "--cell-range", "0,1,0,1,1,0"}, "no 1"},
+  };
+  for (const auto& [arguments, expected] : cases) {
+    SCOPED_TRACE(testing::PrintToString(arguments));
+    const Outcome outcome = runProgram(arguments);
+    EXPECT_EQ(outcome.code, 2);
+    EXPECT_THAT(outcome.err, HasSubstr(expected));
+    EXPECT_EQ(outcome.out, "");
+  }
+}
+
+TEST(Run, AnswersWithoutAMesh)
+{
+  EXPECT_THAT(runProgram({"--help"}).out, HasSubstr("Exit codes"));
+  EXPECT_THAT(runProgram({"--version"}).out, testing::MatchesRegex("velmoview [0-9.]+\n"));
+  EXPECT_THAT(runProgram({"--colormap", "list"}).out, HasSubstr("blue-white-red\n"));
+  EXPECT_THAT(runProgram({"--demo", "list"}).out, HasSubstr("reservoir-vertex "));
+}
+
+TEST(Run, ColoursChangeThePicture)
+{
+  const TemporaryFile mesh("colors.vtk", twoCubes());
+  const TemporaryFile picture("colors.png");
+  const auto draw = [&](std::vector<std::string> how) {
+    how.insert(how.begin(), {mesh.path(), "--output", picture.path(), "--size", "90x60"});
+    const Outcome outcome = runProgram(how);
+    EXPECT_EQ(outcome.code, 0) << outcome.err;
+    MxImage image;
+    std::string error;
+    mxReadPng(picture.path(), image, error);
+    return image.rgba;
+  };
+  // Each is unlike every other; the default is the first scalar per node in the default colours.
+  const std::vector<std::vector<std::uint8_t>> pictures{draw({}),
+                                                        draw({"--color-by", "id"}),
+                                                        draw({"--color-by", "none"}),
+                                                        draw({"--colormap", "glow"}),
+                                                        draw({"--range", "-5,20"}),
+                                                        draw({"--edges"}),
+                                                        draw({"--points"}),
+                                                        draw({"--edges", "--no-faces"}),
+                                                        draw({"--view", "0,0,-1"}),
+                                                        draw({"--background", "dark"}),
+                                                        draw({"--opacity", "0.4"})};
+  for (std::size_t a = 0; a < pictures.size(); ++a)
+    for (std::size_t b = 0; b < a; ++b)
+      EXPECT_NE(pictures[a], pictures[b]) << a << " and " << b;
+  EXPECT_EQ(pictures[0],
+            draw({"--color-by", "x@node", "--colormap", "rainbow-turbo", "--range", "0,2"}));
+}
+
+TEST(Run, AMeshFarFromZeroLooksTheSame)
+{
+  const auto cubesAt = [](double x) {
+    std::string text = twoCubes();
+    // The points are the only lines of three single digits.
+    std::istringstream lines(text);
+    std::string moved, line;
+    while (std::getline(lines, line)) {
+      const bool isPoint = line.size() == 5 && line[1] == ' ' && line[3] == ' ' && line[0] != '3';
+      moved += isPoint ? std::to_string(std::stod(line) + x) + line.substr(1) + "\n" : line + "\n";
+    }
+    return moved;
+  };
+  const TemporaryFile nearby("near.vtk", cubesAt(0)), far("far.vtk", cubesAt(3e5));
+  const TemporaryFile one("one.png"), two("two.png");
+  ASSERT_EQ(runProgram({nearby.path(), "--edges", "--output", one.path(), "--size", "90x60"}).code,
+            0);
+  const Outcome outcome = runProgram(
+      {far.path(), "--edges", "--output", two.path(), "--size", "90x60", "--report", "-"});
+  ASSERT_EQ(outcome.code, 0);
+  EXPECT_NEAR(outcome.report()["representations"][0]["area"].get<double>(), 10, 1e-6);
+  MxImage a, b;
+  std::string error;
+  ASSERT_TRUE(mxReadPng(one.path(), a, error) && mxReadPng(two.path(), b, error));
+  std::size_t differing = 0;
+  for (std::size_t n = 0; n < a.rgba.size(); ++n)
+    differing += std::abs(a.rgba[n] - b.rgba[n]) > 24 ? 1 : 0;
+  EXPECT_LT(differing, a.rgba.size() / 100);
+}
+
+TEST(Demos, EachDrawsACleanSkinOfItsKind)
+{
+  const std::pair<const char*, const char*> kinds[] = {
+      {"beam", "VOLUME_MESH_UNSTRUCTURED"},
+      {"lug", "VOLUME_MESH_UNSTRUCTURED"},
+      {"grains", "VOLUME_MESH_UNSTRUCTURED"},
+      {"reservoir", "VOLUME_MESH_HEXAHEDRON_IJK"},
+      {"reservoir-vertex", "VOLUME_MESH_VERTEX_HEXAHEDRON_IJK"},
+      {"orbital", "VOLUME_MESH_REGULAR"},
+      {"cloud", "VOLUME_MESH_RECTILINEAR"},
+      {"turbine", "VOLUME_MESH_CURVILINEAR"}};
+  ASSERT_EQ(std::size(kinds), velmoview::allDemos().size());
+  json reservoirs[2];
+  for (const auto& [name, kind] : kinds) {
+    for (const char* size : {"5", "24"}) {
+      SCOPED_TRACE(std::string(name) + " " + size);
+      const TemporaryFile picture("demo.png");
+      const Outcome outcome =
+          runProgram({"--demo", name, "--demo-size", size, "--strict", "--report", "-", "--output",
+                      picture.path(), "--size", "120x90"});
+      ASSERT_EQ(outcome.code, 0) << outcome.err;
+      const json report = outcome.report();
+      EXPECT_EQ(report["input"]["kind"], kind);
+      EXPECT_EQ(report["input"]["bad_cells"]["count"], 0);
+      EXPECT_GE(report["input"]["arrays"].size(), 2u);
+      EXPECT_EQ(report["picture"]["blank"], false);
+      const json& skin = report["representations"][0];
+      EXPECT_GT(skin["cells"], 10);
+      EXPECT_EQ(skin["open_edges"], 0);
+      if (std::string(name).starts_with("reservoir") && std::string(size) == "24")
+        reservoirs[name == std::string("reservoir") ? 0 : 1] = skin;
+    }
+  }
+  // One grid given in two ways.
+  EXPECT_EQ(reservoirs[0]["cells"], reservoirs[1]["cells"]);
+  EXPECT_EQ(reservoirs[0]["nodes"], reservoirs[1]["nodes"]);
+  EXPECT_NEAR(reservoirs[0]["area"].get<double>(), reservoirs[1]["area"].get<double>(), 1);
+}
+
+TEST(WarningLog, WritesThePostingFunctionPlainly)
+{
+  using velmoview::plainWarning;
+  EXPECT_EQ(plainWarning("Coin warning in MoMeshSkin::doExtract(): Cannot.\n"),
+            "MoMeshSkin::doExtract: Cannot.");
+  EXPECT_EQ(plainWarning("Coin error in SoDB::read(): bad (): x"), "SoDB::read: bad (): x");
+  EXPECT_EQ(plainWarning("ERROR allocating 'skin'."), "ERROR allocating 'skin'.");
+}
