@@ -30,6 +30,10 @@ constexpr NamedMap kMaps[] = {
     {"grey", Maps::GREY},
 };
 
+/// The default map is nearly black at both ends, which hides edges and shading: a range that nobody
+/// asked for leaves this share of it unused on each side.
+constexpr double kUnusedEnd = 0.07;
+
 bool canColor(const ModelArray& array)
 {
   return array.set && (array.components == 1 || array.components == 3);
@@ -113,6 +117,10 @@ void setRange(const Model& model, const ModelArray& array, const Options& option
     const double half = std::max(0.5, std::abs(range.min) * 1e-3);
     coloring.min = range.min - half;
     coloring.max = range.max + half;
+  } else if (coloring.colormap == kMaps[0].value) {
+    const double unused = (range.max / 2 - range.min / 2) * (2 * kUnusedEnd / (1 - 2 * kUnusedEnd));
+    coloring.min -= unused;
+    coloring.max += unused;
   }
 }
 

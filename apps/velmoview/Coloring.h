@@ -22,7 +22,8 @@ std::string colormapList();
 int findColormap(const std::string& name);
 
 /// The array that --color-by names, or else the first number per node, number per cell, or vector
-/// (by its length). The range is the one asked for, or that of the live cells' finite values.
+/// (by its length). The range is the one asked for, or that of the live cells' finite values; for
+/// the default map a little wider.
 /// @throw UsageError when the array does not exist or has no colour
 Coloring chooseColoring(const Model& model, const Options& options);
 

@@ -26,8 +26,7 @@ MbVec3d place(double around, double outward, double up)
   const MbVec3d hole{std::cos(angle), std::sin(angle), 0};
   const double g = outward * (0.45 + 0.55 * outward); // finer near the hole
   MbVec3d p = hole * (1 - g) + rim * g;
-  const double r = std::hypot(p.x, p.y);
-  p.z = up * (kHalfThickness + kBoss * (1 - smoothStep(1.5, 1.9, r)));
+  p.z = up * (kHalfThickness + kBoss * (1 - smoothStep(0.25, 0.45, outward)));
   return p;
 }
 
