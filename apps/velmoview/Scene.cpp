@@ -15,6 +15,7 @@
 #include <Inventor/actions/SoGetBoundingBoxAction.h>
 #include <Inventor/nodes/SoDirectionalLight.h>
 #include <Inventor/nodes/SoDrawStyle.h>
+#include <Inventor/nodes/SoLightModel.h>
 #include <Inventor/nodes/SoMaterial.h>
 #include <Inventor/nodes/SoPerspectiveCamera.h>
 #include <Inventor/nodes/SoSeparator.h>
@@ -132,6 +133,13 @@ void Scene::addAppearance(SoGroup& root)
   auto* base = new SoMaterial;
   base->ambientColor = SbColor(0.35f, 0.35f, 0.35f);
   root.addChild(base);
+  if (!m_options.faces) {
+    // Lit by the normals of the faces that are not shown, half of the lines and points would be
+    // dark.
+    auto* unlit = new SoLightModel;
+    unlit->model = SoLightModel::BASE_COLOR;
+    root.addChild(unlit);
+  }
   auto* widths = new SoDrawStyle;
   widths->lineWidth = 1;
   widths->pointSize = 4;
