@@ -1,5 +1,8 @@
 #include <velmo/toolkit/SoIndexedFaceSetOutline.h>
 
+#include <Inventor/actions/SoGLRenderAction.h>
+#include <Inventor/elements/SoShapeHintsElement.h>
+
 MO_NODE_SOURCE(SoIndexedFaceSetOutline, SoIndexedFaceSet)
 
 SoIndexedFaceSetOutline::SoIndexedFaceSetOutline()
@@ -26,4 +29,21 @@ SoIndexedFaceSetOutline::SoIndexedFaceSetOutline()
 SbBool SoIndexedFaceSetOutline::isCompatibleWithState(SoState*) const
 {
   return FALSE;
+}
+
+void SoIndexedFaceSetOutline::GLRender(SoGLRenderAction* action)
+{
+  SoState* state = action->getState();
+  SoShapeHintsElement::VertexOrdering ordering;
+  SoShapeHintsElement::ShapeType shape;
+  SoShapeHintsElement::FaceType face;
+  SoShapeHintsElement::get(state, ordering, shape, face);
+  if (ordering != SoShapeHintsElement::UNKNOWN_ORDERING) {
+    inherited::GLRender(action);
+    return;
+  }
+  state->push();
+  SoShapeHintsElement::set(state, this, SoShapeHintsElement::COUNTERCLOCKWISE, shape, face);
+  inherited::GLRender(action);
+  state->pop();
 }

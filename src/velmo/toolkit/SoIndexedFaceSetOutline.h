@@ -45,6 +45,10 @@ public:
   void bypassSinglePassOutline(SbBool bypass) { m_bypassed = bypass; }
   SbBool isSinglePassOutlineBypassed() const { return m_bypassed; }
 
+  /// Faces are lit from both sides unless a vertex ordering above says otherwise: meshes with
+  /// inverted or left-handed cells would show black faces.
+  void GLRender(SoGLRenderAction* action) override;
+
 protected:
   ~SoIndexedFaceSetOutline() override = default;
 
