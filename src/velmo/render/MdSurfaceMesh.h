@@ -8,10 +8,9 @@
 
 /// Draws an extracted surface: its faces, and their edges and points where the draw style says so.
 ///
-/// The faces are wound counter-clockwise seen from outside. With the toolkit's default shape hints
-/// they are lit from outside only, and each face has its own normal; an application that wants both
-/// sides lit, or smooth shading, puts an SoShapeHints above the representation (vertex ordering
-/// COUNTERCLOCKWISE, a crease angle).
+/// The faces are wound counter-clockwise seen from outside, each has its own normal, and both sides
+/// are lit. An application that wants smooth shading or one lit side puts an SoShapeHints above the
+/// representation (a crease angle; vertex ordering COUNTERCLOCKWISE and shape type SOLID).
 class MdSurfaceMesh final : public MdIndexedMesh
 {
 public:
