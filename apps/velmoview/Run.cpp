@@ -19,6 +19,8 @@ namespace velmoview {
 
 namespace {
 
+const std::string kOwnName = "velmoview: ";
+
 /// The library is started while one of these lives.
 struct Library
 {
@@ -73,9 +75,9 @@ void writeReport(const nlohmann::ordered_json& report, const std::string& path, 
 void addOwnWarnings(const Model& model, const Scene& scene, WarningLog& warnings)
 {
   for (const std::string& note : model.notes)
-    warnings.add("velmoview: " + model.source + ": " + note);
+    warnings.add(kOwnName + model.source + ": " + note);
   if (scene.drawn().empty())
-    warnings.add("velmoview: " + model.source +
+    warnings.add(kOwnName + model.source +
                  ": not a volume mesh, and there is nothing else to draw it by yet");
 }
 
@@ -94,7 +96,7 @@ int draw(const Options& options, std::ostream& out, std::ostream& err)
       options.demo.empty() ? readModel(options) : makeDemo(options.demo, options.demoSize);
   RunFacts facts;
   facts.readMs = reading.milliseconds();
-  facts.threads = options.serial ? 1 : tbb::this_task_arena::max_concurrency();
+  facts.threads = tbb::this_task_arena::max_concurrency();
 
   const Library library;
   WarningLog warnings;
@@ -107,8 +109,10 @@ int draw(const Options& options, std::ostream& out, std::ostream& err)
   }
   if (!options.report.empty()) facts.badCells = findBadCells(model, !options.serial);
   facts.warnings = warnings.texts();
-  for (const std::string& text : facts.warnings)
-    err << "velmoview: warning: " << text << "\n";
+  for (const std::string& text : facts.warnings) {
+    const bool isOwn = text.starts_with(kOwnName);
+    err << kOwnName << "warning: " << (isOwn ? text.substr(kOwnName.size()) : text) << "\n";
+  }
   if (!options.report.empty())
     writeReport(makeReport(model, options, scene.drawn(), facts), options.report, out);
   return options.strict && (!facts.warnings.empty() || drewNothing(scene)) ? kNotClean : kDone;
@@ -124,11 +128,13 @@ int run(const std::vector<std::string>& arguments, std::ostream& out, std::ostre
     if (answerAtOnce(options, out)) return kDone;
     checkComplete(options);
     const int threads = options.serial ? 1 : options.threads;
-    std::optional<tbb::global_control> limit;
-    if (threads > 0)
-      limit.emplace(tbb::global_control::max_allowed_parallelism,
-                    static_cast<std::size_t>(threads));
-    return draw(options, out, err);
+    if (threads == 0) return draw(options, out, err);
+    // The limit is for the workers that exist, the arena for those that work here: more than the
+    // machine has cores may be asked for.
+    const tbb::global_control limit(tbb::global_control::max_allowed_parallelism,
+                                    static_cast<std::size_t>(threads));
+    tbb::task_arena arena(threads);
+    return arena.execute([&] { return draw(options, out, err); });
   } catch (const UsageError& e) {
     err << "velmoview: " << e.what() << "\n";
     return kBadUsage;

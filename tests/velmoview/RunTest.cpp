@@ -234,6 +234,17 @@ TEST(Run, BadUsageIsExitCodeTwoAndNamesTheOption)
   }
 }
 
+TEST(Run, WorksWithTheThreadsAskedFor)
+{
+  const auto threads = [](std::vector<std::string> how) {
+    how.insert(how.begin(), {"--demo", "beam", "--demo-size", "6", "--report", "-"});
+    return runProgram(how).report()["threads"].get<int>();
+  };
+  EXPECT_EQ(threads({"--threads", "1"}), 1);
+  EXPECT_EQ(threads({"--threads", "3"}), 3);
+  EXPECT_EQ(threads({"--serial"}), 1);
+}
+
 TEST(Run, AnswersWithoutAMesh)
 {
   EXPECT_THAT(runProgram({"--help"}).out, HasSubstr("Exit codes"));

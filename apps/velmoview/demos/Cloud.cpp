@@ -52,13 +52,17 @@ double cloudWater(double x, double y, double z)
       gauss(r, 1.5 + 0.16 * z) * smoothStep(1.2, 1.7, z) * (1 - smoothStep(10.2, 11.4, z));
   const double anvil = gauss(std::hypot((x - 1.6) / 1.35, y), 3.4) * gauss(z - 10.4, 0.55);
   double small = 0;
-  for (int c = 0; c < 7; ++c) {
-    const double angle = 0.9 * c + 0.4, away = 4.4 + 2.4 * std::abs(std::sin(2.3 * c));
-    const double d = std::hypot(x - away * std::cos(angle), y - away * std::sin(angle));
-    small = std::max(small, gauss(d, 0.6 + 0.2 * (c % 3)) * smoothStep(1.2, 1.5, z) *
-                                (1 - smoothStep(2.0 + 0.4 * (c % 3), 2.9 + 0.5 * (c % 3), z)));
+  if (z > 1.2 && z < 4) {
+    for (int c = 0; c < 7; ++c) {
+      const double angle = 0.9 * c + 0.4, away = 4.4 + 2.4 * std::abs(std::sin(2.3 * c));
+      const double d = std::hypot(x - away * std::cos(angle), y - away * std::sin(angle));
+      small = std::max(small, gauss(d, 0.6 + 0.2 * (c % 3)) * smoothStep(1.2, 1.5, z) *
+                                  (1 - smoothStep(2.0 + 0.4 * (c % 3), 2.9 + 0.5 * (c % 3), z)));
+    }
   }
-  return 2.4 * std::max({tower, 0.9 * anvil, small}) * (0.45 + 0.8 * billow(x, y, z)) - 0.75;
+  const double most = std::max({tower, 0.9 * anvil, small});
+  if (most < 0.1) return -0.75; // clear air, whatever the billows
+  return 2.4 * most * (0.45 + 0.8 * billow(x, y, z)) - 0.75;
 }
 
 /// Metres a second: up in the tower and in the small clouds, down around them.
