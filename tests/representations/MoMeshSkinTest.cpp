@@ -8,6 +8,8 @@
 #include <velmo/nodes/MoMaterial.h>
 #include <velmo/nodes/MoScalarSetI.h>
 #include <velmo/nodes/MoTessellator.h>
+#include <velmo/render/details/MoFaceDetail.h>
+#include <velmo/render/details/MoMeshDetail.h>
 #include <velmo/render/MdLineMesh.h>
 #include <velmo/render/MdPointMesh.h>
 #include <velmo/representation/MxAttributesManager.h>
@@ -17,12 +19,14 @@
 #include <tests/support/WarningLog.h>
 
 #include <Inventor/actions/SoGetBoundingBoxAction.h>
+#include <Inventor/actions/SoRayPickAction.h>
 #include <Inventor/actions/SoSearchAction.h>
 #include <Inventor/actions/SoWriteAction.h>
 #include <Inventor/sensors/SoNodeSensor.h>
 #include <Inventor/SoDB.h>
 #include <Inventor/SoInput.h>
 #include <Inventor/SoOutput.h>
+#include <Inventor/SoPickedPoint.h>
 
 #include <gmock/gmock.h>
 
@@ -660,4 +664,30 @@ TEST(MoMeshSkin, ShowsItsHiddenRootInOrder)
   EXPECT_FALSE(skin->affectsState());
   EXPECT_EQ(skin->minCellRanges.getNum(), 0);
   EXPECT_TRUE(skin->maxCellRanges.isDefault());
+}
+
+TEST(MoMeshSkin, NamesThePickedCell)
+{
+  const Row row(VOLUME_MESH_REGULAR);
+  SkinScene scene;
+  scene.mesh->setMesh(row.mesh.get());
+  scene.skin->minCellRanges.setValues(0, 3, std::vector<std::uint32_t>{2, 0, 0}.data());
+  SoRayPickAction pick(SbViewportRegion(100, 100));
+  pick.setRay(SbVec3f(3.4f, 0.2f, 5), SbVec3f(0, 0, -1));
+  pick.apply(scene.root);
+  const SoPickedPoint* point = pick.getPickedPoint();
+  ASSERT_NE(point, nullptr);
+  EXPECT_EQ(point->getPoint(), SbVec3f(3.4f, 0.2f, 0.25f));
+  const auto* detail = dynamic_cast<const MoFaceDetail*>(point->getDetail());
+  ASSERT_NE(detail, nullptr);
+  EXPECT_EQ(detail->getSourceCell(), 3u);
+  const std::unique_ptr<MoFaceDetail> special(
+      scene.skin->getMeshDetail()->specilizeFaceDetail(*detail));
+  const auto* ijk = dynamic_cast<const MoFaceDetailIjk*>(special.get());
+  ASSERT_NE(ijk, nullptr);
+  EXPECT_EQ(ijk->getI(), 3u);
+  EXPECT_EQ(ijk->getJ(), 0u);
+  const std::unique_ptr<SoDetail> copy(ijk->copy());
+  EXPECT_EQ(static_cast<MoFaceDetailIjk*>(copy.get())->getI(), 3u);
+  EXPECT_EQ(static_cast<MoFaceDetailIjk*>(copy.get())->getNumPoints(), detail->getNumPoints());
 }

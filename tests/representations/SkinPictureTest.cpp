@@ -6,6 +6,8 @@
 #include <velmo/nodes/MoDrawStyle.h>
 #include <velmo/nodes/MoMaterial.h>
 
+#include <velmo/toolkit/MxOffscreenCanvas.h>
+
 #include <tests/support/MeshZoo.h>
 #include <tests/support/Offscreen.h>
 
@@ -180,5 +182,40 @@ TEST_F(SkinPicture, LightsBothSidesOfTheFaces)
   scene.mesh->setMesh(&mirrored);
   draw();
   EXPECT_GT(inside()[0], 200);
+  scene.mesh->reset();
+}
+
+TEST_F(SkinPicture, FollowsWhatStandsOutsideACachedSeparator)
+{
+  const SoRef<SoSeparator> cached(new SoSeparator);
+  cached->renderCaching = SoSeparator::ON;
+  cached->addChild(scene.skin);
+  scene.root->replaceChild(scene.skin, cached);
+  MxOffscreenCanvas canvas; // one context, whose caches live from picture to picture
+  canvas.setBackground({1, 1, 1, 1});
+  const auto drawAgain = [&] {
+    for (int i = 0; i < 3; ++i)
+      picture = canvas.render(scene.root, 200, 100);
+  };
+  drawAgain();
+  EXPECT_THAT(inside(), rgb(0, 0, 0));
+  scene.mapping->colors.set1Value(0, SbVec4f(1, 0, 0, 1));
+  drawAgain();
+  EXPECT_THAT(inside(), rgb(255, 0, 0)) << "mapping";
+  scene.set->setScalarSet(&perNode);
+  drawAgain();
+  EXPECT_THAT(at(1.9, 0.2), rgb(255, 242, 242)) << "set";
+  material->faceColoring = MoMaterial::COLOR;
+  material->faceColor = SbColor(0, 0, 1);
+  drawAgain();
+  EXPECT_THAT(inside(), rgb(0, 0, 255)) << "material";
+  const auto narrow = zoo::block(VOLUME_MESH_UNSTRUCTURED, {1, 2, 1});
+  scene.mesh->setMesh(narrow.get());
+  drawAgain();
+  EXPECT_THAT(at(1.5, 0.5), rgb(255, 255, 255)) << "mesh";
+  EXPECT_THAT(inside(), rgb(0, 0, 255));
+  drawStyle->displayFaces = FALSE;
+  drawAgain();
+  EXPECT_THAT(inside(), rgb(255, 255, 255)) << "draw style";
   scene.mesh->reset();
 }

@@ -14,7 +14,7 @@
 #include <velmo/representation/MdUndefinedMeshRepresentation.h>
 #include <velmo/representation/MxAttributesManager.h>
 
-#include <Inventor/actions/SoAction.h>
+#include <Inventor/actions/SoRayPickAction.h>
 #include <Inventor/errors/SoError.h>
 #include <Inventor/errors/SoMemoryError.h>
 #include <Inventor/sensors/SoFieldSensor.h>
@@ -158,6 +158,12 @@ void MoMeshRepresentation::doAction(SoAction* action)
   } catch (...) {
     failed([] { SoError::post("unknown exception"); });
   }
+}
+
+void MoMeshRepresentation::rayPick(SoRayPickAction* action)
+{
+  doAction(action);
+  m_implementation->rayPick(action);
 }
 
 void MoMeshRepresentation::clear()

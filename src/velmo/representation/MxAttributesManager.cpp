@@ -13,6 +13,8 @@
 #include <velmo/nodes/MoVec3SetElementIjk.h>
 #include <velmo/representation/MoMeshRepresentation.h>
 
+#include <Inventor/elements/SoCacheElement.h>
+
 #include <type_traits>
 
 namespace {
@@ -97,6 +99,8 @@ const MiMesh* MxAttributesManager::getMesh(SoState* state, MeshType& type, bool&
     m_meshCache = MdMeshCache::build(state);
     meshChanged = true;
   }
+  // Whoever caches this traversal depends on the mesh as well, also when it was not read again.
+  SoCacheElement::addCacheDependency(state, m_meshCache);
   type = m_meshCache->getMeshType();
   return m_meshCache->getMesh();
 }
