@@ -18,6 +18,7 @@
 #include <Inventor/nodes/SoLightModel.h>
 #include <Inventor/nodes/SoMaterial.h>
 #include <Inventor/nodes/SoPerspectiveCamera.h>
+#include <Inventor/nodes/SoPolygonOffset.h>
 #include <Inventor/nodes/SoSeparator.h>
 #include <Inventor/nodes/SoShapeHints.h>
 #include <Inventor/nodes/SoTranslation.h>
@@ -140,6 +141,13 @@ void Scene::addAppearance(SoGroup& root)
     unlit->model = SoLightModel::BASE_COLOR;
     root.addChild(unlit);
   }
+  // Faces step back by what they recede over a line's width; with the half of it that the library
+  // takes, edges that run away from the viewer are half hidden.
+  auto* offset = new SoPolygonOffset;
+  offset->factor = 1;
+  offset->units = 15;
+  offset->setOverride(TRUE);
+  root.addChild(offset);
   auto* widths = new SoDrawStyle;
   widths->lineWidth = 1;
   widths->pointSize = 4;
