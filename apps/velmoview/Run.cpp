@@ -81,8 +81,9 @@ void addOwnWarnings(const Model& model, const Scene& scene, WarningLog& warnings
                  ": not a volume mesh, and there is nothing else to draw it by yet");
 }
 
-bool drewNothing(const Scene& scene)
+bool drewNothing(const Scene& scene, const RunFacts& facts)
 {
+  if (facts.picture && facts.picture->blank) return true;
   for (const Drawn& drawn : scene.drawn()) {
     if (!drawn.surface() || drawn.surface()->topology.getCellCount() == 0) return true;
   }
@@ -104,7 +105,9 @@ int draw(const Options& options, std::ostream& out, std::ostream& err)
   scene.extract(!options.report.empty());
   addOwnWarnings(model, scene, warnings);
   if (!options.output.empty()) {
-    scene.aim();
+    if (!scene.aim())
+      warnings.add(kOwnName + model.source +
+                   ": lies too far from zero for its size to be drawn well; the report is exact");
     facts.picture = drawPicture(scene.root(), options);
   }
   if (!options.report.empty()) facts.badCells = findBadCells(model, !options.serial);
@@ -115,7 +118,8 @@ int draw(const Options& options, std::ostream& out, std::ostream& err)
   }
   if (!options.report.empty())
     writeReport(makeReport(model, options, scene.drawn(), facts), options.report, out);
-  return options.strict && (!facts.warnings.empty() || drewNothing(scene)) ? kNotClean : kDone;
+  return options.strict && (!facts.warnings.empty() || drewNothing(scene, facts)) ? kNotClean
+                                                                                  : kDone;
 }
 
 } // namespace

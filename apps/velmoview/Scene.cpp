@@ -4,6 +4,7 @@
 #include <velmo/extraction/interfaces/MiExtractorCallback.h>
 #include <velmo/extraction/interfaces/MxMeshKind.h>
 #include <velmo/mesh/MbCellFilter.h>
+#include <velmo/mesh/MbMeshSummary.h>
 #include <velmo/nodes/MoCellFilter.h>
 #include <velmo/nodes/MoDataBinding.h>
 #include <velmo/nodes/MoDrawStyle.h>
@@ -25,6 +26,7 @@
 #include <Inventor/SbViewportRegion.h>
 
 #include <algorithm>
+#include <limits>
 
 namespace velmoview {
 
@@ -286,16 +288,25 @@ void Scene::extract(bool again)
   }
 }
 
-void Scene::aim()
+bool Scene::aim()
 {
   std::vector<MbVec3d> points;
+  MbBox box;
   for (const Drawn& drawn : m_drawn) {
     const MeXSurfaceMeshUnstructured* surface = drawn.surface();
     const std::size_t count = surface ? surface->geometry.getNodeCount() : 0;
-    for (std::size_t n = 0; n < count; ++n)
-      points.push_back(surface->geometry.getNode(n) - m_shift);
+    for (std::size_t n = 0; n < count; ++n) {
+      const MbVec3d p = surface->geometry.getNode(n);
+      points.push_back(p - m_shift);
+      box.include(p);
+    }
   }
-  fitCamera(*m_camera, points, m_axes, static_cast<double>(m_options.size[0]) / m_options.size[1]);
+  const double aspect = static_cast<double>(m_options.size[0]) / m_options.size[1];
+  fitCamera(*m_camera, points, m_axes, aspect);
+  if (box.isEmpty()) return true;
+  const double farthest = std::max(length(box.min), length(box.max));
+  const double rounding = farthest * std::numeric_limits<float>::epsilon() / 2;
+  return rounding * std::max(m_options.size[0], m_options.size[1]) <= length(box.max - box.min);
 }
 
 } // namespace velmoview

@@ -50,7 +50,9 @@ public:
   void extract(bool again);
 
   /// Aims the camera at what was extracted.
-  void aim();
+  /// @return false when that lies so far from zero that single precision, in which it is drawn,
+  ///         moves its points by more than a pixel
+  bool aim();
 
   SoSeparator* root() const { return m_root; }
   const std::vector<Drawn>& drawn() const { return m_drawn; }

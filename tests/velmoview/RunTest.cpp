@@ -317,6 +317,28 @@ TEST(Run, AMeshFarFromZeroLooksTheSame)
   EXPECT_LT(differing, a.rgba.size() / 100);
 }
 
+TEST(Run, SaysWhenAMeshIsTooFarFromZeroToBeDrawn)
+{
+  std::string text = twoCubes();
+  const std::size_t first = text.find("0 0 0\n");
+  text.replace(first, text.find("CELLS") - first, [] {
+    std::string points;
+    for (int n = 0; n < 12; ++n)
+      points += std::to_string(1000000000 + n % 3) + " " + std::to_string(n / 3 % 2) + " " +
+                std::to_string(n / 6) + "\n";
+    return points;
+  }());
+  const TemporaryFile mesh("far_away.vtk", text);
+  const TemporaryFile picture("far_away.png");
+  const std::vector<std::string> arguments{mesh.path(), "--report", "-", "--output",
+                                           picture.path()};
+  const Outcome outcome = runProgram(arguments);
+  EXPECT_EQ(outcome.code, 0);
+  EXPECT_THAT(outcome.err, HasSubstr("too far from zero"));
+  EXPECT_NEAR(outcome.report()["representations"][0]["area"].get<double>(), 10, 1e-6);
+  EXPECT_EQ(runProgram({mesh.path(), "--report", "-", "--strict"}).code, 0); // no picture, no fault
+}
+
 TEST(Demos, EachDrawsACleanSkinOfItsKind)
 {
   const std::pair<const char*, const char*> kinds[] = {
