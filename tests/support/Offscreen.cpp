@@ -9,6 +9,9 @@
 
 namespace {
 
+// The golden pictures are the software renderer's; before the first graphics context is made.
+[[maybe_unused]] const int s_softwareWanted = setenv("LIBGL_ALWAYS_SOFTWARE", "1", 0);
+
 std::string goldenPath(const std::string& name)
 {
   return std::string(VELMO_SOURCE_DIR) + "/tests/golden/" + name + ".png";
