@@ -92,6 +92,15 @@ TEST_F(Reference, PublishedFilesAgreeWithTheirConversions)
   }
 }
 
+TEST_F(Reference, NamesTheCompressionThatItCannotRead)
+{
+  const Outcome outcome =
+      runProgram({dataFile("tet_reservoir/original/synthetic.vtu"), "--report", "-"});
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_THAT(outcome.err, testing::AllOf(testing::HasSubstr("synthetic.vtu"),
+                                          testing::HasSubstr("vtkLZMADataCompressor")));
+}
+
 TEST_F(Reference, DescribesTheInputExactly)
 {
   for (const auto& [name, set] : m_sets.items()) {
