@@ -63,13 +63,14 @@ bool drawTo(const char* path, SoSeparator* model)
   auto* camera = new SoPerspectiveCamera;
   auto* sun = new SoDirectionalLight;
   auto* hints = new SoShapeHints;
-  sun->direction.setValue(-0.4f, -0.8f, -0.6f);
+  sun->direction.setValue(-0.8f, -0.35f, -0.5f);
   hints->vertexOrdering = SoShapeHints::COUNTERCLOCKWISE; // both sides of a face are lit
   for (SoNode* node : std::initializer_list<SoNode*>{camera, sun, hints, model})
     scene->addChild(node);
-  camera->position.setValue(4, 3, 3);
-  camera->pointAt(SbVec3f(0, 0, 3), SbVec3f(0, 0, 1));
+  camera->position.setValue(4, 4, 5);
+  camera->pointAt(SbVec3f(0, 0, 3), SbVec3f(1, 0, 0));
   camera->viewAll(scene, SbViewportRegion(800, 600));
+  camera->heightAngle = 1.15f * camera->heightAngle.getValue(); // a margin around it
 
   MxOffscreenCanvas canvas;
   canvas.setBackground(SbColor4f(0.95f, 0.96f, 0.98f, 1));
