@@ -1,10 +1,12 @@
 // Times the skin of the standard meshes with one thread and with two.
 //
-//   skin_bench [--quick] [--only SUBSTRING] [--runs N] [--threads N] [--ids32]
+//   skin_bench [--quick] [--only SUBSTRING] [--runs N] [--threads N] [--ids32] [--phases]
 //
 // One line per mesh and thread count: median and best time of an extraction from a new mesh object,
-// with the check of the mesh, and the check alone; faces, nodes, area, enclosed volume (1 for all
-// meshes); the growth of the resident set at its peak, output included.
+// with the check of the mesh, and the check alone; the processor time of all threads together,
+// which other programs disturb less; faces, nodes, area, enclosed volume (1 for all meshes); the
+// growth of the resident set at its peak, output included. --phases adds the processor time of each
+// phase.
 
 #include "Workloads.h"
 
@@ -18,6 +20,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <fstream>
 #include <functional>
 #include <malloc.h>
@@ -30,6 +33,29 @@ double now()
   using namespace std::chrono;
   return duration<double>(steady_clock::now().time_since_epoch()).count();
 }
+
+double processorSeconds()
+{
+  timespec time{};
+  ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+  return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+}
+
+/// Notes the processor time of each phase.
+class PhaseTimes final : public MiExtractorCallback
+{
+public:
+  void beginExtract(const std::string&, std::size_t) override { times.clear(); }
+  void endExtract() override {}
+  void beginPhase(const std::string& name, std::size_t) override
+  {
+    times.emplace_back(name, processorSeconds());
+  }
+  void endPhase() override { times.back().second = processorSeconds() - times.back().second; }
+  bool endStep(std::size_t) override { return true; }
+
+  std::vector<std::pair<std::string, double>> times;
+};
 
 double statusMb(const char* key)
 {
@@ -77,7 +103,7 @@ Measures measure(const MeXSurfaceMeshUnstructured& surface)
 
 struct Options
 {
-  bool quick = false, ids32 = false;
+  bool quick = false, ids32 = false, phases = false;
   int runs = 5;
   std::string only;
   std::vector<std::size_t> threads{1, 2};
@@ -85,13 +111,13 @@ struct Options
 
 struct Run
 {
-  double total = 0, check = 0;
+  double total = 0, check = 0, processor = 0;
   Measures measures;
 };
 
 /// One extraction from a new mesh object.
 template <class Extractor, class MakeMesh>
-Run runOnce(const MakeMesh& makeMesh, bool parallel)
+Run runOnce(const MakeMesh& makeMesh, bool parallel, PhaseTimes* phases)
 {
   const auto mesh = makeMesh();
   Run run;
@@ -101,10 +127,12 @@ Run runOnce(const MakeMesh& makeMesh, bool parallel)
     (void)checkMesh(*mesh, parallel, monitor);
     run.check = now() - begin;
   }
-  const double begin = now();
+  const double begin = now(), processorBegin = processorSeconds();
   const auto extractor = Extractor::getNewInstance(*mesh, parallel);
+  extractor->setCallback(phases);
   const MeXSurfaceMeshUnstructured& surface = extractor->extractSkin(nullptr);
   run.total = now() - begin;
+  run.processor = processorSeconds() - processorBegin;
   run.measures = measure(surface);
   return run;
 }
@@ -114,27 +142,34 @@ void time(const char* name, std::size_t cellCount, const Options& options, const
 {
   for (const std::size_t threads : options.threads) {
     const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, threads);
-    std::vector<double> totals, checks;
+    std::vector<double> totals, checks, processor;
+    PhaseTimes phases;
     Measures measures;
     double growth = 0;
     for (int run = 0; run < options.runs; ++run) {
       ::malloc_trim(0);
       resetPeak();
       const double before = statusMb("VmRSS:");
-      const Run one = runOnce<Extractor>(makeMesh, threads > 1);
+      const Run one = runOnce<Extractor>(makeMesh, threads > 1, options.phases ? &phases : nullptr);
       growth = std::max(growth, statusMb("VmHWM:") - before);
       totals.push_back(one.total);
       checks.push_back(one.check);
+      processor.push_back(one.processor);
       measures = one.measures;
     }
     std::sort(totals.begin(), totals.end());
     std::sort(checks.begin(), checks.end());
+    std::sort(processor.begin(), processor.end());
     const std::size_t middle = totals.size() / 2;
-    std::printf("%-8s %zu threads  %8.1f ms (best %7.1f)  check %6.1f ms  %7zu faces %7zu nodes  "
+    std::printf("%-8s %zu threads  %8.1f ms (best %7.1f)  processor %7.1f (best %7.1f)  check "
+                "%6.1f ms  %7zu faces %7zu nodes  "
                 "area %.9f  volume %.9f  +%.0f MB, %.0f B/cell\n",
-                name, threads, totals[middle] * 1e3, totals[0] * 1e3, checks[middle] * 1e3,
-                measures.faces, measures.nodes, measures.area, measures.volume, growth,
+                name, threads, totals[middle] * 1e3, totals[0] * 1e3, processor[middle] * 1e3,
+                processor[0] * 1e3, checks[middle] * 1e3, measures.faces, measures.nodes,
+                measures.area, measures.volume, growth,
                 growth * 1048576 / static_cast<double>(cellCount));
+    for (const auto& [phase, seconds] : phases.times)
+      std::printf("    %-24s %8.1f ms\n", phase.c_str(), seconds * 1e3);
     std::fflush(stdout);
   }
 }
@@ -181,6 +216,8 @@ int main(int argc, char** argv)
       options.quick = true;
     else if (argument == "--ids32")
       options.ids32 = true;
+    else if (argument == "--phases")
+      options.phases = true;
     else if (argument == "--only" && hasValue)
       options.only = argv[++i];
     else if (argument == "--runs" && hasValue)
@@ -189,7 +226,7 @@ int main(int argc, char** argv)
       options.threads = {static_cast<std::size_t>(std::max(1, std::atoi(argv[++i])))};
     else {
       std::fprintf(stderr, "usage: skin_bench [--quick] [--only SUBSTRING] [--runs N] "
-                           "[--threads N] [--ids32]\n");
+                           "[--threads N] [--ids32] [--phases]\n");
       return 2;
     }
   }

@@ -6,6 +6,17 @@
 #include <bit>
 #include <cstdint>
 
+/// The bits of a word. Written out, because the portable instruction set has none for it and most
+/// words here are empty or full.
+inline std::size_t countBits(std::uint64_t word)
+{
+  if (word == 0) return 0;
+  word -= word >> 1 & 0x5555555555555555u;
+  word = (word & 0x3333333333333333u) + (word >> 2 & 0x3333333333333333u);
+  word = (word + (word >> 4)) & 0x0f0f0f0f0f0f0f0fu;
+  return static_cast<std::size_t>(word * 0x0101010101010101u >> 56);
+}
+
 /// A set of numbers below a count, one bit each; empty means that nothing was ever put in.
 class MxBits
 {

@@ -190,16 +190,20 @@ std::vector<Remembered>& rememberedChecks()
   return checks;
 }
 
+std::shared_ptr<const MxMeshCheck> recall(const Key& key)
+{
+  const std::lock_guard lock(s_mutex);
+  std::erase_if(rememberedChecks(), [](const Remembered& r) { return r.check.expired(); });
+  for (const Remembered& r : rememberedChecks())
+    if (r.key == key)
+      if (auto check = r.check.lock()) return check;
+  return nullptr;
+}
+
 template <class Compute>
 std::shared_ptr<const MxMeshCheck> remember(const Key& key, const Compute& compute)
 {
-  {
-    const std::lock_guard lock(s_mutex);
-    std::erase_if(rememberedChecks(), [](const Remembered& r) { return r.check.expired(); });
-    for (const Remembered& r : rememberedChecks())
-      if (r.key == key)
-        if (auto check = r.check.lock()) return check;
-  }
+  if (auto known = recall(key)) return known;
   std::shared_ptr<const MxMeshCheck> check = compute();
   const std::lock_guard lock(s_mutex);
   rememberedChecks().push_back({key, check});
@@ -220,6 +224,39 @@ void refuseAbove32Bits(std::size_t count, const char* what)
 {
   if (count > kLargestCount)
     throw std::length_error(std::string("The mesh has more than 4294967295 ") + what + ".");
+}
+
+Key keyOf(const MiVolumeMeshUnstructured& mesh)
+{
+  const std::size_t cellCount = mesh.getTopology().getCellCount();
+  const std::size_t nodeCount = mesh.getGeometry().getNodeCount();
+  refuseAbove32Bits(cellCount, "cells");
+  refuseAbove32Bits(nodeCount, "nodes");
+  return keyOf(mesh, cellCount, nodeCount, mesh.getTopology().getView().connectivity.data);
+}
+
+std::shared_ptr<MxMeshCheck> checkCells(const MiVolumeMeshUnstructured& mesh, const MxBits& lost,
+                                        bool parallel, MxExtractionMonitor& monitor)
+{
+  const MiTopologyI& topology = mesh.getTopology();
+  const std::size_t nodeCount = mesh.getGeometry().getNodeCount();
+  std::shared_ptr<MxMeshCheck> check;
+  visitVolumeCells(topology, nodeCount, [&]<class Cells>(const Cells& cells) {
+    check = inspectCells(topology.getCellCount(), parallel, monitor,
+                         [&](Findings& found, std::size_t first, std::size_t last) {
+                           if (lost.empty() && cells.isCleanBlock(first, last, nodeCount)) return;
+                           typename Cells::Cursor cursor(cells);
+                           for (std::size_t cell = first; cell < last; ++cell) {
+                             const MxCellFault fault = cursor.probe(cell, nodeCount);
+                             if (fault == MxCellFault::UnknownShape)
+                               found.unknown.emplace_back(cell, cells.shapeNumber(cell));
+                             else if (fault == MxCellFault::Broken ||
+                                      (!lost.empty() && hasLostNode(cursor, lost)))
+                               found.broken.push_back(static_cast<std::uint32_t>(cell));
+                           }
+                         });
+  });
+  return check;
 }
 
 /// Grids whose node (i, j, k) has a finite place exactly when x[i], y[j] and z[k] have.
@@ -287,31 +324,25 @@ std::vector<std::string> MxMeshCheck::describe() const
 std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshUnstructured& mesh, bool parallel,
                                              MxExtractionMonitor& monitor)
 {
-  const MiTopologyI& topology = mesh.getTopology();
-  const std::size_t cellCount = topology.getCellCount();
-  const std::size_t nodeCount = mesh.getGeometry().getNodeCount();
-  refuseAbove32Bits(cellCount, "cells");
-  refuseAbove32Bits(nodeCount, "nodes");
-  const MiTopologyView view = topology.getView();
-  return remember(keyOf(mesh, cellCount, nodeCount, view.connectivity.data), [&] {
-    const MxBits lost = findLostNodes(mesh.getGeometry(), parallel, monitor);
-    std::shared_ptr<MxMeshCheck> check;
-    visitVolumeCells(topology, nodeCount, [&]<class Cells>(const Cells& cells) {
-      check = inspectCells(
-          cellCount, parallel, monitor, [&](Findings& found, std::size_t first, std::size_t last) {
-            if (lost.empty() && cells.isCleanBlock(first, last, nodeCount)) return;
-            typename Cells::Cursor cursor(cells);
-            for (std::size_t cell = first; cell < last; ++cell) {
-              const MxCellFault fault = cursor.probe(cell, nodeCount);
-              if (fault == MxCellFault::UnknownShape)
-                found.unknown.emplace_back(cell, cells.shapeNumber(cell));
-              else if (fault == MxCellFault::Broken || (!lost.empty() && hasLostNode(cursor, lost)))
-                found.broken.push_back(static_cast<std::uint32_t>(cell));
-            }
-          });
-    });
-    return check;
+  return remember(keyOf(mesh), [&] {
+    return checkCells(mesh, findLostNodes(mesh.getGeometry(), parallel, monitor), parallel,
+                      monitor);
   });
+}
+
+std::shared_ptr<const MxMeshCheck> checkNodes(const MiVolumeMeshUnstructured& mesh, bool parallel,
+                                              MxExtractionMonitor& monitor)
+{
+  const Key key = keyOf(mesh);
+  if (auto known = recall(key)) return known;
+  const MxBits lost = findLostNodes(mesh.getGeometry(), parallel, monitor);
+  if (lost.empty()) return nullptr;
+  return remember(key, [&] { return checkCells(mesh, lost, parallel, monitor); });
+}
+
+std::shared_ptr<const MxMeshCheck> rememberClean(const MiVolumeMeshUnstructured& mesh)
+{
+  return remember(keyOf(mesh), [] { return std::make_shared<MxMeshCheck>(); });
 }
 
 std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshHexahedronIjk& mesh, bool parallel,

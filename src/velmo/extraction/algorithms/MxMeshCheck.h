@@ -36,6 +36,15 @@ struct MxMeshCheck
 /// 2^32 - 1 cells or nodes
 std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshUnstructured& mesh, bool parallel,
                                              MxExtractionMonitor& monitor);
+
+/// A part of the same, for an algorithm that can sweep over the cells itself while it works on
+/// them: null when all nodes are where they should be and the cells remain to be looked at, and the
+/// whole check when it is known already or the nodes are not.
+std::shared_ptr<const MxMeshCheck> checkNodes(const MiVolumeMeshUnstructured& mesh, bool parallel,
+                                              MxExtractionMonitor& monitor);
+/// The rest of it: notes that nothing was wrong with the cells either.
+std::shared_ptr<const MxMeshCheck> rememberClean(const MiVolumeMeshUnstructured& mesh);
+
 std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshHexahedronIjk& mesh, bool parallel,
                                              MxExtractionMonitor& monitor);
 std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshVertexHexahedronIjk& mesh,

@@ -21,7 +21,7 @@ MxArray<std::uint32_t> rankWords(const MxBits& bits, bool parallel, std::size_t&
                [&](std::size_t block, std::size_t first, std::size_t last) {
                  std::size_t sum = 0;
                  for (std::size_t w = first; w < last; ++w)
-                   sum += static_cast<std::size_t>(std::popcount(words[w]));
+                   sum += countBits(words[w]);
                  sums[block] = sum;
                });
   total = exclusivePrefixSum(std::span(sums));
@@ -30,7 +30,7 @@ MxArray<std::uint32_t> rankWords(const MxBits& bits, bool parallel, std::size_t&
                  auto rank = static_cast<std::uint32_t>(sums[block]);
                  for (std::size_t w = first; w < last; ++w) {
                    ranks[w] = rank;
-                   rank += static_cast<std::uint32_t>(std::popcount(words[w]));
+                   rank += static_cast<std::uint32_t>(countBits(words[w]));
                  }
                });
   return ranks;
@@ -39,7 +39,7 @@ MxArray<std::uint32_t> rankWords(const MxBits& bits, bool parallel, std::size_t&
 std::uint32_t rankOf(const MxBits& bits, const MxArray<std::uint32_t>& ranks, std::size_t i)
 {
   const std::uint64_t below = bits.words()[i / 64] & ((std::uint64_t{1} << (i % 64)) - 1);
-  return ranks[i / 64] + static_cast<std::uint32_t>(std::popcount(below));
+  return ranks[i / 64] + static_cast<std::uint32_t>(countBits(below));
 }
 
 /// Keeps the smallest value put in.

@@ -311,9 +311,13 @@ MxIjkChoice chooseCells(const MiTopologyIjk& topology, const MxBits& unusable,
     choice.lower[axis] = lower[axis] == kNoBound ? 0 : lower[axis];
     choice.upper[axis] = std::min(upper[axis], counts[axis]);
   }
+  if (choice.isEmpty()) return choice;
   choice.wordsPerRow = (counts.x + 63) / 64;
+  choice.box.assign(choice.wordsPerRow, 0);
+  for (std::size_t i = choice.lower.x; i < choice.upper.x; ++i)
+    choice.box[i / 64] |= std::uint64_t{1} << (i % 64);
   const bool hasDead = topology.hasDeadCells();
-  if (choice.isEmpty() || (unusable.empty() && !filter && !hasDead)) return choice;
+  if (unusable.empty() && !filter && !hasDead) return choice;
 
   const MxIndexArray active(topology.getActiveView());
   choice.accepted.resizeZeroed(choice.wordsPerRow * counts.y * counts.z);
@@ -349,7 +353,7 @@ void writeGridSkin(const MxIjkChoice& choice, bool parallel, MxExtractionMonitor
     std::size_t count = 0;
     for (std::size_t w = firstWord; w < lastWord; ++w)
       for (const std::uint64_t open : openSides(choice, w, j, k).open)
-        count += static_cast<std::size_t>(std::popcount(open));
+        count += countBits(open);
     begins[block] += count;
   });
   const std::size_t total = exclusivePrefixSum(std::span(begins));

@@ -14,22 +14,15 @@ struct MxIjkChoice
   MxIjkNumbering numbering;
   MbIndex3 lower, upper; ///< the box, half-open, within the grid
   std::size_t wordsPerRow = 0;
+  std::vector<std::uint64_t> box;  ///< the box along I
   MxArray<std::uint64_t> accepted; ///< empty when all cells of the box are taken
 
   bool isEmpty() const { return lower.x >= upper.x || lower.y >= upper.y || lower.z >= upper.z; }
   /// The cells of a row, as a word; j and k in the grid.
   std::uint64_t word(std::size_t w, std::size_t j, std::size_t k) const
   {
-    const std::uint64_t box = bitsBelow(upper.x, w) & ~bitsBelow(lower.x, w);
-    if (accepted.empty()) return box;
-    return box & accepted[w + wordsPerRow * (j + numbering.counts.y * k)];
-  }
-
-private:
-  static std::uint64_t bitsBelow(std::size_t bound, std::size_t w)
-  {
-    if (bound <= 64 * w) return 0;
-    return bound >= 64 * (w + 1) ? ~std::uint64_t{0} : (std::uint64_t{1} << (bound - 64 * w)) - 1;
+    if (accepted.empty()) return box[w];
+    return box[w] & accepted[w + wordsPerRow * (j + numbering.counts.y * k)];
   }
 };
 

@@ -7,13 +7,15 @@
 #include <tbb/global_control.h>
 #include <tbb/task_arena.h>
 
-#include <memory>
+#include <array>
+#include <atomic>
+#include <optional>
 #include <utility>
 
 namespace {
 
 constexpr std::size_t kCellBlock = 8192; // whole words of MxBits
-/// Nodes of one page of words.
+/// Words that are joined at a time, in the nearest cache.
 constexpr std::size_t kPage = 512;
 /// Up to this many threads each have words of their own; more of them share one set by atomic
 /// operations, which cost several times as much each but need no more memory.
@@ -26,40 +28,26 @@ bool isChosen(const MxCellChoice& choice, std::size_t cell)
 
 // --- First pass: the words of the nodes ------------------------------------------------------
 
-/// One 64-bit word a node, and which pages of them were written to.
-struct Words
-{
-  MxArray<std::uint64_t> words;
-  MxArray<std::uint8_t> touched;
-
-  explicit Words(std::size_t nodeCount)
-  {
-    words.resizeZeroed(nodeCount);
-    touched.resizeZeroed(blockCount(nodeCount, kPage));
-  }
-};
+/// One 64-bit word a node, zeros that the system provides when they are touched.
+using Words = MxArray<std::uint64_t>;
 
 /// Where a thread puts the hashes of faces.
 template <bool Shared>
 class WordSink
 {
 public:
-  explicit WordSink(Words& words) : m_words(words.words.data()), m_touched(words.touched.data()) {}
+  explicit WordSink(Words& words) : m_words(words.data()) {}
 
   void add(std::uint32_t node, std::uint64_t hash)
   {
-    if constexpr (Shared) {
+    if constexpr (Shared)
       std::atomic_ref(m_words[node]).fetch_xor(hash, std::memory_order_relaxed);
-      std::atomic_ref(m_touched[node / kPage]).store(1, std::memory_order_relaxed);
-    } else {
+    else
       m_words[node] ^= hash;
-      m_touched[node / kPage] = 1;
-    }
   }
 
 private:
   std::uint64_t* m_words;
-  std::uint8_t* m_touched;
 };
 
 /// The hash of a face is a mix of the sum of its nodes' mixes: the same for any order, and each
@@ -72,19 +60,93 @@ constexpr std::uint64_t mixNode(std::uint64_t node)
 }
 constexpr std::uint64_t mixFace(std::uint64_t sum)
 {
-  sum = (sum ^ (sum >> 31)) * 0xbf58476d1ce4e5b9u;
-  return sum ^ (sum >> 30);
+  return (sum ^ (sum >> 31)) * 0xbf58476d1ce4e5b9u;
 }
 
-template <MiCellShape Shape>
-inline constexpr std::size_t kNodeCount = cellShapeFacts(Shape).nodeCount;
+template <class Ids, class Sink>
+void hashTetrahedron(const Ids& nodes, Sink& sink)
+{
+  std::uint32_t n[4];
+  std::uint64_t m[4];
+  for (int i = 0; i < 4; ++i) {
+    n[i] = static_cast<std::uint32_t>(nodes[i]);
+    m[i] = mixNode(n[i]);
+  }
+  const std::uint32_t low01 = std::min(n[0], n[1]), low23 = std::min(n[2], n[3]);
+  const std::uint64_t sum01 = m[0] + m[1], sum23 = m[2] + m[3];
+  sink.add(std::min(low01, n[3]), mixFace(sum01 + m[3]));
+  sink.add(std::min(low23, n[1]), mixFace(sum23 + m[1]));
+  sink.add(std::min(low23, n[0]), mixFace(sum23 + m[0]));
+  sink.add(std::min(low01, n[2]), mixFace(sum01 + m[2]));
+}
+
+/// Hashes hexahedra one after the other. In most meshes the next one stands on the upper I face of
+/// the last: its four nodes need not be mixed again, and the face between them cancels here.
+template <class Sink>
+class HexahedronHasher
+{
+public:
+  explicit HexahedronHasher(Sink& sink) : m_sink(&sink) {}
+
+  template <class Ids>
+  void add(const Ids& nodes)
+  {
+    std::uint32_t n[8];
+    for (int i = 0; i < 8; ++i)
+      n[i] = static_cast<std::uint32_t>(nodes[i]);
+    std::uint64_t m[8];
+    const bool adjoins = m_pending && n[0] == m_nodes[0] && n[3] == m_nodes[1] &&
+                         n[7] == m_nodes[2] && n[4] == m_nodes[3];
+    if (adjoins) {
+      m[0] = m_mixes[0];
+      m[3] = m_mixes[1];
+      m[7] = m_mixes[2];
+      m[4] = m_mixes[3];
+    } else {
+      flush();
+      for (const int i : {0, 3, 7, 4})
+        m[i] = mixNode(n[i]);
+      addQuad(std::min(std::min(n[0], n[4]), std::min(n[3], n[7])), m[0] + m[4] + m[3] + m[7]);
+    }
+    for (const int i : {1, 2, 6, 5})
+      m[i] = mixNode(n[i]);
+    const std::uint32_t low12 = std::min(n[1], n[2]), low45 = std::min(n[4], n[5]),
+                        low37 = std::min(n[3], n[7]);
+    const std::uint64_t sum12 = m[1] + m[2], sum45 = m[4] + m[5], sum37 = m[3] + m[7];
+    addQuad(std::min(std::min(n[0], n[1]), low45), m[0] + m[1] + sum45);
+    addQuad(std::min(std::min(n[6], n[2]), low37), m[6] + m[2] + sum37);
+    addQuad(std::min(std::min(n[0], n[3]), low12), m[0] + m[3] + sum12);
+    addQuad(std::min(std::min(n[6], n[7]), low45), m[6] + m[7] + sum45);
+    m_nodes = {n[1], n[2], n[6], n[5]};
+    m_mixes = {m[1], m[2], m[6], m[5]};
+    m_smallest = std::min(low12, std::min(n[6], n[5]));
+    m_sum = sum12 + m[6] + m[5];
+    m_pending = true;
+  }
+  void flush()
+  {
+    if (m_pending) addQuad(m_smallest, m_sum);
+    m_pending = false;
+  }
+
+private:
+  void addQuad(std::uint32_t smallest, std::uint64_t sum) { m_sink->add(smallest, mixFace(sum)); }
+
+  Sink* m_sink;
+  bool m_pending = false; ///< the last upper I face is still to be added
+  std::uint32_t m_smallest = 0;
+  std::uint64_t m_sum = 0;
+  std::array<std::uint32_t, 4> m_nodes{};
+  std::array<std::uint64_t, 4> m_mixes{};
+};
 
 template <MiCellShape Shape, class Ids, class Sink>
 void hashCell(const Ids& nodes, Sink& sink)
 {
-  std::uint32_t ids[kNodeCount<Shape>];
-  std::uint64_t mixes[kNodeCount<Shape>];
-  for (std::size_t n = 0; n < kNodeCount<Shape>; ++n) {
+  constexpr std::size_t kNodeCount = cellShapeFacts(Shape).nodeCount;
+  std::uint32_t ids[kNodeCount];
+  std::uint64_t mixes[kNodeCount];
+  for (std::size_t n = 0; n < kNodeCount; ++n) {
     ids[n] = static_cast<std::uint32_t>(nodes[n]);
     mixes[n] = mixNode(ids[n]);
   }
@@ -127,15 +189,16 @@ void hashCells(const Cells& cells, const MxCellChoice& choice, std::size_t first
 {
   using S = MiCellShape;
   typename Cells::Cursor cursor(cells);
+  HexahedronHasher<Sink> hexahedra(sink);
   for (std::size_t cell = first; cell < last; ++cell) {
     if (!isChosen(choice, cell)) continue;
     cursor.load(cell);
     switch (cursor.shape()) {
     case S::Tetrahedron:
-      hashCell<S::Tetrahedron>(cursor.nodes(), sink);
+      hashTetrahedron(cursor.nodes(), sink);
       break;
     case S::Hexahedron:
-      hashCell<S::Hexahedron>(cursor.nodes(), sink);
+      hexahedra.add(cursor.nodes());
       break;
     case S::Wedge:
       hashCell<S::Wedge>(cursor.nodes(), sink);
@@ -147,37 +210,32 @@ void hashCells(const Cells& cells, const MxCellChoice& choice, std::size_t first
       hashAnyCell<Whole>(cursor, sink);
     }
   }
+  hexahedra.flush();
 }
 
-/// Joins the words of all threads; a bit stays for each node whose faces did not all cancel.
-MxBits findOpenNodes(const std::vector<std::unique_ptr<Words>>& sets, std::size_t nodeCount,
-                     bool parallel)
+/// One byte a node: not zero where the node's faces did not all cancel.
+using OpenNodes = MxArray<std::uint8_t>;
+
+/// Joins the words of all threads.
+OpenNodes joinWords(const std::vector<Words>& sets, std::size_t nodeCount, bool parallel)
 {
-  constexpr std::size_t kBlock = 64 * kPage;
-  MxBits open(nodeCount);
+  constexpr std::size_t kBlock = 65536;
+  OpenNodes open(nodeCount);
   forEachBlock(parallel, nodeCount, kBlock, [&](std::size_t, std::size_t first, std::size_t last) {
-    for (std::size_t page = first / kPage; page * kPage < last; ++page) {
-      const std::size_t begin = page * kPage, end = std::min(nodeCount, begin + kPage);
-      std::uint64_t joined[kPage];
-      const std::uint64_t* words = nullptr;
-      for (const auto& set : sets) {
-        if (!set->touched[page]) continue;
-        const std::uint64_t* own = set->words.data() + begin;
-        if (!words) {
-          words = own;
-          continue;
-        }
-        for (std::size_t n = 0; n < end - begin; ++n)
-          joined[n] = words[n] ^ own[n];
-        words = joined;
-      }
-      if (!words) continue;
-      for (std::size_t n = 0; n < end - begin; n += 64) {
-        std::uint64_t bits = 0;
-        for (std::size_t b = 0; b < std::min<std::size_t>(64, end - begin - n); ++b)
-          bits |= static_cast<std::uint64_t>(words[n + b] != 0) << b;
-        open.words()[(begin + n) / 64] = bits;
-      }
+    if (sets.size() == 1) {
+      const std::uint64_t* words = sets[0].data();
+      for (std::size_t n = first; n < last; ++n)
+        open[n] = words[n] != 0;
+      return;
+    }
+    for (std::size_t begin = first; begin < last; begin += kPage) {
+      const std::size_t count = std::min(kPage, last - begin);
+      std::uint64_t joined[kPage] = {};
+      for (const Words& set : sets)
+        for (std::size_t n = 0; n < count; ++n)
+          joined[n] ^= set[begin + n];
+      for (std::size_t n = 0; n < count; ++n)
+        open[begin + n] = joined[n] != 0;
     }
   });
   return open;
@@ -191,49 +249,56 @@ std::size_t threadCount(bool parallel)
 }
 
 template <bool Whole, class Cells>
-MxBits findOpenNodes(const Cells& cells, const MxCellChoice& choice, std::size_t nodeCount,
-                     bool parallel, MxExtractionMonitor& monitor)
+std::optional<OpenNodes> findOpenNodes(const Cells& cells, const MxCellChoice& choice,
+                                       std::size_t nodeCount, bool sweep, bool parallel,
+                                       MxExtractionMonitor& monitor)
 {
+  std::atomic<bool> dirty{false};
   const std::size_t count = choice.last - choice.first;
   const std::size_t threads = threadCount(parallel && count >= kParallelThreshold);
-  std::vector<std::unique_ptr<Words>> sets;
+  std::vector<Words> sets;
   const auto hashBlocks = [&](std::size_t first, std::size_t last, auto sink) {
     for (std::size_t begin = first; begin < last; begin += kCellBlock) {
+      const std::size_t end = std::min(last, begin + kCellBlock);
       monitor.step();
-      hashCells<Whole>(cells, choice, begin, std::min(last, begin + kCellBlock), sink);
+      // The block is still in the cache when it is hashed.
+      if (sweep && !cells.isCleanBlock(begin, end, nodeCount)) dirty = true;
+      if (dirty.load(std::memory_order_relaxed)) return;
+      hashCells<Whole>(cells, choice, begin, end, sink);
     }
   };
   if (threads > kMostOwnThreads) {
-    sets.push_back(std::make_unique<Words>(nodeCount));
+    sets.emplace_back().resizeZeroed(nodeCount);
     forEachBlock(parallel, count, kCellBlock,
                  [&](std::size_t, std::size_t first, std::size_t last) {
-                   hashBlocks(choice.first + first, choice.first + last, WordSink<true>(*sets[0]));
+                   hashBlocks(choice.first + first, choice.first + last, WordSink<true>(sets[0]));
                  });
   } else {
     // Twice as many runs of cells as threads, so that one delayed thread does not delay all. In a
     // mesh with some order each run touches words of its own.
     const std::size_t runs = threads == 1 ? 1 : 2 * threads;
     for (std::size_t run = 0; run < runs; ++run)
-      sets.push_back(std::make_unique<Words>(nodeCount));
+      sets.emplace_back().resizeZeroed(nodeCount);
     forEachTask(parallel, runs, [&](std::size_t run) {
       hashBlocks(choice.first + count * run / runs, choice.first + count * (run + 1) / runs,
-                 WordSink<false>(*sets[run]));
+                 WordSink<false>(sets[run]));
     });
   }
-  return findOpenNodes(sets, nodeCount, parallel);
+  if (dirty) return std::nullopt;
+  return joinWords(sets, nodeCount, parallel);
 }
 
 // --- Second pass: the faces of open nodes ----------------------------------------------------
 
 template <class Cursor>
-bool hasOpenNode(const Cursor& cursor, const MxBits& open)
+bool hasOpenNode(const Cursor& cursor, const OpenNodes& open)
 {
   if (cursor.shape() == MiCellShape::Polyhedron) return true;
   const auto anyOf = [&]<std::size_t Count>(std::integral_constant<std::size_t, Count>) {
-    bool any = false;
+    std::uint8_t any = 0;
     for (std::size_t n = 0; n < Count; ++n)
-      any |= open.test(cursor.nodes()[n]);
-    return any;
+      any |= open[cursor.nodes()[n]];
+    return any != 0;
   };
   switch (cursor.shape()) {
   case MiCellShape::Tetrahedron:
@@ -242,15 +307,15 @@ bool hasOpenNode(const Cursor& cursor, const MxBits& open)
     return anyOf(std::integral_constant<std::size_t, 8>{});
   default:
     for (std::size_t n = 0; n < cursor.size(); ++n)
-      if (open.test(cursor.nodes()[n])) return true;
+      if (open[cursor.nodes()[n]]) return true;
     return false;
   }
 }
 
 template <bool Whole, class Cells>
 std::vector<MxArray<MxFaceCandidate>>
-collectCandidates(const Cells& cells, const MxCellChoice& choice, const MxBits& open, bool parallel,
-                  MxExtractionMonitor& monitor)
+collectCandidates(const Cells& cells, const MxCellChoice& choice, const OpenNodes& open,
+                  bool parallel, MxExtractionMonitor& monitor)
 {
   const std::size_t count = choice.last - choice.first;
   std::vector<MxArray<MxFaceCandidate>> blocks(blockCount(count, kCellBlock));
@@ -270,7 +335,7 @@ collectCandidates(const Cells& cells, const MxCellChoice& choice, const MxBits& 
                      nodes.resize(size);
                      for (std::size_t n = 0; n < size; ++n)
                        nodes[n] = nodeAt(n);
-                     if (!open.test(*std::min_element(nodes.begin(), nodes.end()))) return;
+                     if (!open[*std::min_element(nodes.begin(), nodes.end())]) return;
                      MxFaceCandidate candidate;
                      candidate.cell = static_cast<std::uint32_t>(cell);
                      candidate.face = face;
@@ -334,14 +399,16 @@ private:
 };
 
 template <bool Whole, class Cells>
-MxFaceList findFaces(const Cells& cells, std::size_t nodeCount, const MxCellChoice& choice,
-                     bool parallel, MxExtractionMonitor& monitor)
+bool findFaces(const Cells& cells, std::size_t nodeCount, const MxCellChoice& choice, bool sweep,
+               bool parallel, MxExtractionMonitor& monitor, MxFaceList& faces)
 {
   const std::size_t steps = blockCount(choice.last - choice.first, kCellBlock);
   monitor.beginPhase("Hashing faces", steps);
-  const MxBits open = findOpenNodes<Whole>(cells, choice, nodeCount, parallel, monitor);
+  const std::optional<OpenNodes> open =
+      findOpenNodes<Whole>(cells, choice, nodeCount, sweep, parallel, monitor);
+  if (!open) return false;
   monitor.beginPhase("Collecting faces", steps);
-  auto candidates = collectCandidates<Whole>(cells, choice, open, parallel, monitor);
+  auto candidates = collectCandidates<Whole>(cells, choice, *open, parallel, monitor);
   const auto sameNodes = [&](const MxFaceCandidate& a, const MxFaceCandidate& b) {
     std::vector<std::uint32_t> nodes[2];
     for (int side = 0; side < 2; ++side) {
@@ -354,7 +421,8 @@ MxFaceList findFaces(const Cells& cells, std::size_t nodeCount, const MxCellChoi
   };
   monitor.beginPhase("Matching faces", 1);
   markUniqueFaces(parallel, candidates, sameNodes, monitor);
-  return collectUniqueFaces(parallel, candidates);
+  faces = collectUniqueFaces(parallel, candidates);
+  return true;
 }
 
 } // namespace
@@ -392,16 +460,16 @@ MxCellChoice chooseCells(const MiTopologyI& topology, const MxBits& unusable,
   return choice;
 }
 
-MxFaceList findSkinFaces(const MiTopologyI& topology, std::size_t nodeCount,
-                         const MxCellChoice& choice, bool whole, bool parallel,
-                         MxExtractionMonitor& monitor)
+bool findSkinFaces(const MiTopologyI& topology, std::size_t nodeCount, const MxCellChoice& choice,
+                   bool whole, bool sweep, bool parallel, MxExtractionMonitor& monitor,
+                   MxFaceList& faces)
 {
-  MxFaceList faces;
+  bool found = false;
   visitVolumeCells(topology, nodeCount, [&](const auto& cells) {
-    faces = whole ? findFaces<true>(cells, nodeCount, choice, parallel, monitor)
-                  : findFaces<false>(cells, nodeCount, choice, parallel, monitor);
+    found = whole ? findFaces<true>(cells, nodeCount, choice, sweep, parallel, monitor, faces)
+                  : findFaces<false>(cells, nodeCount, choice, sweep, parallel, monitor, faces);
   });
-  return faces;
+  return found;
 }
 
 void writeFaces(const MiTopologyI& topology, std::size_t nodeCount, const MxFaceList& faces,

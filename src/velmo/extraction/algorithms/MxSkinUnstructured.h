@@ -34,10 +34,12 @@ MxCellChoice chooseCells(const MiTopologyI& topology, const MxBits& unusable,
 ///
 /// @param nodeCount  all nodes of chosen cells are below it
 /// @param whole      quadratic faces as they are; otherwise by their linear sub-faces
+/// @param sweep      the cells have not been checked yet: gives up, and returns false, on the first
+///                   block of cells that a plain sweep over its arrays does not find clean
 /// @throw std::bad_alloc, std::length_error, MiCancellationException
-MxFaceList findSkinFaces(const MiTopologyI& topology, std::size_t nodeCount,
-                         const MxCellChoice& choice, bool whole, bool parallel,
-                         MxExtractionMonitor& monitor);
+bool findSkinFaces(const MiTopologyI& topology, std::size_t nodeCount, const MxCellChoice& choice,
+                   bool whole, bool sweep, bool parallel, MxExtractionMonitor& monitor,
+                   MxFaceList& faces);
 
 /// Writes faces as polygons of source nodes; a node named twice in a row is written once.
 void writeFaces(const MiTopologyI& topology, std::size_t nodeCount, const MxFaceList& faces,

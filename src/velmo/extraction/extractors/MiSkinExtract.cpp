@@ -88,24 +88,40 @@ struct MxSkinKind<MiVolumeMeshUnstructured>
   static constexpr std::size_t kPhaseCount = 5;
   static std::size_t noBound() { return kNoBound; }
 
-  static void build(const MiVolumeMeshUnstructured& mesh, const MxMeshCheck& check,
-                    const MiCellFilterI* filter, std::size_t lower, std::size_t upper,
-                    const MiTessellator* tessellator, bool parallel, MxExtractionMonitor& monitor,
-                    Parts& parts, MeXSurfaceMeshUnstructured& surface)
+  static std::shared_ptr<const MxMeshCheck>
+  build(const MiVolumeMeshUnstructured& mesh, const MiCellFilterI* filter, std::size_t lower,
+        std::size_t upper, const MiTessellator* tessellator, bool parallel,
+        MxExtractionMonitor& monitor, Parts& parts, MeXSurfaceMeshUnstructured& surface)
   {
     const MiTopologyI& topology = mesh.getTopology();
     const MiGeometryI& geometry = mesh.getGeometry();
     const std::size_t nodeCount = geometry.getNodeCount();
-    const MxCellChoice choice = chooseCells(
-        topology, check.unusable, filter, lower == kNoBound ? 0 : lower, upper, parallel, monitor);
-    MxFaceList faces =
-        findSkinFaces(topology, nodeCount, choice, tessellator != nullptr, parallel, monitor);
+    const bool whole = tessellator != nullptr;
+    std::shared_ptr<const MxMeshCheck> check = checkNodes(mesh, parallel, monitor);
+    const auto choose = [&](const MxBits& unusable) {
+      return chooseCells(topology, unusable, filter, lower == kNoBound ? 0 : lower, upper, parallel,
+                         monitor);
+    };
+    // Where the whole mesh is taken and nothing is known of it yet, its cells are swept over while
+    // they are hashed: the arrays, which are most of what is read, are read once less.
+    MxFaceList faces;
+    bool found = false;
+    if (!check) {
+      const bool plain =
+          !filter && lower == kNoBound && upper == kNoBound && !topology.hasDeadCells();
+      found = plain &&
+              findSkinFaces(topology, nodeCount, choose({}), whole, true, parallel, monitor, faces);
+      check = found ? rememberClean(mesh) : checkMesh(mesh, parallel, monitor);
+    }
+    if (!found)
+      findSkinFaces(topology, nodeCount, choose(check->unusable), whole, false, parallel, monitor,
+                    faces);
     monitor.beginPhase("Writing faces", 2 * blockCount(faces.size(), 4096));
     parts = {};
     if (tessellator) parts = collectWholeFaces(topology, nodeCount, faces);
     if (parts.hasQuadratic) {
       writeTessellated(mesh, parts, *tessellator, parallel, monitor, surface);
-      return;
+      return check;
     }
     writeFaces(topology, nodeCount, faces, parallel, monitor, surface.topology);
     surface.provenance.cells = std::move(faces.cells);
@@ -114,6 +130,7 @@ struct MxSkinKind<MiVolumeMeshUnstructured>
           {topology.getCellCount(), 1, 1}, {nodeCount, 1, 1}, nodeCount,
           [&](std::size_t node) { return points[node]; }, parallel, surface);
     });
+    return check;
   }
   static void buildLines(const MiVolumeMeshUnstructured& mesh, const Parts& parts,
                          const MeXSurfaceMeshUnstructured& surface,
@@ -151,15 +168,16 @@ struct MxSkinKind<MiVolumeMeshHexahedronIjk> : IjkKind<VOLUME_MESH_HEXAHEDRON_IJ
   static constexpr MxIndexing kNodeIndexing = MxIndexing::I;
   static constexpr const char* kName = "MiSkinExtractHexahedronIjk";
 
-  static void build(const MiVolumeMeshHexahedronIjk& mesh, const MxMeshCheck& check,
-                    const MiCellFilterIjk* filter, const MbIndex3& lower, const MbIndex3& upper,
-                    const MiTessellator*, bool parallel, MxExtractionMonitor& monitor, Parts&,
-                    MeXSurfaceMeshUnstructured& surface)
+  static std::shared_ptr<const MxMeshCheck>
+  build(const MiVolumeMeshHexahedronIjk& mesh, const MiCellFilterIjk* filter, const MbIndex3& lower,
+        const MbIndex3& upper, const MiTessellator*, bool parallel, MxExtractionMonitor& monitor,
+        Parts&, MeXSurfaceMeshUnstructured& surface)
   {
+    std::shared_ptr<const MxMeshCheck> check = checkMesh(mesh, parallel, monitor);
     const MiGeometryI& geometry = mesh.getGeometry();
     const std::size_t nodeCount = geometry.getNodeCount();
     const MxIjkChoice choice =
-        chooseCells(mesh.getTopology(), check.unusable, filter, lower, upper, parallel, monitor);
+        chooseCells(mesh.getTopology(), check->unusable, filter, lower, upper, parallel, monitor);
     writeHexahedronSkin(mesh, choice, parallel, monitor, surface.topology,
                         surface.provenance.cells);
     struct Nodes
@@ -172,19 +190,21 @@ struct MxSkinKind<MiVolumeMeshHexahedronIjk> : IjkKind<VOLUME_MESH_HEXAHEDRON_IJ
           choice.numbering.counts, {nodeCount, 1, 1}, nodeCount,
           [&](std::size_t node) { return points[node]; }, parallel, surface);
     });
+    return check;
   }
 };
 
 template <>
 struct MxSkinKind<MiVolumeMeshVertexHexahedronIjk> : IjkKind<VOLUME_MESH_VERTEX_HEXAHEDRON_IJK>
 {
-  static void build(const MiVolumeMeshVertexHexahedronIjk& mesh, const MxMeshCheck& check,
-                    const MiCellFilterIjk* filter, const MbIndex3& lower, const MbIndex3& upper,
-                    const MiTessellator*, bool parallel, MxExtractionMonitor& monitor, Parts&,
-                    MeXSurfaceMeshUnstructured& surface)
+  static std::shared_ptr<const MxMeshCheck>
+  build(const MiVolumeMeshVertexHexahedronIjk& mesh, const MiCellFilterIjk* filter,
+        const MbIndex3& lower, const MbIndex3& upper, const MiTessellator*, bool parallel,
+        MxExtractionMonitor& monitor, Parts&, MeXSurfaceMeshUnstructured& surface)
   {
+    std::shared_ptr<const MxMeshCheck> check = checkMesh(mesh, parallel, monitor);
     const MxIjkChoice choice =
-        chooseCells(mesh.getTopology(), check.unusable, filter, lower, upper, parallel, monitor);
+        chooseCells(mesh.getTopology(), check->unusable, filter, lower, upper, parallel, monitor);
     const MxVertexCorners corners(mesh);
     const MxIjkNumbering cells = choice.numbering, nodes{nodeCountsOf(cells.counts)};
     const MxArray<std::uint64_t> places = writeVertexSkin(
@@ -201,6 +221,7 @@ struct MxSkinKind<MiVolumeMeshVertexHexahedronIjk> : IjkKind<VOLUME_MESH_VERTEX_
       const auto& step = kCornerSteps[places[node] % 8];
       node = static_cast<std::uint32_t>(nodes.flat(at.x + step[0], at.y + step[1], at.z + step[2]));
     }
+    return check;
   }
 };
 
@@ -212,13 +233,14 @@ struct GridKind : IjkKind<Type>
 {
   using Mesh = typename MxMeshKind<Type>::Interface;
 
-  static void build(const Mesh& mesh, const MxMeshCheck& check, const MiCellFilterIjk* filter,
-                    const MbIndex3& lower, const MbIndex3& upper, const MiTessellator*,
-                    bool parallel, MxExtractionMonitor& monitor, typename IjkKind<Type>::Parts&,
-                    MeXSurfaceMeshUnstructured& surface)
+  static std::shared_ptr<const MxMeshCheck>
+  build(const Mesh& mesh, const MiCellFilterIjk* filter, const MbIndex3& lower,
+        const MbIndex3& upper, const MiTessellator*, bool parallel, MxExtractionMonitor& monitor,
+        typename IjkKind<Type>::Parts&, MeXSurfaceMeshUnstructured& surface)
   {
+    std::shared_ptr<const MxMeshCheck> check = checkMesh(mesh, parallel, monitor);
     const MxIjkChoice choice =
-        chooseCells(mesh.getTopology(), check.unusable, filter, lower, upper, parallel, monitor);
+        chooseCells(mesh.getTopology(), check->unusable, filter, lower, upper, parallel, monitor);
     writeGridSkin(choice, parallel, monitor, surface.topology, surface.provenance.cells);
     const MxIjkNumbering nodes{nodeCountsOf(choice.numbering.counts)};
     const auto finish = [&](const auto& pointOf) {
@@ -245,6 +267,7 @@ struct GridKind : IjkKind<Type>
     } else {
       finish(NodeOfAxes{makeAxes(mesh), nodes});
     }
+    return check;
   }
 };
 

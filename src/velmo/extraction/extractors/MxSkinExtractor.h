@@ -11,8 +11,8 @@
 /// What the skin of one mesh kind is made of; one structure per kind in the source.
 ///
 /// `Index` numbers cells, `Filter` accepts them, `kKind` is the row of the table of kinds. build()
-/// fills a surface but for its stamps. The other two functions serve kinds that can hold
-/// higher-order cells and are called while there is a tessellator.
+/// checks the mesh and fills a surface but for the stamp of its topology. The other two functions
+/// serve kinds that can hold higher-order cells and are called while there is a tessellator.
 template <class Mesh>
 struct MxSkinKind;
 
@@ -172,14 +172,13 @@ private:
   {
     try {
       monitor.beginPhase("Checking the mesh", 1);
-      const std::shared_ptr<const MxMeshCheck> check = checkMesh(m_mesh, m_parallel, monitor);
+      const std::shared_ptr<const MxMeshCheck> check = Kind::build(
+          m_mesh, filter, m_lower, m_upper, m_tessellator, m_parallel, monitor, m_parts, m_surface);
       if (check != m_check) {
         m_warnings = check->describe();
         m_warningsRead = false;
       }
       m_check = check;
-      Kind::build(m_mesh, *check, filter, m_lower, m_upper, m_tessellator, m_parallel, monitor,
-                  m_parts, m_surface);
     } catch (...) {
       clearSurface();
       throw;
