@@ -1,0 +1,300 @@
+#include <velmo/extraction/extractors/MiSkinExtract.h>
+#include <velmo/extraction/interfaces/MxCellShapes.h>
+
+#include <tests/support/MeshZoo.h>
+#include <tests/support/SkinLaws.h>
+
+#include <velmo/mesh/MbCellFilter.h>
+#include <velmo/mesh/MbDataSet.h>
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <set>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+class Recorder : public MiExtractorCallback
+{
+public:
+  void beginExtract(const std::string& name, std::size_t) override { names.push_back(name); }
+  void endExtract() override { ++ended; }
+  void beginPhase(const std::string& name, std::size_t) override { phases.push_back(name); }
+  void endPhase() override { ++phasesEnded; }
+  bool endStep(std::size_t) override { return ++steps < stopAt; }
+  double getEndStepCallPeriod() const override { return 0; }
+
+  std::vector<std::string> names, phases;
+  std::size_t ended = 0, phasesEnded = 0, steps = 0, stopAt = static_cast<std::size_t>(-1);
+};
+
+/// Splits every edge in `parts`: triangles and lines of second order by their shape functions.
+class UniformTessellator final : public MiTessellator
+{
+public:
+  std::uint64_t getTimeStamp() const override { return m_stamp; }
+  bool tessellate(MiCellShape shape, std::span<const MbVec3d> nodes,
+                  MiTessellation& result) const override
+  {
+    asked.store(true);
+    if (declines) return false;
+    if (shape == MiCellShape::QuadraticLine) {
+      result.shape = MiCellShape::Line;
+      for (std::uint32_t i = 0; i <= parts; ++i) {
+        const double t = static_cast<double>(i) / parts;
+        for (const double w : {(1 - t) * (1 - 2 * t), t * (2 * t - 1), 4 * t * (1 - t)})
+          result.weights.push_back(w);
+        if (i > 0) result.points.insert(result.points.end(), {i - 1, i});
+      }
+    } else if (shape == MiCellShape::QuadraticTriangle) {
+      result.shape = MiCellShape::Triangle;
+      const auto point = [&](std::uint32_t i, std::uint32_t j) {
+        return j * (parts + 1) - j * (j - 1) / 2 + i;
+      };
+      for (std::uint32_t j = 0; j <= parts; ++j)
+        for (std::uint32_t i = 0; i + j <= parts; ++i) {
+          const double b = static_cast<double>(i) / parts, c = static_cast<double>(j) / parts,
+                       a = 1 - b - c;
+          for (const double w :
+               {a * (2 * a - 1), b * (2 * b - 1), c * (2 * c - 1), 4 * a * b, 4 * b * c, 4 * c * a})
+            result.weights.push_back(w);
+          if (i + j < parts)
+            for (const std::uint32_t p : {point(i, j), point(i + 1, j), point(i, j + 1)})
+              result.points.push_back(p);
+          if (i + j + 1 < parts)
+            for (const std::uint32_t p : {point(i + 1, j), point(i + 1, j + 1), point(i, j + 1)})
+              result.points.push_back(p);
+        }
+    } else {
+      return false;
+    }
+    result.pointCount = result.weights.size() / nodes.size();
+    if (lies) result.points.back() = 1000000;
+    return true;
+  }
+  void touch() { ++m_stamp; }
+
+  std::uint32_t parts = 4;
+  bool declines = false, lies = false;
+  mutable std::atomic<bool> asked{false};
+
+private:
+  std::uint64_t m_stamp = 1;
+};
+
+} // namespace
+
+TEST(SkinExtractor, NothingIsExtractedTwice)
+{
+  const auto mesh = zoo::blockOf(MiCellShape::Tetrahedron, {4, 4, 4});
+  const auto extractor = MiSkinExtractUnstructured::getNewInstance(*mesh, true);
+  Recorder recorder;
+  extractor->setCallback(&recorder);
+  EXPECT_EQ(extractor->getSurface(), nullptr);
+  MbFunctionFilterI filter([](std::size_t cell) { return cell < 100; });
+  const auto stamps = [&](const MiCellFilterI* with) {
+    const auto& surface = extractor->extractSkin(with);
+    EXPECT_EQ(&surface, extractor->getSurface());
+    return std::pair(surface.topology.getTimeStamp(), surface.geometry.getTimeStamp());
+  };
+  const auto first = stamps(nullptr);
+  EXPECT_EQ(stamps(nullptr), first);
+  EXPECT_THAT(recorder.names, ElementsAre("MiSkinExtractUnstructured"));
+  EXPECT_THAT(recorder.phases, ElementsAre("Checking the mesh", "Hashing faces", "Collecting faces",
+                                           "Matching faces", "Writing faces"));
+  EXPECT_EQ(recorder.ended, 1u);
+  EXPECT_EQ(recorder.phasesEnded, 5u);
+
+  // Anything that it depends on makes it new.
+  std::set<std::uint64_t> seen{first.first};
+  const auto expectNew = [&](const MiCellFilterI* with) {
+    EXPECT_TRUE(seen.insert(stamps(with).first).second);
+    EXPECT_EQ(stamps(with).first, *seen.rbegin());
+  };
+  expectNew(&filter);
+  filter.touch();
+  expectNew(&filter);
+  mesh->touchGeometry();
+  expectNew(&filter);
+  mesh->touchTopology();
+  expectNew(&filter);
+  extractor->setCellRange(1, 50);
+  expectNew(&filter);
+  EXPECT_EQ(recorder.ended, 6u);
+
+  const auto& lines = extractor->extractLine(&filter);
+  const std::uint64_t lineStamp = lines.topology.getTimeStamp();
+  EXPECT_EQ(extractor->extractLine(&filter).topology.getTimeStamp(), lineStamp);
+  EXPECT_EQ(recorder.ended, 7u);
+}
+
+TEST(SkinExtractor, CancellationLeavesNothingHalfDoneAndTheNextCallStartsAnew)
+{
+  const auto mesh = zoo::blockOf(MiCellShape::Tetrahedron, {30, 30, 30});
+  const std::string expected =
+      laws::bytesOf(MiSkinExtractUnstructured::getNewInstance(*mesh, true)->extractSkin(nullptr));
+  for (const bool parallel : {false, true}) {
+    const auto extractor = MiSkinExtractUnstructured::getNewInstance(*mesh, parallel);
+    Recorder recorder;
+    extractor->setCallback(&recorder);
+    for (const std::size_t stopAt : {1, 5, 30}) {
+      recorder.steps = 0;
+      recorder.stopAt = stopAt;
+      EXPECT_THROW(extractor->extractSkin(nullptr), MiCancellationException);
+      if (const auto* surface = extractor->getSurface()) {
+        EXPECT_EQ(surface->topology.getCellCount(), 0u);
+      }
+    }
+    EXPECT_EQ(recorder.ended, 3u);
+    recorder.stopAt = static_cast<std::size_t>(-1);
+    EXPECT_EQ(laws::bytesOf(extractor->extractSkin(nullptr)), expected);
+  }
+}
+
+TEST(SkinExtractor, DataSetsFollowTheirCellsAndNodes)
+{
+  const MbIndex3 cells{3, 2, 2};
+  std::vector<float> perNode;
+  std::vector<std::int32_t> perCell;
+  std::vector<double> vectors;
+  std::vector<std::string> texts;
+  for (std::size_t n = 0; n < 36; ++n) {
+    perNode.push_back(static_cast<float>(n) / 2);
+    for (std::size_t axis = 0; axis < 3; ++axis)
+      vectors.push_back(static_cast<double>(100 * axis + n));
+  }
+  for (std::int32_t c = 0; c < 12; ++c) {
+    perCell.push_back(10 * c);
+    texts.push_back("cell " + std::to_string(c));
+  }
+  const auto mesh = zoo::block(VOLUME_MESH_CURVILINEAR, cells);
+  const auto extractor =
+      MiSkinExtractIjk::getNewInstance(zoo::as<VOLUME_MESH_CURVILINEAR>(*mesh), true);
+  const MbDataSetIjk<double> nodes("p", MiDataBinding::PerNode, {4, 3, 3}, perNode);
+  EXPECT_EQ(extractor->extractScalarSet(nodes), nullptr); // nothing extracted yet
+  const auto& surface = extractor->extractSkin(nullptr);
+
+  const auto* mapped = extractor->extractScalarSet(nodes);
+  ASSERT_NE(mapped, nullptr);
+  EXPECT_EQ(mapped->getName(), "p");
+  ASSERT_EQ(mapped->getSize(), surface.geometry.getNodeCount());
+  for (std::size_t n = 0; n < mapped->getSize(); ++n)
+    EXPECT_EQ(mapped->values[n], surface.provenance.nodes[n] / 2.0);
+  EXPECT_EQ(extractor->extractScalarSet(nodes), mapped);
+
+  const MbDataSetIjk<double> values("v", MiDataBinding::PerCell, cells, perCell);
+  const auto* ofCells = extractor->extractScalarSet(values);
+  ASSERT_NE(ofCells, nullptr);
+  for (std::size_t c = 0; c < ofCells->getSize(); ++c)
+    EXPECT_EQ(ofCells->values[c], 10.0 * surface.provenance.cells[c]);
+  const MbDataSetIjk<MbVec3d> vec("w", MiDataBinding::PerNode, {4, 3, 3}, vectors);
+  const auto* ofVectors = extractor->extractVec3Set(vec);
+  ASSERT_NE(ofVectors, nullptr);
+  EXPECT_EQ(ofVectors->values[5].y, 100.0 + surface.provenance.nodes[5]);
+  const MbDataSetIjk<std::string> names("t", MiDataBinding::PerCell, cells, texts);
+  const auto* ofTexts = extractor->extractStringSet(names);
+  ASSERT_NE(ofTexts, nullptr);
+  EXPECT_EQ(ofTexts->values.back(), "cell " + std::to_string(surface.provenance.cells[31]));
+
+  // Numbering or size that does not fit.
+  const MbDataSetI<double> flat("f", MiDataBinding::PerCell, perCell);
+  EXPECT_EQ(extractor->extractScalarSet(flat), nullptr);
+  const MbDataSetIjk<double> swapped("s", MiDataBinding::PerCell, {2, 3, 2}, perCell);
+  EXPECT_EQ(extractor->extractScalarSet(swapped), nullptr);
+
+  // Lines and points bring their own.
+  extractor->extractLine(nullptr);
+  EXPECT_EQ(extractor->extractLineScalarSet(values)->getSize(), 64u);
+  extractor->extractPoints(nullptr);
+  EXPECT_EQ(extractor->extractPointsScalarSet(nodes)->values, mapped->values);
+}
+
+TEST(SkinExtractor, LinesAreTheEdgesOnceAndPointsTheNodes)
+{
+  const auto mesh = zoo::block(VOLUME_MESH_VERTEX_HEXAHEDRON_IJK, {3, 2, 2});
+  const auto extractor =
+      MiSkinExtractIjk::getNewInstance(zoo::as<VOLUME_MESH_VERTEX_HEXAHEDRON_IJK>(*mesh), true);
+  const auto& lines = extractor->extractLine(nullptr);
+  EXPECT_EQ(lines.topology.getCellCount(), 64u); // V - E + F = 34 - 64 + 32 = 2
+  std::set<std::set<std::uint32_t>> edges;
+  for (std::size_t e = 0; e < 64; ++e) {
+    const auto ends = lines.topology.getCell(e);
+    edges.insert({lines.provenance.nodes[static_cast<std::size_t>(ends[0])],
+                  lines.provenance.nodes[static_cast<std::size_t>(ends[1])]});
+  }
+  EXPECT_EQ(edges.size(), 64u);
+  const auto& points = extractor->extractPoints(nullptr);
+  EXPECT_EQ(points.geometry.getNodeCount(), 34u);
+  for (std::size_t n = 0; n < 34; ++n)
+    EXPECT_EQ(points.geometry.getNode(n), extractor->getSurface()->geometry.getNode(n));
+}
+
+TEST(SkinExtractor, MeshesFarFromZeroKeepTheirPrecision)
+{
+  const std::vector<std::int32_t> connectivity{0, 1, 2, 3};
+  std::vector<double> points{0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1};
+  for (std::size_t n = 0; n < points.size(); n += 3)
+    points[n] += 6.5e6;
+  const MbVolumeMeshUnstructured mesh({MiCellShape::Tetrahedron, connectivity}, points);
+  const auto extractor = MiSkinExtractUnstructured::getNewInstance(mesh, false);
+  const auto& geometry = extractor->extractSkin(nullptr).geometry;
+  EXPECT_NE(geometry.origin, MbVec3d{});
+  EXPECT_EQ(geometry.getNode(1), (MbVec3d{6.5e6 + 1, 0, 0}));
+  EXPECT_EQ(geometry.getMax(), (MbVec3d{6.5e6 + 1, 1, 1}));
+  EXPECT_EQ(extractor->extractPoints(nullptr).geometry.getNode(1), geometry.getNode(1));
+}
+
+TEST(SkinExtractor, TessellatorRefinesQuadraticFacesWithoutGaps)
+{
+  const auto mesh = zoo::blockOf(MiCellShape::QuadraticTetrahedron, {3, 3, 3});
+  UniformTessellator tessellator;
+  std::string serial;
+  for (const bool parallel : {false, true}) {
+    const auto extractor = MiSkinExtractUnstructured::getNewInstance(*mesh, parallel, &tessellator);
+    const auto& surface = extractor->extractSkin(nullptr);
+    EXPECT_EQ(surface.topology.getCellCount(), 54u * 2 * 16);
+    EXPECT_EQ(surface.provenance.form, MeXProvenance::NodeForm::Weighted);
+    laws::expectClosed(surface);
+    EXPECT_NEAR(laws::sizeOf(surface).volume, 3 * 1.5 * 0.75, 1e-5);
+    // Edges: 3/2 of 108 triangles, four lines each; points: the mesh's own nodes.
+    EXPECT_EQ(extractor->extractLine(nullptr).topology.getCellCount(), 162u * 4);
+    EXPECT_EQ(extractor->extractPoints(nullptr).geometry.getNodeCount(), 56u + 162u);
+
+    std::vector<double> x;
+    for (std::size_t n = 0; n < mesh->getGeometry().getNodeCount(); ++n)
+      x.push_back(mesh->getGeometry().getNode(n).x);
+    const MbDataSetI<double> set("x", MiDataBinding::PerNode, x);
+    const auto* mapped = extractor->extractScalarSet(set);
+    ASSERT_NE(mapped, nullptr);
+    for (std::size_t n = 0; n < mapped->getSize(); ++n)
+      EXPECT_NEAR(mapped->values[n], surface.geometry.getNode(n).x, 1e-6);
+    if (!parallel) serial = laws::bytesOf(surface);
+    EXPECT_EQ(laws::bytesOf(surface), serial);
+  }
+}
+
+TEST(SkinExtractor, FacesThatTheTessellatorDeclinesOrSpoilsAreDrawnByTheirSubFaces)
+{
+  const auto mesh = zoo::blockOf(MiCellShape::QuadraticTetrahedron, {2, 2, 2});
+  UniformTessellator tessellator;
+  tessellator.declines = true;
+  const auto extractor = MiSkinExtractUnstructured::getNewInstance(*mesh, true, &tessellator);
+  EXPECT_EQ(extractor->extractSkin(nullptr).topology.getCellCount(), 48u * 4);
+  laws::expectClosed(extractor->extractSkin(nullptr));
+  tessellator.declines = false;
+  tessellator.lies = true;
+  tessellator.touch();
+  EXPECT_EQ(extractor->extractSkin(nullptr).topology.getCellCount(), 48u * 4);
+  EXPECT_EQ(extractor->extractLine(nullptr).topology.getCellCount(), 72u * 2);
+
+  // Linear cells are not for it.
+  tessellator.asked = false;
+  const auto linear = zoo::blockOf(MiCellShape::Hexahedron, {2, 2, 2});
+  const auto plain = MiSkinExtractUnstructured::getNewInstance(*linear, true, &tessellator);
+  EXPECT_EQ(plain->extractSkin(nullptr).topology.getCellCount(), 24u);
+  EXPECT_FALSE(tessellator.asked);
+  EXPECT_EQ(plain->getSurface()->provenance.form, MeXProvenance::NodeForm::Node);
+}
