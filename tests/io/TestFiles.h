@@ -40,6 +40,8 @@ public:
 
   void write(const std::string& contents) const
   {
+    // Some file systems wait for the disk when a file is emptied and written again.
+    std::remove(m_path.c_str());
     std::ofstream(m_path, std::ios::binary | std::ios::trunc) << contents;
   }
   const std::string& path() const { return m_path; }

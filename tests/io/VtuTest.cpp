@@ -183,6 +183,28 @@ TEST(Vtu, EveryEncodingGivesTheSameMeshAndData)
   });
 }
 
+TEST(Vtu, LongArraysAreReadInParallelAsInOneThread)
+{
+  std::vector<double> values(50000);
+  for (std::size_t i = 0; i < values.size(); ++i)
+    values[i] = static_cast<double>(i * i) / 7;
+  forEachEncoding([&](VtuWriter w) {
+    w.blockBytes = 4096;
+    w.body = "<Piece NumberOfPoints=\"50000\" NumberOfCells=\"0\"><PointData>";
+    w.array<double>("s", "Float64", values);
+    w.body += "</PointData><Points>";
+    w.array<std::uint8_t>("p", "UInt8", std::vector<std::uint8_t>(150000, 1), 3);
+    w.body += "</Points></Piece>";
+    for (const bool parallel : {false, true}) {
+      const MbMeshFile file = readText(w.file(), {parallel, {}, false, {}});
+      const MiArrayView view = file.findArray("s")->values;
+      ASSERT_EQ(view.count, values.size());
+      EXPECT_TRUE(std::equal(values.begin(), values.end(), view.as<double>()));
+      EXPECT_EQ(file.getBounds()[5], 1);
+    }
+  });
+}
+
 TEST(Vtu, PiecesBecomeOneMesh)
 {
   const MbMeshFile one = readText(sample({})), three = readText(sample({}, 3));

@@ -1,71 +1,19 @@
 #include <velmo/io/MxFileBytes.h>
 #include <velmo/io/MxFileMesh.h>
+#include <velmo/io/MxLegacyText.h>
 #include <velmo/io/MxNumberText.h>
 
 #include <algorithm>
-#include <cmath>
 
 namespace {
 
 constexpr std::string_view kMagic = "# vtk DataFile Version";
 
-std::string lowered(std::string_view word)
-{
-  std::string text(word);
-  for (char& c : text)
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  return text;
-}
-
-/// Names hold "%20" for a blank and so on.
-std::string decodedName(std::string_view word)
-{
-  const auto digit = [](char c) {
-    return c >= '0' && c <= '9'   ? c - '0'
-           : c >= 'A' && c <= 'F' ? c - 'A' + 10
-           : c >= 'a' && c <= 'f' ? c - 'a' + 10
-                                  : -1;
-  };
-  std::string name;
-  for (std::size_t i = 0; i < word.size(); ++i) {
-    if (word[i] == '%' && i + 2 < word.size() && digit(word[i + 1]) >= 0 && digit(word[i + 2]) >= 0)
-    {
-      name += static_cast<char>(digit(word[i + 1]) * 16 + digit(word[i + 2]));
-      i += 2;
-    } else {
-      name += word[i];
-    }
-  }
-  return name;
-}
-
-struct TypeName
-{
-  const char* name;
-  MiScalarType type;
-};
-constexpr TypeName kTypes[] = {{"float", MiScalarType::Float32},
-                               {"double", MiScalarType::Float64},
-                               {"int", MiScalarType::Int32},
-                               {"unsigned_int", MiScalarType::UInt32},
-                               {"short", MiScalarType::Int16},
-                               {"unsigned_short", MiScalarType::UInt16},
-                               {"char", MiScalarType::Int8},
-                               {"signed_char", MiScalarType::Int8},
-                               {"unsigned_char", MiScalarType::UInt8},
-                               {"long", MiScalarType::Int64},
-                               {"unsigned_long", MiScalarType::UInt64},
-                               {"vtktypeint64", MiScalarType::Int64},
-                               {"vtktypeuint64", MiScalarType::UInt64},
-                               // Written with 32 bits, whatever the writer's own ids have.
-                               {"vtkidtype", MiScalarType::Int32}};
-
 /// Reads one file from the first byte to the last.
-class LegacyReader
+class LegacyReader : private MxLegacyText
 {
 public:
-  LegacyReader(const MxFileBytes& file, bool parallel)
-      : m_file(file), m_parallel(parallel), m_at(file.begin()), m_end(file.end())
+  LegacyReader(const MxFileBytes& file, bool parallel) : MxLegacyText(file, parallel)
   {
     m_mesh.format = "legacy vtk";
   }
@@ -81,126 +29,6 @@ public:
   }
 
 private:
-  // ---- words and numbers
-
-  [[noreturn]] void fail(const std::string& problem) const { m_file.failAtLine(m_word, problem); }
-
-  std::string_view word()
-  {
-    const std::string_view found = mxNextWord(m_at, m_end);
-    m_word = found.data();
-    return found;
-  }
-  std::string_view wordFor(const char* what)
-  {
-    const std::string_view found = word();
-    if (found.empty()) fail(std::string("the file ends where ") + what + " should be");
-    return found;
-  }
-  std::string nextKeyword() { return lowered(word()); }
-
-  std::string_view restOfLine()
-  {
-    const char* first = m_at;
-    while (m_at < m_end && *m_at != '\n')
-      ++m_at;
-    std::string_view line(first, static_cast<std::size_t>(m_at - first));
-    if (m_at < m_end) ++m_at;
-    while (!line.empty() && isBlank(line.back()))
-      line.remove_suffix(1);
-    return line;
-  }
-
-  std::size_t count(const char* what)
-  {
-    const std::string_view text = wordFor(what);
-    std::int64_t value = 0;
-    if (!mxParseNumber(text, value))
-      fail(std::string(what) + " " + mxQuoted(text) + " is not a count");
-    if (value < 0) fail(std::string(what) + " " + std::to_string(value) + " is negative");
-    return static_cast<std::size_t>(value);
-  }
-  double number(const char* what)
-  {
-    const std::string_view text = wordFor(what);
-    double value = 0;
-    if (!mxParseNumber(text, value))
-      fail(std::string(what) + " " + mxQuoted(text) + " is not a number");
-    return value;
-  }
-  MbVec3d numbers3(const char* what)
-  {
-    MbVec3d result;
-    for (std::size_t i = 0; i < 3; ++i)
-      result[i] = number(what);
-    return result;
-  }
-
-  static const TypeName* findType(std::string_view name)
-  {
-    const std::string wanted = lowered(name);
-    const auto* found = std::find_if(std::begin(kTypes), std::end(kTypes),
-                                     [&](const TypeName& type) { return wanted == type.name; });
-    return found == std::end(kTypes) ? nullptr : found;
-  }
-
-  /// Refuses a count that the file cannot hold, before anything is allocated or multiplied.
-  void checkFits(std::size_t items, std::size_t numbersEach, const std::string& what) const
-  {
-    const auto left = static_cast<std::size_t>(m_end - m_at);
-    if (numbersEach > 0 && items > (left * 8 + 8) / numbersEach)
-      fail(what + " should have " + std::to_string(items) + " items, but only " +
-           std::to_string(left) + " bytes follow");
-  }
-
-  MxFileArray list(std::string_view typeName, std::size_t items, std::size_t numbersEach,
-                   const std::string& what)
-  {
-    checkFits(items, numbersEach, what);
-    const std::size_t total = items * numbersEach;
-    if (lowered(typeName) == "bit") return bits(total, what);
-    const TypeName* type = findType(typeName);
-    if (!type) fail(what + " has the type " + mxQuoted(typeName) + ", which is not known");
-    return list(type->type, total, what);
-  }
-
-  /// The numbers that follow the present line.
-  MxFileArray list(MiScalarType type, std::size_t total, const std::string& what)
-  {
-    if (!m_binary) return mxReadNumbers(m_file, m_at, m_end, type, total, what, m_parallel);
-    restOfLine();
-    const std::size_t width = scalarSize(type);
-    const char* from = take(total, width, what);
-    MxFileArray array(type, total);
-    mxCopyNumbers(array.data.get(), from, total, width, std::endian::native == std::endian::little,
-                  m_parallel);
-    return array;
-  }
-
-  const char* take(std::size_t items, std::size_t width, const std::string& what)
-  {
-    const auto left = static_cast<std::size_t>(m_end - m_at);
-    if (items > left / width)
-      m_file.failAtByte(m_at, what + " should have " + std::to_string(items) + " numbers of " +
-                                  std::to_string(width) + " bytes, but only " +
-                                  std::to_string(left) + " bytes follow");
-    const char* first = m_at;
-    m_at += items * width;
-    return first;
-  }
-
-  MxFileArray bits(std::size_t total, const std::string& what)
-  {
-    if (!m_binary) return list(MiScalarType::UInt8, total, what);
-    restOfLine();
-    const char* from = take((total + 7) / 8, 1, what);
-    auto array = MxFileArray::of<std::uint8_t>(total);
-    for (std::size_t i = 0; i < total; ++i)
-      array.as<std::uint8_t>()[i] =
-          static_cast<std::uint8_t>(static_cast<unsigned char>(from[i / 8]) >> (7 - i % 8) & 1);
-    return array;
-  }
-
   // ---- sections
 
   void readHeader()
@@ -229,7 +57,7 @@ private:
   void readDataSetType()
   {
     if (!m_dataSet.empty()) fail("a second DATASET");
-    m_dataSet = lowered(wordFor("the type of the data set"));
+    m_dataSet = mxLowered(wordFor("the type of the data set"));
     if (m_dataSet == "structured_points")
       m_mesh.layout = MxFileLayout::Regular;
     else if (m_dataSet == "rectilinear_grid")
@@ -315,7 +143,7 @@ private:
     const std::size_t n = count(what.c_str()), size = count(what.c_str());
     checkFits(size, 1, what);
     const char* ahead = m_at;
-    if (lowered(mxNextWord(ahead, m_end)) == "offsets") return readOffsetCells(what, n, size);
+    if (mxLowered(mxNextWord(ahead, m_end)) == "offsets") return readOffsetCells(what, n, size);
 
     if (n > size) fail(what + " has more cells than numbers");
     MxFileArray numbers = list(MiScalarType::Int32, size, what);
@@ -403,7 +231,7 @@ private:
 
   void add(std::string_view name, std::size_t components, MxFileArray values)
   {
-    m_mesh.sets.push_back({decodedName(name), m_binding, components, std::move(values)});
+    m_mesh.sets.push_back({mxDecodedName(name), m_binding, components, std::move(values)});
   }
 
   void readAttribute(const std::string& keyword)
@@ -421,12 +249,12 @@ private:
       const char* p = m_at;
       std::size_t components = 1;
       const std::string_view optional = mxNextWord(p, line);
-      if (!optional.empty() && lowered(optional) != "lookup_table") {
+      if (!optional.empty() && mxLowered(optional) != "lookup_table") {
         components = count("the number of components");
         if (components < 1 || components > 4) fail("SCALARS have 1 to 4 components");
       }
       p = m_at;
-      if (lowered(mxNextWord(p, m_end)) == "lookup_table") {
+      if (mxLowered(mxNextWord(p, m_end)) == "lookup_table") {
         m_at = p;
         wordFor("the name of a lookup table");
       }
@@ -440,11 +268,11 @@ private:
       add(name, 1, list(wordFor("the type of an array"), m_items, 1, what));
     } else if (keyword == "tensors" || keyword == "tensors6") {
       list(wordFor("the type of an array"), m_items, keyword == "tensors" ? 9 : 6, what);
-      m_mesh.notes.push_back("The tensors '" + decodedName(name) + "' are left out.");
+      m_mesh.notes.push_back("The tensors '" + mxDecodedName(name) + "' are left out.");
     } else if (keyword == "texture_coordinates") {
       const std::size_t components = count("the number of components");
       list(wordFor("the type of an array"), m_items, components, what);
-      m_mesh.notes.push_back("The texture coordinates '" + decodedName(name) + "' are left out.");
+      m_mesh.notes.push_back("The texture coordinates '" + mxDecodedName(name) + "' are left out.");
     } else {
       m_file.failAtLine(place, mxQuoted(keyword) + " is no kind of array that is known");
     }
@@ -457,7 +285,7 @@ private:
     for (std::size_t i = 0; i < arrays; ++i) {
       std::string name(wordFor("the name of an array"));
       if (name == "NULL_ARRAY") continue;
-      if (lowered(name) == "metadata") { // belongs to the array before
+      if (mxLowered(name) == "metadata") { // belongs to the array before
         skipMetadata();
         name = std::string(wordFor("the name of an array"));
       }
@@ -466,20 +294,20 @@ private:
       const std::size_t items = count("the number of tuples");
       const std::string type(wordFor("the type of an array"));
       checkFits(items, components, what);
-      if (lowered(type) == "string") {
+      if (mxLowered(type) == "string") {
         skipStrings(items * components, what);
-        m_mesh.notes.push_back("The array '" + decodedName(name) +
+        m_mesh.notes.push_back("The array '" + mxDecodedName(name) +
                                "' holds texts and is left out.");
         continue;
       }
       MxFileArray values = list(type, items, components, what);
       if (!m_inData) {
-        takeFieldValue(decodedName(name), values);
+        takeFieldValue(mxDecodedName(name), values);
       } else if (items != m_items) {
         fail(what + " has " + std::to_string(items) + " items where " + std::to_string(m_items) +
              " should be");
       } else if (components == 0) {
-        m_mesh.notes.push_back("The array '" + decodedName(name) + "' is empty and left out.");
+        m_mesh.notes.push_back("The array '" + mxDecodedName(name) + "' is empty and left out.");
       } else {
         add(name, components, std::move(values));
       }
@@ -488,32 +316,12 @@ private:
 
   void takeFieldValue(const std::string& name, const MxFileArray& values)
   {
-    const std::string key = lowered(name);
+    const std::string key = mxLowered(name);
     if ((key == "time" || key == "timevalue") && values.size > 0)
       m_mesh.time = visitNumbers(values, [](auto v) { return static_cast<double>(v[0]); });
     else
       m_mesh.notes.push_back("The field array '" + name +
                              "' belongs to no node or cell and is left out.");
-  }
-
-  void skipStrings(std::size_t texts, const std::string& what)
-  {
-    restOfLine();
-    for (std::size_t i = 0; i < texts; ++i) {
-      if (m_at == m_end) m_file.failAtLine(m_at, what + " ends too early");
-      if (!m_binary) {
-        restOfLine();
-        continue;
-      }
-      // The two highest bits tell how many bytes hold the length: 8, 4, 2 or 1.
-      const auto head = static_cast<unsigned char>(*m_at);
-      const std::size_t bytes = std::size_t{8} >> (head >> 6);
-      const char* p = take(bytes, 1, what);
-      std::size_t length = head & 63;
-      for (std::size_t b = 1; b < bytes; ++b)
-        length = length << 8 | static_cast<unsigned char>(p[b]);
-      take(length, 1, what);
-    }
   }
 
   /// Up to the next empty line.
@@ -627,13 +435,6 @@ private:
       return kTriangleStrip;
     }
   }
-
-  const MxFileBytes& m_file;
-  const bool m_parallel;
-  const char* m_at;
-  const char* const m_end;
-  const char* m_word = nullptr; ///< where the last word began
-  bool m_binary = false;
 
   MxFileMesh m_mesh;
   std::string m_dataSet;

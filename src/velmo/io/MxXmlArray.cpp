@@ -9,6 +9,9 @@
 
 namespace {
 
+/// Less than this is inflated in one thread.
+constexpr std::size_t kParallelBytes = std::size_t{1} << 17;
+
 constexpr std::uint8_t kNotBase64 = 255;
 
 constexpr std::array<std::uint8_t, 256> makeBase64Table()
@@ -274,7 +277,7 @@ MxFileArray MxXmlArrayReader::readCompressed(const MxXmlArray& array, Source& so
                                starts[block + 1] - starts[block]) == Z_OK &&
                   size == sizeOf(block);
   };
-  if (m_parallel && blocks > 1)
+  if (m_parallel && blocks > 1 && total >= kParallelBytes)
     tbb::parallel_for(std::size_t{0}, blocks, inflateBlock);
   else
     for (std::size_t block = 0; block < blocks; ++block)
