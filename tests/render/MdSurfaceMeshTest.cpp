@@ -14,6 +14,7 @@
 
 #include <Inventor/actions/SoGetBoundingBoxAction.h>
 #include <Inventor/actions/SoSearchAction.h>
+#include <Inventor/nodes/SoCoordinate3.h>
 #include <Inventor/nodes/SoIndexedLineSet.h>
 #include <Inventor/nodes/SoPolygonOffset.h>
 #include <Inventor/nodes/SoShaderObject.h>
@@ -475,6 +476,28 @@ TEST(MxStyledShapeGraph, WarnsOfMissingBuffersAndKeepsPlaceholdersInert)
   placeholder.enable(true);
   EXPECT_FALSE(placeholder.isEnabled());
   EXPECT_TRUE(placeholder.isCacheValid(MoMaterial::CONTOURING, SbColor(1, 0, 0), 0.5f));
+}
+
+TEST(MdPointMesh, DrawsItsOwnPointsAndNoOthers)
+{
+  const SoRef<SoSeparator> root(new SoSeparator);
+  auto* foreign = new SoCoordinate3;
+  foreign->point.set1Value(0, SbVec3f(7, 7, 7));
+  root->addChild(foreign);
+  MdPointMesh builder(root);
+  MeXPointMeshCurvilinear points;
+  points.geometry.points().assign(3, MbVec3f{1, 2, 3});
+  points.geometry.touch(false);
+  const StateProbe probe([&](SoAction* action) { builder.set(action->getState(), points, {}); });
+  SoGetBoundingBoxAction box(SbViewportRegion(100, 100));
+  box.apply(root);
+  EXPECT_TRUE(box.getBoundingBox().isEmpty());
+  SoCallbackAction().apply(probe.node());
+  box.apply(root);
+  EXPECT_EQ(box.getBoundingBox(), SbBox3f(1, 2, 3, 1, 2, 3));
+  builder.clear();
+  box.apply(root);
+  EXPECT_TRUE(box.getBoundingBox().isEmpty());
 }
 
 TEST(MdLineMesh, DrawsLinesAndPatterns)

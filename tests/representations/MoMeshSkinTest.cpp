@@ -3,6 +3,7 @@
 #include <velmo/extraction/extractors/MiSkinExtract.h>
 #include <velmo/mesh/MbCellFilter.h>
 #include <velmo/mesh/MbDataSet.h>
+#include <velmo/mesh/MbMesh.h>
 #include <velmo/nodes/MoCellFilter.h>
 #include <velmo/nodes/MoDrawStyle.h>
 #include <velmo/nodes/MoMaterial.h>
@@ -22,11 +23,13 @@
 #include <Inventor/actions/SoRayPickAction.h>
 #include <Inventor/actions/SoSearchAction.h>
 #include <Inventor/actions/SoWriteAction.h>
+#include <Inventor/nodes/SoShape.h>
 #include <Inventor/sensors/SoNodeSensor.h>
 #include <Inventor/SoDB.h>
 #include <Inventor/SoInput.h>
 #include <Inventor/SoOutput.h>
 #include <Inventor/SoPickedPoint.h>
+#include <Inventor/SoPrimitiveVertex.h>
 
 #include <gmock/gmock.h>
 
@@ -341,6 +344,9 @@ TEST(MoMeshSkin, FollowsTheMeshNode)
   SkinScene scene;
   scene.traverse(2);
   EXPECT_FALSE(scene.drawsAnything()) << "no mesh";
+  SoGetBoundingBoxAction box(SbViewportRegion(100, 100));
+  box.apply(scene.root);
+  EXPECT_TRUE(box.getBoundingBox().isEmpty());
   EXPECT_EQ(scene.counter.count, 0);
 
   scene.mesh->setMesh(row.mesh.get());
@@ -690,4 +696,50 @@ TEST(MoMeshSkin, NamesThePickedCell)
   const std::unique_ptr<SoDetail> copy(ijk->copy());
   EXPECT_EQ(static_cast<MoFaceDetailIjk*>(copy.get())->getI(), 3u);
   EXPECT_EQ(static_cast<MoFaceDetailIjk*>(copy.get())->getNumPoints(), detail->getNumPoints());
+}
+
+TEST(MoMeshSkin, StaysInAbsoluteCoordinatesFarFromZero)
+{
+  const double x = 100000, y = 200000;
+  const MbVolumeMeshRegular far(MbIndex3{4, 1, 1}, MbVec3d{x, y, 0}, MbVec3d{1, 0.5, 0.25});
+  SkinScene scene;
+  scene.mesh->setMesh(&far);
+  scene.traverse();
+  ASSERT_NE(scene.surface()->getGeometry().origin, MbVec3d{}) << "single precision needs help here";
+  const SbVec3f low(static_cast<float>(x), static_cast<float>(y), 0);
+  SoGetBoundingBoxAction box(SbViewportRegion(100, 100));
+  box.apply(scene.root);
+  EXPECT_EQ(box.getBoundingBox().getMin(), low);
+  EXPECT_EQ(box.getBoundingBox().getMax(), low + SbVec3f(4, 0.5f, 0.25f));
+
+  SoRayPickAction pick(SbViewportRegion(100, 100));
+  pick.setRay(low + SbVec3f(2.5f, 0.25f, 5), SbVec3f(0, 0, -1));
+  pick.apply(scene.root);
+  ASSERT_NE(pick.getPickedPoint(), nullptr);
+  EXPECT_EQ(pick.getPickedPoint()->getPoint(), low + SbVec3f(2.5f, 0.25f, 0.25f));
+  EXPECT_EQ(dynamic_cast<const MoFaceDetail&>(*pick.getPickedPoint()->getDetail()).getSourceCell(),
+            2u);
+
+  SbBox3f primitives;
+  SoCallbackAction vertices;
+  vertices.addTriangleCallback(
+      SoShape::getClassTypeId(),
+      [](void* all, SoCallbackAction* action, const SoPrimitiveVertex* a, const SoPrimitiveVertex*,
+         const SoPrimitiveVertex*) {
+        SbVec3f p;
+        action->getModelMatrix().multVecMatrix(a->getPoint(), p);
+        static_cast<SbBox3f*>(all)->extendBy(p);
+      },
+      &primitives);
+  vertices.apply(scene.root);
+  EXPECT_EQ(primitives.getMin(), low);
+
+  const Row near;
+  scene.mesh->setMesh(near.mesh.get());
+  box.apply(scene.root);
+  EXPECT_EQ(box.getBoundingBox().getMax(), SbVec3f(4, 0.5f, 0.25f)) << "the move is taken back";
+  pick.setRay(SbVec3f(2.5f, 0.25f, 5), SbVec3f(0, 0, -1));
+  pick.apply(scene.root);
+  EXPECT_NE(pick.getPickedPoint(), nullptr);
+  scene.mesh->reset();
 }

@@ -137,6 +137,7 @@ bool MxMeshSceneGraph::isEnabled(SoState* state)
 void MxMeshSceneGraph::clear()
 {
   setIfDifferent(m_box->mode, SoBBox::COMPUTED);
+  setIfDifferent(m_box->origin, SbVec3f(0, 0, 0));
   m_faces->clear();
   m_edges->clear();
   m_points->clear();
@@ -150,19 +151,8 @@ void MxMeshSceneGraph::setDetails(SoRayPickAction*, const MoMeshRepresentationDe
 void MxMeshSceneGraph::fillGeometry(const MeXGeometryI& geometry)
 {
   ++m_fillCounts.geometry;
-  const auto* buffer = dynamic_cast<const MxCpuBuffer<MbVec3f>*>(geometry.getBuffer());
-  if (buffer && !(geometry.origin == MbVec3d{})) {
-    // The shapes know no origin: they get absolute coordinates, at single precision.
-    const std::size_t count = buffer->array.size();
-    m_absolute.array.resizeUninitialized(count);
-    for (std::size_t i = 0; i < count; ++i) {
-      const MbVec3d p = geometry.getNode(i);
-      m_absolute.array[i] = {static_cast<float>(p.x), static_cast<float>(p.y),
-                             static_cast<float>(p.z)};
-    }
-    buffer = &m_absolute;
-  }
-  m_main->setVertices(buffer);
+  m_main->setVertices(dynamic_cast<const MxCpuBuffer<MbVec3f>*>(geometry.getBuffer()));
+  setIfDifferent(m_box->origin, toFloat(geometry.origin));
   updateBox(geometry);
   resetFading();
 }

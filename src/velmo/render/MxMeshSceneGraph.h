@@ -115,7 +115,6 @@ private:
   std::vector<MbVec3f> m_tangents;
   std::vector<std::uint32_t> m_colors;
   std::vector<SbVec2f> m_textureCoordinates;
-  MxCpuBuffer<MbVec3f> m_absolute; // coordinates of a mesh that has an origin of its own
   SoRef<SoShaderParameter1f> m_edgeLengthReference;
   SoRef<SoShaderParameter1f> m_fadingEdgePixelLength;
   SoRef<SoBBox> m_box;

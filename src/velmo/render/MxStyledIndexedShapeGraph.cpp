@@ -171,6 +171,7 @@ SoDetail* MxStyledIndexedLineGraph::createDetail(const SoDetail* detail,
 MxStyledPointGraph::MxStyledPointGraph(SoSeparator* parent, SoDrawStyle::Style style)
     : MxStyledShapeGraph(parent, style, nullptr), m_shape(new SoPointSet)
 {
+  verticesChanged(0);
   addShape(parent, m_shape);
 }
 
@@ -179,4 +180,10 @@ MxStyledPointGraph::~MxStyledPointGraph() = default;
 bool MxStyledPointGraph::isEndingPath(const SoFullPath* path) const
 {
   return path->getTail() == m_shape;
+}
+
+void MxStyledPointGraph::verticesChanged(int count)
+{
+  // By default a point set without vertices of its own takes all those that stand above it.
+  m_shape->numPoints = count;
 }

@@ -78,5 +78,7 @@ public:
   bool isEndingPath(const SoFullPath* path) const override;
 
 private:
+  void verticesChanged(int count) override;
+
   SoRef<SoPointSet> m_shape;
 };

@@ -72,6 +72,7 @@ void MxStyledShapeGraph::addShape(SoSeparator* parent, SoVertexShape* shape)
 void MxStyledShapeGraph::clear()
 {
   empty(m_vertexProperty->vertex);
+  verticesChanged(0);
   empty(m_vertexProperty->orderedRGBA);
   empty(m_vertexProperty->texCoord);
   empty(m_vertexProperty->normal);
@@ -115,6 +116,7 @@ void MxStyledShapeGraph::setVertices(const MxCpuBuffer<MbVec3f>* buffer)
 {
   empty(m_vertexProperty->vertex);
   if (!buffer) {
+    verticesChanged(0);
     SoDebugError::postWarning("MxStyledShapeGraph::setVertices",
                               "Buffer is NULL, no index set in SoVertexProperty");
     return;
@@ -123,6 +125,7 @@ void MxStyledShapeGraph::setVertices(const MxCpuBuffer<MbVec3f>* buffer)
   m_vertexProperty->vertex.setValuesPointer(
       static_cast<int>(buffer->getByteCount() / sizeof(SbVec3f)),
       reinterpret_cast<const SbVec3f*>(buffer->array.data()));
+  verticesChanged(m_vertexProperty->vertex.getNum());
 }
 
 void MxStyledShapeGraph::setTangents(const SoCpuBufferObject* buffer,

@@ -79,6 +79,9 @@ public:
   TkVertexProperty* getVertexProperty() const { return m_vertexProperty; }
 
 protected:
+  /// The vertices were replaced; there are `count` now.
+  virtual void verticesChanged(int) {}
+
   SoDrawStyle* getDrawStyle() const { return m_drawStyle; }
   MoMaterial::ColoringType getColoring() const { return m_coloring; }
   bool isPlaceholder() const { return m_placeholder; }
