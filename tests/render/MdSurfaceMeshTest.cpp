@@ -23,6 +23,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cmath>
 #include <cstdlib>
 
 using testing::ElementsAre;
@@ -364,6 +365,12 @@ TEST(MdSurfaceMesh, DrawsLevelsPerNodeWithATexture)
   EXPECT_FLOAT_EQ(where[1][0], 1.0f / 3) << "a level starts the interval above it";
   EXPECT_FLOAT_EQ(where[2][0], 0.5f);
   EXPECT_FLOAT_EQ(where[5][0], 1.0f);
+  scene.squares.perNode.values = {-2, 7, std::nan(""), 0, 0, 0};
+  scene.squares.perNode.touch();
+  scene.set({&scene.squares.perNode});
+  EXPECT_LT(where[0][0], 0.0f) << "clamped to the first colour";
+  EXPECT_GT(where[1][0], 1.0f);
+  EXPECT_EQ(where[2][0], 1.0f) << "no number: the last colour";
 
   scene.set({&scene.squares.perCell});
   EXPECT_EQ(texture->whichChild.getValue(), SO_SWITCH_NONE) << "cells have one colour each";

@@ -1,10 +1,12 @@
 #include <tests/representations/SkinScene.h>
 
+#include <velmo/colormapping/MoCombineColorMapping.h>
 #include <velmo/extraction/extractors/MiSkinExtract.h>
 #include <velmo/mesh/MbCellFilter.h>
 #include <velmo/mesh/MbDataSet.h>
 #include <velmo/mesh/MbMesh.h>
 #include <velmo/nodes/MoCellFilter.h>
+#include <velmo/nodes/MoDataBinding.h>
 #include <velmo/nodes/MoDrawStyle.h>
 #include <velmo/nodes/MoMaterial.h>
 #include <velmo/nodes/MoScalarSetI.h>
@@ -204,6 +206,51 @@ TEST(MoMeshSkin, FindsTypedSetsOnlyWithoutGeneralOnes)
   scene.root->removeChild(scene.set);
   scene.traverse();
   EXPECT_EQ(found, &row.perNode);
+}
+
+TEST(MoMeshSkin, GathersTheSetsThatSuitMeshAndBindingForACombinedMapping)
+{
+  const Row row(VOLUME_MESH_HEXAHEDRON_IJK);
+  const MbScalardSetIjk cells("cells", MiDataBinding::PerCell, {4, 1, 1}, counted(4));
+  const MbScalardSetIjk gridNodes("grid nodes", MiDataBinding::PerNode, {5, 2, 2}, counted(20));
+  class Sum final : public MiCombineColorMapping
+  {
+  public:
+    SbColorRGBA getColor(std::vector<double>) const override { return {1, 1, 1, 1}; }
+    void getRange(double&, double&) const override {}
+    std::uint64_t getTimeStamp() const override { return 1; }
+  } sum;
+  SkinScene scene;
+  scene.mesh->setMesh(row.mesh.get());
+  const SoRef<MoCombineColorMapping> combine(new MoCombineColorMapping);
+  combine->setColorMapping(&sum);
+  const SoRef<MoDataBinding> binding(new MoDataBinding);
+  scene.above->addChild(combine);
+  scene.above->addChild(binding);
+  for (const MiTypedDataSet<double>* set : std::initializer_list<const MiTypedDataSet<double>*>{
+           &cells, &gridNodes, &row.perNode, &row.perCell})
+  {
+    auto* node = new MoScalarSet;
+    node->setScalarSet(set);
+    scene.above->addChild(node);
+  }
+  const auto gathered = [&] {
+    std::vector<const MiTypedDataSet<double>*> sets;
+    const StateProbe probe([&](SoAction* action) {
+      sets = scene.skin->getColorSetFromState(action->getState(), VOLUME_MESH_HEXAHEDRON_IJK);
+    });
+    scene.root->addChild(probe.node());
+    scene.traverse();
+    scene.root->removeChild(probe.node());
+    return sets;
+  };
+  binding->dataBinding = MoDataBinding::AUTO;
+  EXPECT_THAT(gathered(), ElementsAre(&cells, &row.perNode))
+      << "cells of this kind are numbered by I, J and K, its nodes by one index";
+  binding->dataBinding = MoDataBinding::PER_CELL;
+  EXPECT_THAT(gathered(), ElementsAre(&cells));
+  binding->dataBinding = MoDataBinding::PER_NODE;
+  EXPECT_THAT(gathered(), ElementsAre(&row.perNode));
 }
 
 TEST(MoMeshSkin, WarnsOfASetThatDoesNotFitTheMesh)

@@ -87,6 +87,9 @@ testing::Matcher<std::vector<int>> rgb(int r, int g, int b)
 TEST_F(SkinPicture, ShowsValuesPerCellAndPerNode)
 {
   draw();
+  draw();
+  EXPECT_EQ(scene.fills(), "1 1 1");
+  EXPECT_EQ(scene.counter.count, 1);
   EXPECT_THAT(at(0.5, 0.2), rgb(0, 0, 0));
   EXPECT_THAT(at(1.5, 0.2), rgb(255, 255, 255));
   EXPECT_THAT(at(0.5, 0.7), rgb(127, 127, 127));

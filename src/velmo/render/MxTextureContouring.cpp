@@ -1,6 +1,7 @@
 #include <velmo/render/MxTextureContouring.h>
 
 #include <algorithm>
+#include <cmath>
 
 MxTextureContouring::~MxTextureContouring() = default;
 
@@ -34,7 +35,7 @@ bool MxTextureContouring::buildTexture(const MdLevelColorMapping* mapping, float
 
 float MxTextureContouring::getTextureCoord(double value) const
 {
-  if (!m_mapping) return 0.0f;
+  if (!m_mapping || m_mapping->levels().size() < 2) return 0.0f;
   const std::vector<double>& levels = m_mapping->levels();
   const std::size_t last = levels.size() - 2;
   const auto above = std::upper_bound(levels.begin(), levels.end(), value);
@@ -44,6 +45,8 @@ float MxTextureContouring::getTextureCoord(double value) const
   else if (above != levels.begin())
     k = static_cast<std::size_t>(above - levels.begin()) - 1;
   const double inside = (value - levels[k]) / (levels[k + 1] - levels[k]);
+  // As the mapping does it, a value that is no number takes the last colour.
+  if (std::isnan(inside)) return 1.0f;
   return static_cast<float>((static_cast<double>(k) + inside) /
                             static_cast<double>(levels.size() - 1));
 }
