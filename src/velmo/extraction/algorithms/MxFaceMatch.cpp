@@ -60,6 +60,14 @@ void matchBucket(std::span<const Entry> entries, std::vector<MxArray<MxFaceCandi
   }
 }
 
+/// Sorts two numbers.
+void order(std::uint32_t& a, std::uint32_t& b)
+{
+  const std::uint32_t low = std::min(a, b), high = std::max(a, b);
+  a = low;
+  b = high;
+}
+
 /// Sorts up to a handful of numbers.
 void insertionSort(std::uint32_t* values, std::size_t count)
 {
@@ -76,13 +84,26 @@ void insertionSort(std::uint32_t* values, std::size_t count)
 
 bool makeFaceKey(std::uint32_t* nodes, std::size_t count, MxFaceCandidate& candidate)
 {
+  // Nearly all faces have three or four nodes, all different.
+  candidate.isSkin = 0;
+  candidate.isLarge = 0;
+  if (count == 3 || count == 4) {
+    std::uint32_t last = count == 4 ? nodes[3] : kNoNode;
+    order(nodes[0], nodes[1]);
+    order(nodes[2], last);
+    order(nodes[0], nodes[2]);
+    order(nodes[1], last);
+    order(nodes[1], nodes[2]);
+    candidate.key = {nodes[0], nodes[1], nodes[2], last};
+    if ((nodes[0] != nodes[1]) & (nodes[1] != nodes[2]) & (nodes[2] != last)) return true;
+    if (count == 4) nodes[3] = last;
+  }
   if (count <= 16)
     insertionSort(nodes, count);
   else
     std::sort(nodes, nodes + count);
   const std::size_t distinct = static_cast<std::size_t>(std::unique(nodes, nodes + count) - nodes);
   candidate.isLarge = distinct > 4;
-  candidate.isSkin = 0;
   if (distinct < 3) return false;
   if (distinct <= 4) {
     candidate.key = {nodes[0], nodes[1], nodes[2], distinct == 4 ? nodes[3] : kNoNode};

@@ -20,12 +20,15 @@ constexpr std::size_t kLargestCount = 0xffffffffu;
 template <class T>
 bool allFinite(const T* values, std::size_t count)
 {
-  constexpr std::size_t kLanes = 16;
+  constexpr std::size_t kLanes = 2 * kCacheLine / sizeof(T);
   T sums[kLanes] = {};
   std::size_t i = 0;
-  for (; i + kLanes <= count; i += kLanes)
+  for (; i + kLanes <= count; i += kLanes) {
+    readAhead(values + i);
+    readAhead(values + i + kLanes / 2);
     for (std::size_t lane = 0; lane < kLanes; ++lane)
       sums[lane] += values[i + lane] * T{0};
+  }
   for (; i < count; ++i)
     sums[0] += values[i] * T{0};
   T sum = 0;

@@ -183,32 +183,53 @@ void hashAnyCell(const Cursor& cursor, Sink& sink)
   });
 }
 
+/// Hashes the cells of a run, whose nodes stand one after the other; false for other shapes.
+template <class Run, class Sink>
+bool hashRun(const Run& run, HexahedronHasher<Sink>& hexahedra, Sink& sink)
+{
+  using S = MiCellShape;
+  const auto forEachCell = [&](std::size_t size, const auto& body) {
+    for (std::size_t c = 0; c < run.count; ++c)
+      body(run.nodes + c * size);
+    return true;
+  };
+  switch (run.shape) {
+  case S::Tetrahedron:
+    return forEachCell(4, [&](const auto& nodes) { hashTetrahedron(nodes, sink); });
+  case S::Hexahedron:
+    return forEachCell(8, [&](const auto& nodes) { hexahedra.add(nodes); });
+  case S::Wedge:
+    return forEachCell(6, [&](const auto& nodes) { hashCell<S::Wedge>(nodes, sink); });
+  case S::Pyramid:
+    return forEachCell(5, [&](const auto& nodes) { hashCell<S::Pyramid>(nodes, sink); });
+  default:
+    return false;
+  }
+}
+
 template <bool Whole, class Cells, class Sink>
 void hashCells(const Cells& cells, const MxCellChoice& choice, std::size_t first, std::size_t last,
                Sink& sink)
 {
-  using S = MiCellShape;
   typename Cells::Cursor cursor(cells);
   HexahedronHasher<Sink> hexahedra(sink);
-  for (std::size_t cell = first; cell < last; ++cell) {
-    if (!isChosen(choice, cell)) continue;
-    cursor.load(cell);
-    switch (cursor.shape()) {
-    case S::Tetrahedron:
-      hashTetrahedron(cursor.nodes(), sink);
-      break;
-    case S::Hexahedron:
-      hexahedra.add(cursor.nodes());
-      break;
-    case S::Wedge:
-      hashCell<S::Wedge>(cursor.nodes(), sink);
-      break;
-    case S::Pyramid:
-      hashCell<S::Pyramid>(cursor.nodes(), sink);
-      break;
-    default:
-      hashAnyCell<Whole>(cursor, sink);
+  typename Cells::Run run;
+  for (std::size_t cell = first; cell < last;) {
+    if (choice.accepted.empty()) {
+      run = cells.findRun(cell, last);
+      if (run.count > 0 && hashRun(run, hexahedra, sink)) {
+        cell += run.count;
+        continue;
+      }
+    } else if (!choice.accepted.test(cell)) {
+      ++cell;
+      continue;
     }
+    cursor.load(cell++);
+    run.count = 1;
+    run.shape = cursor.shape();
+    run.nodes = cursor.nodes();
+    if (!hashRun(run, hexahedra, sink)) hashAnyCell<Whole>(cursor, sink);
   }
   hexahedra.flush();
 }
@@ -290,26 +311,56 @@ std::optional<OpenNodes> findOpenNodes(const Cells& cells, const MxCellChoice& c
 
 // --- Second pass: the faces of open nodes ----------------------------------------------------
 
-template <class Cursor>
-bool hasOpenNode(const Cursor& cursor, const OpenNodes& open)
+/// Calls body(cell) for the cells of a run of which a node is open; false for runs of other sizes.
+template <class Run, class Body>
+bool forEachOpenCell(const Run& run, std::size_t first, const OpenNodes& open, const Body& body)
 {
-  if (cursor.shape() == MiCellShape::Polyhedron) return true;
-  const auto anyOf = [&]<std::size_t Count>(std::integral_constant<std::size_t, Count>) {
-    std::uint8_t any = 0;
-    for (std::size_t n = 0; n < Count; ++n)
-      any |= open[cursor.nodes()[n]];
-    return any != 0;
+  const auto sweep = [&]<std::size_t Size>(std::integral_constant<std::size_t, Size>) {
+    for (std::size_t c = 0; c < run.count; ++c) {
+      if constexpr (std::is_pointer_v<decltype(run.nodes)>) readAhead(run.nodes + c * Size);
+      std::uint8_t any = 0;
+      for (std::size_t n = 0; n < Size; ++n)
+        any |= open[run.nodes[c * Size + n]];
+      if (any) body(first + c);
+    }
+    return true;
   };
-  switch (cursor.shape()) {
-  case MiCellShape::Tetrahedron:
-    return anyOf(std::integral_constant<std::size_t, 4>{});
-  case MiCellShape::Hexahedron:
-    return anyOf(std::integral_constant<std::size_t, 8>{});
+  switch (velmo_detail::kFixedSizes[static_cast<std::size_t>(run.shape)]) {
+  case 4:
+    return sweep(std::integral_constant<std::size_t, 4>{});
+  case 5:
+    return sweep(std::integral_constant<std::size_t, 5>{});
+  case 6:
+    return sweep(std::integral_constant<std::size_t, 6>{});
+  case 8:
+    return sweep(std::integral_constant<std::size_t, 8>{});
   default:
-    for (std::size_t n = 0; n < cursor.size(); ++n)
-      if (open[cursor.nodes()[n]]) return true;
     return false;
   }
+}
+
+/// Adds the faces of one cell that have an open smallest node.
+template <bool Whole, class Cursor>
+void addCandidates(const Cursor& cursor, std::size_t cell, const OpenNodes& open,
+                   std::vector<std::uint32_t>& nodes, MxArray<MxFaceCandidate>& found)
+{
+  forEachFace<Whole>(cursor,
+                     [&](std::uint32_t face, std::size_t size, const auto& nodeAt, MiCellShape) {
+                       if (size < 3) return;
+                       std::uint32_t few[9], *own = few;
+                       if (size > std::size(few)) {
+                         nodes.resize(size);
+                         own = nodes.data();
+                       }
+                       std::uint32_t smallest = own[0] = nodeAt(0);
+                       for (std::size_t n = 1; n < size; ++n)
+                         smallest = std::min(smallest, own[n] = nodeAt(n));
+                       if (!open[smallest]) return;
+                       MxFaceCandidate candidate;
+                       candidate.cell = static_cast<std::uint32_t>(cell);
+                       candidate.face = face;
+                       if (makeFaceKey(own, size, candidate)) found.push_back(candidate);
+                     });
 }
 
 template <bool Whole, class Cells>
@@ -324,23 +375,21 @@ collectCandidates(const Cells& cells, const MxCellChoice& choice, const OpenNode
                  monitor.step();
                  typename Cells::Cursor cursor(cells);
                  std::vector<std::uint32_t> nodes;
-                 MxArray<MxFaceCandidate>& found = blocks[block];
-                 for (std::size_t cell = choice.first + first; cell < choice.first + last; ++cell) {
-                   if (!isChosen(choice, cell)) continue;
+                 const auto add = [&](std::size_t cell) {
                    cursor.load(cell);
-                   if (!hasOpenNode(cursor, open)) continue;
-                   forEachFace<Whole>(cursor, [&](std::uint32_t face, std::size_t size,
-                                                  const auto& nodeAt, MiCellShape) {
-                     if (size < 3) return;
-                     nodes.resize(size);
-                     for (std::size_t n = 0; n < size; ++n)
-                       nodes[n] = nodeAt(n);
-                     if (!open[*std::min_element(nodes.begin(), nodes.end())]) return;
-                     MxFaceCandidate candidate;
-                     candidate.cell = static_cast<std::uint32_t>(cell);
-                     candidate.face = face;
-                     if (makeFaceKey(nodes, candidate)) found.push_back(candidate);
-                   });
+                   addCandidates<Whole>(cursor, cell, open, nodes, blocks[block]);
+                 };
+                 const std::size_t end = choice.first + last;
+                 for (std::size_t cell = choice.first + first; cell < end;) {
+                   if (choice.accepted.empty()) {
+                     const auto run = cells.findRun(cell, end);
+                     if (run.count > 0 && forEachOpenCell(run, cell, open, add)) {
+                       cell += run.count;
+                       continue;
+                     }
+                   }
+                   if (isChosen(choice, cell)) add(cell);
+                   ++cell;
                  }
                });
   return blocks;
@@ -372,8 +421,9 @@ public:
         Whole ? findWholeFaces(m_cursor.shape()) : findLinearFaces(m_cursor.shape());
     if (face >= table.count) return MiCellShape::Empty;
     const MxShapeFace& row = table[face];
+    nodes.resize(row.size);
     for (std::size_t n = 0; n < row.size; ++n)
-      nodes.push_back(static_cast<std::uint32_t>(m_cursor.nodes()[row.nodes[n]]));
+      nodes[n] = static_cast<std::uint32_t>(m_cursor.nodes()[row.nodes[n]]);
     return row.shape;
   }
 

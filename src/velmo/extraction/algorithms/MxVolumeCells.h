@@ -76,7 +76,14 @@ bool allBelow(const T* values, std::size_t count, std::size_t limit)
   // unlike a maximum this needs no comparison and two or four numbers go in one instruction.
   const T last = static_cast<T>(limit - 1);
   T gathered = 0;
-  for (std::size_t i = 0; i < count; ++i)
+  constexpr std::size_t kLine = kCacheLine / sizeof(T);
+  std::size_t i = 0;
+  for (; i + kLine <= count; i += kLine) {
+    readAhead(values + i);
+    for (std::size_t n = i; n < i + kLine; ++n)
+      gathered |= values[n] | static_cast<T>(last - values[n]);
+  }
+  for (; i < count; ++i)
     gathered |= values[i] | static_cast<T>(last - values[i]);
   return static_cast<Signed>(gathered) >= 0;
 }
@@ -113,6 +120,28 @@ public:
     } else {
       return false;
     }
+  }
+  /// A run of cells of one shape, the nodes of each right after those of the one before.
+  struct Run
+  {
+    std::size_t count = 0; ///< 0 when the cell does not start a run that can be told so cheaply
+    MiCellShape shape = MiCellShape::Empty;
+    Ids nodes{};
+  };
+  /// The run that starts at `cell`, of cells that have been checked and all are usable.
+  Run findRun(std::size_t cell, std::size_t last) const
+  {
+    Run run;
+    if (!std::is_pointer_v<Ids> || (m_shapes && !m_shapes8)) return run;
+    const std::uint64_t number = m_shapes ? m_shapes8[cell] : m_uniform;
+    if (velmo_detail::kFixedSizes[number] == 0) return run;
+    run.shape = static_cast<MiCellShape>(number);
+    std::size_t end = m_shapes ? cell + 1 : last;
+    while (end < last && m_shapes8[end] == number)
+      ++end;
+    run.count = end - cell;
+    run.nodes = m_connectivity + (m_offsets ? m_offsets[cell] : cell * m_uniformSize);
+    return run;
   }
   std::uint64_t shapeNumber(std::size_t cell) const
   {
@@ -273,6 +302,13 @@ public:
 
   std::size_t cellCount() const { return m_topology->getCellCount(); }
   bool isCleanBlock(std::size_t, std::size_t, std::size_t) const { return false; }
+  struct Run
+  {
+    std::size_t count = 0;
+    MiCellShape shape = MiCellShape::Empty;
+    const std::size_t* nodes = nullptr;
+  };
+  Run findRun(std::size_t, std::size_t) const { return {}; }
   std::uint64_t shapeNumber(std::size_t cell) const
   {
     return static_cast<std::uint64_t>(m_topology->getCellShape(cell));
