@@ -93,7 +93,15 @@ struct MxPointArray
     const T* p = reinterpret_cast<const T*>(data + i * stride);
     return {static_cast<double>(p[0]), static_cast<double>(p[1]), static_cast<double>(p[2])};
   }
+  void prefetch(std::size_t i) const { __builtin_prefetch(data + i * stride); }
 };
+
+/// Asks for a point that will be read soon, where it lies in memory.
+template <class Points>
+void prefetchPoint(const Points& points, std::size_t i)
+{
+  if constexpr (requires { points.prefetch(i); }) points.prefetch(i);
+}
 
 /// Calls visit(points) with an object whose operator[] gives a node's point: the array of the view
 /// where it holds `count` points, `fallback` otherwise.

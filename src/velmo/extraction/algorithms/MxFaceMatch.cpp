@@ -23,6 +23,14 @@ std::uint64_t hashOf(const MxFaceCandidate& candidate)
   return mixBits(pair(0) * 0xff51afd7ed558ccdu + pair(2));
 }
 
+bool sameKey(const MxFaceCandidate& a, const MxFaceCandidate& b)
+{
+  std::uint32_t difference = 0;
+  for (std::size_t n = 0; n < 4; ++n)
+    difference |= a.key[n] ^ b.key[n];
+  return difference == 0;
+}
+
 struct Entry
 {
   std::uint32_t hash;
@@ -49,7 +57,7 @@ void matchBucket(std::span<const Entry> entries, std::vector<MxArray<MxFaceCandi
       const Entry& earlier = entries[slots[slot] - 1];
       if (earlier.hash != entry.hash) continue;
       MxFaceCandidate& first = blocks[earlier.block][earlier.index];
-      if (first.key == candidate.key && first.isLarge == candidate.isLarge &&
+      if (sameKey(first, candidate) && first.isLarge == candidate.isLarge &&
           (!candidate.isLarge || same(first, candidate)))
       {
         first.isSkin = 0;

@@ -45,10 +45,13 @@ inline float toFloat(double value)
 } // namespace velmo_detail
 
 /// Fills the points of an extracted mesh and chooses its origin.
-/// @param pointOf  pointOf(n): the finite place of node n, in mesh space
-template <class PointOf>
-void placePoints(std::size_t count, const PointOf& pointOf, bool parallel, MeXGeometryI& geometry)
+/// @param pointOf   pointOf(n): the finite place of node n, in mesh space
+/// @param announce  announce(n): node n will be asked for soon
+template <class PointOf, class Announce>
+void placePoints(std::size_t count, const PointOf& pointOf, const Announce& announce, bool parallel,
+                 MeXGeometryI& geometry)
 {
+  constexpr std::size_t kAhead = 16;
   using velmo_detail::toFloat;
   constexpr std::size_t kBlock = 8192;
   MxArray<MbVec3f>& points = geometry.points();
@@ -59,6 +62,7 @@ void placePoints(std::size_t count, const PointOf& pointOf, bool parallel, MeXGe
         parallel, count, kBlock, [&](std::size_t block, std::size_t first, std::size_t last) {
           velmo_detail::PointRange range;
           for (std::size_t n = first; n < last; ++n) {
+            if (n + kAhead < last) announce(n + kAhead);
             const MbVec3d p = pointOf(n);
             range.include(p);
             points[n] = {toFloat(p.x - origin.x), toFloat(p.y - origin.y), toFloat(p.z - origin.z)};
@@ -75,4 +79,11 @@ void placePoints(std::size_t count, const PointOf& pointOf, bool parallel, MeXGe
   geometry.origin = count > 0 ? velmo_detail::chooseOrigin(all) : MbVec3d{};
   if (geometry.origin != MbVec3d{}) fill(geometry.origin);
   geometry.touch(parallel);
+}
+
+template <class PointOf>
+void placePoints(std::size_t count, const PointOf& pointOf, bool parallel, MeXGeometryI& geometry)
+{
+  placePoints(
+      count, pointOf, [](std::size_t) {}, parallel, geometry);
 }

@@ -12,10 +12,10 @@ namespace {
 constexpr std::size_t kNoBound = static_cast<std::size_t>(-1);
 
 /// Renumbers the written polygons, places their nodes and notes where they came from.
-/// @param pointOf  the place of a source node
-template <class PointOf>
+/// @param points  the places of the source nodes
+template <class Points>
 void finishSurface(const MbIndex3& cells, const MbIndex3& nodes, std::size_t sourceNodeCount,
-                   const PointOf& pointOf, bool parallel, MeXSurfaceMeshUnstructured& surface)
+                   const Points& points, bool parallel, MeXSurfaceMeshUnstructured& surface)
 {
   MeXProvenance& provenance = surface.provenance;
   provenance.form = MeXProvenance::NodeForm::Node;
@@ -24,9 +24,10 @@ void finishSurface(const MbIndex3& cells, const MbIndex3& nodes, std::size_t sou
   provenance.nodes = numberByFirstUse(surface.topology.indices().span(), sourceNodeCount, parallel);
   provenance.sourceCells = cells;
   provenance.sourceNodes = nodes;
+  const MxArray<std::uint32_t>& sources = provenance.nodes;
   placePoints(
-      provenance.nodes.size(), [&](std::size_t n) { return pointOf(provenance.nodes[n]); },
-      parallel, surface.geometry);
+      sources.size(), [&](std::size_t n) { return points[sources[n]]; },
+      [&](std::size_t n) { prefetchPoint(points, sources[n]); }, parallel, surface.geometry);
 }
 
 /// Lines and points of kinds whose cells are all linear: those of the surface.
@@ -63,11 +64,23 @@ struct IjkKind : LinearKind<typename MxMeshKind<Type>::Interface>
   static MbIndex3 noBound() { return {kNoBound, kNoBound, kNoBound}; }
 };
 
+struct NodeOfPlaces
+{
+  const MxVertexCorners& corners;
+  MxIjkNumbering cells;
+  const MxArray<std::uint64_t>& places;
+  MbVec3d operator[](std::size_t place) const
+  {
+    const MbIndex3 at = cells.split(places[place] / 8);
+    return corners.corner(at.x, at.y, at.z, static_cast<int>(places[place] % 8));
+  }
+};
+
 struct NodeOfAxes
 {
   MxAxes axes;
   MxIjkNumbering nodes;
-  MbVec3d operator()(std::size_t node) const
+  MbVec3d operator[](std::size_t node) const
   {
     const MbIndex3 at = nodes.split(node);
     return axes.node(at.x, at.y, at.z);
@@ -126,9 +139,8 @@ struct MxSkinKind<MiVolumeMeshUnstructured>
     writeFaces(topology, nodeCount, faces, parallel, monitor, surface.topology);
     surface.provenance.cells = std::move(faces.cells);
     visitPoints(geometry.getView(), nodeCount, Nodes{&geometry}, [&](const auto& points) {
-      finishSurface(
-          {topology.getCellCount(), 1, 1}, {nodeCount, 1, 1}, nodeCount,
-          [&](std::size_t node) { return points[node]; }, parallel, surface);
+      finishSurface({topology.getCellCount(), 1, 1}, {nodeCount, 1, 1}, nodeCount, points, parallel,
+                    surface);
     });
     return check;
   }
@@ -186,9 +198,8 @@ struct MxSkinKind<MiVolumeMeshHexahedronIjk> : IjkKind<VOLUME_MESH_HEXAHEDRON_IJ
       MbVec3d operator[](std::size_t node) const { return geometry->getNode(node); }
     };
     visitPoints(geometry.getView(), nodeCount, Nodes{&geometry}, [&](const auto& points) {
-      finishSurface(
-          choice.numbering.counts, {nodeCount, 1, 1}, nodeCount,
-          [&](std::size_t node) { return points[node]; }, parallel, surface);
+      finishSurface(choice.numbering.counts, {nodeCount, 1, 1}, nodeCount, points, parallel,
+                    surface);
     });
     return check;
   }
@@ -209,13 +220,8 @@ struct MxSkinKind<MiVolumeMeshVertexHexahedronIjk> : IjkKind<VOLUME_MESH_VERTEX_
     const MxIjkNumbering cells = choice.numbering, nodes{nodeCountsOf(cells.counts)};
     const MxArray<std::uint64_t> places = writeVertexSkin(
         corners, choice, parallel, monitor, surface.topology, surface.provenance.cells);
-    finishSurface(
-        cells.counts, nodes.counts, places.size(),
-        [&](std::size_t place) {
-          const MbIndex3 at = cells.split(places[place] / 8);
-          return corners.corner(at.x, at.y, at.z, static_cast<int>(places[place] % 8));
-        },
-        parallel, surface);
+    finishSurface(cells.counts, nodes.counts, places.size(), NodeOfPlaces{corners, cells, places},
+                  parallel, surface);
     for (std::uint32_t& node : surface.provenance.nodes) {
       const MbIndex3 at = cells.split(places[node] / 8);
       const auto& step = kCornerSteps[places[node] % 8];
@@ -243,8 +249,8 @@ struct GridKind : IjkKind<Type>
         chooseCells(mesh.getTopology(), check->unusable, filter, lower, upper, parallel, monitor);
     writeGridSkin(choice, parallel, monitor, surface.topology, surface.provenance.cells);
     const MxIjkNumbering nodes{nodeCountsOf(choice.numbering.counts)};
-    const auto finish = [&](const auto& pointOf) {
-      finishSurface(choice.numbering.counts, nodes.counts, nodes.total(), pointOf, parallel,
+    const auto finish = [&](const auto& points) {
+      finishSurface(choice.numbering.counts, nodes.counts, nodes.total(), points, parallel,
                     surface);
     };
     if constexpr (Type == VOLUME_MESH_CURVILINEAR) {
@@ -259,11 +265,10 @@ struct GridKind : IjkKind<Type>
         }
       };
       const MiGeometryIjk& geometry = mesh.getGeometry();
-      visitPoints(
-          geometry.getView(), nodes.total(), Nodes{&geometry, nodes},
-          [&](const auto& points) { finish([&](std::size_t node) { return points[node]; }); });
+      visitPoints(geometry.getView(), nodes.total(), Nodes{&geometry, nodes},
+                  [&](const auto& points) { finish(points); });
     } else if (choice.isEmpty()) {
-      finish([](std::size_t) { return MbVec3d{}; });
+      finish(NodeOfAxes{{}, nodes});
     } else {
       finish(NodeOfAxes{makeAxes(mesh), nodes});
     }
