@@ -27,8 +27,13 @@ void SoBBox::doAction(SoAction* action)
   const SbVec3f& move = origin.getValue();
   SoState* state = action->getState();
   if (move == SbVec3f(0, 0, 0)) return;
-  if (state->isElementEnabled(SoModelMatrixElement::getClassStackIndex()))
-    SoModelMatrixElement::translateBy(state, this, move);
+  if (!state->isElementEnabled(SoModelMatrixElement::getClassStackIndex())) return;
+  // Multiplied here and set whole: OpenGL would apply the move to a matrix that holds the camera,
+  // and a scene that moves a mesh back from far away would keep the rounding errors of both moves.
+  SbMatrix matrix;
+  matrix.setTranslate(move);
+  matrix.multRight(SoModelMatrixElement::get(state));
+  SoModelMatrixElement::set(state, this, matrix);
 }
 
 void SoBBox::callback(SoCallbackAction* action)
