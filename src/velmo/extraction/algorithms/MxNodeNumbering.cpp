@@ -124,7 +124,11 @@ MbVec3d velmo_detail::chooseOrigin(const PointRange& range)
   for (std::size_t axis = 0; axis < 3; ++axis) {
     size = std::max(size, range.high[axis] - range.low[axis]);
     distance = std::max({distance, std::abs(range.low[axis]), std::abs(range.high[axis])});
-    centre[axis] = range.low[axis] / 2 + range.high[axis] / 2;
+    // A number that floats hold: scene graphs move shapes by it, and several extracted meshes must
+    // be moved alike. Volatile, as GCC 12 drops the rounding where it vectorises such a pair of
+    // conversions.
+    const volatile float rounded = toFloat(range.low[axis] / 2 + range.high[axis] / 2);
+    centre[axis] = rounded;
   }
   // Beyond the range of floats an origin cannot help.
   if (distance > static_cast<double>(std::numeric_limits<float>::max())) return {};
