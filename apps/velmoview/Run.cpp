@@ -105,9 +105,7 @@ int draw(const Options& options, std::ostream& out, std::ostream& err)
   scene.extract(!options.report.empty());
   addOwnWarnings(model, scene, warnings);
   if (!options.output.empty()) {
-    if (!scene.aim())
-      warnings.add(kOwnName + model.source +
-                   ": lies too far from zero for its size to be drawn well; the report is exact");
+    scene.aim();
     facts.picture = drawPicture(scene.root(), options);
   }
   if (!options.report.empty()) facts.badCells = findBadCells(model, !options.serial);

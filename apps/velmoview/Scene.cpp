@@ -4,7 +4,6 @@
 #include <velmo/extraction/interfaces/MiExtractorCallback.h>
 #include <velmo/extraction/interfaces/MxMeshKind.h>
 #include <velmo/mesh/MbCellFilter.h>
-#include <velmo/mesh/MbMeshSummary.h>
 #include <velmo/nodes/MoCellFilter.h>
 #include <velmo/nodes/MoDataBinding.h>
 #include <velmo/nodes/MoDrawStyle.h>
@@ -13,7 +12,7 @@
 #include <velmo/nodes/MoScalarSet.h>
 #include <velmo/representations/MoMeshSkin.h>
 
-#include <Inventor/actions/SoGetBoundingBoxAction.h>
+#include <Inventor/actions/SoGetMatrixAction.h>
 #include <Inventor/nodes/SoDirectionalLight.h>
 #include <Inventor/nodes/SoDrawStyle.h>
 #include <Inventor/nodes/SoLightModel.h>
@@ -26,7 +25,6 @@
 #include <Inventor/SbViewportRegion.h>
 
 #include <algorithm>
-#include <limits>
 
 namespace velmoview {
 
@@ -43,15 +41,13 @@ bool isVolume(MeshType kind)
   return kind >= VOLUME_MESH_UNSTRUCTURED && kind <= VOLUME_MESH_CURVILINEAR;
 }
 
-/// How far the middle of the mesh lies from zero, when that is far against its size.
-MbVec3d farShift(const Bounds& b)
+/// Where the middle of the mesh lies, when that is far from zero against its size; zero otherwise.
+MbVec3d farMiddle(const Bounds& b)
 {
   const MbVec3d middle{(b[0] + b[1]) / 2, (b[2] + b[3]) / 2, (b[4] + b[5]) / 2};
   const MbVec3d extent{b[1] - b[0], b[3] - b[2], b[5] - b[4]};
-  if (!isFinite(middle) || !isFinite(extent)) return {};
-  if (length(middle) < 10 * length(extent)) return {};
-  // What a float can hold, so that adding and subtracting it cancel.
-  return {static_cast<float>(middle.x), static_cast<float>(middle.y), static_cast<float>(middle.z)};
+  const bool isFar = isFinite(middle) && isFinite(extent) && length(middle) > 10 * length(extent);
+  return isFar ? middle : MbVec3d{};
 }
 
 SbVec3f toFloat(const MbVec3d& v)
@@ -91,16 +87,16 @@ Scene::Scene(const Model& model, const Options& options)
   const auto& v = options.view;
   const bool isDefault = v[0] == 0 && v[1] == 0 && v[2] == 0;
   m_axes = viewAxes(isDefault ? kDefaultView : MbVec3d{v[0], v[1], v[2]});
-  m_shift = farShift(model.bounds);
 
   m_camera = new SoPerspectiveCamera;
   m_root->addChild(m_camera);
   addLights(*m_root, m_axes);
-  if (m_shift != MbVec3d{}) {
-    auto* shift = new SoTranslation;
-    shift->translation = toFloat(m_shift * -1);
-    m_root->addChild(shift);
-  }
+  auto* shift = new SoTranslation;
+  shift->translation = toFloat(farMiddle(model.bounds) * -1);
+  m_root->addChild(shift);
+  // As the field holds it, in single precision, so that both cancel.
+  const SbVec3f& moved = shift->translation.getValue();
+  m_shift = {-moved[0], -moved[1], -moved[2]};
   addAppearance(*m_root);
   addCellFilter(*m_root);
   addRepresentations(*m_root);
@@ -253,8 +249,9 @@ void Scene::applyCellRange(MoMeshSkin& skin) const
 /// Brings one representation up to date; the time of the whole, in milliseconds.
 double Scene::traverse(Drawn& drawn)
 {
-  SoGetBoundingBoxAction action(SbViewportRegion(static_cast<short>(m_options.size[0]),
-                                                 static_cast<short>(m_options.size[1])));
+  // An action that does next to nothing of its own: the time is the representation's.
+  SoGetMatrixAction action(SbViewportRegion(static_cast<short>(m_options.size[0]),
+                                            static_cast<short>(m_options.size[1])));
   SoPath* path = new SoPath(m_root);
   path->ref();
   path->append(drawn.node);
@@ -288,25 +285,16 @@ void Scene::extract(bool again)
   }
 }
 
-bool Scene::aim()
+void Scene::aim()
 {
   std::vector<MbVec3d> points;
-  MbBox box;
   for (const Drawn& drawn : m_drawn) {
     const MeXSurfaceMeshUnstructured* surface = drawn.surface();
     const std::size_t count = surface ? surface->geometry.getNodeCount() : 0;
-    for (std::size_t n = 0; n < count; ++n) {
-      const MbVec3d p = surface->geometry.getNode(n);
-      points.push_back(p - m_shift);
-      box.include(p);
-    }
+    for (std::size_t n = 0; n < count; ++n)
+      points.push_back(surface->geometry.getNode(n) - m_shift);
   }
-  const double aspect = static_cast<double>(m_options.size[0]) / m_options.size[1];
-  fitCamera(*m_camera, points, m_axes, aspect);
-  if (box.isEmpty()) return true;
-  const double farthest = std::max(length(box.min), length(box.max));
-  const double rounding = farthest * std::numeric_limits<float>::epsilon() / 2;
-  return rounding * std::max(m_options.size[0], m_options.size[1]) <= length(box.max - box.min);
+  fitCamera(*m_camera, points, m_axes, static_cast<double>(m_options.size[0]) / m_options.size[1]);
 }
 
 } // namespace velmoview

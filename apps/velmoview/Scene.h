@@ -50,9 +50,7 @@ public:
   void extract(bool again);
 
   /// Aims the camera at what was extracted.
-  /// @return false when that lies so far from zero that single precision, in which it is drawn,
-  ///         moves its points by more than a pixel
-  bool aim();
+  void aim();
 
   SoSeparator* root() const { return m_root; }
   const std::vector<Drawn>& drawn() const { return m_drawn; }
