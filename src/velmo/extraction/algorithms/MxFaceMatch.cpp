@@ -125,11 +125,6 @@ bool makeFaceKey(std::uint32_t* nodes, std::size_t count, MxFaceCandidate& candi
   return true;
 }
 
-bool makeFaceKey(std::vector<std::uint32_t>& nodes, MxFaceCandidate& candidate)
-{
-  return makeFaceKey(nodes.data(), nodes.size(), candidate);
-}
-
 void markUniqueFaces(
     bool parallel, std::vector<MxArray<MxFaceCandidate>>& blocks,
     const std::function<bool(const MxFaceCandidate&, const MxFaceCandidate&)>& sameNodes,

@@ -22,9 +22,6 @@ struct MxFaceCandidate
 
 /// Fills the key of a face from its nodes, which get sorted.
 /// @return false when fewer than three are distinct, which bounds nothing
-bool makeFaceKey(std::vector<std::uint32_t>& nodes, MxFaceCandidate& candidate);
-
-/// The same for the usual sizes, without memory of its own.
 bool makeFaceKey(std::uint32_t* nodes, std::size_t count, MxFaceCandidate& candidate);
 
 /// Marks the candidates whose node set no other candidate has.

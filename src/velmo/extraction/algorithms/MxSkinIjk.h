@@ -42,7 +42,8 @@ void writeGridSkin(const MxIjkChoice& choice, bool parallel, MxExtractionMonitor
 /// their face; the few faces left are matched with each other by their nodes, so that cells on both
 /// sides of a layer that has thinned out to nothing meet.
 ///
-/// @return the skin's faces; polygons are written to `result` as flat nodes
+/// @param result  polygons of node numbers as 32-bit patterns
+/// @param cells   the flat source cell of each
 void writeHexahedronSkin(const MiVolumeMeshHexahedronIjk& mesh, const MxIjkChoice& choice,
                          bool parallel, MxExtractionMonitor& monitor, MeXTopologyExplicitI& result,
                          MxArray<std::uint32_t>& cells);
