@@ -87,6 +87,24 @@ TEST_P(SkinKinds, OneGridGivesTheSameSkinAsHexahedra)
   }
 }
 
+TEST_P(SkinKinds, BoxesOfAnySizeGiveWhatAFilterOfAllCellsGives)
+{
+  // A filter, even of all cells, takes the way that looks at every cell.
+  const MbFunctionFilterIjk all([](std::size_t, std::size_t, std::size_t) { return true; });
+  const MbIndex3 grids[] = {{1, 1, 1}, {1, 3, 2}, {3, 1, 1}, {2, 2, 5}, {70, 3, 4}, kLarge};
+  for (const MbIndex3& cells : grids) {
+    const auto mesh = zoo::block(GetParam(), cells);
+    const Range ranges[] = {{{0, 0, 0}, cells},
+                            {{cells.x / 2, cells.y / 3, 0}, {cells.x, cells.y, (cells.z + 1) / 2}}};
+    for (const Range& range : ranges) {
+      const auto box = makeExtractor(*mesh, true), filtered = makeExtractor(*mesh, false);
+      EXPECT_EQ(laws::bytesOf(extract(*box, nullptr, nullptr, &range)),
+                laws::bytesOf(extract(*filtered, nullptr, &all, &range)))
+          << cells.x << " x " << cells.y << " x " << cells.z;
+    }
+  }
+}
+
 TEST_P(SkinKinds, SerialAndParallelGiveTheSameBytes)
 {
   const auto mesh = zoo::block(GetParam(), kLarge, someActive(kLarge));

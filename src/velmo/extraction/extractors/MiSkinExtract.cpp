@@ -1,6 +1,7 @@
 #include <velmo/extraction/extractors/MiSkinExtract.h>
 
 #include <velmo/extraction/algorithms/MxNodeNumbering.h>
+#include <velmo/extraction/algorithms/MxSkinBox.h>
 #include <velmo/extraction/algorithms/MxSkinEdges.h>
 #include <velmo/extraction/algorithms/MxSkinIjk.h>
 #include <velmo/extraction/algorithms/MxSkinTessellate.h>
@@ -11,23 +12,32 @@ namespace {
 
 constexpr std::size_t kNoBound = static_cast<std::size_t>(-1);
 
-/// Renumbers the written polygons, places their nodes and notes where they came from.
-/// @param points  the places of the source nodes
+/// Places the nodes of numbered polygons and notes where they came from.
+/// @param points  the places of the source nodes, which stand in surface.provenance.nodes
 template <class Points>
-void finishSurface(const MbIndex3& cells, const MbIndex3& nodes, std::size_t sourceNodeCount,
-                   const Points& points, bool parallel, MeXSurfaceMeshUnstructured& surface)
+void placeNodes(const MbIndex3& cells, const MbIndex3& nodes, const Points& points, bool parallel,
+                MeXSurfaceMeshUnstructured& surface)
 {
   MeXProvenance& provenance = surface.provenance;
   provenance.form = MeXProvenance::NodeForm::Node;
   provenance.weights.clear();
   provenance.offsets.clear();
-  provenance.nodes = numberByFirstUse(surface.topology.indices().span(), sourceNodeCount, parallel);
   provenance.sourceCells = cells;
   provenance.sourceNodes = nodes;
   const MxArray<std::uint32_t>& sources = provenance.nodes;
   placePoints(
       sources.size(), [&](std::size_t n) { return points[sources[n]]; },
       [&](std::size_t n) { prefetchPoint(points, sources[n]); }, parallel, surface.geometry);
+}
+
+/// Renumbers the written polygons, places their nodes and notes where they came from.
+template <class Points>
+void finishSurface(const MbIndex3& cells, const MbIndex3& nodes, std::size_t sourceNodeCount,
+                   const Points& points, bool parallel, MeXSurfaceMeshUnstructured& surface)
+{
+  surface.provenance.nodes =
+      numberByFirstUse(surface.topology.indices().span(), sourceNodeCount, parallel);
+  placeNodes(cells, nodes, points, parallel, surface);
 }
 
 /// Lines and points of kinds whose cells are all linear: those of the surface.
@@ -247,11 +257,19 @@ struct GridKind : IjkKind<Type>
     std::shared_ptr<const MxMeshCheck> check = checkMesh(mesh, parallel, monitor);
     const MxIjkChoice choice =
         chooseCells(mesh.getTopology(), check->unusable, filter, lower, upper, parallel, monitor);
-    writeGridSkin(choice, parallel, monitor, surface.topology, surface.provenance.cells);
     const MxIjkNumbering nodes{nodeCountsOf(choice.numbering.counts)};
+    const bool isBox = choice.accepted.empty() && !choice.isEmpty();
+    if (isBox)
+      writeBoxSkin(choice, parallel, monitor, surface.topology, surface.provenance.cells,
+                   surface.provenance.nodes);
+    else
+      writeGridSkin(choice, parallel, monitor, surface.topology, surface.provenance.cells);
     const auto finish = [&](const auto& points) {
-      finishSurface(choice.numbering.counts, nodes.counts, nodes.total(), points, parallel,
-                    surface);
+      if (isBox)
+        placeNodes(choice.numbering.counts, nodes.counts, points, parallel, surface);
+      else
+        finishSurface(choice.numbering.counts, nodes.counts, nodes.total(), points, parallel,
+                      surface);
     };
     if constexpr (Type == VOLUME_MESH_CURVILINEAR) {
       struct Nodes
