@@ -146,7 +146,7 @@ TEST(TkVertexProperty, KnowsTheBindingsOfTangents)
   EXPECT_EQ(property->normalBinding.getValue(), SoVertexProperty::PER_VERTEX_INDEXED);
 }
 
-TEST(SoIndexedFaceSetOutline, LeavesOnePassDrawingToOthersForNow)
+TEST(SoIndexedFaceSetOutline, IsCompatibleWithNothingWithoutAState)
 {
   const SoRef<SoIndexedFaceSetOutline> shape(new SoIndexedFaceSetOutline);
   EXPECT_FALSE(shape->isCompatibleWithState(nullptr));

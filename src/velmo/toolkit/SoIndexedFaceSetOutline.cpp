@@ -1,7 +1,13 @@
+#include <velmo/toolkit/MxFacePick.h>
+#include <velmo/toolkit/MxOutlineDrawing.h>
 #include <velmo/toolkit/SoIndexedFaceSetOutline.h>
 
 #include <Inventor/actions/SoGLRenderAction.h>
+#include <Inventor/actions/SoRayPickAction.h>
 #include <Inventor/elements/SoShapeHintsElement.h>
+#include <Inventor/nodes/SoVertexProperty.h>
+
+#include <new>
 
 MO_NODE_SOURCE(SoIndexedFaceSetOutline, SoIndexedFaceSet)
 
@@ -15,7 +21,9 @@ SoIndexedFaceSetOutline::SoIndexedFaceSetOutline()
   SO_NODE_ADD_FIELD(faceColor, (1.0f, 1.0f, 1.0f));
   SO_NODE_ADD_FIELD(edgeColor, (0.0f, 0.0f, 0.0f));
   SO_NODE_ADD_FIELD(transparency, (0.0f));
-  SO_NODE_ADD_FIELD(edgeWidth, (1.0f));
+  SO_NODE_ADD_FIELD(edgeWidth, (0.0f));
+  SO_NODE_ADD_FIELD(fadingEdgePixelLength, (5.0f));
+  SO_NODE_ADD_FIELD(edgeLengthReference, (-1.0f));
   SO_NODE_DEFINE_ENUM_VALUE(OutlineMode, FACES_AND_EDGES);
   SO_NODE_DEFINE_ENUM_VALUE(OutlineMode, EDGES);
   SO_NODE_DEFINE_ENUM_VALUE(OutlineMode, NO_OUTLINE);
@@ -24,26 +32,94 @@ SoIndexedFaceSetOutline::SoIndexedFaceSetOutline()
   SO_NODE_DEFINE_ENUM_VALUE(Coloring, CONTOURING);
   SO_NODE_SET_SF_ENUM_TYPE(faceColoring, Coloring);
   SO_NODE_SET_SF_ENUM_TYPE(edgeColoring, Coloring);
+  m_drawing = std::make_unique<MxOutlineDrawing>(*this);
 }
 
-SbBool SoIndexedFaceSetOutline::isCompatibleWithState(SoState*) const
+SoIndexedFaceSetOutline::~SoIndexedFaceSetOutline() = default;
+
+SbBool SoIndexedFaceSetOutline::isCompatibleWithState(SoState* state) const
 {
-  return FALSE;
+  // Picks and boxes know nothing of graphics; an answer of their own would make the node change its
+  // mode between one drawing and the next.
+  if (state && MxOutlineDrawing::isDrawing(state))
+    m_compatible = MxOutlineDrawing::allowsOnePass(state);
+  return m_compatible;
+}
+
+void SoIndexedFaceSetOutline::bypassSinglePassOutline(SbBool bypass)
+{
+  if (m_bypassed == bypass) return;
+  m_bypassed = bypass;
+  // What was cached of the other way of drawing is no longer right.
+  touch();
+}
+
+const MxUploadCounts& SoIndexedFaceSetOutline::getUploadCounts() const
+{
+  return m_drawing->counts();
+}
+
+const MxFaceCache& SoIndexedFaceSetOutline::getCache() const
+{
+  return m_drawing->cache();
 }
 
 void SoIndexedFaceSetOutline::GLRender(SoGLRenderAction* action)
 {
+  if (coordIndex.getNum() < 3) return;
   SoState* state = action->getState();
-  SoShapeHintsElement::VertexOrdering ordering;
-  SoShapeHintsElement::ShapeType shape;
-  SoShapeHintsElement::FaceType face;
-  SoShapeHintsElement::get(state, ordering, shape, face);
-  if (ordering != SoShapeHintsElement::UNKNOWN_ORDERING) {
-    inherited::GLRender(action);
-    return;
-  }
   state->push();
-  SoShapeHintsElement::set(state, this, SoShapeHintsElement::COUNTERCLOCKWISE, shape, face);
-  inherited::GLRender(action);
+  lightBothSides(state);
+  if (!drawOurs(action)) inherited::GLRender(action);
   state->pop();
+}
+
+bool SoIndexedFaceSetOutline::drawOurs(SoGLRenderAction* action)
+{
+  SoState* state = action->getState();
+  state->push();
+  if (SoNode* property = vertexProperty.getValue()) property->GLRender(action);
+  bool ours = false;
+  try {
+    ours = m_drawing->prepare(action, isOutlined());
+    if (ours && shouldGLRender(action)) m_drawing->draw(action);
+  } catch (const std::bad_alloc&) {
+    ours = false;
+  }
+  state->pop();
+  return ours;
+}
+
+void SoIndexedFaceSetOutline::lightBothSides(SoState* state)
+{
+  SoShapeHintsElement::VertexOrdering ordering;
+  SoShapeHintsElement::ShapeType type;
+  SoShapeHintsElement::FaceType faceType;
+  SoShapeHintsElement::get(state, ordering, type, faceType);
+  if (ordering == SoShapeHintsElement::UNKNOWN_ORDERING)
+    SoShapeHintsElement::set(state, this, SoShapeHintsElement::COUNTERCLOCKWISE, type, faceType);
+}
+
+void SoIndexedFaceSetOutline::rayPick(SoRayPickAction* action)
+{
+  if (coordIndex.getNum() < 3) return;
+  SoState* state = action->getState();
+  state->push();
+  if (SoNode* property = vertexProperty.getValue()) property->doAction(action);
+  bool ours = false;
+  try {
+    MxFaceState& faces = m_drawing->state();
+    // The toolkit splits larger faces in its own way when they may be concave.
+    ours = faces.readFaces(state) &&
+           (SoShapeHintsElement::getFaceType(state) == SoShapeHintsElement::CONVEX ||
+            !faces.data().faces->hasLargerThan(4));
+    if (ours && shouldRayPick(action)) {
+      computeObjectSpaceRay(action);
+      mxPickFaces(*this, *action, faces);
+    }
+  } catch (const std::bad_alloc&) {
+    ours = false;
+  }
+  state->pop();
+  if (!ours) inherited::rayPick(action);
 }

@@ -8,8 +8,25 @@
 #include <Inventor/fields/SoSFFloat.h>
 #include <Inventor/nodes/SoIndexedFaceSet.h>
 
-/// A face set that can draw its faces and the true edges of its polygons in one pass. Where it
-/// cannot (see isCompatibleWithState), it draws its faces as any face set does.
+#include <memory>
+
+struct MxUploadCounts;
+class MxFaceCache;
+class MxOutlineDrawing;
+
+/// A face set that keeps its data in graphics memory for every usual binding, draws the true edges
+/// of its polygons together with their faces in one pass, and picks through a tree.
+///
+/// It looks like the toolkit's face set and hands over to it where the context or the data are
+/// unusual: graphics older than OpenGL 3.0, indexed normals, materials or texture coordinates, more
+/// than one texture, concave faces, colours that are not packed in the vertex property.
+///
+/// Only what changed is sent again. Changes are told by the fields' notifications: values that
+/// change in place, behind setValuesPointer, need a touch() of their field (vertex, normal,
+/// orderedRGBA, texCoord of the vertex property, or coordIndex).
+///
+/// Draw style LINES draws each edge once, POINTS each vertex once. An index that names no vertex
+/// makes its face invisible, nothing more.
 class SoIndexedFaceSetOutline : public SoIndexedFaceSet
 {
   typedef SoIndexedFaceSet inherited;
@@ -20,7 +37,7 @@ public:
   {
     FACES_AND_EDGES = 0, ///< both in one pass
     EDGES = 1,           ///< edges alone, hidden behind the faces
-    NO_OUTLINE = 2       ///< faces alone
+    NO_OUTLINE = 2       ///< faces alone, as any face set
   };
   enum Coloring
   {
@@ -36,22 +53,39 @@ public:
   SoSFEnum edgeColoring;  ///< Coloring, default COLOR
   SoSFColor faceColor;    ///< default (1, 1, 1)
   SoSFColor edgeColor;    ///< default (0, 0, 0)
-  SoSFFloat transparency; ///< of the faces, 0 to 1, default 0
-  SoSFFloat edgeWidth;    ///< in pixels, default 1
+  SoSFFloat transparency; ///< of faceColor and edgeColor, 0 to 1, default 0
+  SoSFFloat edgeWidth;    ///< in pixels; 0, the default, takes the line width of the draw style
+  SoSFFloat fadingEdgePixelLength; ///< edges of about this length begin to fade, default 5 pixels
+  /// Length of a typical edge in object space; 0 or less, the default, fades nothing.
+  SoSFFloat edgeLengthReference;
 
-  /// Whether both passes can be one in this state. There is no one-pass drawing yet: never.
+  /// Whether faces and edges can be one pass in this state: draw style FILLED, no shader program,
+  /// at most one texture, no fog, no sorting of triangles, and OpenGL 3.0. States of actions that
+  /// do not draw get the answer for the last one that did, at first FALSE.
   SbBool isCompatibleWithState(SoState* state) const;
   /// While on, the node draws as if outlineMode were NO_OUTLINE.
-  void bypassSinglePassOutline(SbBool bypass) { m_bypassed = bypass; }
+  void bypassSinglePassOutline(SbBool bypass);
   SbBool isSinglePassOutlineBypassed() const { return m_bypassed; }
 
   /// Faces are lit from both sides unless a vertex ordering above says otherwise: meshes with
   /// inverted or left-handed cells would show black faces.
   void GLRender(SoGLRenderAction* action) override;
+  /// One point for each face on the ray, with the details that the toolkit's face set gives.
+  void rayPick(SoRayPickAction* action) override;
+
+  /// What was sent to graphics memory so far, in all contexts.
+  const MxUploadCounts& getUploadCounts() const;
+  const MxFaceCache& getCache() const;
 
 protected:
-  ~SoIndexedFaceSetOutline() override = default;
+  ~SoIndexedFaceSetOutline() override;
 
 private:
+  bool drawOurs(SoGLRenderAction* action);
+  void lightBothSides(SoState* state);
+  bool isOutlined() const { return !m_bypassed && outlineMode.getValue() != NO_OUTLINE; }
+
   SbBool m_bypassed = FALSE;
+  mutable SbBool m_compatible = FALSE;
+  std::unique_ptr<MxOutlineDrawing> m_drawing;
 };

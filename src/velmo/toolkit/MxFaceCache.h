@@ -1,0 +1,81 @@
+#pragma once
+
+#include <velmo/base/MxBoxTree.h>
+#include <velmo/toolkit/MxFaceBuffers.h>
+#include <velmo/toolkit/MxFaceNormals.h>
+
+#include <Inventor/sensors/SoFieldSensor.h>
+
+/// Counts the changes of a field. A stamp is never given twice, by any counter.
+class MxFieldStamp
+{
+public:
+  MxFieldStamp() : m_sensor(&MxFieldStamp::changed, this)
+  {
+    // At once, not when the program is idle next.
+    m_sensor.setPriority(0);
+  }
+  MxFieldStamp(const MxFieldStamp&) = delete;
+  MxFieldStamp& operator=(const MxFieldStamp&) = delete;
+
+  /// Looks after this field from now on; null for none.
+  void watch(SoField* field);
+  std::uint64_t get() const { return m_stamp; }
+  static std::uint64_t next();
+
+private:
+  static void changed(void* self, SoSensor*) { static_cast<MxFieldStamp*>(self)->m_stamp = next(); }
+
+  std::uint64_t m_stamp = next();
+  SoFieldSensor m_sensor;
+};
+
+/// What follows from the indices and the positions of a face set, kept until those change: its
+/// table of faces, its normals where none are given, and the tree for picks.
+class MxFaceCache
+{
+public:
+  const MxFaceTable& faces(std::span<const std::int32_t> indices, const MxArrayKey& topology,
+                           std::size_t vertexCount);
+
+  /// Normals of the faces that faces() gave last: one a face.
+  MxFaceAttribute<SbVec3f> faceNormals(const MxFaceAttribute<SbVec3f>& positions,
+                                       bool counterClockwise);
+  /// One a corner, smooth below the crease angle.
+  MxFaceAttribute<SbVec3f> cornerNormals(const MxFaceAttribute<SbVec3f>& positions,
+                                         bool counterClockwise, float creaseAngle);
+  /// The tree of the faces that faces() gave last.
+  const MxBoxTree& tree(const MxFaceAttribute<SbVec3f>& positions);
+
+  /// How often normals were computed.
+  int normalsComputed() const { return m_normalsComputed; }
+  int treesBuilt() const { return m_treesBuilt; }
+
+private:
+  MxFaceTable m_faces;
+  MxArrayKey m_topology;
+  std::size_t m_vertexCount = 0;
+  std::uint64_t m_facesStamp = 0;
+
+  struct Source
+  {
+    MxArrayKey positions;
+    std::uint64_t faces = 0;
+    bool counterClockwise = true;
+    float creaseAngle = 0;
+    bool operator==(const Source&) const = default;
+  };
+  struct Normals
+  {
+    Source source;
+    std::uint64_t stamp = 0;
+    MxArray<SbVec3f> values;
+  };
+  Normals m_faceNormals;
+  Normals m_cornerNormals;
+  int m_normalsComputed = 0;
+
+  Source m_treeSource;
+  MxBoxTree m_tree;
+  int m_treesBuilt = 0;
+};

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <velmo/base/MxArray.h>
+#include <velmo/toolkit/MxFaceTable.h>
+
+/// How the vertices of faces lie in graphics memory.
+enum class MxFaceLayout
+{
+  Indexed, ///< as they are given, triangles name them by number
+  Corners  ///< three of their own for each triangle, which may differ from face to face
+};
+
+/// The edges of the faces, each once however many faces share it: two element numbers of the
+/// layout an edge, in the order of the lower vertex. The last face decides which corners stand for
+/// it; the diagonals of polygons are none of them.
+MxArray<std::uint32_t> mxUniqueEdges(const MxFaceTable& faces, std::size_t vertexCount,
+                                     MxFaceLayout layout);
+
+/// The vertices that the faces use, each once, as element numbers of the layout; those of the
+/// last face.
+MxArray<std::uint32_t> mxUsedVertices(const MxFaceTable& faces, std::size_t vertexCount,
+                                      MxFaceLayout layout);

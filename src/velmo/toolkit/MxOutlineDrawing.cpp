@@ -1,0 +1,362 @@
+#define GL_GLEXT_PROTOTYPES 1
+
+#include <velmo/toolkit/MxOutlineDrawing.h>
+#include <velmo/toolkit/SoIndexedFaceSetOutline.h>
+
+#include <Inventor/actions/SoGLRenderAction.h>
+#include <Inventor/bundles/SoMaterialBundle.h>
+#include <Inventor/elements/SoClipPlaneElement.h>
+#include <Inventor/elements/SoDrawStyleElement.h>
+#include <Inventor/elements/SoEnvironmentElement.h>
+#include <Inventor/elements/SoGLCacheContextElement.h>
+#include <Inventor/elements/SoGLLazyElement.h>
+#include <Inventor/elements/SoGLMultiTextureImageElement.h>
+#include <Inventor/elements/SoGLShaderProgramElement.h>
+#include <Inventor/elements/SoLightElement.h>
+#include <Inventor/elements/SoLineWidthElement.h>
+#include <Inventor/elements/SoMultiTextureEnabledElement.h>
+#include <Inventor/elements/SoPolygonOffsetElement.h>
+#include <Inventor/elements/SoShapeHintsElement.h>
+#include <Inventor/elements/SoShapeStyleElement.h>
+#include <Inventor/elements/SoVertexAttributeElement.h>
+#include <Inventor/elements/SoViewportRegionElement.h>
+#include <Inventor/misc/SoContextHandler.h>
+#include <Inventor/nodes/SoDirectionalLight.h>
+#include <Inventor/nodes/SoPointLight.h>
+#include <Inventor/system/gl.h>
+
+#include <algorithm>
+#include <map>
+
+namespace {
+
+// The programs of each context live as long as a face set has buffers there.
+std::shared_ptr<MxOutlinePrograms> programsOf(int context)
+{
+  static std::map<int, std::weak_ptr<MxOutlinePrograms>> s_programs;
+  std::shared_ptr<MxOutlinePrograms> programs = s_programs[context].lock();
+  if (!programs) {
+    programs = std::make_shared<MxOutlinePrograms>();
+    s_programs[context] = programs;
+  }
+  return programs;
+}
+
+bool hasBuffers(SoState* state)
+{
+  int major = 0, minor = 0;
+  SoGLCacheContextElement::getOpenGLVersion(state, major, minor);
+  return major >= 3;
+}
+
+bool textureFits(SoState* state, bool& replacing)
+{
+  int last = -1;
+  const auto* units = SoMultiTextureEnabledElement::getActiveUnits(state, last);
+  replacing = false;
+  if (!units) return true;
+  for (int unit = 1; unit <= last; ++unit)
+    if (units[unit] != SoMultiTextureEnabledElement::DISABLED) return false;
+  if (last < 0 || units[0] == SoMultiTextureEnabledElement::DISABLED) return true;
+  SoMultiTextureImageElement::Model model = SoMultiTextureImageElement::MODULATE;
+  SbColor blend;
+  SoGLMultiTextureImageElement::get(state, 0, model, blend);
+  replacing = model == SoMultiTextureImageElement::REPLACE;
+  return units[0] == SoMultiTextureEnabledElement::TEXTURE2D &&
+         (replacing || model == SoMultiTextureImageElement::MODULATE);
+}
+
+bool hasFog(SoState* state)
+{
+  return SoEnvironmentElement::getFogType(state) != SoEnvironmentElement::NONE;
+}
+
+// In the order in which the toolkit numbers the lights of the graphics library.
+std::string lightsOf(SoState* state)
+{
+  std::string letters;
+  const SoNodeList& lights = SoLightElement::getLights(state);
+  for (int i = 0; i < std::min(lights.getLength(), 8); ++i) {
+    const SoNode* light = lights[i];
+    letters += light->isOfType(SoDirectionalLight::getClassTypeId()) ? 'D'
+               : light->isOfType(SoPointLight::getClassTypeId())     ? 'P'
+                                                                     : 'S';
+  }
+  return letters;
+}
+
+} // namespace
+
+void MxOutlineDrawing::Context::release()
+{
+  indexed.release();
+  corners.release();
+  // The last face set of a context takes the programs along.
+  if (programs.use_count() == 1) programs->release();
+  programs.reset();
+}
+
+MxOutlineDrawing::MxOutlineDrawing(SoIndexedFaceSetOutline& shape)
+    : m_shape(shape), m_state(shape), m_cache(m_state.cache())
+{
+  SoContextHandler::addContextDestructionCallback(&MxOutlineDrawing::contextEnds, this);
+}
+
+MxOutlineDrawing::~MxOutlineDrawing()
+{
+  SoContextHandler::removeContextDestructionCallback(&MxOutlineDrawing::contextEnds, this);
+  // No context need be current now: each frees its part when it is current next, or ends.
+  for (auto& context : m_contexts) {
+    const auto id = static_cast<std::uint32_t>(context->id);
+    SoGLCacheContextElement::scheduleDeleteCallback(
+        id,
+        [](void* closure, std::uint32_t) {
+          const std::unique_ptr<Context> dead(static_cast<Context*>(closure));
+          dead->release();
+        },
+        context.release());
+  }
+}
+
+void MxOutlineDrawing::contextEnds(std::uint32_t id, void* self)
+{
+  auto& contexts = static_cast<MxOutlineDrawing*>(self)->m_contexts;
+  std::erase_if(contexts, [id](const std::unique_ptr<Context>& context) {
+    if (static_cast<std::uint32_t>(context->id) != id) return false;
+    context->release();
+    return true;
+  });
+}
+
+MxOutlineDrawing::Context& MxOutlineDrawing::contextOf(int id)
+{
+  for (auto& context : m_contexts)
+    if (context->id == id) return *context;
+  m_contexts.push_back(std::make_unique<Context>(id));
+  m_contexts.back()->programs = programsOf(id);
+  return *m_contexts.back();
+}
+
+bool MxOutlineDrawing::isDrawing(SoState* state)
+{
+  return state->isElementEnabled(SoGLShaderProgramElement::getClassStackIndex());
+}
+
+bool MxOutlineDrawing::allowsOnePass(SoState* state)
+{
+  bool replacing;
+  return !SoGLShaderProgramElement::get(state) &&
+         SoDrawStyleElement::get(state) == SoDrawStyleElement::FILLED && !hasFog(state) &&
+         !(SoShapeStyleElement::get(state)->getFlags() &
+           SoShapeStyleElement::TRANSP_SORTED_TRIANGLES) &&
+         textureFits(state, replacing) && hasBuffers(state);
+}
+
+bool MxOutlineDrawing::usesValues(int coloring) const
+{
+  return coloring == SoIndexedFaceSetOutline::CONTOURING;
+}
+
+bool MxOutlineDrawing::prepare(SoGLRenderAction* action, bool outlined)
+{
+  SoState* state = action->getState();
+  if (!hasBuffers(state) || !m_state.readFaces(state) ||
+      SoVertexAttributeElement::getInstance(state)->getNumAttributes() > 0)
+    return false;
+
+  switch (SoDrawStyleElement::get(state)) {
+  case SoDrawStyleElement::LINES:
+    m_pass = Pass::Lines;
+    break;
+  case SoDrawStyleElement::POINTS:
+    m_pass = Pass::Points;
+    break;
+  default:
+    m_pass = !outlined ? Pass::Faces
+             : allowsOnePass(state) &&
+                     m_shape.outlineMode.getValue() == SoIndexedFaceSetOutline::FACES_AND_EDGES
+                 ? Pass::OnePass
+                 : Pass::TwoPasses;
+  }
+  if (m_pass == Pass::Lines || m_pass == Pass::Points) {
+    // Lines of their own are neither culled with their faces nor moved in depth.
+    float factor, units;
+    SoPolygonOffsetElement::Style styles;
+    SbBool on;
+    SoPolygonOffsetElement::get(state, factor, units, styles, on);
+    const auto moved =
+        m_pass == Pass::Lines ? SoPolygonOffsetElement::LINES : SoPolygonOffsetElement::POINTS;
+    if (on && (styles & moved)) return false;
+    SoShapeHintsElement::VertexOrdering ordering;
+    SoShapeHintsElement::ShapeType type;
+    SoShapeHintsElement::FaceType faceType;
+    SoShapeHintsElement::get(state, ordering, type, faceType);
+    if (type == SoShapeHintsElement::SOLID && ordering != SoShapeHintsElement::UNKNOWN_ORDERING)
+      return false;
+  } else if (SoShapeHintsElement::getFaceType(state) != SoShapeHintsElement::CONVEX &&
+             m_state.data().faces->hasLargerThan(3))
+  {
+    return false;
+  }
+
+  m_lit = SoLazyElement::getLightModel(state) != SoLazyElement::BASE_COLOR;
+  m_programActive = SoGLShaderProgramElement::get(state) != nullptr;
+  const bool onePass = m_pass == Pass::OnePass || m_pass == Pass::TwoPasses;
+  if (!m_state.readNormals(state, m_lit             ? MxFaceState::NormalUse::Always
+                                  : m_programActive ? MxFaceState::NormalUse::IfGiven
+                                                    : MxFaceState::NormalUse::None) ||
+      !m_state.readColors(state, onePass ? MxFaceState::ColorSource::VertexProperty
+                                         : MxFaceState::ColorSource::State) ||
+      !m_state.readTextureCoordinates(state))
+    return false;
+  m_data = m_state.data();
+  if (onePass && !usesValues(m_shape.faceColoring.getValue())) {
+    // Transparent faces have to be known as such before they are delayed or sorted.
+    const float transparency = std::clamp(m_shape.transparency.getValue(), 0.0f, 1.0f);
+    SoLazyElement::setDiffuse(state, &m_shape, 1, &m_shape.faceColor.getValue(), &m_packer);
+    SoLazyElement::setTransparency(state, &m_shape, 1, &transparency, &m_packer);
+  }
+  return true;
+}
+
+MxFaceBuffers& MxOutlineDrawing::buffersFor(Context& context) const
+{
+  const auto needsCorners = [](MxFaceBinding binding) {
+    return binding == MxFaceBinding::PerFace || binding == MxFaceBinding::PerCorner;
+  };
+  const bool corners = m_pass == Pass::OnePass || needsCorners(m_data.normals.binding) ||
+                       needsCorners(m_data.colors.binding) || context.corners.holds(m_data);
+  MxFaceBuffers& used = corners ? context.corners : context.indexed;
+  MxFaceBuffers& other = corners ? context.indexed : context.corners;
+  // A frame may need both layouts; one that has gone stale is not coming back soon.
+  if (!other.isEmpty() && !other.holds(m_data)) other.release();
+  return used;
+}
+
+bool MxOutlineDrawing::useProgram(SoState* state, Context& context)
+{
+  const bool onePass = m_pass == Pass::OnePass;
+  MxOutlineLook look;
+  look.edges = onePass;
+  look.lit = m_lit;
+  look.twoSided = SoLazyElement::getTwoSidedLighting(state);
+  look.specular = m_lit && SoLazyElement::getSpecular(state) != SbColor(0, 0, 0);
+  look.clipped = SoClipPlaneElement::getInstance(state)->getNum() > 0;
+  look.textured = m_data.textureCoordinates.binding != MxFaceBinding::Overall;
+  textureFits(state, look.replacing);
+  look.faceValues = !onePass || usesValues(m_shape.faceColoring.getValue());
+  look.edgeValues = onePass && usesValues(m_shape.edgeColoring.getValue());
+  look.fading = onePass && m_shape.fading.getValue() &&
+                m_shape.edgeLengthReference.getValue() > 0 &&
+                m_shape.fadingEdgePixelLength.getValue() > 0;
+  if (m_lit) look.lights = lightsOf(state);
+
+  MxOutlineValues values;
+  const float opacity = 1 - std::clamp(m_shape.transparency.getValue(), 0.0f, 1.0f);
+  const SbColor face = m_shape.faceColor.getValue();
+  const SbColor edge = m_shape.edgeColor.getValue();
+  values.faceColor = {face[0], face[1], face[2], opacity};
+  values.edgeColor = {edge[0], edge[1], edge[2], opacity};
+  values.edgeWidth = m_shape.edgeWidth.getValue();
+  if (values.edgeWidth <= 0) values.edgeWidth = SoLineWidthElement::get(state);
+  if (values.edgeWidth <= 0) values.edgeWidth = 1;
+  values.fadingEdgePixelLength = m_shape.fadingEdgePixelLength.getValue();
+  values.edgeLengthReference = m_shape.edgeLengthReference.getValue();
+  const SbVec2s size = SoViewportRegionElement::get(state).getViewportSizePixels();
+  values.viewportSize = {static_cast<float>(size[0]), static_cast<float>(size[1])};
+  if (!context.programs->use(look, values)) return false;
+  if (onePass && m_lit && look.twoSided) glEnable(GL_VERTEX_PROGRAM_TWO_SIDE);
+  return true;
+}
+
+void MxOutlineDrawing::bind(Context& context, int edgeAttribute)
+{
+  buffersFor(context).bind(m_data, edgeAttribute, m_counts);
+}
+
+void MxOutlineDrawing::draw(SoGLRenderAction* action)
+{
+  SoState* state = action->getState();
+  const bool lines = m_pass == Pass::Lines || m_pass == Pass::Points;
+  // Transparent faces come back sides first, in a pass of their own. Nothing culls lines there:
+  // they would be blended twice.
+  if (lines && action->isRenderingTranspBackfaces()) return;
+  SoMaterialBundle material(action);
+  material.sendFirst();
+  Context& context = contextOf(SoGLCacheContextElement::get(state));
+
+  glPushClientAttrib(GL_CLIENT_VERTEX_ARRAY_BIT);
+  glClientActiveTexture(GL_TEXTURE0);
+  if (m_lit && m_data.normals.binding == MxFaceBinding::Overall) {
+    const SbVec3f normal =
+        m_data.normals.values.empty() ? SbVec3f(0, 0, 1) : m_data.normals.values.front();
+    glNormal3fv(normal.getValue());
+  }
+  bool replacing;
+  const bool wantsProgram =
+      m_pass == Pass::OnePass ||
+      (lines && m_lit && !m_programActive && SoLazyElement::getTwoSidedLighting(state) &&
+       !hasFog(state) && textureFits(state, replacing));
+  const bool hasProgram = wantsProgram && useProgram(state, context);
+  if (m_pass == Pass::OnePass && !hasProgram) m_pass = Pass::TwoPasses;
+
+  if (m_pass == Pass::TwoPasses) {
+    drawTwoPasses(state, context);
+  } else {
+    MxFaceBuffers& buffers = buffersFor(context);
+    buffers.bind(m_data, m_pass == Pass::OnePass ? MxOutlinePrograms::kEdgeAttribute : -1,
+                 m_counts);
+    if (m_pass == Pass::Lines)
+      buffers.drawEdges(m_data, m_counts);
+    else if (m_pass == Pass::Points)
+      buffers.drawPoints(m_data, m_counts);
+    else
+      buffers.drawTriangles(m_data, m_counts);
+  }
+  if (hasProgram) {
+    MxOutlinePrograms::useNone();
+    glDisable(GL_VERTEX_PROGRAM_TWO_SIDE);
+  }
+  glPopClientAttrib();
+  glBindBuffer(GL_ARRAY_BUFFER, 0);
+  glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, 0);
+  // A colour array leaves the current colour undefined.
+  static_cast<SoGLLazyElement*>(SoLazyElement::getInstance(state))
+      ->reset(state, SoLazyElement::DIFFUSE_MASK);
+  // Display lists would copy what lies in graphics memory already.
+  SoGLCacheContextElement::shouldAutoCache(state, SoGLCacheContextElement::DONT_AUTO_CACHE);
+}
+
+void MxOutlineDrawing::drawTwoPasses(SoState* state, Context& context)
+{
+  const MxFaceAttribute<std::uint32_t> colors = m_data.colors;
+  const auto prepareColors = [&](int coloring, const SbColor& color) {
+    m_data.colors = usesValues(coloring) ? colors : MxFaceAttribute<std::uint32_t>{};
+    if (!usesValues(coloring)) {
+      const float opacity = 1 - std::clamp(m_shape.transparency.getValue(), 0.0f, 1.0f);
+      glColor4f(color[0], color[1], color[2], opacity);
+    }
+  };
+  MxFaceBuffers& buffers = buffersFor(context);
+  const bool edgesOnly = m_shape.outlineMode.getValue() == SoIndexedFaceSetOutline::EDGES;
+  // The faces stand back behind their edges.
+  glPushAttrib(GL_POLYGON_BIT | GL_COLOR_BUFFER_BIT | GL_LINE_BIT);
+  glEnable(GL_POLYGON_OFFSET_FILL);
+  glPolygonOffset(0.5f, 15.0f);
+  if (edgesOnly) glColorMask(GL_FALSE, GL_FALSE, GL_FALSE, GL_FALSE);
+  prepareColors(m_shape.faceColoring.getValue(), m_shape.faceColor.getValue());
+  glPushClientAttrib(GL_CLIENT_VERTEX_ARRAY_BIT);
+  buffers.bind(m_data, -1, m_counts);
+  buffers.drawTriangles(m_data, m_counts);
+  glPopClientAttrib();
+  if (edgesOnly) glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
+
+  prepareColors(m_shape.edgeColoring.getValue(), m_shape.edgeColor.getValue());
+  float width = m_shape.edgeWidth.getValue();
+  if (width <= 0) width = SoLineWidthElement::get(state);
+  glLineWidth(width > 0 ? width : 1);
+  buffers.bind(m_data, -1, m_counts);
+  buffers.drawEdges(m_data, m_counts);
+  glPopAttrib();
+  m_data.colors = colors;
+}

@@ -1,0 +1,78 @@
+#pragma once
+
+#include <velmo/toolkit/MxFaceState.h>
+#include <velmo/toolkit/MxOutlineProgram.h>
+
+#include <Inventor/elements/SoLazyElement.h>
+
+#include <memory>
+#include <vector>
+
+class SoGLRenderAction;
+class SoIndexedFaceSetOutline;
+
+/// How an outline face set draws: chooses the pass, keeps the buffers of each graphics context and
+/// frees them when the context or the face set goes.
+class MxOutlineDrawing
+{
+public:
+  explicit MxOutlineDrawing(SoIndexedFaceSetOutline& shape);
+  ~MxOutlineDrawing();
+  MxOutlineDrawing(const MxOutlineDrawing&) = delete;
+  MxOutlineDrawing& operator=(const MxOutlineDrawing&) = delete;
+
+  /// Whether the state is that of an action that draws.
+  static bool isDrawing(SoState* state);
+  /// Only for states of actions that draw.
+  static bool allowsOnePass(SoState* state);
+
+  /// Decides how to draw what the state shows; outlined is whether edges belong to the faces.
+  /// @return false where the toolkit's own face set has to draw
+  bool prepare(SoGLRenderAction* action, bool outlined);
+  /// Draws what prepare() decided.
+  void draw(SoGLRenderAction* action);
+
+  MxFaceState& state() { return m_state; }
+  const MxUploadCounts& counts() const { return m_counts; }
+  const MxFaceCache& cache() const { return m_cache; }
+
+private:
+  enum class Pass
+  {
+    Faces,
+    Lines,
+    Points,
+    OnePass,
+    TwoPasses
+  };
+  struct Context
+  {
+    explicit Context(int id) : id(id) {}
+    int id;
+    MxFaceBuffers indexed{MxFaceLayout::Indexed};
+    MxFaceBuffers corners{MxFaceLayout::Corners};
+    std::shared_ptr<MxOutlinePrograms> programs;
+    void release();
+  };
+
+  Context& contextOf(int id);
+  static void contextEnds(std::uint32_t id, void* self);
+  MxFaceBuffers& buffersFor(Context& context) const;
+  bool usesValues(int coloring) const;
+  bool useProgram(SoState* state, Context& context);
+  void bind(Context& context, int edgeAttribute);
+  void drawTwoPasses(SoState* state, Context& context);
+
+  SoIndexedFaceSetOutline& m_shape;
+  MxFaceState m_state;
+  const MxFaceCache& m_cache;
+  std::vector<std::unique_ptr<Context>> m_contexts;
+  MxUploadCounts m_counts;
+  SoColorPacker m_packer;
+
+  // What prepare() decided.
+  MxFaceData m_data;
+  Pass m_pass = Pass::Faces;
+  bool m_lit = false;
+  bool m_programActive = false;
+};

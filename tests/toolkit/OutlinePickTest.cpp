@@ -1,0 +1,191 @@
+#include <velmo/toolkit/MxFaceCache.h>
+
+#include <tests/support/WarningLog.h>
+#include <tests/toolkit/OutlineScene.h>
+
+#include <gmock/gmock.h>
+#include <Inventor/actions/SoCallbackAction.h>
+#include <Inventor/actions/SoGetBoundingBoxAction.h>
+#include <Inventor/actions/SoGetPrimitiveCountAction.h>
+#include <Inventor/actions/SoRayPickAction.h>
+#include <Inventor/details/SoFaceDetail.h>
+#include <Inventor/details/SoPointDetail.h>
+#include <Inventor/nodes/SoShapeHints.h>
+#include <Inventor/nodes/SoTransform.h>
+#include <Inventor/SoPickedPoint.h>
+#include <Inventor/SoPrimitiveVertex.h>
+
+#include <random>
+
+namespace {
+
+struct PickScene
+{
+  explicit PickScene(SoIndexedFaceSet* faceSet) : shape(faceSet)
+  {
+    root.reset(new SoSeparator);
+    hints = new SoShapeHints;
+    root->addChild(hints);
+    auto* transform = new SoTransform;
+    transform->translation.setValue(3, 4, 5);
+    transform->rotation.setValue(SbVec3f(1, 1, 0), 0.7f);
+    transform->scaleFactor.setValue(2, 2, 1);
+    root->addChild(transform);
+    property = new TkVertexProperty;
+    shape->vertexProperty = property;
+    root->addChild(shape);
+  }
+  SoRef<SoSeparator> root;
+  SoShapeHints* hints;
+  SoIndexedFaceSet* shape;
+  TkVertexProperty* property;
+};
+
+// The picked points that are not at the place of the one before: the toolkit gives two where a ray
+// meets the diagonal of a polygon.
+std::vector<const SoPickedPoint*> pointsOf(const SoRayPickAction& action)
+{
+  std::vector<const SoPickedPoint*> points;
+  const SoPickedPointList& list = action.getPickedPointList();
+  for (int i = 0; i < list.getLength(); ++i)
+    if (points.empty() || (points.back()->getPoint() - list[i]->getPoint()).length() > 1e-5f)
+      points.push_back(list[i]);
+  return points;
+}
+
+void expectSameDetail(const SoDetail* one, const SoDetail* other, bool givenNormals)
+{
+  ASSERT_TRUE(one && one->isOfType(SoFaceDetail::getClassTypeId()));
+  const auto& a = *static_cast<const SoFaceDetail*>(one);
+  const auto& b = *static_cast<const SoFaceDetail*>(other);
+  EXPECT_EQ(a.getFaceIndex(), b.getFaceIndex());
+  EXPECT_EQ(a.getPartIndex(), b.getPartIndex());
+  ASSERT_EQ(a.getNumPoints(), b.getNumPoints());
+  for (int k = 0; k < a.getNumPoints(); ++k) {
+    EXPECT_EQ(a.getPoint(k)->getCoordinateIndex(), b.getPoint(k)->getCoordinateIndex());
+    EXPECT_EQ(a.getPoint(k)->getMaterialIndex(), b.getPoint(k)->getMaterialIndex());
+    EXPECT_EQ(a.getPoint(k)->getTextureCoordIndex(), b.getPoint(k)->getTextureCoordIndex());
+    // The numbers of computed normals are the owner's business.
+    if (givenNormals) {
+      EXPECT_EQ(a.getPoint(k)->getNormalIndex(), b.getPoint(k)->getNormalIndex());
+    }
+  }
+}
+
+} // namespace
+
+TEST(OutlinePick, AgreesWithTheToolkitsOnRandomRays)
+{
+  WarningLog warnings;
+  const WavySheet sheet(24, 0.4f);
+  const std::vector<SbVec3f> faceNormals = sheet.faceNormals();
+  for (int test = 0; test < 4; ++test) {
+    PickScene ours(new SoIndexedFaceSetOutline), theirs(new SoIndexedFaceSet);
+    for (PickScene* scene : {&ours, &theirs}) {
+      sheet.fill(scene->property);
+      sheet.fill(scene->shape);
+      auto& property = *scene->property;
+      if (test == 0 || test == 2) {
+        property.normal.setValuesPointer(sheet.normals.size(), sheet.normals.data());
+        property.orderedRGBA.setValuesPointer(sheet.colors.size(), sheet.colors.data());
+        property.materialBinding = SoVertexProperty::PER_VERTEX_INDEXED;
+      } else if (test == 1) {
+        property.normal.setValuesPointer(faceNormals.size(), faceNormals.data());
+        property.normalBinding = SoVertexProperty::PER_FACE;
+        property.orderedRGBA.setValuesPointer(sheet.faceColors.size(), sheet.faceColors.data());
+        property.materialBinding = SoVertexProperty::PER_FACE;
+      }
+      if (test == 2) scene->hints->vertexOrdering = SoShapeHints::CLOCKWISE;
+    }
+    std::mt19937 random(7 + test);
+    std::uniform_real_distribution<float> place(-4, 4);
+    int hits = 0;
+    for (int ray = 0; ray < 400; ++ray) {
+      const SbVec3f from(3 + place(random), 4 + place(random), 5 + place(random));
+      const SbVec3f to(3 + 0.3f * place(random), 4 + 0.3f * place(random),
+                       5 + 0.2f * place(random));
+      for (const bool all : {false, true}) {
+        SoRayPickAction one(SbViewportRegion(100, 100)), other(SbViewportRegion(100, 100));
+        for (auto [action, root] : {std::pair{&one, ours.root.get()}, {&other, theirs.root.get()}})
+        {
+          action->setRay(from, to - from);
+          action->setPickAll(all);
+          action->apply(root);
+        }
+        const auto mine = pointsOf(one), toolkits = pointsOf(other);
+        ASSERT_EQ(mine.size(), toolkits.size()) << "ray " << ray;
+        for (std::size_t i = 0; i < mine.size(); ++i) {
+          ++hits;
+          EXPECT_TRUE(mine[i]->getPoint().equals(toolkits[i]->getPoint(), 1e-6f));
+          EXPECT_TRUE(mine[i]->getNormal().equals(toolkits[i]->getNormal(), 1e-4f));
+          EXPECT_EQ(mine[i]->getMaterialIndex(), toolkits[i]->getMaterialIndex());
+          EXPECT_EQ(mine[i]->isOnGeometry(), toolkits[i]->isOnGeometry());
+          expectSameDetail(mine[i]->getDetail(), toolkits[i]->getDetail(), test < 3);
+        }
+      }
+    }
+    EXPECT_GT(hits, 300);
+    const auto& cache = static_cast<SoIndexedFaceSetOutline*>(ours.shape)->getCache();
+    EXPECT_EQ(cache.treesBuilt(), 1) << "one tree serves all picks";
+  }
+  EXPECT_THAT(warnings.texts(), testing::IsEmpty());
+}
+
+TEST(OutlinePick, FollowsChangesAndGivesOnePointAFace)
+{
+  PickScene scene(new SoIndexedFaceSetOutline);
+  scene.root->removeChild(1);
+  WavySheet sheet(1, 0);
+  sheet.indices = {0, 1, 3, 2, -1};
+  sheet.fill(scene.property);
+  sheet.fill(scene.shape);
+  const auto picks = [&](float x, float y) {
+    SoRayPickAction action(SbViewportRegion(100, 100));
+    action.setRay(SbVec3f(x, y, 3), SbVec3f(0, 0, -1));
+    action.setPickAll(TRUE);
+    action.apply(scene.root);
+    return action.getPickedPointList().getLength();
+  };
+  EXPECT_EQ(picks(0, 0), 1) << "on the diagonal";
+  EXPECT_EQ(picks(2, 0), 0);
+  for (SbVec3f& p : sheet.positions)
+    p[0] += 2;
+  scene.property->vertex.touch();
+  EXPECT_EQ(picks(0, 0), 0) << "the sheet has moved";
+  EXPECT_EQ(picks(2, 0), 1);
+  sheet.indices = {0, 1, 900, -1};
+  sheet.fill(scene.shape);
+  EXPECT_EQ(picks(2, 0), 0) << "a face with an unknown vertex";
+}
+
+TEST(OutlinePick, LeavesPrimitivesAndBoxesToTheToolkit)
+{
+  const WavySheet sheet(8);
+  PickScene ours(new SoIndexedFaceSetOutline), theirs(new SoIndexedFaceSet);
+  const auto describe = [&](PickScene& scene) {
+    sheet.fill(scene.property);
+    sheet.fill(scene.shape);
+    std::vector<SbVec3f> corners;
+    SoCallbackAction callbacks;
+    callbacks.addTriangleCallback(
+        SoIndexedFaceSet::getClassTypeId(),
+        [](void* data, SoCallbackAction*, const SoPrimitiveVertex* a, const SoPrimitiveVertex* b,
+           const SoPrimitiveVertex* c) {
+          for (const auto* v : {a, b, c})
+            static_cast<std::vector<SbVec3f>*>(data)->push_back(v->getPoint());
+        },
+        &corners);
+    callbacks.apply(scene.root);
+    SoGetPrimitiveCountAction count;
+    count.apply(scene.root);
+    corners.emplace_back(count.getTriangleCount(), 0, 0);
+    SoGetBoundingBoxAction box(SbViewportRegion(10, 10));
+    box.apply(scene.root);
+    corners.push_back(box.getBoundingBox().getMin());
+    corners.push_back(box.getBoundingBox().getMax());
+    return corners;
+  };
+  const auto one = describe(ours);
+  EXPECT_EQ(one, describe(theirs));
+  EXPECT_GT(one.size(), 300u);
+}
