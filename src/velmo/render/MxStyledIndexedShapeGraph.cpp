@@ -131,6 +131,20 @@ void MxStyledIndexedFaceGraph::enableSinglePassFading(bool enabled)
   setIfDifferent(getFaceSet()->fading, SbBool(enabled));
 }
 
+bool MxStyledIndexedFaceGraph::isSinglePassFading() const
+{
+  const SoIndexedFaceSetOutline& shape = *getFaceSet();
+  return shape.fading.getValue() &&
+         shape.outlineMode.getValue() != SoIndexedFaceSetOutline::NO_OUTLINE;
+}
+
+void MxStyledIndexedFaceGraph::connectSinglePassFading(SoSFFloat& edgePixelLength,
+                                                       SoSFFloat& edgeLengthReference)
+{
+  getFaceSet()->fadingEdgePixelLength.connectFrom(&edgePixelLength);
+  getFaceSet()->edgeLengthReference.connectFrom(&edgeLengthReference);
+}
+
 void MxStyledIndexedFaceGraph::bypassOutlineRendering(bool bypassed)
 {
   getFaceSet()->bypassSinglePassOutline(bypassed);

@@ -3,6 +3,7 @@
 #include <velmo/render/MxStyledShapeGraph.h>
 
 class SoIndexedFaceSetOutline;
+class SoSFFloat;
 class SoIndexedLineSet;
 class SoIndexedShape;
 class SoPointSet;
@@ -49,6 +50,9 @@ public:
   /// it does.
   bool enableSinglePassOutline(bool enabled, SoState* state);
   void enableSinglePassFading(bool enabled);
+  bool isSinglePassFading() const;
+  /// Lets the one-pass outline fade by these values from now on.
+  void connectSinglePassFading(SoSFFloat& edgePixelLength, SoSFFloat& edgeLengthReference);
   void bypassOutlineRendering(bool bypassed);
   /// Brings the shape's own material up to date; true when nothing changed.
   bool updateSinglePassMaterial(SoState* state, bool singlePass);

@@ -4,6 +4,9 @@
 #include <velmo/nodes/MoMaterialElement.h>
 
 #include <Inventor/nodes/SoSeparator.h>
+#include <Inventor/nodes/SoShaderObject.h>
+#include <Inventor/nodes/SoShaderParameter.h>
+#include <Inventor/nodes/SoShaderProgram.h>
 
 MxSurfaceSceneGraph::MxSurfaceSceneGraph(SoSeparator* root) : MxUnstrMeshSceneGraph(root, true)
 {
@@ -14,6 +17,13 @@ MxSurfaceSceneGraph::MxSurfaceSceneGraph(SoSeparator* root) : MxUnstrMeshSceneGr
                                                           SoDrawStyle::LINES, faces.get());
   auto points = std::make_unique<MxStyledIndexedFaceGraph>(addExtraStyle("PointStyle"),
                                                            SoDrawStyle::POINTS, faces.get());
+  // The edges that the shape draws itself fade as those of the extra styles do.
+  const auto* program = getFadingShaderProgram();
+  const auto* shader = static_cast<const SoShaderObject*>(program->shaderObject[0]);
+  const auto value = [&](int i) -> SoSFFloat& {
+    return static_cast<SoShaderParameter1f*>(shader->parameter[i])->value;
+  };
+  faces->connectSinglePassFading(value(0), value(1));
   MxStyledShapeGraph* main = faces.get();
   setGraphs(std::move(faces), std::move(edges), std::move(points), main);
 }
@@ -54,7 +64,7 @@ void MxSurfaceSceneGraph::clear()
 
 bool MxSurfaceSceneGraph::requireFading() const
 {
-  return getEdges().isEnabled() || getPoints().isEnabled();
+  return getEdges().isEnabled() || getPoints().isEnabled() || getFaceGraph().isSinglePassFading();
 }
 
 void MxSurfaceSceneGraph::setOverallNormal(const SbVec3f& normal)
