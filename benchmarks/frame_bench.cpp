@@ -1,0 +1,339 @@
+// Frames of a large skin with colours: our face set beside the toolkit's, in one process.
+//
+//   frame_bench [--triangles N] [--frames N] [--width W] [--height H] [--case TEXT]
+//
+// Times are processor time of all threads in milliseconds, the least of the repeats: the software
+// renderer draws in threads of its own. In brackets the part of the traversing thread, which
+// traverses, fills buffers and, with the software renderer, transforms vertices. "changed" rows
+// hold a whole frame; the last column of the "change alone" rows compares what comes on top of an
+// unchanged one.
+#include <velmo/nodes/MoVelmo.h>
+#include <velmo/toolkit/MxOffscreenCanvas.h>
+#include <velmo/toolkit/SoIndexedFaceSetOutline.h>
+#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/TkVertexProperty.h>
+
+#include <Inventor/actions/SoRayPickAction.h>
+#include <Inventor/nodes/SoDirectionalLight.h>
+#include <Inventor/nodes/SoDrawStyle.h>
+#include <Inventor/nodes/SoMaterial.h>
+#include <Inventor/nodes/SoPerspectiveCamera.h>
+#include <Inventor/nodes/SoPolygonOffset.h>
+#include <Inventor/nodes/SoSeparator.h>
+#include <Inventor/nodes/SoShapeHints.h>
+#include <Inventor/SoPickedPoint.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+double processorTime(clockid_t clock)
+{
+  timespec t{};
+  clock_gettime(clock, &t);
+  return 1e3 * static_cast<double>(t.tv_sec) + 1e-6 * static_cast<double>(t.tv_nsec);
+}
+
+struct Times
+{
+  double all = 1e300;
+  double thread = 1e300;
+};
+
+Times measure(int repeats, const std::function<void()>& change, const std::function<void()>& work)
+{
+  Times least;
+  for (int i = 0; i < repeats; ++i) {
+    const double all = processorTime(CLOCK_PROCESS_CPUTIME_ID);
+    const double own = processorTime(CLOCK_THREAD_CPUTIME_ID);
+    change();
+    work();
+    least.all = std::min(least.all, processorTime(CLOCK_PROCESS_CPUTIME_ID) - all);
+    least.thread = std::min(least.thread, processorTime(CLOCK_THREAD_CPUTIME_ID) - own);
+  }
+  return least;
+}
+
+// A wavy square of quadrilaterals or triangles.
+struct Skin
+{
+  Skin(std::size_t triangles, bool quads)
+  {
+    const int cells = static_cast<int>(std::sqrt(static_cast<double>(triangles) / 2));
+    for (int j = 0; j <= cells; ++j)
+      for (int i = 0; i <= cells; ++i) {
+        const float x = 2.0f * i / cells - 1, y = 2.0f * j / cells - 1;
+        positions.emplace_back(x, y, 0.2f * std::sin(4 * x) * std::cos(3 * y));
+        normals.emplace_back(-0.8f * std::cos(4 * x) * std::cos(3 * y),
+                             0.6f * std::sin(4 * x) * std::sin(3 * y), 1.0f);
+        normals.back().normalize();
+        colors.push_back(static_cast<std::uint32_t>(255.0 * i / cells) << 24 |
+                         static_cast<std::uint32_t>(255.0 * j / cells) << 16 | 0x60ff);
+      }
+    for (int j = 0; j < cells; ++j)
+      for (int i = 0; i < cells; ++i) {
+        const int a = j * (cells + 1) + i, d = a + cells + 1;
+        if (quads)
+          indices.insert(indices.end(), {a, a + 1, d + 1, d, -1});
+        else
+          indices.insert(indices.end(), {a, a + 1, d + 1, -1, a, d + 1, d, -1});
+      }
+    const std::size_t faces = static_cast<std::size_t>(cells) * cells * (quads ? 1 : 2);
+    for (std::size_t f = 0; f < faces; ++f)
+      faceColors.push_back(static_cast<std::uint32_t>(f * 2654435761u) | 0xffu);
+  }
+  std::vector<SbVec3f> positions, normals;
+  std::vector<std::uint32_t> colors, faceColors;
+  std::vector<std::int32_t> indices;
+};
+
+enum class Normals
+{
+  Given,
+  Computed
+};
+enum class Colors
+{
+  PerVertex,
+  PerFace
+};
+enum class Edges
+{
+  None,
+  OnePass,
+  TwoPasses
+};
+
+struct Scene
+{
+  Scene(SoIndexedFaceSet* faceSet, Skin& skin, Normals normals, Colors colors, Edges edges)
+      : shape(faceSet)
+  {
+    root.reset(new SoSeparator);
+    root->renderCaching = SoSeparator::OFF;
+    auto* camera = new SoPerspectiveCamera;
+    camera->position.setValue(0.3f, -0.6f, 2.6f);
+    camera->pointAt(SbVec3f(0, 0, 0));
+    camera->nearDistance = 0.5f;
+    camera->farDistance = 6;
+    root->addChild(camera);
+    root->addChild(new SoDirectionalLight);
+    auto* hints = new SoShapeHints;
+    hints->vertexOrdering = SoShapeHints::COUNTERCLOCKWISE;
+    root->addChild(hints);
+    if (edges == Edges::TwoPasses) {
+      auto* offset = new SoPolygonOffset;
+      offset->factor = 0.5f;
+      offset->units = 15;
+      root->addChild(offset);
+    }
+    property = new TkVertexProperty;
+    property->vertex.setValuesPointer(static_cast<int>(skin.positions.size()),
+                                      skin.positions.data());
+    if (normals == Normals::Given)
+      property->normal.setValuesPointer(static_cast<int>(skin.normals.size()), skin.normals.data());
+    auto& values = colors == Colors::PerVertex ? skin.colors : skin.faceColors;
+    property->orderedRGBA.setValuesPointer(static_cast<int>(values.size()), values.data());
+    property->materialBinding = colors == Colors::PerVertex ? SoVertexProperty::PER_VERTEX_INDEXED
+                                                            : SoVertexProperty::PER_FACE;
+    shape->vertexProperty = property;
+    shape->coordIndex.setValuesPointer(static_cast<int>(skin.indices.size()), skin.indices.data());
+    root->addChild(shape);
+    if (auto* outline = dynamic_cast<SoIndexedFaceSetOutline*>(faceSet))
+      outline->outlineMode = edges == Edges::OnePass ? SoIndexedFaceSetOutline::FACES_AND_EDGES
+                                                     : SoIndexedFaceSetOutline::NO_OUTLINE;
+    if (edges == Edges::TwoPasses) {
+      auto* material = new SoMaterial;
+      material->diffuseColor.setValue(0, 0, 0);
+      material->setOverride(TRUE);
+      root->addChild(material);
+      auto* style = new SoDrawStyle;
+      style->style = SoDrawStyle::LINES;
+      root->addChild(style);
+      root->addChild(shape);
+    }
+  }
+  SoRef<SoSeparator> root;
+  SoIndexedFaceSet* shape;
+  TkVertexProperty* property;
+};
+
+struct Options
+{
+  std::size_t triangles = 1000000;
+  int frames = 5;
+  int width = 800;
+  int height = 600;
+  std::string only;
+};
+
+class Bench
+{
+public:
+  explicit Bench(const Options& options) : m_options(options) {}
+
+  void frames(const char* name, bool quads, Normals normals, Colors colors, Edges edges)
+  {
+    if (!wanted(name)) return;
+    std::printf("\n%s\n%-34s %21s %21s %8s\n", name, "", "toolkit", "ours", "ratio");
+    Skin skin(m_options.triangles, quads);
+    Scene theirs(new SoIndexedFaceSet, skin, normals, colors,
+                 edges == Edges::None ? Edges::None : Edges::TwoPasses);
+    Scene ours(new SoIndexedFaceSetOutline, skin, normals, colors, edges);
+    compare("first frame", theirs, ours, 1, [](Scene&) {});
+    const auto still = compare("unchanged", theirs, ours, m_options.frames, [](Scene&) {});
+    const auto alone = [&](const std::pair<Times, Times>& changed) {
+      row("  change alone", excess(changed.first, still.first),
+          excess(changed.second, still.second));
+    };
+    alone(compare("colours changed", theirs, ours, m_options.frames,
+                  [](Scene& s) { s.property->orderedRGBA.touch(); }));
+    alone(compare("geometry changed", theirs, ours, m_options.frames,
+                  [](Scene& s) { s.property->vertex.touch(); }));
+  }
+
+  // Both ways of drawing edges with our own face set.
+  void passes(const char* name, bool quads)
+  {
+    if (!wanted(name)) return;
+    std::printf("\n%s\n", name);
+    Skin skin(m_options.triangles, quads);
+    Scene two(new SoIndexedFaceSetOutline, skin, Normals::Computed, Colors::PerVertex,
+              Edges::TwoPasses);
+    Scene one(new SoIndexedFaceSetOutline, skin, Normals::Computed, Colors::PerVertex,
+              Edges::OnePass);
+    std::printf("%-34s %21s %21s %8s\n", "", "two passes", "one pass", "ratio");
+    compare("first frame", two, one, 1, [](Scene&) {});
+    compare("unchanged", two, one, m_options.frames, [](Scene&) {});
+  }
+
+  void picks(const char* name)
+  {
+    if (!wanted(name)) return;
+    std::printf("\n%s\n%-34s %21s %21s %8s\n", name, "", "toolkit", "ours", "ratio");
+    Skin skin(m_options.triangles, false);
+    Scene theirs(new SoIndexedFaceSet, skin, Normals::Computed, Colors::PerVertex, Edges::None);
+    Scene ours(new SoIndexedFaceSetOutline, skin, Normals::Computed, Colors::PerVertex,
+               Edges::None);
+    float x = -0.4f;
+    int hits[2] = {};
+    const auto pick = [&](Scene& scene, int& hit) {
+      SoRayPickAction action(SbViewportRegion(800, 600));
+      x = x > 0.4f ? -0.4f : x + 0.0137f;
+      action.setRay(SbVec3f(x, 0.1f, 3), SbVec3f(0.05f, 0.02f, -1));
+      action.apply(scene.root);
+      hit += action.getPickedPoint() != nullptr;
+    };
+    const auto none = [] {};
+    row("first pick", measure(1, none, [&] { pick(theirs, hits[0]); }),
+        measure(1, none, [&] { pick(ours, hits[1]); }));
+    row("later pick", measure(m_options.frames, none, [&] { pick(theirs, hits[0]); }),
+        measure(200, none, [&] { pick(ours, hits[1]); }));
+    std::printf("  hits: %d of %d and %d of 201\n", hits[0], m_options.frames + 1, hits[1]);
+  }
+
+private:
+  bool wanted(const char* name) const
+  {
+    return std::string(name).find(m_options.only) != std::string::npos;
+  }
+  std::pair<Times, Times> compare(const char* what, Scene& one, Scene& other, int repeats,
+                                  const std::function<void(Scene&)>& change)
+  {
+    // A canvas of its own for each: the toolkit gives each its own buffers.
+    const auto timesOf = [&](Scene& scene, MxOffscreenCanvas& canvas) {
+      return measure(
+          repeats, [&] { change(scene); },
+          [&] {
+            if (canvas.render(scene.root, m_options.width, m_options.height).empty()) {
+              std::fprintf(stderr, "cannot draw: %s\n", canvas.error().c_str());
+              std::exit(1);
+            }
+          });
+    };
+    const Times first = timesOf(one, m_canvas[0]);
+    const Times second = timesOf(other, m_canvas[1]);
+    row(what, first, second);
+    return {first, second};
+  }
+  static Times excess(const Times& changed, const Times& unchanged)
+  {
+    return {std::max(changed.all - unchanged.all, 0.0),
+            std::max(changed.thread - unchanged.thread, 0.0)};
+  }
+  static void row(const char* what, const Times& one, const Times& other)
+  {
+    std::printf("  %-32s %10.2f (%8.2f) %10.2f (%8.2f)", what, one.all, one.thread, other.all,
+                other.thread);
+    if (one.all > 0)
+      std::printf(" %8.3f\n", other.all / one.all);
+    else
+      std::printf(" %8s\n", "-");
+    std::fflush(stdout);
+  }
+
+  Options m_options;
+  MxOffscreenCanvas m_canvas[2];
+};
+
+bool read(int argc, char** argv, Options& options)
+{
+  for (int i = 1; i < argc; ++i) {
+    const std::string name = argv[i];
+    if (i + 1 == argc) return false;
+    const char* value = argv[++i];
+    if (name == "--triangles")
+      options.triangles = std::strtoull(value, nullptr, 10);
+    else if (name == "--frames")
+      options.frames = std::atoi(value);
+    else if (name == "--width")
+      options.width = std::atoi(value);
+    else if (name == "--height")
+      options.height = std::atoi(value);
+    else if (name == "--case")
+      options.only = value;
+    else
+      return false;
+  }
+  return options.triangles >= 2 && options.frames > 0 && options.width > 0 && options.height > 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+  Options options;
+  if (!read(argc, argv, options)) {
+    std::fprintf(stderr, "usage: frame_bench [--triangles N] [--frames N] [--width W] [--height H] "
+                         "[--case TEXT]\n");
+    return 2;
+  }
+  MoVelmo::init();
+  {
+    std::printf("%s, %zu triangles, %d x %d, ms of processor time\n",
+                MxOffscreenCanvas::rendererName().c_str(), options.triangles, options.width,
+                options.height);
+    Bench bench(options);
+    bench.frames("given normals, colours per vertex", false, Normals::Given, Colors::PerVertex,
+                 Edges::None);
+    bench.frames("computed normals, colours per vertex", false, Normals::Computed,
+                 Colors::PerVertex, Edges::None);
+    bench.frames("computed normals, colours per face", false, Normals::Computed, Colors::PerFace,
+                 Edges::None);
+    bench.frames("outline of triangles against toolkit", false, Normals::Computed,
+                 Colors::PerVertex, Edges::OnePass);
+    bench.passes("passes of triangles", false);
+    bench.passes("passes of quads", true);
+    bench.picks("picks");
+  }
+  MoVelmo::finish();
+  return 0;
+}
