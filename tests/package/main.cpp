@@ -1,4 +1,5 @@
 #include <velmo/nodes/MoVelmo.h>
+#include <velmo/toolkit/MxOffscreenCanvas.h>
 
 #include <cstdio>
 
