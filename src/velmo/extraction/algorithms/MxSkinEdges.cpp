@@ -46,6 +46,16 @@ void takeNodes(const MeXSurfaceMeshUnstructured& surface,
       to.nodes[n] = from.nodes[surfaceNodes[n]];
     return;
   }
+  if (from.form == MeXProvenance::NodeForm::Edge) {
+    to.nodes.resizeUninitialized(2 * surfaceNodes.size());
+    to.weights.resizeUninitialized(surfaceNodes.size());
+    for (std::size_t n = 0; n < surfaceNodes.size(); ++n) {
+      to.nodes[2 * n] = from.nodes[2 * surfaceNodes[n]];
+      to.nodes[2 * n + 1] = from.nodes[2 * surfaceNodes[n] + 1];
+      to.weights[n] = from.weights[surfaceNodes[n]];
+    }
+    return;
+  }
   to.offsets.push_back(0);
   for (const std::uint32_t node : surfaceNodes) {
     for (std::uint32_t n = from.offsets[node]; n < from.offsets[node + 1]; ++n) {

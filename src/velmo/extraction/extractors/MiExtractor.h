@@ -2,8 +2,10 @@
 
 #include <velmo/extraction/interfaces/MiDataSet.h>
 #include <velmo/extraction/interfaces/MiExtractorCallback.h>
+#include <velmo/extraction/interfaces/MiTessellator.h>
 #include <velmo/mesh/MeXMesh.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -44,3 +46,28 @@ public:
   virtual const MeXDataSetI<double>* extractLineScalarSet(const MiTypedDataSet<double>& set) = 0;
   virtual const MeXDataSetI<double>* extractPointsScalarSet(const MiTypedDataSet<double>& set) = 0;
 };
+
+/// Makes extractors of one class for one kind of mesh.
+template <class Extractor, class Mesh>
+struct MiExtractorMaker
+{
+  /// @param mesh         borrowed, outlives the extractor
+  /// @param parallel     several threads may work
+  /// @param tessellator  refines higher-order cells, null for none; borrowed, outlives the
+  ///                     extractor
+  static std::unique_ptr<Extractor> getNewInstance(const Mesh& mesh, bool parallel,
+                                                   const MiTessellator* tessellator = nullptr);
+};
+
+/// A base of extractor classes: one getNewInstance for each kind of mesh that the class serves.
+template <class Extractor, class... Meshes>
+struct MiExtractorMakers : MiExtractorMaker<Extractor, Meshes>...
+{
+  using MiExtractorMaker<Extractor, Meshes>::getNewInstance...;
+};
+
+/// The makers of classes for the grids whose cells and nodes are numbered (i, j, k).
+template <class Extractor>
+using MiIjkExtractorMakers =
+    MiExtractorMakers<Extractor, MiVolumeMeshVertexHexahedronIjk, MiVolumeMeshRegular,
+                      MiVolumeMeshRectilinear, MiVolumeMeshCurvilinear>;

@@ -6,7 +6,7 @@
 #include <velmo/extraction/algorithms/MxSkinIjk.h>
 #include <velmo/extraction/algorithms/MxSkinTessellate.h>
 #include <velmo/extraction/algorithms/MxSkinUnstructured.h>
-#include <velmo/extraction/extractors/MxSkinExtractor.h>
+#include <velmo/extraction/extractors/MxSurfaceExtractor.h>
 
 namespace {
 
@@ -40,38 +40,25 @@ void finishSurface(const MbIndex3& cells, const MbIndex3& nodes, std::size_t sou
   placeNodes(cells, nodes, points, parallel, surface);
 }
 
-/// Lines and points of kinds whose cells are all linear: those of the surface.
-template <class Mesh>
-struct LinearKind
+/// What the skin of a mesh kind depends on, and what it is told of by.
+template <MeshType K>
+struct SkinWork : MxSurfaceWork<K>
 {
-  struct Parts
-  {};
-  static void buildLines(const Mesh&, const Parts&, const MeXSurfaceMeshUnstructured& surface,
-                         const MiTessellator*, bool parallel, MxExtractionMonitor& monitor,
-                         MeXLineMeshUnstructured& lines)
+  static constexpr bool kIsFlat = MxMeshKind<K>::kIndexing == MxIndexing::I;
+  static constexpr std::size_t kPhaseCount = kIsFlat ? 5 : 3;
+  using Index = std::conditional_t<kIsFlat, std::size_t, MbIndex3>;
+  struct Arguments
   {
-    monitor.beginPhase("Collecting edges", 1);
-    writeEdges(surface, parallel, lines);
-  }
-  static void buildPoints(const Mesh&, const Parts&, const MeXSurfaceMeshUnstructured& surface,
-                          bool parallel, MxExtractionMonitor& monitor,
-                          MeXPointMeshCurvilinear& points)
+    Index lower, upper;
+    friend bool operator==(const Arguments&, const Arguments&) = default;
+  };
+  static Arguments noBounds()
   {
-    monitor.beginPhase("Collecting nodes", 1);
-    writeNodes(surface, parallel, points);
+    if constexpr (kIsFlat)
+      return {kNoBound, kNoBound};
+    else
+      return {{kNoBound, kNoBound, kNoBound}, {kNoBound, kNoBound, kNoBound}};
   }
-};
-
-template <MeshType Type>
-struct IjkKind : LinearKind<typename MxMeshKind<Type>::Interface>
-{
-  using Index = MbIndex3;
-  using Filter = MiCellFilterIjk;
-  static constexpr MeshType kKind = Type;
-  static constexpr MxIndexing kNodeIndexing = MxIndexing::Ijk;
-  static constexpr const char* kName = "MiSkinExtractIjk";
-  static constexpr std::size_t kPhaseCount = 3;
-  static MbIndex3 noBound() { return {kNoBound, kNoBound, kNoBound}; }
 };
 
 struct NodeOfPlaces
@@ -97,25 +84,21 @@ struct NodeOfAxes
   }
 };
 
-} // namespace
+template <MeshType K>
+struct SkinOf;
 
 template <>
-struct MxSkinKind<MiVolumeMeshUnstructured>
+struct SkinOf<VOLUME_MESH_UNSTRUCTURED> : SkinWork<VOLUME_MESH_UNSTRUCTURED>
 {
-  using Index = std::size_t;
-  using Filter = MiCellFilterI;
-  using Parts = MxWholeFaces;
-  static constexpr MeshType kKind = VOLUME_MESH_UNSTRUCTURED;
-  static constexpr MxIndexing kNodeIndexing = MxIndexing::I;
-  static constexpr const char* kName = "MiSkinExtractUnstructured";
-  static constexpr std::size_t kPhaseCount = 5;
-  static std::size_t noBound() { return kNoBound; }
-
-  static std::shared_ptr<const MxMeshCheck>
-  build(const MiVolumeMeshUnstructured& mesh, const MiCellFilterI* filter, std::size_t lower,
-        std::size_t upper, const MiTessellator* tessellator, bool parallel,
-        MxExtractionMonitor& monitor, Parts& parts, MeXSurfaceMeshUnstructured& surface)
+  std::shared_ptr<const MxMeshCheck> build(const MiVolumeMeshUnstructured& mesh,
+                                           const Arguments& range, const Request& request,
+                                           MeXSurfaceMeshUnstructured& surface)
   {
+    const MiCellFilterI* filter = request.filter;
+    const std::size_t lower = range.lower, upper = range.upper;
+    const MiTessellator* tessellator = request.tessellator;
+    const bool parallel = request.parallel;
+    MxExtractionMonitor& monitor = request.monitor;
     const MiTopologyI& topology = mesh.getTopology();
     const MiGeometryI& geometry = mesh.getGeometry();
     const std::size_t nodeCount = geometry.getNodeCount();
@@ -140,10 +123,10 @@ struct MxSkinKind<MiVolumeMeshUnstructured>
       findSkinFaces(topology, nodeCount, choose(check->unusable), whole, false, parallel, monitor,
                     faces);
     monitor.beginPhase("Writing faces", 2 * blockCount(faces.size(), 4096));
-    parts = {};
-    if (tessellator) parts = collectWholeFaces(topology, nodeCount, faces);
-    if (parts.hasQuadratic) {
-      writeTessellated(mesh, parts, *tessellator, parallel, monitor, surface);
+    m_wholes = {};
+    if (tessellator) m_wholes = collectWholeFaces(topology, nodeCount, faces);
+    if (m_wholes.hasQuadratic) {
+      writeTessellated(mesh, m_wholes, *tessellator, parallel, monitor, surface);
       return check;
     }
     writeFaces(topology, nodeCount, faces, parallel, monitor, surface.topology);
@@ -154,27 +137,28 @@ struct MxSkinKind<MiVolumeMeshUnstructured>
     });
     return check;
   }
-  static void buildLines(const MiVolumeMeshUnstructured& mesh, const Parts& parts,
-                         const MeXSurfaceMeshUnstructured& surface,
-                         const MiTessellator* tessellator, bool parallel,
-                         MxExtractionMonitor& monitor, MeXLineMeshUnstructured& lines)
+  void buildLines(const MiVolumeMeshUnstructured& mesh, const MeXSurfaceMeshUnstructured& surface,
+                  const Request& request, MeXLineMeshUnstructured& lines)
   {
-    monitor.beginPhase("Collecting edges", 1);
-    if (parts.hasQuadratic)
-      writeTessellatedEdges(mesh, parts, *tessellator, parallel, monitor, lines);
-    else
-      writeEdges(surface, parallel, lines);
+    if (!m_wholes.hasQuadratic) {
+      SkinWork::buildLines(mesh, surface, request, lines);
+      return;
+    }
+    request.monitor.beginPhase("Collecting edges", 1);
+    writeTessellatedEdges(mesh, m_wholes, *request.tessellator, request.parallel, request.monitor,
+                          lines);
   }
-  static void buildPoints(const MiVolumeMeshUnstructured& mesh, const Parts& parts,
-                          const MeXSurfaceMeshUnstructured& surface, bool parallel,
-                          MxExtractionMonitor& monitor, MeXPointMeshCurvilinear& points)
+  void buildPoints(const MiVolumeMeshUnstructured& mesh, const MeXSurfaceMeshUnstructured& surface,
+                   const Request& request, MeXPointMeshCurvilinear& points)
   {
-    monitor.beginPhase("Collecting nodes", 1);
-    if (parts.hasQuadratic)
-      writeWholeFaceNodes(mesh, parts, parallel, points);
-    else
-      writeNodes(surface, parallel, points);
+    if (!m_wholes.hasQuadratic) {
+      SkinWork::buildPoints(mesh, surface, request, points);
+      return;
+    }
+    request.monitor.beginPhase("Collecting nodes", 1);
+    writeWholeFaceNodes(mesh, m_wholes, request.parallel, points);
   }
+  void clear() { m_wholes = {}; }
 
 private:
   struct Nodes
@@ -182,24 +166,23 @@ private:
     const MiGeometryI* geometry;
     MbVec3d operator[](std::size_t node) const { return geometry->getNode(node); }
   };
+  MxWholeFaces m_wholes; ///< of the last surface, while there is a tessellator
 };
 
 template <>
-struct MxSkinKind<MiVolumeMeshHexahedronIjk> : IjkKind<VOLUME_MESH_HEXAHEDRON_IJK>
+struct SkinOf<VOLUME_MESH_HEXAHEDRON_IJK> : SkinWork<VOLUME_MESH_HEXAHEDRON_IJK>
 {
-  static constexpr MxIndexing kNodeIndexing = MxIndexing::I;
-  static constexpr const char* kName = "MiSkinExtractHexahedronIjk";
-
-  static std::shared_ptr<const MxMeshCheck>
-  build(const MiVolumeMeshHexahedronIjk& mesh, const MiCellFilterIjk* filter, const MbIndex3& lower,
-        const MbIndex3& upper, const MiTessellator*, bool parallel, MxExtractionMonitor& monitor,
-        Parts&, MeXSurfaceMeshUnstructured& surface)
+  std::shared_ptr<const MxMeshCheck> build(const MiVolumeMeshHexahedronIjk& mesh,
+                                           const Arguments& range, const Request& request,
+                                           MeXSurfaceMeshUnstructured& surface)
   {
+    const bool parallel = request.parallel;
+    MxExtractionMonitor& monitor = request.monitor;
     std::shared_ptr<const MxMeshCheck> check = checkMesh(mesh, parallel, monitor);
     const MiGeometryI& geometry = mesh.getGeometry();
     const std::size_t nodeCount = geometry.getNodeCount();
-    const MxIjkChoice choice =
-        chooseCells(mesh.getTopology(), check->unusable, filter, lower, upper, parallel, monitor);
+    const MxIjkChoice choice = chooseCells(mesh.getTopology(), check->unusable, request.filter,
+                                           range.lower, range.upper, parallel, monitor);
     writeHexahedronSkin(mesh, choice, parallel, monitor, surface.topology,
                         surface.provenance.cells);
     struct Nodes
@@ -216,16 +199,17 @@ struct MxSkinKind<MiVolumeMeshHexahedronIjk> : IjkKind<VOLUME_MESH_HEXAHEDRON_IJ
 };
 
 template <>
-struct MxSkinKind<MiVolumeMeshVertexHexahedronIjk> : IjkKind<VOLUME_MESH_VERTEX_HEXAHEDRON_IJK>
+struct SkinOf<VOLUME_MESH_VERTEX_HEXAHEDRON_IJK> : SkinWork<VOLUME_MESH_VERTEX_HEXAHEDRON_IJK>
 {
-  static std::shared_ptr<const MxMeshCheck>
-  build(const MiVolumeMeshVertexHexahedronIjk& mesh, const MiCellFilterIjk* filter,
-        const MbIndex3& lower, const MbIndex3& upper, const MiTessellator*, bool parallel,
-        MxExtractionMonitor& monitor, Parts&, MeXSurfaceMeshUnstructured& surface)
+  std::shared_ptr<const MxMeshCheck> build(const MiVolumeMeshVertexHexahedronIjk& mesh,
+                                           const Arguments& range, const Request& request,
+                                           MeXSurfaceMeshUnstructured& surface)
   {
+    const bool parallel = request.parallel;
+    MxExtractionMonitor& monitor = request.monitor;
     std::shared_ptr<const MxMeshCheck> check = checkMesh(mesh, parallel, monitor);
-    const MxIjkChoice choice =
-        chooseCells(mesh.getTopology(), check->unusable, filter, lower, upper, parallel, monitor);
+    const MxIjkChoice choice = chooseCells(mesh.getTopology(), check->unusable, request.filter,
+                                           range.lower, range.upper, parallel, monitor);
     const MxVertexCorners corners(mesh);
     const MxIjkNumbering cells = choice.numbering, nodes{nodeCountsOf(cells.counts)};
     const MxArray<std::uint64_t> places = writeVertexSkin(
@@ -241,22 +225,22 @@ struct MxSkinKind<MiVolumeMeshVertexHexahedronIjk> : IjkKind<VOLUME_MESH_VERTEX_
   }
 };
 
-namespace {
-
 /// Regular, rectilinear and curvilinear: neighbours always share their faces.
 template <MeshType Type>
-struct GridKind : IjkKind<Type>
+struct SkinOf : SkinWork<Type>
 {
-  using Mesh = typename MxMeshKind<Type>::Interface;
+  using typename SkinWork<Type>::Mesh, typename SkinWork<Type>::Arguments,
+      typename SkinWork<Type>::Request;
 
-  static std::shared_ptr<const MxMeshCheck>
-  build(const Mesh& mesh, const MiCellFilterIjk* filter, const MbIndex3& lower,
-        const MbIndex3& upper, const MiTessellator*, bool parallel, MxExtractionMonitor& monitor,
-        typename IjkKind<Type>::Parts&, MeXSurfaceMeshUnstructured& surface)
+  std::shared_ptr<const MxMeshCheck> build(const Mesh& mesh, const Arguments& range,
+                                           const Request& request,
+                                           MeXSurfaceMeshUnstructured& surface)
   {
+    const bool parallel = request.parallel;
+    MxExtractionMonitor& monitor = request.monitor;
     std::shared_ptr<const MxMeshCheck> check = checkMesh(mesh, parallel, monitor);
-    const MxIjkChoice choice =
-        chooseCells(mesh.getTopology(), check->unusable, filter, lower, upper, parallel, monitor);
+    const MxIjkChoice choice = chooseCells(mesh.getTopology(), check->unusable, request.filter,
+                                           range.lower, range.upper, parallel, monitor);
     const MxIjkNumbering nodes{nodeCountsOf(choice.numbering.counts)};
     const bool isBox = choice.accepted.empty() && !choice.isEmpty();
     if (isBox)
@@ -294,62 +278,61 @@ struct GridKind : IjkKind<Type>
   }
 };
 
+template <class Interface, MeshType K>
+class SkinExtractor final : public MxSurfaceExtractor<Interface, SkinOf<K>>
+{
+  using Base = MxSurfaceExtractor<Interface, SkinOf<K>>;
+  using Work = SkinOf<K>;
+
+public:
+  using typename Base::Filter, typename Base::Mesh;
+  using Index = typename Work::Index;
+
+  using Base::Base;
+
+  void setCellRange(const Index& lower, const Index& upper) override { m_range = {lower, upper}; }
+  void clearCellRanges() override { m_range = Work::noBounds(); }
+  const MeXSurfaceMeshUnstructured& extractSkin(const Filter* filter) override
+  {
+    return this->m_results.extractSurface(m_range, filter);
+  }
+  const MeXLineMeshUnstructured& extractLine(const Filter* filter) override
+  {
+    return this->m_results.extractLines(m_range, filter);
+  }
+  const MeXPointMeshCurvilinear& extractPoints(const Filter* filter) override
+  {
+    return this->m_results.extractPoints(m_range, filter);
+  }
+
+private:
+  typename Work::Arguments m_range = Work::noBounds();
+};
+
 } // namespace
 
-template <>
-struct MxSkinKind<MiVolumeMeshRegular> : GridKind<VOLUME_MESH_REGULAR>
-{};
-template <>
-struct MxSkinKind<MiVolumeMeshRectilinear> : GridKind<VOLUME_MESH_RECTILINEAR>
-{};
-template <>
-struct MxSkinKind<MiVolumeMeshCurvilinear> : GridKind<VOLUME_MESH_CURVILINEAR>
-{};
-
-std::unique_ptr<MiSkinExtractUnstructured>
-MiSkinExtractUnstructured::getNewInstance(const MiVolumeMeshUnstructured& mesh, bool parallel,
-                                          const MiTessellator* tessellator)
+template <class Mesh>
+struct MxExtractorFor<MiSkinExtractUnstructured, Mesh>
 {
-  return std::make_unique<MxSkinExtractor<MiSkinExtractUnstructured, MiVolumeMeshUnstructured>>(
-      mesh, parallel, tessellator);
-}
-
-std::unique_ptr<MiSkinExtractHexahedronIjk>
-MiSkinExtractHexahedronIjk::getNewInstance(const MiVolumeMeshHexahedronIjk& mesh, bool parallel,
-                                           const MiTessellator* tessellator)
+  using Type = SkinExtractor<MiSkinExtractUnstructured, meshTypeOf<Mesh>(MxVolumeKinds{})>;
+  static constexpr const char* kName = "MiSkinExtractUnstructured";
+};
+template <class Mesh>
+struct MxExtractorFor<MiSkinExtractHexahedronIjk, Mesh>
 {
-  return std::make_unique<MxSkinExtractor<MiSkinExtractHexahedronIjk, MiVolumeMeshHexahedronIjk>>(
-      mesh, parallel, tessellator);
-}
-
-std::unique_ptr<MiSkinExtractIjk>
-MiSkinExtractIjk::getNewInstance(const MiVolumeMeshVertexHexahedronIjk& mesh, bool parallel,
-                                 const MiTessellator* tessellator)
+  using Type = SkinExtractor<MiSkinExtractHexahedronIjk, meshTypeOf<Mesh>(MxVolumeKinds{})>;
+  static constexpr const char* kName = "MiSkinExtractHexahedronIjk";
+};
+template <class Mesh>
+struct MxExtractorFor<MiSkinExtractIjk, Mesh>
 {
-  return std::make_unique<MxSkinExtractor<MiSkinExtractIjk, MiVolumeMeshVertexHexahedronIjk>>(
-      mesh, parallel, tessellator);
-}
+  using Type = SkinExtractor<MiSkinExtractIjk, meshTypeOf<Mesh>(MxVolumeKinds{})>;
+  static constexpr const char* kName = "MiSkinExtractIjk";
+};
 
-std::unique_ptr<MiSkinExtractIjk> MiSkinExtractIjk::getNewInstance(const MiVolumeMeshRegular& mesh,
-                                                                   bool parallel,
-                                                                   const MiTessellator* tessellator)
-{
-  return std::make_unique<MxSkinExtractor<MiSkinExtractIjk, MiVolumeMeshRegular>>(mesh, parallel,
-                                                                                  tessellator);
-}
-
-std::unique_ptr<MiSkinExtractIjk>
-MiSkinExtractIjk::getNewInstance(const MiVolumeMeshRectilinear& mesh, bool parallel,
-                                 const MiTessellator* tessellator)
-{
-  return std::make_unique<MxSkinExtractor<MiSkinExtractIjk, MiVolumeMeshRectilinear>>(
-      mesh, parallel, tessellator);
-}
-
-std::unique_ptr<MiSkinExtractIjk>
-MiSkinExtractIjk::getNewInstance(const MiVolumeMeshCurvilinear& mesh, bool parallel,
-                                 const MiTessellator* tessellator)
-{
-  return std::make_unique<MxSkinExtractor<MiSkinExtractIjk, MiVolumeMeshCurvilinear>>(
-      mesh, parallel, tessellator);
-}
+template struct MiExtractorMaker<MiSkinExtractUnstructured, MiVolumeMeshUnstructured>;
+template struct MiExtractorMaker<MiSkinExtractHexahedronIjk, MiVolumeMeshHexahedronIjk>;
+template struct MiExtractorMaker<MiSkinExtractIjk, MiVolumeMeshVertexHexahedronIjk>;
+template struct MiExtractorMaker<MiSkinExtractIjk, MiVolumeMeshRegular>;
+template struct MiExtractorMaker<MiSkinExtractIjk, MiVolumeMeshRectilinear>;
+template struct MiExtractorMaker<MiSkinExtractIjk, MiVolumeMeshCurvilinear>;

@@ -3,9 +3,6 @@
 #include <velmo/extraction/extractors/MiExtractor.h>
 #include <velmo/extraction/interfaces/MiCellFilter.h>
 #include <velmo/extraction/interfaces/MiMesh.h>
-#include <velmo/extraction/interfaces/MiTessellator.h>
-
-#include <memory>
 
 /// The outer boundary of a volume mesh: the faces that belong to exactly one live, accepted cell in
 /// range.
@@ -34,39 +31,16 @@ public:
   virtual const MeXPointMeshCurvilinear& extractPoints(const Filter* filter) = 0;
 };
 
-class MiSkinExtractUnstructured : public MiSkinExtract<std::size_t, MiCellFilterI>
-{
-public:
-  /// @param mesh         borrowed, outlives the extractor
-  /// @param parallel     several threads may work
-  /// @param tessellator  refines higher-order cells, null for none; borrowed, outlives the
-  /// extractor
-  static std::unique_ptr<MiSkinExtractUnstructured>
-  getNewInstance(const MiVolumeMeshUnstructured& mesh, bool parallel,
-                 const MiTessellator* tessellator = nullptr);
-};
+class MiSkinExtractUnstructured
+    : public MiSkinExtract<std::size_t, MiCellFilterI>,
+      public MiExtractorMakers<MiSkinExtractUnstructured, MiVolumeMeshUnstructured>
+{};
 
-class MiSkinExtractHexahedronIjk : public MiSkinExtract<MbIndex3, MiCellFilterIjk>
-{
-public:
-  static std::unique_ptr<MiSkinExtractHexahedronIjk>
-  getNewInstance(const MiVolumeMeshHexahedronIjk& mesh, bool parallel,
-                 const MiTessellator* tessellator = nullptr);
-};
+class MiSkinExtractHexahedronIjk
+    : public MiSkinExtract<MbIndex3, MiCellFilterIjk>,
+      public MiExtractorMakers<MiSkinExtractHexahedronIjk, MiVolumeMeshHexahedronIjk>
+{};
 
-class MiSkinExtractIjk : public MiSkinExtract<MbIndex3, MiCellFilterIjk>
-{
-public:
-  static std::unique_ptr<MiSkinExtractIjk>
-  getNewInstance(const MiVolumeMeshVertexHexahedronIjk& mesh, bool parallel,
-                 const MiTessellator* tessellator = nullptr);
-  static std::unique_ptr<MiSkinExtractIjk>
-  getNewInstance(const MiVolumeMeshRegular& mesh, bool parallel,
-                 const MiTessellator* tessellator = nullptr);
-  static std::unique_ptr<MiSkinExtractIjk>
-  getNewInstance(const MiVolumeMeshRectilinear& mesh, bool parallel,
-                 const MiTessellator* tessellator = nullptr);
-  static std::unique_ptr<MiSkinExtractIjk>
-  getNewInstance(const MiVolumeMeshCurvilinear& mesh, bool parallel,
-                 const MiTessellator* tessellator = nullptr);
-};
+class MiSkinExtractIjk : public MiSkinExtract<MbIndex3, MiCellFilterIjk>,
+                         public MiIjkExtractorMakers<MiSkinExtractIjk>
+{};

@@ -5,6 +5,8 @@
 #include <velmo/extraction/interfaces/MiDataSet.h>
 #include <velmo/extraction/interfaces/MiMesh.h>
 
+#include <type_traits>
+
 /// How the cells of a mesh kind are numbered.
 enum class MxIndexing
 {
@@ -42,6 +44,7 @@ struct MxMeshKindRow
 {
   using Interface = MeshInterface;
   static constexpr MxIndexing kIndexing = Cells;
+  static constexpr MxIndexing kNodeIndexing = Nodes;
   using CellFilter = typename MxIndexingTypes<Cells>::CellFilter;
   template <class T>
   using CellSet = typename MxIndexingTypes<Cells>::template Set<T>;
@@ -122,6 +125,15 @@ template <MeshType... Kinds, class Visitor>
 bool visitMeshKind(MxKinds<Kinds...>, MeshType kind, Visitor&& visit)
 {
   return ((kind == Kinds && (visit.template operator()<Kinds>(), true)) || ...);
+}
+
+/// The kind in the list whose interface `Interface` is; UNDEFINED_MESH for none.
+template <class Interface, MeshType... Kinds>
+constexpr MeshType meshTypeOf(MxKinds<Kinds...>)
+{
+  MeshType type = UNDEFINED_MESH;
+  ((type = std::is_same_v<Interface, typename MxMeshKind<Kinds>::Interface> ? Kinds : type), ...);
+  return type;
 }
 
 /// The first kind, in the order of the table, whose interface the mesh has; UNDEFINED_MESH for none
