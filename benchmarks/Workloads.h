@@ -232,12 +232,45 @@ inline CellArrays makeMixed(std::size_t n)
   return mesh;
 }
 
+// Values at nodes, of their coordinates.
+
+inline double smoothField(const Point& p)
+{
+  return (p[0] - 0.47) * (p[0] - 0.47) + 1.2 * (p[1] - 0.52) * (p[1] - 0.52) +
+         0.9 * (p[2] - 0.49) * (p[2] - 0.49);
+}
+inline double busyField(const Point& p)
+{
+  constexpr double k = 2 * kPi * 11.3;
+  return std::sin(k * p[0]) * std::cos(k * p[1]) + std::sin(k * p[1]) * std::cos(k * p[2]) +
+         std::sin(k * p[2]) * std::cos(k * p[0]);
+}
+inline double colourField(const Point& p)
+{
+  return p[0] + 2 * p[1] + 3 * p[2] + 0.1 * std::sin(20 * p[0]);
+}
+
+// What the meshes are cut by.
+
+inline constexpr double kSmoothValue = 0.1234, kBusyValue = 0.1001;
+/// Between one cut and the next of a user who drags a value or a plane.
+inline constexpr double kDragStep = 0.002;
+inline constexpr Point kPlanePoint{0.503, 0.497, 0.511};
+inline constexpr Point kRoundCentre{0.47, 0.52, 0.49};
+inline constexpr double kSphereRadius = 0.35, kCylinderRadius = 0.25;
+/// The unit normal of the plane and the direction of the cylinder.
+inline Point obliqueDirection()
+{
+  const double length = std::sqrt(98.0);
+  return {3 / length, 5 / length, 8 / length};
+}
+
 /// Lattice sizes of the workloads.
 struct Sizes
 {
-  std::size_t hex, tet, tetshuf, mixed, curv;
+  std::size_t hex, tet, tetshuf, mixed, curv, rect, image;
 };
-inline constexpr Sizes kFullSizes{200, 100, 60, 128, 200};
-inline constexpr Sizes kQuickSizes{64, 40, 24, 48, 64};
+inline constexpr Sizes kFullSizes{200, 100, 60, 128, 200, 200, 256};
+inline constexpr Sizes kQuickSizes{64, 40, 24, 48, 64, 64, 96};
 
 } // namespace bench

@@ -8,6 +8,8 @@
 // growth of the resident set at its peak, output included. --phases adds the processor time of each
 // phase.
 
+#include "Meter.h"
+#include "SurfaceMeasures.h"
 #include "Workloads.h"
 
 #include <velmo/extraction/algorithms/MxMeshCheck.h>
@@ -16,30 +18,20 @@
 
 #include <tbb/global_control.h>
 
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <ctime>
-#include <fstream>
 #include <functional>
 #include <malloc.h>
 #include <string>
 
 namespace {
 
-double now()
-{
-  using namespace std::chrono;
-  return duration<double>(steady_clock::now().time_since_epoch()).count();
-}
-
-double processorSeconds()
-{
-  timespec time{};
-  ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
-  return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
-}
+using bench::measure;
+using bench::Measures;
+using bench::now;
+using bench::processorSeconds;
+using bench::resetPeak;
+using bench::statusMb;
 
 /// Notes the processor time of each phase.
 class PhaseTimes final : public MiExtractorCallback
@@ -56,50 +48,6 @@ public:
 
   std::vector<std::pair<std::string, double>> times;
 };
-
-double statusMb(const char* key)
-{
-  std::ifstream status("/proc/self/status");
-  for (std::string line; std::getline(status, line);)
-    if (line.rfind(key, 0) == 0) return std::atof(line.c_str() + std::strlen(key) + 1) / 1024.0;
-  return 0;
-}
-
-void resetPeak()
-{
-  if (std::FILE* file = std::fopen("/proc/self/clear_refs", "w")) {
-    std::fputs("5", file);
-    std::fclose(file);
-  }
-}
-
-struct Measures
-{
-  std::size_t faces = 0, nodes = 0;
-  double area = 0, volume = 0;
-};
-
-Measures measure(const MeXSurfaceMeshUnstructured& surface)
-{
-  Measures result;
-  result.faces = surface.topology.getCellCount();
-  result.nodes = surface.geometry.getNodeCount();
-  for (std::size_t f = 0; f < result.faces; ++f) {
-    const auto cell = surface.topology.getCell(f);
-    const auto point = [&](std::size_t n) {
-      return surface.geometry.getNode(static_cast<std::size_t>(cell[n]));
-    };
-    const MbVec3d first = point(0);
-    MbVec3d sum, mean = first;
-    for (std::size_t n = 1; n < cell.size(); ++n) {
-      mean += point(n);
-      if (n + 1 < cell.size()) sum += cross(point(n) - first, point(n + 1) - first) * 0.5;
-    }
-    result.area += length(sum);
-    result.volume += dot(mean * (1.0 / static_cast<double>(cell.size())), sum) / 3;
-  }
-  return result;
-}
 
 struct Options
 {
