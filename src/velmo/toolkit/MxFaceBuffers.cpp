@@ -3,36 +3,10 @@
 #include <velmo/toolkit/MxFaceBuffers.h>
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 #include <Inventor/system/gl.h>
 
 namespace {
-
-// Graphics memory wants the bytes red, green, blue, opacity; a packed colour has them from the
-// highest byte down.
-std::uint32_t inMemory(std::uint32_t color)
-{
-  if constexpr (std::endian::native == std::endian::big) return color;
-  return __builtin_bswap32(color);
-}
-const SbVec3f& inMemory(const SbVec3f& v)
-{
-  return v;
-}
-const SbVec2f& inMemory(const SbVec2f& v)
-{
-  return v;
-}
-
-template <class T>
-void fillVertices(T* out, std::size_t count, std::span<const T> values)
-{
-  forEachBlock(true, count, 65536, [&](std::size_t, std::size_t first, std::size_t last) {
-    for (std::size_t i = first; i < last; ++i)
-      out[i] = inMemory(values[std::min(i, values.size() - 1)]);
-  });
-}
 
 // Calls valueOf(f, k) for each triangle corner: its face and its place there.
 template <class T, class ValueOf>
@@ -86,48 +60,15 @@ const void* atStart()
 
 void MxFaceBuffers::release()
 {
-  for (Stream& stream : m_streams) {
-    if (stream.buffer) glDeleteBuffers(1, &stream.buffer);
-    stream = {};
-  }
+  for (MxGlBuffer& stream : m_streams)
+    stream.release();
 }
 
 bool MxFaceBuffers::holds(const MxFaceData& data) const
 {
-  const Stream& stream = m_streams[Positions];
-  return stream.buffer && stream.keys[0] == data.positions.key &&
-         (m_layout == MxFaceLayout::Indexed || stream.keys[1] == data.topology);
-}
-
-template <class T, class Fill>
-bool MxFaceBuffers::update(Name name, unsigned target, std::size_t count,
-                           std::array<MxArrayKey, 2> keys, int binding, const Fill& fill)
-{
-  Stream& stream = m_streams[name];
-  if (!stream.buffer) glGenBuffers(1, &stream.buffer);
-  glBindBuffer(target, stream.buffer);
-  if (stream.keys == keys && stream.binding == binding) return false;
-  const std::size_t byteCount = count * sizeof(T);
-  if (byteCount != stream.byteCount) {
-    glBufferData(target, static_cast<GLsizeiptr>(byteCount), nullptr, GL_STATIC_DRAW);
-    stream.byteCount = byteCount;
-  }
-  stream.itemCount = count;
-  stream.keys = keys;
-  stream.binding = binding;
-  if (count == 0) return true;
-  void* memory = glMapBufferRange(target, 0, static_cast<GLsizeiptr>(byteCount),
-                                  GL_MAP_WRITE_BIT | GL_MAP_INVALIDATE_BUFFER_BIT);
-  if (memory) {
-    fill(static_cast<T*>(memory));
-    // The contents can be lost while they are mapped, when the screen changes its mode.
-    if (!glUnmapBuffer(target)) stream.binding = -1;
-  } else {
-    MxArray<T> values(count);
-    fill(values.data());
-    glBufferSubData(target, 0, static_cast<GLsizeiptr>(byteCount), values.data());
-  }
-  return true;
+  const MxGlBuffer& stream = m_streams[Positions];
+  return !stream.isEmpty() && stream.keys()[0] == data.positions.key &&
+         (m_layout == MxFaceLayout::Indexed || stream.keys()[1] == data.topology);
 }
 
 template <class T>
@@ -140,24 +81,25 @@ bool MxFaceBuffers::updateAttribute(Name name, const MxFaceData& data,
   const std::span<const T> values = attribute.values;
   const auto fill = [&](T* out) {
     if (!corners) {
-      fillVertices(out, count, values);
+      mxFillVertices(out, count, values);
       return;
     }
     const std::size_t last = values.size() - 1;
     if (attribute.binding == MxFaceBinding::PerCorner)
-      fillVertices(out, count, values);
+      mxFillVertices(out, count, values);
     else if (attribute.binding == MxFaceBinding::PerFace)
       fillCorners(out, *data.faces, [&](std::size_t f, const auto&, std::size_t) {
-        return inMemory(values[std::min(f, last)]);
+        return mxInMemory(values[std::min(f, last)]);
       });
     else
       fillCorners(out, *data.faces, [&](std::size_t, const auto& face, std::size_t k) {
-        return inMemory(values[std::min(static_cast<std::size_t>(face[k]), last)]);
+        return mxInMemory(values[std::min(static_cast<std::size_t>(face[k]), last)]);
       });
   };
-  return update<T>(name, GL_ARRAY_BUFFER, count,
-                   {attribute.key, corners ? data.topology : MxArrayKey{nullptr, count, 0}},
-                   static_cast<int>(attribute.binding), fill);
+  return m_streams[name].update<T>(
+      GL_ARRAY_BUFFER, count,
+      {attribute.key, corners ? data.topology : MxArrayKey{nullptr, count, 0}},
+      static_cast<int>(attribute.binding), fill);
 }
 
 void MxFaceBuffers::bind(const MxFaceData& data, int edgeAttribute, MxUploadCounts& counts)
@@ -179,8 +121,8 @@ void MxFaceBuffers::bind(const MxFaceData& data, int edgeAttribute, MxUploadCoun
     glEnableClientState(GL_TEXTURE_COORD_ARRAY);
   }
   if (edgeAttribute >= 0) {
-    counts.indices += update<std::uint32_t>(
-        EdgeMarks, GL_ARRAY_BUFFER, 3 * data.faces->triangleCount(), {data.topology, {}}, 0,
+    counts.indices += m_streams[EdgeMarks].update<std::uint32_t>(
+        GL_ARRAY_BUFFER, 3 * data.faces->triangleCount(), {data.topology, {}}, 0,
         [&](std::uint32_t* out) { fillEdgeMarks(out, *data.faces); });
     const auto attribute = static_cast<GLuint>(edgeAttribute);
     glVertexAttribPointer(attribute, 4, GL_UNSIGNED_BYTE, GL_TRUE, 0, atStart());
@@ -199,8 +141,8 @@ void MxFaceBuffers::drawTriangles(const MxFaceData& data, MxUploadCounts& counts
     glDrawArrays(GL_TRIANGLES, 0, static_cast<GLsizei>(count));
     return;
   }
-  counts.indices += update<std::uint32_t>(
-      Triangles, GL_ELEMENT_ARRAY_BUFFER, count, {data.topology, {}}, 0, [&](std::uint32_t* out) {
+  counts.indices += m_streams[Triangles].update<std::uint32_t>(
+      GL_ELEMENT_ARRAY_BUFFER, count, {data.topology, {}}, 0, [&](std::uint32_t* out) {
         fillCorners(out, *data.faces, [](std::size_t, const auto& face, std::size_t k) {
           return static_cast<std::uint32_t>(face[k]);
         });
@@ -221,20 +163,20 @@ void MxFaceBuffers::drawPoints(const MxFaceData& data, MxUploadCounts& counts)
 void MxFaceBuffers::drawElements(unsigned mode, Name name, const MxFaceData& data,
                                  MxUploadCounts& counts)
 {
-  Stream& stream = m_streams[name];
+  MxGlBuffer& stream = m_streams[name];
   const std::array<MxArrayKey, 2> keys{data.topology, MxArrayKey{}};
-  if (!stream.buffer || stream.keys != keys) {
+  if (!stream.isFilledFrom(keys)) {
     const std::size_t vertexCount = data.positions.values.size();
     const MxArray<std::uint32_t> elements =
         mode == GL_LINES ? mxUniqueEdges(*data.faces, vertexCount, m_layout)
                          : mxUsedVertices(*data.faces, vertexCount, m_layout);
-    counts.indices += update<std::uint32_t>(
-        name, GL_ELEMENT_ARRAY_BUFFER, elements.size(), keys, 0, [&](std::uint32_t* out) {
+    counts.indices += stream.update<std::uint32_t>(
+        GL_ELEMENT_ARRAY_BUFFER, elements.size(), keys, 0, [&](std::uint32_t* out) {
           std::memcpy(out, elements.data(), elements.size() * sizeof(std::uint32_t));
         });
   } else {
-    glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, stream.buffer);
+    stream.makeCurrent(GL_ELEMENT_ARRAY_BUFFER);
   }
-  if (stream.itemCount > 0)
-    glDrawElements(mode, static_cast<GLsizei>(stream.itemCount), GL_UNSIGNED_INT, atStart());
+  if (stream.itemCount() > 0)
+    glDrawElements(mode, static_cast<GLsizei>(stream.itemCount()), GL_UNSIGNED_INT, atStart());
 }

@@ -1,21 +1,5 @@
 #include <velmo/toolkit/MxFaceCache.h>
 
-#include <atomic>
-
-std::uint64_t MxFieldStamp::next()
-{
-  static std::atomic<std::uint64_t> s_last{0};
-  return ++s_last;
-}
-
-void MxFieldStamp::watch(SoField* field)
-{
-  if (m_sensor.getAttachedField() == field) return;
-  m_sensor.detach();
-  if (field) m_sensor.attach(field);
-  m_stamp = next();
-}
-
 const MxFaceTable& MxFaceCache::faces(std::span<const std::int32_t> indices,
                                       const MxArrayKey& topology, std::size_t vertexCount)
 {

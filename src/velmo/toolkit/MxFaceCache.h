@@ -3,32 +3,7 @@
 #include <velmo/base/MxBoxTree.h>
 #include <velmo/toolkit/MxFaceBuffers.h>
 #include <velmo/toolkit/MxFaceNormals.h>
-
-#include <Inventor/sensors/SoFieldSensor.h>
-
-/// Counts the changes of a field. A stamp is never given twice, by any counter.
-class MxFieldStamp
-{
-public:
-  MxFieldStamp() : m_sensor(&MxFieldStamp::changed, this)
-  {
-    // At once, not when the program is idle next.
-    m_sensor.setPriority(0);
-  }
-  MxFieldStamp(const MxFieldStamp&) = delete;
-  MxFieldStamp& operator=(const MxFieldStamp&) = delete;
-
-  /// Looks after this field from now on; null for none.
-  void watch(SoField* field);
-  std::uint64_t get() const { return m_stamp; }
-  static std::uint64_t next();
-
-private:
-  static void changed(void* self, SoSensor*) { static_cast<MxFieldStamp*>(self)->m_stamp = next(); }
-
-  std::uint64_t m_stamp = next();
-  SoFieldSensor m_sensor;
-};
+#include <velmo/toolkit/MxFieldStamp.h>
 
 /// What follows from the indices and the positions of a face set, kept until those change: its
 /// table of faces, its normals where none are given, and the tree for picks.

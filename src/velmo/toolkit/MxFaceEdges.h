@@ -2,13 +2,7 @@
 
 #include <velmo/base/MxArray.h>
 #include <velmo/toolkit/MxFaceTable.h>
-
-/// How the vertices of faces lie in graphics memory.
-enum class MxFaceLayout
-{
-  Indexed, ///< as they are given, triangles name them by number
-  Corners  ///< three of their own for each triangle, which may differ from face to face
-};
+#include <velmo/toolkit/MxShapeData.h>
 
 /// The edges of the faces, each once however many faces share it: two element numbers of the
 /// layout an edge, in the order of the lower vertex. The last face decides which corners stand for

@@ -7,149 +7,33 @@
 #include <Inventor/bundles/SoMaterialBundle.h>
 #include <Inventor/elements/SoClipPlaneElement.h>
 #include <Inventor/elements/SoDrawStyleElement.h>
-#include <Inventor/elements/SoEnvironmentElement.h>
 #include <Inventor/elements/SoGLCacheContextElement.h>
 #include <Inventor/elements/SoGLLazyElement.h>
-#include <Inventor/elements/SoGLMultiTextureImageElement.h>
 #include <Inventor/elements/SoGLShaderProgramElement.h>
-#include <Inventor/elements/SoLightElement.h>
 #include <Inventor/elements/SoLineWidthElement.h>
-#include <Inventor/elements/SoMultiTextureEnabledElement.h>
 #include <Inventor/elements/SoPolygonOffsetElement.h>
 #include <Inventor/elements/SoShapeHintsElement.h>
 #include <Inventor/elements/SoShapeStyleElement.h>
 #include <Inventor/elements/SoVertexAttributeElement.h>
 #include <Inventor/elements/SoViewportRegionElement.h>
-#include <Inventor/misc/SoContextHandler.h>
-#include <Inventor/nodes/SoDirectionalLight.h>
-#include <Inventor/nodes/SoPointLight.h>
 #include <Inventor/system/gl.h>
 
 #include <algorithm>
-#include <map>
-
-namespace {
-
-// The programs of each context live as long as a face set has buffers there.
-std::shared_ptr<MxOutlinePrograms> programsOf(int context)
-{
-  static std::map<int, std::weak_ptr<MxOutlinePrograms>> s_programs;
-  std::shared_ptr<MxOutlinePrograms> programs = s_programs[context].lock();
-  if (!programs) {
-    programs = std::make_shared<MxOutlinePrograms>();
-    s_programs[context] = programs;
-  }
-  return programs;
-}
-
-bool hasBuffers(SoState* state)
-{
-  int major = 0, minor = 0;
-  SoGLCacheContextElement::getOpenGLVersion(state, major, minor);
-  return major >= 3;
-}
-
-bool textureFits(SoState* state, bool& replacing)
-{
-  int last = -1;
-  const auto* units = SoMultiTextureEnabledElement::getActiveUnits(state, last);
-  replacing = false;
-  if (!units) return true;
-  for (int unit = 1; unit <= last; ++unit)
-    if (units[unit] != SoMultiTextureEnabledElement::DISABLED) return false;
-  if (last < 0 || units[0] == SoMultiTextureEnabledElement::DISABLED) return true;
-  SoMultiTextureImageElement::Model model = SoMultiTextureImageElement::MODULATE;
-  SbColor blend;
-  SoGLMultiTextureImageElement::get(state, 0, model, blend);
-  replacing = model == SoMultiTextureImageElement::REPLACE;
-  return units[0] == SoMultiTextureEnabledElement::TEXTURE2D &&
-         (replacing || model == SoMultiTextureImageElement::MODULATE);
-}
-
-bool hasFog(SoState* state)
-{
-  return SoEnvironmentElement::getFogType(state) != SoEnvironmentElement::NONE;
-}
-
-// In the order in which the toolkit numbers the lights of the graphics library.
-std::string lightsOf(SoState* state)
-{
-  std::string letters;
-  const SoNodeList& lights = SoLightElement::getLights(state);
-  for (int i = 0; i < std::min(lights.getLength(), 8); ++i) {
-    const SoNode* light = lights[i];
-    letters += light->isOfType(SoDirectionalLight::getClassTypeId()) ? 'D'
-               : light->isOfType(SoPointLight::getClassTypeId())     ? 'P'
-                                                                     : 'S';
-  }
-  return letters;
-}
-
-} // namespace
-
-void MxOutlineDrawing::Context::release()
-{
-  indexed.release();
-  corners.release();
-  // The last face set of a context takes the programs along.
-  if (programs.use_count() == 1) programs->release();
-  programs.reset();
-}
 
 MxOutlineDrawing::MxOutlineDrawing(SoIndexedFaceSetOutline& shape)
     : m_shape(shape), m_state(shape), m_cache(m_state.cache())
-{
-  SoContextHandler::addContextDestructionCallback(&MxOutlineDrawing::contextEnds, this);
-}
+{}
 
-MxOutlineDrawing::~MxOutlineDrawing()
-{
-  SoContextHandler::removeContextDestructionCallback(&MxOutlineDrawing::contextEnds, this);
-  // No context need be current now: each frees its part when it is current next, or ends.
-  for (auto& context : m_contexts) {
-    const auto id = static_cast<std::uint32_t>(context->id);
-    SoGLCacheContextElement::scheduleDeleteCallback(
-        id,
-        [](void* closure, std::uint32_t) {
-          const std::unique_ptr<Context> dead(static_cast<Context*>(closure));
-          dead->release();
-        },
-        context.release());
-  }
-}
-
-void MxOutlineDrawing::contextEnds(std::uint32_t id, void* self)
-{
-  auto& contexts = static_cast<MxOutlineDrawing*>(self)->m_contexts;
-  std::erase_if(contexts, [id](const std::unique_ptr<Context>& context) {
-    if (static_cast<std::uint32_t>(context->id) != id) return false;
-    context->release();
-    return true;
-  });
-}
-
-MxOutlineDrawing::Context& MxOutlineDrawing::contextOf(int id)
-{
-  for (auto& context : m_contexts)
-    if (context->id == id) return *context;
-  m_contexts.push_back(std::make_unique<Context>(id));
-  m_contexts.back()->programs = programsOf(id);
-  return *m_contexts.back();
-}
-
-bool MxOutlineDrawing::isDrawing(SoState* state)
-{
-  return state->isElementEnabled(SoGLShaderProgramElement::getClassStackIndex());
-}
+MxOutlineDrawing::~MxOutlineDrawing() = default;
 
 bool MxOutlineDrawing::allowsOnePass(SoState* state)
 {
   bool replacing;
   return !SoGLShaderProgramElement::get(state) &&
-         SoDrawStyleElement::get(state) == SoDrawStyleElement::FILLED && !hasFog(state) &&
+         SoDrawStyleElement::get(state) == SoDrawStyleElement::FILLED && !mxHasFog(state) &&
          !(SoShapeStyleElement::get(state)->getFlags() &
            SoShapeStyleElement::TRANSP_SORTED_TRIANGLES) &&
-         textureFits(state, replacing) && hasBuffers(state);
+         mxTextureFits(state, replacing) && mxHasBuffers(state);
 }
 
 bool MxOutlineDrawing::usesValues(int coloring) const
@@ -160,7 +44,7 @@ bool MxOutlineDrawing::usesValues(int coloring) const
 bool MxOutlineDrawing::prepare(SoGLRenderAction* action, bool outlined)
 {
   SoState* state = action->getState();
-  if (!hasBuffers(state) || !m_state.readFaces(state) ||
+  if (!mxHasBuffers(state) || !m_state.readFaces(state) ||
       SoVertexAttributeElement::getInstance(state)->getNumAttributes() > 0)
     return false;
 
@@ -243,13 +127,13 @@ bool MxOutlineDrawing::useProgram(SoState* state, Context& context)
   look.specular = m_lit && SoLazyElement::getSpecular(state) != SbColor(0, 0, 0);
   look.clipped = SoClipPlaneElement::getInstance(state)->getNum() > 0;
   look.textured = m_data.textureCoordinates.binding != MxFaceBinding::Overall;
-  textureFits(state, look.replacing);
+  mxTextureFits(state, look.replacing);
   look.faceValues = !onePass || usesValues(m_shape.faceColoring.getValue());
   look.edgeValues = onePass && usesValues(m_shape.edgeColoring.getValue());
   look.fading = onePass && m_shape.fading.getValue() &&
                 m_shape.edgeLengthReference.getValue() > 0 &&
                 m_shape.fadingEdgePixelLength.getValue() > 0;
-  if (m_lit) look.lights = lightsOf(state);
+  if (m_lit) look.lights = mxLightsOf(state);
 
   MxOutlineValues values;
   const float opacity = 1 - std::clamp(m_shape.transparency.getValue(), 0.0f, 1.0f);
@@ -283,7 +167,7 @@ void MxOutlineDrawing::draw(SoGLRenderAction* action)
   if (lines && action->isRenderingTranspBackfaces()) return;
   SoMaterialBundle material(action);
   material.sendFirst();
-  Context& context = contextOf(SoGLCacheContextElement::get(state));
+  Context& context = m_contexts.of(SoGLCacheContextElement::get(state));
 
   glPushClientAttrib(GL_CLIENT_VERTEX_ARRAY_BIT);
   glClientActiveTexture(GL_TEXTURE0);
@@ -296,7 +180,7 @@ void MxOutlineDrawing::draw(SoGLRenderAction* action)
   const bool wantsProgram =
       m_pass == Pass::OnePass ||
       (lines && m_lit && !m_programActive && SoLazyElement::getTwoSidedLighting(state) &&
-       !hasFog(state) && textureFits(state, replacing));
+       !mxHasFog(state) && mxTextureFits(state, replacing));
   const bool hasProgram = wantsProgram && useProgram(state, context);
   if (m_pass == Pass::OnePass && !hasProgram) m_pass = Pass::TwoPasses;
 

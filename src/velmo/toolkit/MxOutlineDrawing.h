@@ -1,12 +1,9 @@
 #pragma once
 
 #include <velmo/toolkit/MxFaceState.h>
-#include <velmo/toolkit/MxOutlineProgram.h>
+#include <velmo/toolkit/MxShapeContexts.h>
 
 #include <Inventor/elements/SoLazyElement.h>
-
-#include <memory>
-#include <vector>
 
 class SoGLRenderAction;
 class SoIndexedFaceSetOutline;
@@ -21,8 +18,6 @@ public:
   MxOutlineDrawing(const MxOutlineDrawing&) = delete;
   MxOutlineDrawing& operator=(const MxOutlineDrawing&) = delete;
 
-  /// Whether the state is that of an action that draws.
-  static bool isDrawing(SoState* state);
   /// Only for states of actions that draw.
   static bool allowsOnePass(SoState* state);
 
@@ -45,18 +40,8 @@ private:
     OnePass,
     TwoPasses
   };
-  struct Context
-  {
-    explicit Context(int id) : id(id) {}
-    int id;
-    MxFaceBuffers indexed{MxFaceLayout::Indexed};
-    MxFaceBuffers corners{MxFaceLayout::Corners};
-    std::shared_ptr<MxOutlinePrograms> programs;
-    void release();
-  };
+  using Context = MxShapeContexts<MxFaceBuffers>::Context;
 
-  Context& contextOf(int id);
-  static void contextEnds(std::uint32_t id, void* self);
   MxFaceBuffers& buffersFor(Context& context) const;
   bool usesValues(int coloring) const;
   bool useProgram(SoState* state, Context& context);
@@ -66,7 +51,7 @@ private:
   SoIndexedFaceSetOutline& m_shape;
   MxFaceState m_state;
   const MxFaceCache& m_cache;
-  std::vector<std::unique_ptr<Context>> m_contexts;
+  MxShapeContexts<MxFaceBuffers> m_contexts;
   MxUploadCounts m_counts;
   SoColorPacker m_packer;
 

@@ -41,8 +41,7 @@ SbBool SoIndexedFaceSetOutline::isCompatibleWithState(SoState* state) const
 {
   // Picks and boxes know nothing of graphics; an answer of their own would make the node change its
   // mode between one drawing and the next.
-  if (state && MxOutlineDrawing::isDrawing(state))
-    m_compatible = MxOutlineDrawing::allowsOnePass(state);
+  if (state && mxIsDrawing(state)) m_compatible = MxOutlineDrawing::allowsOnePass(state);
   return m_compatible;
 }
 
