@@ -1,5 +1,7 @@
 #include <velmoview/Coloring.h>
 
+#include <velmoview/Arrays.h>
+
 #include <velmo/colormapping/MoPredefinedColorMapping.h>
 #include <velmo/mesh/views/MxCellView.h>
 
@@ -34,34 +36,12 @@ constexpr NamedMap kMaps[] = {
 /// asked for leaves this share of it unused on each side.
 constexpr double kUnusedEnd = 0.07;
 
-bool canColor(const ModelArray& array)
-{
-  return array.set && (array.components == 1 || array.components == 3);
-}
-
-std::string namesOf(const Model& model)
-{
-  std::string names;
-  for (const ModelArray& array : model.arrays)
-    names += std::string(names.empty() ? "" : ", ") + ArrayName{array.name, array.binding}.text();
-  return names.empty() ? "none" : names;
-}
-
-const ModelArray& mustFind(const Model& model, const std::string& option, const ArrayName& name)
-{
-  const ModelArray* array = model.find(name);
-  if (!array)
-    throw UsageError(option + " takes an array: there is no '" + name.text() + "' in " +
-                     model.source + "; it has " + namesOf(model));
-  return *array;
-}
-
 /// The first array of these components and this binding; never the one that only marks dead cells.
 const ModelArray* firstArray(const Model& model, const Options& options, MiDataBinding binding,
                              std::size_t components)
 {
   for (const ModelArray& array : model.arrays) {
-    if (array.components == components && array.binding == binding && canColor(array) &&
+    if (array.components == components && array.binding == binding && isScalarOrVector(array) &&
         array.name != options.active)
       return &array;
   }
@@ -76,14 +56,6 @@ const ModelArray* defaultArray(const Model& model, const Options& options)
     }
   }
   return nullptr;
-}
-
-/// The number, or the length of the vector.
-double valueOf(const ModelArray& array, std::size_t item)
-{
-  if (array.components == 1) return mbNumber(array.values, item);
-  const MbVec3d v = mbPoint(array.values, item);
-  return std::hypot(v.x, v.y, v.z);
 }
 
 /// Of the live cells where the array has one value a cell: what dead cells hold is often a filler.
@@ -124,6 +96,21 @@ void setRange(const Model& model, const ModelArray& array, const Options& option
   }
 }
 
+/// @param range  of as many indices as the cells of the mesh have
+void dropOutside(const Model& model, const CellRange& range, std::vector<std::uint8_t>& keep)
+{
+  const std::vector<std::size_t> counts =
+      model.dims.empty() ? std::vector<std::size_t>{model.cells} : model.dims;
+  for (std::size_t c = 0; c < keep.size(); ++c) {
+    std::size_t rest = c;
+    for (std::size_t axis = 0; axis < counts.size(); ++axis) {
+      const std::size_t index = rest % counts[axis];
+      rest /= counts[axis];
+      if (index < range.lower[axis] || index > range.upper[axis]) keep[c] = 0;
+    }
+  }
+}
+
 } // namespace
 
 std::string colormapList()
@@ -152,37 +139,23 @@ Coloring chooseColoring(const Model& model, const Options& options)
   const ArrayName& wanted = options.colorBy;
   if (wanted.name == "none" && !wanted.binding && !model.find(wanted)) return coloring;
   const ModelArray* array =
-      wanted.name.empty() ? defaultArray(model, options) : &mustFind(model, "--color-by", wanted);
+      wanted.name.empty() ? defaultArray(model, options) : &findArray(model, "--color-by", wanted);
   if (!array) return coloring;
-  if (!canColor(*array))
-    throw UsageError("--color-by takes an array of one or three numbers: '" + wanted.text() +
-                     "' has " + std::to_string(array->components));
   coloring.binding = array->binding;
-  if (array->components == 1) {
-    const auto* set = dynamic_cast<const MiTypedDataSet<double>*>(array->set);
-    coloring.set = {model.owner, set};
-  } else {
-    std::vector<float> lengths(array->values.count);
-    for (std::size_t item = 0; item < lengths.size(); ++item)
-      lengths[item] = static_cast<float>(valueOf(*array, item));
-    coloring.set = std::dynamic_pointer_cast<const MiTypedDataSet<double>>(
-        makeDataSet<double>(model, array->name, array->binding, MbNumbers(std::move(lengths))));
-  }
+  coloring.set = &scalarsOf(model, *array);
   setRange(model, *array, options, coloring);
   coloring.min = std::clamp<double>(coloring.min, -FLT_MAX, FLT_MAX);
   coloring.max = std::clamp<double>(coloring.max, -FLT_MAX, FLT_MAX);
   return coloring;
 }
 
-std::vector<std::uint8_t> chooseCells(const Model& model, const Options& options)
+std::vector<std::uint8_t> chooseCells(const Model& model, const Options& options, CellChoice choice)
 {
-  if (options.cells.empty()) return {};
+  const bool byIndex = choice == CellChoice::ByValueAndIndex && options.cellRange;
+  if (options.cells.empty() && !byIndex) return {};
   std::vector<std::uint8_t> keep(model.cells, 1);
   for (const ValueFilter& filter : options.cells) {
-    const ModelArray& array = mustFind(model, "--cells", filter.array);
-    if (!canColor(array))
-      throw UsageError("--cells takes an array of one or three numbers: '" + filter.array.text() +
-                       "' has " + std::to_string(array.components));
+    const ModelArray& array = findArray(model, "--cells", filter.array);
     const auto passes = [&](std::size_t item) {
       if (item >= array.values.count) return false;
       const double value = valueOf(array, item);
@@ -200,6 +173,7 @@ std::vector<std::uint8_t> chooseCells(const Model& model, const Options& options
       }
     });
   }
+  if (byIndex) dropOutside(model, *options.cellRange, keep);
   return keep;
 }
 

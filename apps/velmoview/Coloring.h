@@ -8,7 +8,7 @@ namespace velmoview {
 /// everything has one colour.
 struct Coloring
 {
-  std::shared_ptr<const MiTypedDataSet<double>> set;
+  const MiTypedDataSet<double>* set = nullptr; ///< the model's
   MiDataBinding binding = MiDataBinding::PerCell;
   double min = 0, max = 1;
   int colormap = 0; ///< a value of the predefined colour maps' enumeration
@@ -27,9 +27,17 @@ int findColormap(const std::string& name);
 /// @throw UsageError when the array does not exist or has no colour
 Coloring chooseColoring(const Model& model, const Options& options);
 
-/// The cells that pass every --cells filter, one number a cell; empty without such an option. By an
-/// array per node, a cell passes when all its nodes do.
+/// Which cells are left out, as the command line says.
+enum class CellChoice
+{
+  ByValue,         ///< --cells
+  ByValueAndIndex, ///< --cells and --cell-range
+};
+
+/// The cells that pass every filter, one number a cell; empty without such an option. By an array
+/// per node, a cell passes when all its nodes do.
 /// @throw UsageError when an array does not exist
-std::vector<std::uint8_t> chooseCells(const Model& model, const Options& options);
+std::vector<std::uint8_t> chooseCells(const Model& model, const Options& options,
+                                      CellChoice choice);
 
 } // namespace velmoview

@@ -50,27 +50,67 @@ std::size_t countSingles(std::vector<std::uint64_t>& edges)
   return singles;
 }
 
-} // namespace
-
-Measures measureSurface(const MeXSurfaceMeshUnstructured& surface)
+void addFaces(const MeXSurfaceMeshUnstructured& surface, Measures& measures)
 {
-  Measures measures;
-  measures.cells = surface.topology.getCellCount();
-  measures.nodes = surface.geometry.getNodeCount();
   std::vector<std::uint64_t> edges;
-  for (std::size_t c = 0; c < measures.cells; ++c) {
+  const std::size_t count = surface.topology.getCellCount();
+  for (std::size_t c = 0; c < count; ++c) {
     measures.area += fanArea(surface.geometry, surface.topology.getCell(c));
     appendEdges(surface.topology.getCell(c), edges);
   }
-  measures.openEdges = countSingles(edges);
-  for (std::size_t n = 0; n < measures.nodes; ++n) {
-    const MbVec3d p = surface.geometry.getNode(n);
+  measures.cells += count;
+  measures.openEdges += countSingles(edges);
+}
+
+void addSegments(const MeXLineMeshUnstructured& lines, Measures& measures)
+{
+  for (std::size_t c = 0; c < lines.topology.getCellCount(); ++c) {
+    const std::span<const int> line = lines.topology.getCell(c);
+    for (std::size_t n = 1; n < line.size(); ++n)
+      measures.length += length(lines.geometry.getNode(static_cast<std::size_t>(line[n])) -
+                                lines.geometry.getNode(static_cast<std::size_t>(line[n - 1])));
+    measures.cells += line.empty() ? 0 : line.size() - 1;
+  }
+}
+
+void addNodes(const MeXGeometryI& geometry, Measures& measures)
+{
+  for (std::size_t n = 0; n < geometry.getNodeCount(); ++n, ++measures.nodes) {
+    const MbVec3d p = geometry.getNode(n);
     for (std::size_t axis = 0; axis < 3; ++axis) {
       double& low = measures.bounds[2 * axis];
       double& high = measures.bounds[2 * axis + 1];
-      low = n == 0 ? p[axis] : std::min(low, p[axis]);
-      high = n == 0 ? p[axis] : std::max(high, p[axis]);
+      low = measures.nodes == 0 ? p[axis] : std::min(low, p[axis]);
+      high = measures.nodes == 0 ? p[axis] : std::max(high, p[axis]);
     }
+  }
+}
+
+} // namespace
+
+const MeXGeometryI* geometryOf(const MiMesh& mesh)
+{
+  if (const auto* surface = dynamic_cast<const MeXSurfaceMeshUnstructured*>(&mesh))
+    return &surface->geometry;
+  if (const auto* lines = dynamic_cast<const MeXLineMeshUnstructured*>(&mesh))
+    return &lines->geometry;
+  const auto* points = dynamic_cast<const MeXPointMeshCurvilinear*>(&mesh);
+  return points ? &points->geometry : nullptr;
+}
+
+Measures measure(std::span<const MiMesh* const> meshes)
+{
+  Measures measures;
+  for (const MiMesh* mesh : meshes) {
+    const MeXGeometryI* geometry = geometryOf(*mesh);
+    if (!geometry) continue;
+    if (const auto* surface = dynamic_cast<const MeXSurfaceMeshUnstructured*>(mesh))
+      addFaces(*surface, measures);
+    else if (const auto* lines = dynamic_cast<const MeXLineMeshUnstructured*>(mesh))
+      addSegments(*lines, measures);
+    else
+      measures.cells += geometry->getNodeCount();
+    addNodes(*geometry, measures);
   }
   return measures;
 }

@@ -4,22 +4,29 @@
 
 #include <array>
 #include <cstddef>
+#include <span>
 
 namespace velmoview {
 
 /// xmin, xmax, ymin, ymax, zmin, zmax.
 using Bounds = std::array<double, 6>;
 
-/// What a report says of an extracted mesh, computed in double from its coordinates.
+/// What a report says of extracted meshes, computed in double from their coordinates.
 struct Measures
 {
-  std::size_t cells = 0, nodes = 0;
-  double area = 0;           ///< polygons as fans from their first node
-  std::size_t openEdges = 0; ///< edges of one face only
+  std::size_t cells = 0; ///< faces, or segments of lines, or points
+  std::size_t nodes = 0;
+  double area = 0;           ///< of faces; polygons as fans from their first node
+  double length = 0;         ///< of lines
+  std::size_t openEdges = 0; ///< edges of one face only, per mesh
   Bounds bounds{};           ///< of the nodes; means nothing without nodes
 };
 
-Measures measureSurface(const MeXSurfaceMeshUnstructured& surface);
+/// @param meshes  as extracted: surfaces, lines or points
+Measures measure(std::span<const MiMesh* const> meshes);
+
+/// The nodes of an extracted mesh; null for a mesh that was not extracted.
+const MeXGeometryI* geometryOf(const MiMesh& mesh);
 
 /// Milliseconds since `start` was taken.
 class Stopwatch

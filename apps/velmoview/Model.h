@@ -42,6 +42,8 @@ struct ModelArray
   std::vector<ValueRange> ranges;
   /// Of double or MbVec3d, numbered as the mesh kind asks; null for other component counts.
   const MiDataSet* set = nullptr;
+  /// The lengths of vectors, made by the first who needs them.
+  mutable std::shared_ptr<const MiDataSet> lengths;
 };
 
 /// The mesh to draw, from a file or built in, and what a report says of it.

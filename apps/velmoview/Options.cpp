@@ -1,4 +1,6 @@
 #include <velmoview/Options.h>
+
+#include <velmoview/representations/Representation.h>
 #include <velmoview/Values.h>
 
 #include <limits>
@@ -41,11 +43,6 @@ void readCount(const OptionRow& row, const std::string& value, Options& options)
 {
   options.*Member =
       static_cast<int>(readCounts(row.name, row.takes, value, ',', 1, 1, Low, High)[0]);
-}
-
-void readRepresentation(const OptionRow& row, const std::string&, Options& options)
-{
-  options.representations.push_back({row.name + 2});
 }
 
 void readIjk(const OptionRow& row, const std::string& value, Options& options)
@@ -117,6 +114,8 @@ void readBackground(const OptionRow& row, const std::string& value, Options& opt
 }
 
 constexpr const char* kNoValue = "";
+/// The heading before which the representations are listed.
+constexpr const char* kAfterRepresentations = "What of it";
 
 /// A row without a name is a heading of the help text.
 constexpr OptionRow kRows[] = {
@@ -130,8 +129,7 @@ constexpr OptionRow kRows[] = {
      readSwitch<&Options::vertex, true>},
     {"--active", "an ARRAY per cell", "its zeros mark dead cells", readText<&Options::active>},
 
-    {nullptr, kNoValue, "What to draw", nullptr},
-    {"--skin", kNoValue, "the outer boundary of a volume mesh (the default)", readRepresentation},
+    {nullptr, kNoValue, kAfterRepresentations, nullptr},
     {"--cells", "ARRAY=MIN,MAX", "keep only cells whose value lies between MIN and MAX", readCells},
     {"--cell-range", "MIN,MAX or I,J,K,I,J,K", "keep only cells with these indices, both included",
      readCellRange},
@@ -171,6 +169,42 @@ const OptionRow* findRow(const std::string& name)
   return nullptr;
 }
 
+const RepresentationRow* findRepresentation(const std::string& name)
+{
+  for (const RepresentationRow* row : representationTable()) {
+    if (name == row->option) return row;
+  }
+  return nullptr;
+}
+
+/// The representations that the last option asked for; options in brackets belong to them.
+struct LastAsked
+{
+  const RepresentationRow* row = nullptr;
+  std::vector<std::shared_ptr<Representation>> what;
+};
+
+const OwnOption* findOwn(const RepresentationRow& row, const std::string& name)
+{
+  for (const OwnOption& option : row.options) {
+    if (name == option.name) return &option;
+  }
+  return nullptr;
+}
+
+/// An option of the representation before it; null when it is nobody's.
+/// @throw UsageError when it is another one's
+const OwnOption* findOwn(const LastAsked& last, const std::string& name)
+{
+  if (const OwnOption* own = last.row ? findOwn(*last.row, name) : nullptr) return own;
+  std::string owners;
+  for (const RepresentationRow* row : representationTable()) {
+    if (findOwn(*row, name)) owners += std::string(owners.empty() ? "" : " or ") + row->option;
+  }
+  if (!owners.empty()) throw UsageError(name + " belongs to " + owners + ": put it behind one");
+  return nullptr;
+}
+
 /// Combinations that mean nothing are refused rather than ignored.
 void checkTogether(const Options& options)
 {
@@ -190,6 +224,25 @@ void checkTogether(const Options& options)
     throw UsageError("--no-faces leaves nothing to draw; add --edges or --points");
 }
 
+std::string helpOf(const char* name, const char* takes, const std::string& help)
+{
+  const std::string left = std::string("  ") + name;
+  std::string text = left + std::string(left.size() < 18 ? 18 - left.size() : 1, ' ') + help + "\n";
+  if (takes[0]) text += std::string(18, ' ') + "takes " + takes + "\n";
+  return text;
+}
+
+std::string helpOfRepresentations()
+{
+  std::string text = "\nWhat to draw; each may be given several times\n";
+  for (const RepresentationRow* row : representationTable()) {
+    text += helpOf(row->option, row->takes, row->help);
+    for (const OwnOption& own : row->options)
+      text += helpOf(own.name, own.takes, std::string(row->option) + ": " + own.help);
+  }
+  return text;
+}
+
 } // namespace
 
 std::string ArrayName::text() const
@@ -201,6 +254,7 @@ std::string ArrayName::text() const
 Options parseOptions(const std::vector<std::string>& arguments)
 {
   Options options;
+  LastAsked last;
   bool onlyFiles = false;
   for (std::size_t a = 0; a < arguments.size(); ++a) {
     const std::string& argument = arguments[a];
@@ -219,17 +273,30 @@ Options parseOptions(const std::vector<std::string>& arguments)
     const std::size_t equals = argument.find('=');
     const std::string name = argument.substr(0, equals);
     const OptionRow* row = findRow(name == "-h" ? "--help" : name);
-    if (!row) throw UsageError("unknown option " + name + "; velmoview --help lists the options");
-    const bool takesValue = row->takes[0] != 0;
+    const RepresentationRow* asked = row ? nullptr : findRepresentation(name);
+    const OwnOption* own = row || asked ? nullptr : findOwn(last, name);
+    if (!row && !asked && !own)
+      throw UsageError("unknown option " + name + "; velmoview --help lists the options");
+    const char* takes = row ? row->takes : asked ? asked->takes : own->takes;
+    const bool takesValue = takes[0] != 0;
     std::string value;
     if (equals != std::string::npos) {
       if (!takesValue) throw UsageError(name + " takes no value");
       value = argument.substr(equals + 1);
     } else if (takesValue) {
-      if (a + 1 == arguments.size()) refuseValue(name, row->takes, "nothing follows it");
+      if (a + 1 == arguments.size()) refuseValue(name, takes, "nothing follows it");
       value = arguments[++a];
     }
-    row->read(*row, value, options);
+    if (row) {
+      row->read(*row, value, options);
+    } else if (asked) {
+      last = {asked, asked->read(*asked, value)};
+      for (const auto& what : last.what)
+        options.representations.push_back({asked, what});
+    } else {
+      for (const auto& what : last.what)
+        own->read(*own, value, *what);
+    }
   }
   if (!options.help && !options.version) checkTogether(options);
   return options;
@@ -241,13 +308,12 @@ std::string helpText()
                      "  velmoview FILE | --demo NAME [options] --output PICTURE.png\n\n"
                      "FILE is a .vtu or legacy .vtk file.\n";
   for (const OptionRow& row : kRows) {
-    if (!row.name) {
-      text += std::string("\n") + row.help + "\n";
+    if (row.name) {
+      text += helpOf(row.name, row.takes, row.help);
       continue;
     }
-    const std::string left = std::string("  ") + row.name;
-    text += left + std::string(left.size() < 18 ? 18 - left.size() : 1, ' ') + row.help + "\n";
-    if (row.takes[0]) text += std::string(18, ' ') + "takes " + row.takes + "\n";
+    if (std::string_view(row.help) == kAfterRepresentations) text += helpOfRepresentations();
+    text += std::string("\n") + row.help + "\n";
   }
   text += "\nExit codes: 0 done, 1 bad input, 2 bad usage, 3 a warning or an empty representation "
           "under --strict.\n";

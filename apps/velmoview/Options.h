@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -40,10 +41,14 @@ struct CellRange
   std::vector<std::uint32_t> lower, upper;
 };
 
-/// One thing to draw, in the order of the command line.
+class Representation;
+struct RepresentationRow;
+
+/// One thing to draw.
 struct RepresentationRequest
 {
-  std::string type; ///< the option's name without the dashes
+  const RepresentationRow* row;
+  std::shared_ptr<const Representation> what;
 };
 
 struct Options
@@ -55,8 +60,8 @@ struct Options
   bool vertex = false;
   std::string active;
 
-  std::vector<RepresentationRequest> representations;
-  std::vector<ValueFilter> cells; ///< a cell must pass all of them
+  std::vector<RepresentationRequest> representations; ///< in the order of the command line
+  std::vector<ValueFilter> cells;                     ///< a cell must pass all of them
   std::optional<CellRange> cellRange;
   bool serial = false;
 

@@ -1,5 +1,6 @@
 #include <velmoview/Report.h>
 
+#include <velmoview/representations/Representation.h>
 #include <velmoview/Scene.h>
 
 #include <velmo/extraction/algorithms/MxMeshCheck.h>
@@ -82,9 +83,9 @@ Json inputReport(const Model& model, const std::optional<BadCells>& bad, double 
   return json;
 }
 
-Json argumentsReport(const Options& options)
+Json argumentsReport(const Representation& what, const Options& options)
 {
-  Json json = Json::object();
+  Json json = what.arguments();
   for (const ValueFilter& filter : options.cells)
     json["cells"].push_back(
         {{"array", filter.array.text()}, {"min", filter.min}, {"max", filter.max}});
@@ -99,14 +100,19 @@ Json argumentsReport(const Options& options)
 Json drawnReport(const Drawn& drawn, const Options& options)
 {
   Json json;
-  json["type"] = drawn.request.type;
-  json["arguments"] = argumentsReport(options);
-  const MeXSurfaceMeshUnstructured* surface = drawn.surface();
-  const Measures measures = surface ? measureSurface(*surface) : Measures{};
+  const RepresentationRow& row = *drawn.request.row;
+  json["type"] = row.option + 2;
+  json["arguments"] = argumentsReport(*drawn.request.what, options);
+  const Measures measures = measure(drawn.meshes());
   json["cells"] = measures.cells;
   json["nodes"] = measures.nodes;
-  json["area"] = measures.area;
-  json["open_edges"] = measures.openEdges;
+  if (row.extracted == Extracted::Surface) {
+    json["area"] = measures.area;
+    json["open_edges"] = measures.openEdges;
+  } else if (row.extracted == Extracted::Lines) {
+    json["length"] = measures.length;
+  }
+  drawn.request.what->addToReport(*drawn.node, json);
   if (measures.nodes) json["bounds"] = measures.bounds;
   json["extract_ms"] = rounded(drawn.extractMs);
   if (drawn.measuredAgain) json["reextract_ms"] = rounded(drawn.reextractMs);

@@ -78,14 +78,14 @@ void addOwnWarnings(const Model& model, const Scene& scene, WarningLog& warnings
     warnings.add(kOwnName + model.source + ": " + note);
   if (scene.drawn().empty())
     warnings.add(kOwnName + model.source +
-                 ": not a volume mesh, and there is nothing else to draw it by yet");
+                 ": nothing is drawn of a mesh of this kind unless it is asked for");
 }
 
 bool drewNothing(const Scene& scene, const RunFacts& facts)
 {
   if (facts.picture && facts.picture->blank) return true;
   for (const Drawn& drawn : scene.drawn()) {
-    if (!drawn.surface() || drawn.surface()->topology.getCellCount() == 0) return true;
+    if (drawn.isEmpty()) return true;
   }
   return scene.drawn().empty();
 }

@@ -1,5 +1,7 @@
 #include <velmoview/Scene.h>
 
+#include <velmoview/representations/Representation.h>
+
 #include <velmo/colormapping/MoPredefinedColorMapping.h>
 #include <velmo/extraction/interfaces/MiExtractorCallback.h>
 #include <velmo/extraction/interfaces/MxMeshKind.h>
@@ -10,7 +12,6 @@
 #include <velmo/nodes/MoMaterial.h>
 #include <velmo/nodes/MoMesh.h>
 #include <velmo/nodes/MoScalarSet.h>
-#include <velmo/representations/MoMeshSkin.h>
 
 #include <Inventor/actions/SoGetMatrixAction.h>
 #include <Inventor/nodes/SoDirectionalLight.h>
@@ -36,9 +37,13 @@ const SbColor kPoint(0.10f, 0.10f, 0.12f);
 /// From the right, the front and above: three sides of a box show, and its top is the smallest.
 constexpr MbVec3d kDefaultView{-0.55, 0.75, -0.5};
 
-bool isVolume(MeshType kind)
+/// What is drawn of a mesh when nothing is asked for.
+std::vector<RepresentationRequest> defaultsFor(MeshType kind)
 {
-  return kind >= VOLUME_MESH_UNSTRUCTURED && kind <= VOLUME_MESH_CURVILINEAR;
+  for (const RepresentationRow* row : representationTable()) {
+    if (row->isDefault && row->serves(kind)) return {{row, row->read(*row, "").front()}};
+  }
+  return {};
 }
 
 /// Where the middle of the mesh lies, when that is far from zero against its size; zero otherwise.
@@ -74,10 +79,18 @@ private:
   double m_total = 0;
 };
 
-const MeXSurfaceMeshUnstructured* Drawn::surface() const
+std::vector<const MiMesh*> Drawn::meshes() const
 {
-  MeshType kind = UNDEFINED_MESH;
-  return dynamic_cast<const MeXSurfaceMeshUnstructured*>(node->getExtractedMesh(kind));
+  return request.what->extracted(*node);
+}
+
+bool Drawn::isEmpty() const
+{
+  for (const MiMesh* mesh : meshes()) {
+    const MeXGeometryI* geometry = geometryOf(*mesh);
+    if (geometry && geometry->getNodeCount() > 0) return false;
+  }
+  return true;
 }
 
 Scene::Scene(const Model& model, const Options& options)
@@ -98,7 +111,7 @@ Scene::Scene(const Model& model, const Options& options)
   const SbVec3f& moved = shift->translation.getValue();
   m_shift = {-moved[0], -moved[1], -moved[2]};
   addAppearance(*m_root);
-  addCellFilter(*m_root);
+  checkCellRange();
   addRepresentations(*m_root);
 }
 
@@ -162,7 +175,7 @@ void Scene::addAppearance(SoGroup& root)
                                                                         : MoDataBinding::PER_CELL;
     root.addChild(binding);
     auto* set = new MoScalarSet;
-    set->setScalarSet(m_coloring.set.get());
+    set->setScalarSet(m_coloring.set);
     root.addChild(set);
     auto* map = new MoPredefinedColorMapping;
     map->minValue = static_cast<float>(m_coloring.min);
@@ -190,41 +203,48 @@ void Scene::addAppearance(SoGroup& root)
   root.addChild(style);
 }
 
-void Scene::addCellFilter(SoGroup& root)
+void Scene::addCellFilter(SoGroup& group, CellChoice choice)
 {
-  std::vector<std::uint8_t> keep = chooseCells(m_model, m_options);
-  if (m_options.cells.empty()) return;
+  std::vector<std::uint8_t> keep = chooseCells(m_model, m_options, choice);
+  if (keep.empty()) return;
   const auto& dims = m_model.dims;
+  std::unique_ptr<MiCellFilter>& filter = m_filters.emplace_back();
   if (dims.size() == 3)
-    m_filter =
+    filter =
         std::make_unique<MbMaskFilterIjk>(std::move(keep), MbIndex3{dims[0], dims[1], dims[2]});
   else if (dims.size() == 2)
-    m_filter = std::make_unique<MbMaskFilterIj>(std::move(keep), MbIndex3{dims[0], dims[1], 1});
+    filter = std::make_unique<MbMaskFilterIj>(std::move(keep), MbIndex3{dims[0], dims[1], 1});
   else
-    m_filter = std::make_unique<MbMaskFilterI>(std::move(keep));
+    filter = std::make_unique<MbMaskFilterI>(std::move(keep));
   auto* node = new MoCellFilter;
-  node->setCellFilter(m_filter.get());
-  root.addChild(node);
+  node->setCellFilter(filter.get());
+  group.addChild(node);
 }
 
 void Scene::addRepresentations(SoGroup& root)
 {
-  std::vector<RepresentationRequest> requests = m_options.representations;
-  if (requests.empty() && isVolume(m_model.kind)) requests.push_back({"skin"});
+  const Subject subject{m_model, m_options};
+  const std::vector<RepresentationRequest> requests =
+      m_options.representations.empty() ? defaultsFor(m_model.kind) : m_options.representations;
   for (const RepresentationRequest& request : requests) {
-    auto* skin = new MoMeshSkin;
-    root.addChild(skin);
-    skin->parallel = !m_options.serial;
-    applyCellRange(*skin);
+    if (request.row->serves(m_model.kind)) request.what->check(subject);
+    auto* group = new SoSeparator;
+    root.addChild(group);
+    addCellFilter(*group,
+                  request.row->takesCellRange ? CellChoice::ByValue : CellChoice::ByValueAndIndex);
+    Stage stage(subject, *group, m_coloring.set ? 1 : 0);
     Drawn& drawn = m_drawn.emplace_back();
     drawn.request = request;
-    drawn.node = skin;
+    drawn.group = group;
+    drawn.node = request.what->makeNode(stage);
+    drawn.node->parallel = !m_options.serial;
+    request.what->configure(*drawn.node, subject, Setting::Asked);
     drawn.timer = std::make_unique<ExtractionTimer>();
-    skin->setExtractorCallback(drawn.timer.get());
+    drawn.node->setExtractorCallback(drawn.timer.get());
   }
 }
 
-void Scene::applyCellRange(MoMeshSkin& skin) const
+void Scene::checkCellRange() const
 {
   if (!m_options.cellRange) return;
   const CellRange& range = *m_options.cellRange;
@@ -241,9 +261,6 @@ void Scene::applyCellRange(MoMeshSkin& skin) const
                        " along that index, and they count from 0, so there is no " +
                        std::to_string(range.lower[axis]));
   }
-  const int n = static_cast<int>(indices);
-  skin.minCellRanges.setValues(0, n, range.lower.data());
-  skin.maxCellRanges.setValues(0, n, range.upper.data());
 }
 
 /// Brings one representation up to date; the time of the whole, in milliseconds.
@@ -254,6 +271,7 @@ double Scene::traverse(Drawn& drawn)
                                             static_cast<short>(m_options.size[1])));
   SoPath* path = new SoPath(m_root);
   path->ref();
+  path->append(drawn.group);
   path->append(drawn.node);
   const Stopwatch stopwatch;
   action.apply(path);
@@ -268,17 +286,13 @@ void Scene::extract(bool again)
     const double total = traverse(drawn);
     drawn.extractMs = drawn.timer->take();
     drawn.buildMs = std::max(0.0, total - drawn.extractMs);
-    if (!again || !drawn.surface()) continue;
-    // One cell only, then what was asked for once more, on structures that the mesh keeps.
-    const std::uint32_t zeros[3] = {0, 0, 0};
-    const int indices = m_model.dims.size() == 3 ? 3 : 1;
-    drawn.node->minCellRanges.setValues(0, indices, zeros);
-    drawn.node->maxCellRanges.setValues(0, indices, zeros);
+    if (!again || drawn.isEmpty()) continue;
+    // A changed argument, then what was asked for once more, on structures that the mesh keeps.
+    const Subject subject{m_model, m_options};
+    drawn.request.what->configure(*drawn.node, subject, Setting::Moved);
     traverse(drawn);
     drawn.timer->take();
-    drawn.node->minCellRanges.setNum(0);
-    drawn.node->maxCellRanges.setNum(0);
-    applyCellRange(*drawn.node);
+    drawn.request.what->configure(*drawn.node, subject, Setting::Asked);
     traverse(drawn);
     drawn.reextractMs = drawn.timer->take();
     drawn.measuredAgain = true;
@@ -289,10 +303,11 @@ void Scene::aim()
 {
   std::vector<MbVec3d> points;
   for (const Drawn& drawn : m_drawn) {
-    const MeXSurfaceMeshUnstructured* surface = drawn.surface();
-    const std::size_t count = surface ? surface->geometry.getNodeCount() : 0;
-    for (std::size_t n = 0; n < count; ++n)
-      points.push_back(surface->geometry.getNode(n) - m_shift);
+    for (const MiMesh* mesh : drawn.meshes()) {
+      const MeXGeometryI* geometry = geometryOf(*mesh);
+      for (std::size_t n = 0; geometry && n < geometry->getNodeCount(); ++n)
+        points.push_back(geometry->getNode(n) - m_shift);
+    }
   }
   fitCamera(*m_camera, points, m_axes, static_cast<double>(m_options.size[0]) / m_options.size[1]);
 }

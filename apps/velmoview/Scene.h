@@ -3,7 +3,7 @@
 #include <velmoview/Camera.h>
 #include <velmoview/Coloring.h>
 
-#include <velmo/mesh/MeXMesh.h>
+#include <velmo/extraction/interfaces/MiMesh.h>
 #include <velmo/toolkit/SoRef.h>
 
 #include <memory>
@@ -11,7 +11,7 @@
 #include <vector>
 
 class MiCellFilter;
-class MoMeshSkin;
+class MoMeshRepresentation;
 class SoGroup;
 class SoPerspectiveCamera;
 class SoSeparator;
@@ -24,13 +24,16 @@ class ExtractionTimer;
 struct Drawn
 {
   RepresentationRequest request;
-  MoMeshSkin* node = nullptr; ///< owned by the scene graph
+  SoGroup* group = nullptr;             ///< of its own; owned by the scene graph
+  MoMeshRepresentation* node = nullptr; ///< in the group
   std::unique_ptr<ExtractionTimer> timer;
   double extractMs = 0, reextractMs = 0, buildMs = 0;
   bool measuredAgain = false;
 
-  /// What it extracted; null when there is nothing.
-  const MeXSurfaceMeshUnstructured* surface() const;
+  /// What it extracted; none when there is nothing.
+  std::vector<const MiMesh*> meshes() const;
+  /// There is no cell or point to draw.
+  bool isEmpty() const;
 };
 
 /// The scene graph of a model: camera, lights, the mesh with its data and appearance, and the
@@ -46,7 +49,7 @@ public:
   Scene& operator=(const Scene&) = delete;
 
   /// Extracts and builds every representation, one after the other.
-  /// @param again  measures also what a changed range of cells costs on the mesh now known
+  /// @param again  measures also what a changed argument costs on the mesh now known
   void extract(bool again);
 
   /// Aims the camera at what was extracted.
@@ -58,9 +61,9 @@ public:
 private:
   void addLights(SoGroup& root, const ViewAxes& axes);
   void addAppearance(SoGroup& root);
-  void addCellFilter(SoGroup& root);
+  void addCellFilter(SoGroup& group, CellChoice choice);
   void addRepresentations(SoGroup& root);
-  void applyCellRange(MoMeshSkin& skin) const;
+  void checkCellRange() const;
   double traverse(Drawn& drawn);
 
   const Model& m_model;
@@ -68,7 +71,7 @@ private:
   Coloring m_coloring;
   ViewAxes m_axes;
   MbVec3d m_shift; ///< moved to the origin, so that a mesh far away does not tremble
-  std::unique_ptr<MiCellFilter> m_filter;
+  std::vector<std::unique_ptr<MiCellFilter>> m_filters;
   SoRef<SoSeparator> m_root;
   SoPerspectiveCamera* m_camera = nullptr;
   std::vector<Drawn> m_drawn;

@@ -35,7 +35,8 @@ TEST(Measure, AddsUpPolygonsAndFindsTheOpenEdges)
   MeXSurfaceMeshUnstructured tent;
   makeTent(tent, 1);
 
-  const Measures measures = measureSurface(tent);
+  const MiMesh* const meshes[] = {&tent};
+  const Measures measures = measure(meshes);
 
   EXPECT_EQ(measures.cells, 4u);
   EXPECT_EQ(measures.nodes, 6u);
@@ -44,13 +45,40 @@ TEST(Measure, AddsUpPolygonsAndFindsTheOpenEdges)
   EXPECT_EQ(measures.bounds, (Bounds{0, 2, 0, 2, 0, 1}));
 }
 
+TEST(Measure, AddsUpTheSegmentsOfSeveralMeshes)
+{
+  MeXLineMeshUnstructured lines;
+  const MbVec3f nodes[] = {{0, 0, 0}, {3, 0, 0}, {3, 4, 0}, {-1, 0, 0}};
+  lines.geometry.points().resize(4);
+  std::copy(std::begin(nodes), std::end(nodes), lines.geometry.points().data());
+  const int indices[] = {0, 1, 2, 0, -1, 0, 3, -1};
+  MxArray<int>& list = lines.topology.setMixed(2, std::size(indices));
+  std::copy(std::begin(indices), std::end(indices), list.data());
+  lines.topology.begins().resize(3);
+  const std::uint32_t begins[] = {0, 5, 8};
+  std::copy(std::begin(begins), std::end(begins), lines.topology.begins().data());
+  MeXPointMeshCurvilinear points;
+  points.geometry.points().resize(1);
+  points.geometry.points()[0] = {0, 0, 9};
+
+  const MiMesh* const meshes[] = {&points, &lines};
+  const Measures measures = measure(meshes);
+
+  EXPECT_EQ(measures.cells, 1u + 4u);
+  EXPECT_EQ(measures.nodes, 5u);
+  EXPECT_NEAR(measures.length, 3 + 4 + 5 + 1, 1e-12);
+  EXPECT_EQ(measures.area, 0);
+  EXPECT_EQ(measures.bounds, (Bounds{-1, 3, 0, 4, 0, 9}));
+}
+
 TEST(Measure, IsInDoubleAroundAFarOrigin)
 {
   MeXSurfaceMeshUnstructured tent;
   makeTent(tent, 1);
   tent.geometry.origin = {6e6, 1e9, -4e8};
 
-  const Measures measures = measureSurface(tent);
+  const MiMesh* const meshes[] = {&tent};
+  const Measures measures = measure(meshes);
 
   EXPECT_NEAR(measures.area, 2 * 2 * std::sqrt(2.0) + 2, 1e-6);
   EXPECT_EQ(measures.bounds, (Bounds{6e6, 6e6 + 2, 1e9, 1e9 + 2, -4e8, -4e8 + 1}));

@@ -1,0 +1,35 @@
+#include <velmoview/representations/Representation.h>
+
+#include <velmoview/Arrays.h>
+
+#include <velmo/nodes/MoScalarSet.h>
+
+#include <nlohmann/json.hpp>
+
+namespace velmoview {
+
+Stage::Stage(const Subject& subject, SoGroup& group, int setCount)
+    : m_subject(subject), m_group(group), m_setCount(setCount)
+{}
+
+int Stage::addScalarSet(const ModelArray& array)
+{
+  auto* node = new MoScalarSet;
+  node->setScalarSet(&scalarsOf(m_subject.model, array));
+  m_group.addChild(node);
+  return m_setCount++;
+}
+
+nlohmann::ordered_json Representation::arguments() const
+{
+  return nlohmann::ordered_json::object();
+}
+
+std::vector<const MiMesh*> Representation::extracted(const MoMeshRepresentation& node) const
+{
+  MeshType kind = UNDEFINED_MESH;
+  const MiMesh* mesh = node.getExtractedMesh(kind);
+  return mesh ? std::vector<const MiMesh*>{mesh} : std::vector<const MiMesh*>{};
+}
+
+} // namespace velmoview
