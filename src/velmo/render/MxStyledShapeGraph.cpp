@@ -144,13 +144,14 @@ void MxStyledShapeGraph::setTangents(const SoCpuBufferObject* buffer,
 
 void MxStyledShapeGraph::setNormals(const SbVec3f& normal)
 {
-  empty(m_vertexProperty->normal);
   if (normal == SbVec3f(0, 0, 0)) {
+    empty(m_vertexProperty->normal);
     setIfDifferent(m_vertexProperty->normalBinding, SoVertexProperty::PER_VERTEX_INDEXED);
     return;
   }
   setIfDifferent(m_vertexProperty->normalBinding, SoVertexProperty::OVERALL);
-  m_vertexProperty->normal = normal;
+  SoMFVec3f& field = m_vertexProperty->normal;
+  if (field.getNum() != 1 || field[0] != normal) field = normal;
 }
 
 void MxStyledShapeGraph::setTexture(TkTexture2* texture)

@@ -6,6 +6,14 @@
 #include <Inventor/actions/SoAction.h>
 #include <Inventor/errors/SoDebugError.h>
 
+/// The extractor of a representation's implementation, null when there is none or it is of another
+/// class.
+template <class Extractor>
+Extractor* mdExtractor(const MoMeshRepresentation& node)
+{
+  return dynamic_cast<Extractor*>(node.getImplementation().getExtractor());
+}
+
 /// A representation's doExtract: finds the mesh of the state, makes the implementation for its kind
 /// when the kind is new, and lets it extract.
 ///

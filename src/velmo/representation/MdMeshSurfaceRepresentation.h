@@ -53,7 +53,8 @@ protected:
     if (surface) this->postExtractorWarnings(surface->getTopology().getTimeStamp());
 
     std::vector<const MeXDataSetI<double>*> surfaceSets, lineSets, pointSets;
-    for (const MiTypedDataSet<double>* set : colorSets) {
+    // Without a surface there is nothing that a set could fail to fit.
+    for (const MiTypedDataSet<double>* set : surface ? colorSets : ColorSets{}) {
       surfaceSets.push_back(extractor.extractScalarSet(set));
       if (lineMesh) lineSets.push_back(extractor.extractLineScalarSet(set));
       if (pointMesh) pointSets.push_back(extractor.extractPointsScalarSet(set));

@@ -3,7 +3,7 @@
 #include <velmo/extraction/extractors/MiSkinExtract.h>
 #include <velmo/representation/MdExtract.h>
 #include <velmo/representation/MdExtractByKind.h>
-#include <velmo/representation/MdMeshSurfaceRepresentation.h>
+#include <velmo/representation/MdMeshSurfaceOf.h>
 
 #include <limits>
 
@@ -55,7 +55,7 @@ public:
       : Base(std::move(extractor), kTexts.extractors[Base::kExtractorIndex]), m_node(node)
   {}
 
-  const MeXSurfaceMeshUnstructured* extractSurface(const CellFilter* filter)
+  const MeXSurfaceMeshUnstructured* extractSurface(SoState*, const CellFilter* filter)
   {
     updateCellRange();
     return &this->getExtractor().extractSkin(filter);
@@ -83,35 +83,7 @@ private:
 };
 
 template <MeshType K>
-class MdMeshSkin final : public MdMeshSurfaceRepresentation<MdSkinExtract<K>>
-{
-  using Base = MdMeshSurfaceRepresentation<MdSkinExtract<K>>;
-
-public:
-  using typename Base::CellFilter;
-  using typename Base::Interface;
-
-  MdMeshSkin(MoMeshSkin& node, const MdRepresentationTexts& texts) : Base(node, texts), m_node(node)
-  {
-    this->setBuilders(&node.getSurfaceMesh(), &node.getLineMesh(), &node.getPointMesh());
-    node.getSurfaceMesh().allowSinglePassOutline(K != VOLUME_MESH_UNSTRUCTURED);
-  }
-
-protected:
-  std::unique_ptr<MdSkinExtract<K>> makeExtract(const Interface& mesh, bool parallel,
-                                                const MiTessellator* tessellator) override
-  {
-    return std::make_unique<MdSkinExtract<K>>(
-        MdSkinExtract<K>::Extractor::getNewInstance(mesh, parallel, tessellator), m_node);
-  }
-  const MeXSurfaceMeshUnstructured* extractSurface(SoState*, const CellFilter* filter) override
-  {
-    return this->getExtract()->extractSurface(filter);
-  }
-
-private:
-  const MoMeshSkin& m_node;
-};
+using MdMeshSkin = MdMeshSurfaceOf<MdSkinExtract<K>, MoMeshSkin>;
 
 } // namespace
 
@@ -131,12 +103,12 @@ void MoMeshSkin::doExtract(SoAction* action)
 
 MiSkinExtractUnstructured* MoMeshSkin::getUnstructuredExtractor() const
 {
-  return dynamic_cast<MiSkinExtractUnstructured*>(getImplementation().getExtractor());
+  return mdExtractor<MiSkinExtractUnstructured>(*this);
 }
 
 MiSkinExtractHexahedronIjk* MoMeshSkin::getHexahedronIjkExtractor() const
 {
-  return dynamic_cast<MiSkinExtractHexahedronIjk*>(getImplementation().getExtractor());
+  return mdExtractor<MiSkinExtractHexahedronIjk>(*this);
 }
 
 MiSkinExtractHexahedronIjk* MoMeshSkin::getUnstructuredIjkExtractor() const
@@ -146,5 +118,5 @@ MiSkinExtractHexahedronIjk* MoMeshSkin::getUnstructuredIjkExtractor() const
 
 MiSkinExtractIjk* MoMeshSkin::getIjkExtractor() const
 {
-  return dynamic_cast<MiSkinExtractIjk*>(getImplementation().getExtractor());
+  return mdExtractor<MiSkinExtractIjk>(*this);
 }

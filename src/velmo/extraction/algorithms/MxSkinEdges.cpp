@@ -68,7 +68,7 @@ void takeNodes(const MeXSurfaceMeshUnstructured& surface,
 
 } // namespace
 
-void writeEdges(const MeXSurfaceMeshUnstructured& surface, bool parallel,
+void writeEdges(const MeXSurfaceMeshUnstructured& surface, bool insideCells, bool parallel,
                 MeXLineMeshUnstructured& lines)
 {
   const MeXTopologyExplicitI& topology = surface.topology;
@@ -88,9 +88,14 @@ void writeEdges(const MeXSurfaceMeshUnstructured& surface, bool parallel,
     tbb::parallel_sort(edges.begin(), edges.end());
   else
     std::sort(edges.begin(), edges.end());
-  const auto last = std::unique(edges.begin(), edges.end(), [](const Edge& a, const Edge& b) {
-    return a.low == b.low && a.high == b.high;
-  });
+  const MxArray<std::uint32_t>& sources = surface.provenance.cells;
+  auto last = edges.begin();
+  for (auto first = edges.begin(), next = first; first != edges.end(); first = next) {
+    while (next != edges.end() && next->low == first->low && next->high == first->high)
+      ++next;
+    if (insideCells || next - first != 2 || sources[first[0].face] != sources[first[1].face])
+      *last++ = *first;
+  }
   std::sort(edges.begin(), last, [](const Edge& a, const Edge& b) { return a.at < b.at; });
   const auto count = static_cast<std::size_t>(last - edges.begin());
 

@@ -4,7 +4,8 @@
 
 /// The edges of a surface's polygons, each once, in the order in which they are first met; an
 /// edge's source cell is that of the polygon that has it first.
-void writeEdges(const MeXSurfaceMeshUnstructured& surface, bool parallel,
+/// @param insideCells  false leaves out edges between two polygons of the same source cell
+void writeEdges(const MeXSurfaceMeshUnstructured& surface, bool insideCells, bool parallel,
                 MeXLineMeshUnstructured& lines);
 
 /// The nodes of a surface.

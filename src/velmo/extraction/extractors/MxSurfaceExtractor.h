@@ -45,7 +45,7 @@ struct MxSurfaceWork
                   MeXLineMeshUnstructured& lines)
   {
     request.monitor.beginPhase("Collecting edges", 1);
-    writeEdges(surface, request.parallel, lines);
+    writeEdges(surface, true, request.parallel, lines);
   }
   void buildPoints(const Mesh&, const MeXSurfaceMeshUnstructured& surface, const Request& request,
                    MeXPointMeshCurvilinear& points)
