@@ -125,6 +125,24 @@ public:
     forEachIn(MxBox3d{point, point}, visit);
   }
 
+  /// Calls visit(item) for the items in those boxes for which meets(MxBox3d) is true, in no
+  /// particular order; a box that holds others is asked before them.
+  template <class Meets, class Visit>
+  void forEachMeeting(const Meets& meets, const Visit& visit) const
+  {
+    traverse(
+        [&](const MxBox3f& box) {
+          if (box.isEmpty()) return false;
+          MxBox3d moved;
+          for (int a = 0; a < 3; ++a) {
+            moved.min[a] = m_origin[a] + box.min[a];
+            moved.max[a] = m_origin[a] + box.max[a];
+          }
+          return meets(moved);
+        },
+        visit);
+  }
+
 private:
   static constexpr std::size_t kBlock = 16384;
   struct Code

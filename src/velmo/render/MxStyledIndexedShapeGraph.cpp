@@ -4,10 +4,10 @@
 #include <velmo/render/details/MoFaceDetail.h>
 #include <velmo/render/details/MoLineDetail.h>
 #include <velmo/toolkit/SoIndexedFaceSetOutline.h>
+#include <velmo/toolkit/TkLineSet.h>
+#include <velmo/toolkit/TkPointSet.h>
 
 #include <Inventor/errors/SoDebugError.h>
-#include <Inventor/nodes/SoIndexedLineSet.h>
-#include <Inventor/nodes/SoPointSet.h>
 #include <Inventor/nodes/SoSeparator.h>
 #include <Inventor/SoFullPath.h>
 
@@ -170,7 +170,7 @@ bool MxStyledIndexedFaceGraph::updateSinglePassMaterial(SoState* state, bool sin
 
 MxStyledIndexedLineGraph::MxStyledIndexedLineGraph(SoSeparator* parent, SoDrawStyle::Style style,
                                                    const MxStyledIndexedLineGraph* shared)
-    : MxStyledIndexedShapeGraph(parent, style, shared ? nullptr : new SoIndexedLineSet, shared)
+    : MxStyledIndexedShapeGraph(parent, style, shared ? nullptr : new TkLineSet, shared)
 {}
 
 SoDetail* MxStyledIndexedLineGraph::createDetail(const SoDetail* detail,
@@ -183,7 +183,7 @@ SoDetail* MxStyledIndexedLineGraph::createDetail(const SoDetail* detail,
 }
 
 MxStyledPointGraph::MxStyledPointGraph(SoSeparator* parent, SoDrawStyle::Style style)
-    : MxStyledShapeGraph(parent, style, nullptr), m_shape(new SoPointSet)
+    : MxStyledShapeGraph(parent, style, nullptr), m_shape(new TkPointSet)
 {
   verticesChanged(0);
   addShape(parent, m_shape);

@@ -48,16 +48,10 @@ MxFaceAttribute<SbVec3f> MxFaceCache::cornerNormals(const MxFaceAttribute<SbVec3
 
 const MxBoxTree& MxFaceCache::tree(const MxFaceAttribute<SbVec3f>& positions)
 {
-  const Source source{positions.key, m_facesStamp, true, 0};
-  if (m_treesBuilt > 0 && m_treeSource == source) return m_tree;
-  const auto boxOf = [&](std::size_t f) {
+  return m_tree.get(positions.key, m_facesStamp, m_faces.faceCount(), [&](std::size_t f) {
     MxBox3d box = MxBox3d::empty();
     for (const std::int32_t v : m_faces.face(f))
       box.extendBy(positions.values[v].getValue());
     return box;
-  };
-  m_tree.build(m_faces.faceCount(), boxOf);
-  m_treeSource = source;
-  ++m_treesBuilt;
-  return m_tree;
+  });
 }

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <velmo/base/MxBoxTree.h>
 #include <velmo/toolkit/MxFaceBuffers.h>
 #include <velmo/toolkit/MxFaceNormals.h>
 #include <velmo/toolkit/MxFieldStamp.h>
+#include <velmo/toolkit/MxPickTree.h>
 
 /// What follows from the indices and the positions of a face set, kept until those change: its
 /// table of faces, its normals where none are given, and the tree for picks.
@@ -24,7 +24,7 @@ public:
 
   /// How often normals were computed.
   int normalsComputed() const { return m_normalsComputed; }
-  int treesBuilt() const { return m_treesBuilt; }
+  int treesBuilt() const { return m_tree.builtCount(); }
 
 private:
   MxFaceTable m_faces;
@@ -50,7 +50,5 @@ private:
   Normals m_cornerNormals;
   int m_normalsComputed = 0;
 
-  Source m_treeSource;
-  MxBoxTree m_tree;
-  int m_treesBuilt = 0;
+  MxPickTree m_tree;
 };

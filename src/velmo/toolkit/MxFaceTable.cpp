@@ -1,13 +1,8 @@
 #include <velmo/toolkit/MxFaceTable.h>
+#include <velmo/toolkit/MxIndexList.h>
 
 #include <algorithm>
 #include <vector>
-
-namespace {
-
-constexpr std::size_t kIndexBlock = 65536;
-
-} // namespace
 
 void MxFaceTable::clear()
 {
@@ -21,26 +16,8 @@ void MxFaceTable::build(std::span<const std::int32_t> indices, std::size_t verte
 {
   m_indices = indices.data();
   m_largest = 0;
-  std::vector<std::size_t> ends(blockCount(indices.size(), kIndexBlock));
-  forEachBlock(true, indices.size(), kIndexBlock,
-               [&](std::size_t block, std::size_t first, std::size_t last) {
-                 ends[block] = static_cast<std::size_t>(
-                     std::count_if(indices.begin() + first, indices.begin() + last,
-                                   [](std::int32_t i) { return i < 0; }));
-               });
-  std::size_t faces = exclusivePrefixSum(std::span(ends));
-  const bool open = !indices.empty() && indices.back() >= 0;
-  if (open) ++faces;
-
-  m_first.resizeUninitialized(faces + 1);
-  m_first[0] = 0;
-  forEachBlock(true, indices.size(), kIndexBlock,
-               [&](std::size_t block, std::size_t first, std::size_t last) {
-                 std::size_t face = ends[block];
-                 for (std::size_t i = first; i < last; ++i)
-                   if (indices[i] < 0) m_first[++face] = static_cast<std::uint32_t>(i + 1);
-               });
-  if (open) m_first[faces] = static_cast<std::uint32_t>(indices.size() + 1);
+  mxCellBegins(indices, m_first);
+  const std::size_t faces = faceCount();
 
   m_triangleFirst.resizeUninitialized(faces + 1);
   m_triangleFirst[faces] = 0;

@@ -108,13 +108,9 @@ MxFaceBuffers& MxOutlineDrawing::buffersFor(Context& context) const
   const auto needsCorners = [](MxFaceBinding binding) {
     return binding == MxFaceBinding::PerFace || binding == MxFaceBinding::PerCorner;
   };
-  const bool corners = m_pass == Pass::OnePass || needsCorners(m_data.normals.binding) ||
-                       needsCorners(m_data.colors.binding) || context.corners.holds(m_data);
-  MxFaceBuffers& used = corners ? context.corners : context.indexed;
-  MxFaceBuffers& other = corners ? context.indexed : context.corners;
-  // A frame may need both layouts; one that has gone stale is not coming back soon.
-  if (!other.isEmpty() && !other.holds(m_data)) other.release();
-  return used;
+  return context.choose(m_pass == Pass::OnePass || needsCorners(m_data.normals.binding) ||
+                            needsCorners(m_data.colors.binding),
+                        m_data);
 }
 
 bool MxOutlineDrawing::useProgram(SoState* state, Context& context)

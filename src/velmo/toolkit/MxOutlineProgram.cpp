@@ -19,6 +19,22 @@ uniform vec4 edgeColor;
 uniform vec2 fading; // edges of about this many pixels begin to fade; length of a typical edge
 uniform vec2 viewportSize;
 
+#ifdef TANGENTS
+in vec3 tangent;
+
+// A line has normals all around. The one that is nearest to a direction counts.
+float facing(vec3 along, vec3 direction)
+{
+  float cosine = dot(along, direction);
+  return sqrt(max(1.0 - cosine * cosine, 0.0));
+}
+#else
+float facing(vec3 normal, vec3 direction)
+{
+  return dot(normal, direction);
+}
+#endif
+
 // What light makes of a white surface (diffuse) and what does not depend on its colour (rest).
 void shade(vec3 normal, vec3 position, out vec3 rest, out vec3 diffuse)
 {
@@ -71,7 +87,12 @@ void main()
 #endif
 #endif
 #ifdef LIT
+#ifdef TANGENTS
+  vec3 normal = mat3(gl_ModelViewMatrix) * tangent;
+  normal /= max(length(normal), 1e-20);
+#else
   vec3 normal = normalize(gl_NormalMatrix * gl_Normal);
+#endif
   vec3 position = view.xyz / view.w;
   vec3 rest, diffuse;
 #if defined(TWO_SIDED) && !defined(EDGES)
@@ -168,13 +189,13 @@ std::string lightText(std::size_t number, char kind, bool specular)
             ".spotDirection));\n  strength *= cosine < " + light +
             ".spotCosCutoff ? 0.0 : pow(max(cosine, 0.0), " + light + ".spotExponent);\n";
   text +=
-      "  cosine = dot(normal, toLight);\n  rest += strength * " + light +
+      "  cosine = facing(normal, toLight);\n  rest += strength * " + light +
       ".ambient.rgb * gl_FrontMaterial.ambient.rgb;\n  diffuse += strength * max(cosine, 0.0) * " +
       light + ".diffuse.rgb;\n";
   if (specular)
     text += "  halfway = normalize(toLight + vec3(0.0, 0.0, 1.0));\n  if (cosine > 0.0) rest += "
             "strength * "
-            "pow(max(dot(normal, halfway), 0.0), gl_FrontMaterial.shininess) * " +
+            "pow(max(facing(normal, halfway), 0.0), gl_FrontMaterial.shininess) * " +
             light + ".specular.rgb * gl_FrontMaterial.specular.rgb;\n";
   return text;
 }
@@ -220,6 +241,7 @@ MxOutlinePrograms::Program MxOutlinePrograms::make(const std::string& options,
   glAttachShader(program.id, vertex);
   glAttachShader(program.id, fragment);
   glBindAttribLocation(program.id, kEdgeAttribute, "edgeMark");
+  glBindAttribLocation(program.id, kTangentAttribute, "tangent");
   glLinkProgram(program.id);
   glDeleteShader(vertex);
   glDeleteShader(fragment);
@@ -249,6 +271,7 @@ bool MxOutlinePrograms::use(const MxOutlineLook& look, const MxOutlineValues& va
   };
   option(look.edges, "EDGES");
   option(look.lit, "LIT");
+  option(look.tangents, "TANGENTS");
   option(look.lit && look.twoSided, "TWO_SIDED");
   option(look.clipped, "CLIPPED");
   option(look.fading, "FADING");

@@ -10,6 +10,7 @@ struct MxOutlineLook
 {
   bool edges = false; ///< faces with their edges; otherwise lines or points by themselves
   bool lit = false;
+  bool tangents = false; ///< lines are lit by their tangents, not by normals
   bool twoSided = false;
   bool specular = false;
   bool clipped = false; ///< clip planes are on
@@ -41,6 +42,8 @@ class MxOutlinePrograms
 public:
   /// Vertex attribute for the marks of edges: one that no built-in attribute shares its place with.
   static constexpr int kEdgeAttribute = 6;
+  /// The same for tangents.
+  static constexpr int kTangentAttribute = 7;
 
   MxOutlinePrograms() = default;
   MxOutlinePrograms(const MxOutlinePrograms&) = delete;

@@ -41,6 +41,16 @@ public:
     Buffers corners{MxFaceLayout::Corners};
     std::shared_ptr<MxOutlinePrograms> programs;
 
+    /// The buffers to draw from: those with corners when they are needed, or hold the data already.
+    template <class Data>
+    Buffers& choose(bool needsCorners, const Data& data)
+    {
+      const bool useCorners = needsCorners || corners.holds(data);
+      Buffers& other = useCorners ? indexed : corners;
+      // A frame may need both layouts; one that has gone stale is not coming back soon.
+      if (!other.isEmpty() && !other.holds(data)) other.release();
+      return useCorners ? corners : indexed;
+    }
     void release()
     {
       indexed.release();

@@ -55,9 +55,9 @@ struct MxUploadCounts
 {
   int positions = 0;
   int normals = 0;
-  int tangents = 0;
   int colors = 0;
   int textureCoordinates = 0;
   int indices = 0; ///< index lists and the marks of edges
+  int tangents = 0;
   bool operator==(const MxUploadCounts&) const = default;
 };

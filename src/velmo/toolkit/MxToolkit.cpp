@@ -3,6 +3,8 @@
 #include <velmo/toolkit/SoBBox.h>
 #include <velmo/toolkit/SoIndexedFaceSetOutline.h>
 #include <velmo/toolkit/TkBBoxSeparator.h>
+#include <velmo/toolkit/TkLineSet.h>
+#include <velmo/toolkit/TkPointSet.h>
 #include <velmo/toolkit/TkShaderObject.h>
 #include <velmo/toolkit/TkShaderProgram.h>
 #include <velmo/toolkit/TkTexture2.h>
@@ -46,8 +48,9 @@ struct ClassList
   static void exit() { (Classes::exitClass(), ...); }
 };
 
-using Supplement = ClassList<SoBBox, TkBBoxSeparator, TkVertexProperty, SoIndexedFaceSetOutline,
-                             TkShaderProgram, TkVertexShader, TkFragmentShader, TkTexture2>;
+using Supplement =
+    ClassList<SoBBox, TkBBoxSeparator, TkVertexProperty, SoIndexedFaceSetOutline, TkLineSet,
+              TkPointSet, TkShaderProgram, TkVertexShader, TkFragmentShader, TkTexture2>;
 
 } // namespace
 

@@ -1,0 +1,194 @@
+#define GL_GLEXT_PROTOTYPES 1
+
+#include <velmo/toolkit/MxLineBuffers.h>
+
+#include <Inventor/system/gl.h>
+
+#include <cstring>
+
+namespace {
+
+const void* atStart()
+{
+  return nullptr;
+}
+
+// The vertices that the polylines use, each once.
+MxArray<std::uint32_t> usedVertices(const MxLineTable& lines, std::size_t vertexCount)
+{
+  std::vector<bool> used(vertexCount);
+  for (std::size_t l = 0; l < lines.lineCount(); ++l)
+    for (const std::int32_t v : lines.line(l))
+      used[static_cast<std::size_t>(v)] = true;
+  MxArray<std::uint32_t> vertices(
+      static_cast<std::size_t>(std::count(used.begin(), used.end(), true)));
+  std::uint32_t* out = vertices.data();
+  for (std::size_t v = 0; v < vertexCount; ++v)
+    if (used[v]) *out++ = static_cast<std::uint32_t>(v);
+  return vertices;
+}
+
+// The places of all vertices in the index list.
+MxArray<std::uint32_t> usedPlaces(const MxLineTable& lines, std::size_t placeCount)
+{
+  MxArray<std::uint32_t> places(placeCount);
+  std::uint32_t* out = places.data();
+  for (std::size_t l = 0; l < lines.lineCount(); ++l)
+    for (std::size_t k = 0; k < lines.line(l).size(); ++k)
+      *out++ = static_cast<std::uint32_t>(lines.positionOf(l) + k);
+  places.resize(static_cast<std::size_t>(out - places.data()));
+  return places;
+}
+
+} // namespace
+
+void MxLineBuffers::release()
+{
+  for (MxGlBuffer& stream : m_streams)
+    stream.release();
+}
+
+bool MxLineBuffers::holds(const MxLineData& data) const
+{
+  const MxGlBuffer& stream = m_streams[Positions];
+  return !stream.isEmpty() && stream.keys()[0] == data.positions.key &&
+         (m_layout == MxFaceLayout::Indexed || stream.keys()[1] == data.topology);
+}
+
+template <class T>
+bool MxLineBuffers::updateAttribute(Name name, const MxLineData& data,
+                                    const MxFaceAttribute<T>& attribute)
+{
+  const bool corners = m_layout == MxFaceLayout::Corners;
+  const std::size_t count = corners ? data.topology.count : data.positions.values.size();
+  const std::span<const T> values = attribute.values;
+  const auto fill = [&](T* out) {
+    if (!corners) {
+      mxFillVertices(out, count, values);
+      return;
+    }
+    const bool perLine = attribute.binding == MxFaceBinding::PerFace;
+    const MxLineTable& lines = *data.lines;
+    lines.forEachLineBlock([&](std::size_t first, std::size_t last) {
+      for (std::size_t l = first; l < last; ++l) {
+        const auto line = lines.line(l);
+        for (std::size_t k = 0; k < line.size(); ++k) {
+          const std::size_t item = perLine ? l : static_cast<std::size_t>(line[k]);
+          out[lines.positionOf(l) + k] = mxInMemory(values[std::min(item, values.size() - 1)]);
+        }
+      }
+    });
+  };
+  return m_streams[name].update<T>(
+      GL_ARRAY_BUFFER, count,
+      {attribute.key, corners ? data.topology : MxArrayKey{nullptr, count, 0}},
+      static_cast<int>(attribute.binding), fill);
+}
+
+void MxLineBuffers::bind(const MxLineData& data, int tangentAttribute, MxUploadCounts& counts)
+{
+  if (data.colors.binding != MxFaceBinding::Overall) {
+    counts.colors += updateAttribute(Colors, data, data.colors);
+    glColorPointer(4, GL_UNSIGNED_BYTE, 0, atStart());
+    glEnableClientState(GL_COLOR_ARRAY);
+  }
+  if (data.textureCoordinates.binding != MxFaceBinding::Overall) {
+    counts.textureCoordinates += updateAttribute(Coordinates, data, data.textureCoordinates);
+    glTexCoordPointer(2, GL_FLOAT, 0, atStart());
+    glEnableClientState(GL_TEXTURE_COORD_ARRAY);
+  }
+  if (tangentAttribute >= 0) {
+    const auto attribute = static_cast<GLuint>(tangentAttribute);
+    if (data.tangents.binding == MxFaceBinding::Overall) {
+      glVertexAttrib3fv(attribute, data.tangents.values.front().getValue());
+    } else {
+      counts.tangents += updateAttribute(Tangents, data, data.tangents);
+      glVertexAttribPointer(attribute, 3, GL_FLOAT, GL_FALSE, 0, atStart());
+      glEnableVertexAttribArray(attribute);
+    }
+  }
+  counts.positions += updateAttribute(Positions, data, data.positions);
+  glVertexPointer(3, GL_FLOAT, 0, atStart());
+  glEnableClientState(GL_VERTEX_ARRAY);
+}
+
+void MxLineBuffers::drawLines(const MxLineData& data, bool strips, MxUploadCounts& counts)
+{
+  const MxLineTable& lines = *data.lines;
+  if (lines.segmentCount() == 0) return;
+  if (strips && lines.hasBends()) {
+    drawStrips(data, counts);
+    return;
+  }
+  const bool corners = m_layout == MxFaceLayout::Corners;
+  const std::size_t count = 2 * lines.segmentCount();
+  counts.indices += m_streams[Segments].update<std::uint32_t>(
+      GL_ELEMENT_ARRAY_BUFFER, count, {data.topology, {}}, 0, [&](std::uint32_t* all) {
+        lines.forEachLineBlock([&](std::size_t first, std::size_t last) {
+          std::uint32_t* out = all + 2 * lines.segmentFirst(first);
+          for (std::size_t l = first; l < last; ++l) {
+            const auto line = lines.line(l);
+            const std::size_t base = lines.positionOf(l);
+            for (std::size_t k = 0; k + 1 < line.size(); ++k) {
+              *out++ = static_cast<std::uint32_t>(corners ? base + k : line[k]);
+              *out++ = static_cast<std::uint32_t>(corners ? base + k + 1 : line[k + 1]);
+            }
+          }
+        });
+      });
+  glDrawElements(GL_LINES, static_cast<GLsizei>(count), GL_UNSIGNED_INT, atStart());
+}
+
+void MxLineBuffers::drawStrips(const MxLineData& data, MxUploadCounts& counts)
+{
+  const MxLineTable& lines = *data.lines;
+  if (m_stripSizes.empty() || m_stripKey != data.topology) {
+    m_stripSizes.clear();
+    m_stripFirsts.clear();
+    m_stripOffsets.clear();
+    for (std::size_t l = 0; l < lines.lineCount(); ++l) {
+      if (lines.line(l).size() < 2) continue;
+      m_stripSizes.push_back(static_cast<int>(lines.line(l).size()));
+      m_stripFirsts.push_back(static_cast<int>(lines.positionOf(l)));
+      m_stripOffsets.push_back(static_cast<const char*>(atStart()) +
+                               lines.positionOf(l) * sizeof(std::uint32_t));
+    }
+    m_stripKey = data.topology;
+  }
+  const auto stripCount = static_cast<GLsizei>(m_stripSizes.size());
+  if (m_layout == MxFaceLayout::Corners) {
+    glMultiDrawArrays(GL_LINE_STRIP, m_stripFirsts.data(), m_stripSizes.data(), stripCount);
+    return;
+  }
+  // The index list as it is: each strip leaves out the end mark behind it.
+  counts.indices += m_streams[List].update<std::uint32_t>(
+      GL_ELEMENT_ARRAY_BUFFER, data.topology.count, {data.topology, {}}, 0,
+      [&](std::uint32_t* out) {
+        std::memcpy(out, data.topology.data, data.topology.count * sizeof(std::uint32_t));
+      });
+  glMultiDrawElements(GL_LINE_STRIP, m_stripSizes.data(), GL_UNSIGNED_INT, m_stripOffsets.data(),
+                      stripCount);
+}
+
+void MxLineBuffers::drawPoints(const MxLineData& data, MxUploadCounts& counts)
+{
+  if (!data.lines) {
+    glDrawArrays(GL_POINTS, 0, static_cast<GLsizei>(data.pointCount));
+    return;
+  }
+  MxGlBuffer& stream = m_streams[Points];
+  const MxGlBuffer::Keys keys{data.topology, MxArrayKey{}};
+  if (!stream.isFilledFrom(keys)) {
+    const MxArray<std::uint32_t> elements =
+        m_layout == MxFaceLayout::Corners ? usedPlaces(*data.lines, data.topology.count)
+                                          : usedVertices(*data.lines, data.positions.values.size());
+    counts.indices += stream.update<std::uint32_t>(
+        GL_ELEMENT_ARRAY_BUFFER, elements.size(), keys, 0, [&](std::uint32_t* out) {
+          std::memcpy(out, elements.data(), elements.size() * sizeof(std::uint32_t));
+        });
+  } else {
+    stream.makeCurrent(GL_ELEMENT_ARRAY_BUFFER);
+  }
+  if (stream.itemCount() > 0)
+    glDrawElements(GL_POINTS, static_cast<GLsizei>(stream.itemCount()), GL_UNSIGNED_INT, atStart());
+}

@@ -1,0 +1,41 @@
+#include <velmo/toolkit/MxLineDrawing.h>
+#include <velmo/toolkit/TkPointSet.h>
+
+MO_NODE_SOURCE(TkPointSet, SoPointSet)
+
+TkPointSet::TkPointSet()
+{
+  SO_NODE_CONSTRUCTOR(TkPointSet);
+  m_drawing = std::make_unique<MxLineDrawing>(*this, nullptr);
+}
+
+TkPointSet::~TkPointSet() = default;
+
+void TkPointSet::GLRender(SoGLRenderAction* action)
+{
+  if (startIndex.getValue() != 0 || !m_drawing->render(action, numPoints.getValue(), [&] {
+        return shouldGLRender(action) == TRUE;
+      }))
+    inherited::GLRender(action);
+}
+
+void TkPointSet::rayPick(SoRayPickAction* action)
+{
+  const auto wanted = [&] {
+    if (!shouldRayPick(action)) return false;
+    computeObjectSpaceRay(action);
+    return true;
+  };
+  if (startIndex.getValue() != 0 || !m_drawing->pick(action, numPoints.getValue(), wanted))
+    inherited::rayPick(action);
+}
+
+const MxUploadCounts& TkPointSet::getUploadCounts() const
+{
+  return m_drawing->counts();
+}
+
+int TkPointSet::getTreesBuilt() const
+{
+  return m_drawing->treesBuilt();
+}
