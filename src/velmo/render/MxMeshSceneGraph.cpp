@@ -4,6 +4,7 @@
 #include <velmo/colormapping/MoCombineColorMappingElement.h>
 #include <velmo/nodes/MoDrawStyleElement.h>
 #include <velmo/nodes/MoMaterialElement.h>
+#include <velmo/render/MxSetField.h>
 #include <velmo/toolkit/SoPreferences.h>
 #include <velmo/toolkit/TkShaderObject.h>
 #include <velmo/toolkit/TkShaderProgram.h>
@@ -22,12 +23,6 @@ namespace {
 
 // Read once, when the library is loaded.
 const bool s_bBoxActivated = !SoPreferences::getBool("VELMO_DEACTIVATE_SOBBOX", FALSE);
-
-template <class Field, class Value>
-void setIfDifferent(Field& field, const Value& value)
-{
-  if (field.getValue() != value) field.setValue(value);
-}
 
 std::uint32_t packed(const SbColorRGBA& color, float opacity)
 {

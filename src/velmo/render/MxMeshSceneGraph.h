@@ -89,6 +89,9 @@ protected:
   SoSeparator* getMainStyle() const { return m_mainStyle; }
   SoSwitch* getExtraStyles() const { return m_extraStyles; }
   bool isSinglePassOutlineAllowed() const { return m_singlePassOutline; }
+  // Of the last setMaterial.
+  bool isEnhancedColoringWanted() const { return m_enhancedColoring; }
+  float getOpacity() const { return m_opacity; }
   void showExtraStyles(bool show);
   /// A named separator behind the extra styles that exist.
   SoSeparator* addExtraStyle(const char* name);

@@ -3,6 +3,7 @@
 #include <velmo/nodes/MoMaterialElement.h>
 #include <velmo/render/details/MoFaceDetail.h>
 #include <velmo/render/details/MoLineDetail.h>
+#include <velmo/render/MxSetField.h>
 #include <velmo/toolkit/SoIndexedFaceSetOutline.h>
 #include <velmo/toolkit/TkLineSet.h>
 #include <velmo/toolkit/TkPointSet.h>
@@ -18,14 +19,6 @@ SoIndexedFaceSetOutline* makeFaceSet()
   auto* shape = new SoIndexedFaceSetOutline;
   shape->outlineMode = SoIndexedFaceSetOutline::NO_OUTLINE;
   return shape;
-}
-
-template <class Field, class Value>
-bool setIfDifferent(Field& field, const Value& value)
-{
-  if (field.getValue() == value) return false;
-  field.setValue(value);
-  return true;
 }
 
 } // namespace
@@ -148,6 +141,11 @@ void MxStyledIndexedFaceGraph::connectSinglePassFading(SoSFFloat& edgePixelLengt
 void MxStyledIndexedFaceGraph::bypassOutlineRendering(bool bypassed)
 {
   getFaceSet()->bypassSinglePassOutline(bypassed);
+}
+
+void MxStyledIndexedFaceGraph::setNormalsFor(TkShaderProgram* program, bool transparent)
+{
+  getFaceSet()->setNormalsFor(program, transparent);
 }
 
 bool MxStyledIndexedFaceGraph::updateSinglePassMaterial(SoState* state, bool singlePass)

@@ -8,6 +8,7 @@ class SoIndexedLineSet;
 class SoIndexedShape;
 class SoPointSet;
 class SoState;
+class TkShaderProgram;
 
 /// A styled graph whose cells name their vertices in an index list, each cell ending with -1.
 class MxStyledIndexedShapeGraph : public MxStyledShapeGraph
@@ -54,6 +55,8 @@ public:
   /// Lets the one-pass outline fade by these values from now on.
   void connectSinglePassFading(SoSFFloat& edgePixelLength, SoSFFloat& edgeLengthReference);
   void bypassOutlineRendering(bool bypassed);
+  /// Tells the shape that its normals are numbers for this program; null for true normals.
+  void setNormalsFor(TkShaderProgram* program, bool transparent);
   /// Brings the shape's own material up to date; true when nothing changed.
   bool updateSinglePassMaterial(SoState* state, bool singlePass);
 

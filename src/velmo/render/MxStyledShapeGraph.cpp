@@ -1,5 +1,7 @@
 #include <velmo/render/MxStyledShapeGraph.h>
 
+#include <velmo/render/MxSetField.h>
+
 #include <Inventor/errors/SoDebugError.h>
 #include <Inventor/nodes/SoMaterialBinding.h>
 #include <Inventor/nodes/SoSeparator.h>
@@ -7,13 +9,6 @@
 #include <velmo/toolkit/TkTexture2.h>
 
 namespace {
-
-// Fields that hold a value already are left alone: setting them would notify.
-template <class Field, class Value>
-void setIfDifferent(Field& field, const Value& value)
-{
-  if (field.getValue() != value) field.setValue(value);
-}
 
 template <class Field>
 void empty(Field& field)

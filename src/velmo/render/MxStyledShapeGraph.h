@@ -76,6 +76,7 @@ public:
   /// takes nothing over.
   bool isCacheValid(MoMaterial::ColoringType coloring, const SbColor& color, float transparency);
 
+  MoMaterial::ColoringType getColoring() const { return m_coloring; }
   TkVertexProperty* getVertexProperty() const { return m_vertexProperty; }
 
 protected:
@@ -83,7 +84,6 @@ protected:
   virtual void verticesChanged(int) {}
 
   SoDrawStyle* getDrawStyle() const { return m_drawStyle; }
-  MoMaterial::ColoringType getColoring() const { return m_coloring; }
   bool isPlaceholder() const { return m_placeholder; }
   /// The graph's last node, behind those that the base has added.
   void addShape(SoSeparator* parent, SoVertexShape* shape);

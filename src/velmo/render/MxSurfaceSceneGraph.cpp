@@ -2,6 +2,8 @@
 
 #include <velmo/nodes/MoDrawStyleElement.h>
 #include <velmo/nodes/MoMaterialElement.h>
+#include <velmo/render/MxSetField.h>
+#include <velmo/toolkit/TkShaderProgram.h>
 
 #include <Inventor/nodes/SoSeparator.h>
 #include <Inventor/nodes/SoShaderObject.h>
@@ -59,6 +61,8 @@ void MxSurfaceSceneGraph::clear()
 {
   MxUnstrMeshSceneGraph::clear();
   m_normal = SbVec3f(0, 0, 0);
+  m_namesStamp = MxTimeStamp::kNone;
+  getFaceGraph().setNormalsFor(nullptr, false);
   m_enhanced->deactivate();
 }
 
@@ -73,12 +77,35 @@ void MxSurfaceSceneGraph::setOverallNormal(const SbVec3f& normal)
   getFaces().setNormals(normal);
 }
 
-void MxSurfaceSceneGraph::fillEnhancedColoring(const MeXSurfaceMeshUnstructured&,
-                                               const MeXDataSetI<double>*,
-                                               const MiScalarColorMapping*)
+void MxSurfaceSceneGraph::fillEnhancedColoring(const MeXSurfaceMeshUnstructured& surface,
+                                               const MeXDataSetI<double>* values,
+                                               const MiScalarColorMapping* mapping)
 {
-  // There is no shader that does it yet: the faces keep the colours of their vertices.
+  TkVertexProperty& property = *getFaces().getVertexProperty();
+  const bool wanted = getFaces().isEnabled() && isEnhancedColoringWanted() &&
+                      getFaces().getColoring() != MoMaterial::COLOR && mapping && values &&
+                      values->getBinding() == MiDataBinding::PerNode;
+  if (wanted && m_enhanced->activate(*mapping, surface, *values, getOpacity())) {
+    setIfDifferent(property.materialBinding, SoVertexProperty::OVERALL);
+    setIfDifferent(property.normalBinding, SoVertexProperty::PER_FACE);
+    const std::vector<SbVec3f>& names = m_enhanced->polygonNames();
+    if (m_namesStamp != surface.topology.getTimeStamp()) {
+      m_namesStamp = surface.topology.getTimeStamp();
+      property.normal.setNum(0);
+      property.normal.setValuesPointer(static_cast<int>(names.size()), names.data());
+    }
+    getFaceGraph().setNormalsFor(m_enhanced->getProgram(), m_enhanced->isTransparent());
+    return;
+  }
   m_enhanced->deactivate();
-  if (getFaces().getVertexProperty()->normalBinding.getValue() == SoVertexProperty::PER_FACE)
-    getFaces().setNormals(m_normal);
+  if (property.normalBinding.getValue() != SoVertexProperty::PER_FACE) return;
+  getFaceGraph().setNormalsFor(nullptr, false);
+  m_namesStamp = MxTimeStamp::kNone;
+  getFaces().setNormals(m_normal);
+  // The colours of the vertices, if there are any, count again.
+  if (property.orderedRGBA.getNum() > 0)
+    setIfDifferent(property.materialBinding,
+                   values && values->getBinding() == MiDataBinding::PerNode
+                       ? SoVertexProperty::PER_VERTEX_INDEXED
+                       : SoVertexProperty::PER_FACE);
 }

@@ -25,4 +25,5 @@ private:
 
   std::unique_ptr<MxEnhancedColoring> m_enhanced;
   SbVec3f m_normal{0, 0, 0};
+  std::uint64_t m_namesStamp = MxTimeStamp::kNone; // of the topology whose faces the normals name
 };

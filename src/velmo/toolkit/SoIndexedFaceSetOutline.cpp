@@ -1,9 +1,14 @@
 #include <velmo/toolkit/MxFacePick.h>
 #include <velmo/toolkit/MxOutlineDrawing.h>
 #include <velmo/toolkit/SoIndexedFaceSetOutline.h>
+#include <velmo/toolkit/TkShaderProgram.h>
 
 #include <Inventor/actions/SoGLRenderAction.h>
 #include <Inventor/actions/SoRayPickAction.h>
+#include <Inventor/elements/SoLazyElement.h>
+#include <Inventor/elements/SoMaterialBindingElement.h>
+#include <Inventor/elements/SoNormalElement.h>
+#include <Inventor/elements/SoOverrideElement.h>
 #include <Inventor/elements/SoShapeHintsElement.h>
 #include <Inventor/nodes/SoVertexProperty.h>
 
@@ -53,6 +58,47 @@ void SoIndexedFaceSetOutline::bypassSinglePassOutline(SbBool bypass)
   touch();
 }
 
+void SoIndexedFaceSetOutline::setNormalsFor(TkShaderProgram* program, SbBool transparent)
+{
+  if (m_numbersFor == program && m_numbersBlend == (transparent != FALSE)) return;
+  m_numbersFor.reset(program);
+  m_numbersBlend = transparent != FALSE;
+  touch();
+}
+
+void SoIndexedFaceSetOutline::replaceNumbers(SoState* state)
+{
+  if (!m_numbersFor) return;
+  if (m_numbersFor->isInUse(state)) {
+    if (!m_numbersBlend) return;
+    // Known as transparent before it is delayed or sorted, whatever the colours at the vertices.
+    static const std::uint32_t s_color = 0xffffff80;
+    SoLazyElement::setPacked(state, this, 1, &s_color, TRUE);
+    SoOverrideElement::setDiffuseColorOverride(state, this, TRUE);
+    SoOverrideElement::setTransparencyOverride(state, this, TRUE);
+    return;
+  }
+  SoNormalElement::set(state, this, 0, nullptr);
+  SoOverrideElement::setNormalVectorOverride(state, this, TRUE);
+  const SoNode* node = vertexProperty.getValue();
+  if (!node || !node->isOfType(SoVertexProperty::getClassTypeId())) return;
+  const auto* property = static_cast<const SoVertexProperty*>(node);
+  if (SoOverrideElement::getMaterialBindingOverride(state) ||
+      property->orderedRGBA.getNum() != property->vertex.getNum())
+    return;
+  SoMaterialBindingElement::set(state, this, SoMaterialBindingElement::PER_VERTEX_INDEXED);
+  SoOverrideElement::setMaterialBindingOverride(state, this, TRUE);
+}
+
+void SoIndexedFaceSetOutline::generatePrimitives(SoAction* action)
+{
+  SoState* state = action->getState();
+  state->push();
+  replaceNumbers(state);
+  inherited::generatePrimitives(action);
+  state->pop();
+}
+
 const MxUploadCounts& SoIndexedFaceSetOutline::getUploadCounts() const
 {
   return m_drawing->counts();
@@ -69,6 +115,7 @@ void SoIndexedFaceSetOutline::GLRender(SoGLRenderAction* action)
   SoState* state = action->getState();
   state->push();
   lightBothSides(state);
+  replaceNumbers(state);
   if (!drawOurs(action)) inherited::GLRender(action);
   state->pop();
 }
@@ -104,6 +151,7 @@ void SoIndexedFaceSetOutline::rayPick(SoRayPickAction* action)
   if (coordIndex.getNum() < 3) return;
   SoState* state = action->getState();
   state->push();
+  replaceNumbers(state);
   if (SoNode* property = vertexProperty.getValue()) property->doAction(action);
   bool ours = false;
   try {

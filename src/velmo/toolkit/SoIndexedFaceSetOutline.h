@@ -1,6 +1,7 @@
 #pragma once
 
 #include <velmo/toolkit/MoClassMacros.h>
+#include <velmo/toolkit/SoRef.h>
 
 #include <Inventor/fields/SoSFBool.h>
 #include <Inventor/fields/SoSFColor.h>
@@ -13,6 +14,7 @@
 struct MxUploadCounts;
 class MxFaceCache;
 class MxOutlineDrawing;
+class TkShaderProgram;
 
 /// A face set that keeps its data in graphics memory for every usual binding, draws the true edges
 /// of its polygons together with their faces in one pass, and picks through a tree.
@@ -67,6 +69,13 @@ public:
   void bypassSinglePassOutline(SbBool bypass);
   SbBool isSinglePassOutlineBypassed() const { return m_bypassed; }
 
+  /// Says that the normals of the vertex property are numbers for a shader program. Wherever that
+  /// program is not in use (another style, a pick, a context that cannot run it) the node computes
+  /// its normals, and takes one packed colour a vertex where there are as many.
+  /// @param program      null: the normals are normals
+  /// @param transparent  what the program answers is to be blended
+  void setNormalsFor(TkShaderProgram* program, SbBool transparent);
+
   /// Faces are lit from both sides unless a vertex ordering above says otherwise: meshes with
   /// inverted or left-handed cells would show black faces.
   void GLRender(SoGLRenderAction* action) override;
@@ -79,13 +88,17 @@ public:
 
 protected:
   ~SoIndexedFaceSetOutline() override;
+  void generatePrimitives(SoAction* action) override;
 
 private:
   bool drawOurs(SoGLRenderAction* action);
   void lightBothSides(SoState* state);
+  void replaceNumbers(SoState* state);
   bool isOutlined() const { return !m_bypassed && outlineMode.getValue() != NO_OUTLINE; }
 
   SbBool m_bypassed = FALSE;
   mutable SbBool m_compatible = FALSE;
+  SoRef<TkShaderProgram> m_numbersFor;
+  bool m_numbersBlend = false;
   std::unique_ptr<MxOutlineDrawing> m_drawing;
 };

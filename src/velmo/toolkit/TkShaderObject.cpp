@@ -3,6 +3,9 @@
 #include <velmo/toolkit/MxTextRegistry.h>
 
 #include <Inventor/actions/SoGLRenderAction.h>
+#include <Inventor/elements/SoLightElement.h>
+#include <Inventor/elements/SoViewportRegionElement.h>
+#include <Inventor/nodes/SoShaderParameter.h>
 
 #include <algorithm>
 #include <cstring>
@@ -15,6 +18,29 @@ auto findDefine(auto& defines, const std::string& name)
 {
   return std::find_if(defines.begin(), defines.end(),
                       [&](const auto& define) { return define.first == name; });
+}
+
+template <class Parameter, class Value>
+void follow(SoNode* node, const char* name, const Value& value)
+{
+  if (!node || !node->isOfType(Parameter::getClassTypeId())) return;
+  auto* parameter = static_cast<Parameter*>(node);
+  if (parameter->name.getValue() != name || parameter->value.getValue() == value) return;
+  // Not a change of the scene: nobody above hears of it.
+  const SbBool notifying = parameter->enableNotify(FALSE);
+  parameter->value = value;
+  parameter->enableNotify(notifying);
+}
+
+// The values are read when the whole program has been put together.
+void followState(SoState* state, SoShaderObject& object)
+{
+  const SbVec2s size = SoViewportRegionElement::get(state).getViewportSizePixels();
+  const int lights = std::min(SoLightElement::getLights(state).getLength(), 8);
+  for (int i = 0; i < object.parameter.getNum(); ++i) {
+    follow<SoShaderParameter2f>(object.parameter[i], "viewportSize", SbVec2f(size[0], size[1]));
+    follow<SoShaderParameter1i>(object.parameter[i], "lightCount", std::int32_t{lights});
+  }
 }
 } // namespace
 
@@ -60,6 +86,7 @@ void TkShaderObject<Base>::GLRender(SoGLRenderAction* action)
     Base::GLRender(action);
     return;
   }
+  followState(action->getState(), *this);
   // The toolkit compiles when its source is stale, from what the fields say at that moment; the
   // name is put back so that applications and files keep seeing it. Nothing outside hears of
   // either.

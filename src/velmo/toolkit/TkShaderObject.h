@@ -26,6 +26,9 @@ private:
 /// A shader object that also finds its source among the in-memory text files: with sourceType
 /// FILENAME, a name that MxTextRegistry knows is never looked for on the disk. Definitions are
 /// added to such texts only.
+///
+/// Two parameters of such texts follow the state, because nothing built in tells them: a
+/// SoShaderParameter2f "viewportSize" (in pixels) and a SoShaderParameter1i "lightCount".
 template <class Base>
 class TkShaderObject : public Base
 {

@@ -1,5 +1,7 @@
 #include <velmo/toolkit/TkShaderProgram.h>
 
+#include <Inventor/actions/SoGLRenderAction.h>
+#include <Inventor/elements/SoGLShaderProgramElement.h>
 #include <Inventor/nodes/SoShaderObject.h>
 
 MO_NODE_SOURCE(TkShaderProgram, SoShaderProgram)
@@ -16,8 +18,16 @@ void TkShaderProgram::GLRender(SoGLRenderAction* action)
     if (node && node->isOfType(SoShaderObject::getClassTypeId()) &&
         static_cast<const SoShaderObject*>(node)->isActive.getValue())
     {
-      inherited::GLRender(action);
+      if (!m_condition || m_condition(action->getState())) inherited::GLRender(action);
       return;
     }
   }
+}
+
+bool TkShaderProgram::isInUse(SoState* state) const
+{
+  const int index = SoGLShaderProgramElement::getClassStackIndex();
+  if (!state->isElementEnabled(index) || !SoGLShaderProgramElement::get(state)) return false;
+  const auto* element = static_cast<const SoReplacedElement*>(state->getConstElement(index));
+  return element->getNodeId() == getNodeId();
 }
