@@ -1,0 +1,171 @@
+#include <velmo/extraction/algorithms/MxCut.h>
+
+#include <velmo/extraction/algorithms/MxCutKinds.h>
+#include <velmo/extraction/algorithms/MxVolumeCells.h>
+
+namespace {
+
+/// Flat nodes asked one by one.
+struct VirtualNodes
+{
+  const MiGeometryI* geometry;
+  MbVec3d operator[](std::size_t node) const { return geometry->getNode(node); }
+};
+
+/// Dead and refused cells of an unstructured mesh.
+class Keep final : public MxCutKeep
+{
+public:
+  Keep(const MiTopologyI& topology, const MiCellFilterI* filter)
+      : m_topology(&topology), m_filter(filter), m_active(topology.getView().active),
+        m_hasDead(topology.hasDeadCells())
+  {}
+  bool isNeeded() const { return m_filter || m_hasDead; }
+  bool keep(std::size_t cell) const override
+  {
+    if (m_hasDead &&
+        (m_active ? cell >= m_active.size() || m_active[cell] == 0 : m_topology->isDead(cell)))
+      return false;
+    std::uint8_t accepted = 1;
+    if (m_filter) m_filter->acceptCells(cell, cell + 1, &accepted);
+    return accepted != 0;
+  }
+
+private:
+  const MiTopologyI* m_topology;
+  const MiCellFilterI* m_filter;
+  MxIndexArray m_active;
+  bool m_hasDead;
+};
+
+/// Values by node are values by data node.
+struct SameNode
+{
+  template <class Values>
+  Values operator()(const Values& values) const
+  {
+    return values;
+  }
+};
+
+/// The cells of a hexahedron IJK mesh, which has no array of them.
+struct VirtualCorners
+{
+  const MiTopologyHexahedronIjk* topology;
+  MxIjkNumbering cells;
+  void operator()(std::size_t cell, std::uint32_t* nodes) const
+  {
+    const MbIndex3 at = cells.split(cell);
+    std::size_t own[8];
+    topology->getCellNodes(at.x, at.y, at.z, own);
+    for (int c = 0; c < 8; ++c)
+      nodes[c] = static_cast<std::uint32_t>(own[c]);
+  }
+};
+
+/// What differs between the kinds with nodes of one index.
+template <class Mesh>
+struct Kind;
+
+template <>
+struct Kind<MiVolumeMeshUnstructured>
+{
+  using KeepCells = Keep;
+
+  static MbIndex3 cellCounts(const MiVolumeMeshUnstructured& mesh)
+  {
+    return {mesh.getTopology().getCellCount(), 1, 1};
+  }
+  template <class Points>
+  static bool isLeftHanded(const MiVolumeMeshUnstructured&, const MxMeshCheck&, const Points&)
+  {
+    return false;
+  }
+  template <class Visitor>
+  static void visitCells(const MiVolumeMeshUnstructured& mesh, const Visitor& visit)
+  {
+    visitVolumeCells(mesh.getTopology(), mesh.getGeometry().getNodeCount(), visit);
+  }
+};
+
+template <>
+struct Kind<MiVolumeMeshHexahedronIjk>
+{
+  using KeepCells = MxIjkCutKeep;
+
+  static MbIndex3 cellCounts(const MiVolumeMeshHexahedronIjk& mesh)
+  {
+    return mesh.getTopology().getCellCounts();
+  }
+  template <class Points>
+  static bool isLeftHanded(const MiVolumeMeshHexahedronIjk& mesh, const MxMeshCheck& check,
+                           const Points& points)
+  {
+    const MxIjkNumbering cells{cellCounts(mesh)};
+    return ::isLeftHanded(cells.total(), check.unusable, VirtualCorners{&mesh.getTopology(), cells},
+                          points);
+  }
+  template <class Visitor>
+  static void visitCells(const MiVolumeMeshHexahedronIjk& mesh, const Visitor& visit)
+  {
+    const MiTopologyHexahedronIjk& topology = mesh.getTopology();
+    const MxIjkNumbering cells{topology.getCellCounts()};
+    MiTopologyView view;
+    view.connectivity = topology.getConnectivityView();
+    view.uniformShape = MiCellShape::Hexahedron;
+    const bool isWhole = view.connectivity.count >= 8 * cells.total();
+    if (isWhole && (view.connectivity.isContiguous<std::int32_t>() ||
+                    view.connectivity.isContiguous<std::uint32_t>()))
+      visit(MxArrayCells<const std::uint32_t*>(view, view.connectivity.as<std::uint32_t>(),
+                                               cells.total()));
+    else if (isWhole && (view.connectivity.isContiguous<std::int64_t>() ||
+                         view.connectivity.isContiguous<std::uint64_t>()))
+      visit(MxArrayCells<const std::uint64_t*>(view, view.connectivity.as<std::uint64_t>(),
+                                               cells.total()));
+    else
+      visit(MxHexahedronCells(cells.total(), VirtualCorners{&topology, cells}));
+  }
+};
+
+} // namespace
+
+template <class Mesh, class Filter>
+std::shared_ptr<const MxMeshCheck> cutMesh(const Mesh& mesh, const Filter* filter,
+                                           const MxCutShape& shape, const MiTessellator*,
+                                           bool parallel, MxExtractionMonitor& monitor,
+                                           MxCutMemory& memory, MeXSurfaceMeshUnstructured& surface)
+{
+  const std::shared_ptr<const MxMeshCheck> check = checkMesh(mesh, parallel, monitor);
+  const MiGeometryI& geometry = mesh.getGeometry();
+  clearCut(surface);
+  surface.provenance.sourceCells = Kind<Mesh>::cellCounts(mesh);
+  surface.provenance.sourceNodes = {geometry.getNodeCount(), 1, 1};
+  if (!isCutShapeUsable(shape) || MxIjkNumbering{surface.provenance.sourceCells}.total() == 0)
+    return check;
+
+  const typename Kind<Mesh>::KeepCells keep(mesh.getTopology(), filter);
+  MxCutJob job;
+  job.nodeCount = geometry.getNodeCount();
+  job.unusable = check->isClean() ? nullptr : &check->unusable;
+  job.keep = keep.isNeeded() ? &keep : nullptr;
+  job.parallel = parallel;
+  visitPoints(geometry.getView(), job.nodeCount, VirtualNodes{&geometry}, [&](const auto& points) {
+    visitCutSource(shape, points, surface.provenance.sourceNodes, false, SameNode{},
+                   [&](const auto& source) {
+                     job.source = &source;
+                     job.flip = Kind<Mesh>::isLeftHanded(mesh, *check, points);
+                     Kind<Mesh>::visitCells(mesh, [&](const auto& cells) {
+                       cutCells(cells, job, memory.part<MxCutScratch>(), monitor, surface);
+                     });
+                     placeCut(points, parallel, surface);
+                   });
+  });
+  return check;
+}
+
+#define MX_CUT_KIND(Mesh, Filter)                                                                  \
+  template std::shared_ptr<const MxMeshCheck> cutMesh(                                             \
+      const Mesh&, const Filter*, const MxCutShape&, const MiTessellator*, bool,                   \
+      MxExtractionMonitor&, MxCutMemory&, MeXSurfaceMeshUnstructured&);
+MX_CUT_KIND(MiVolumeMeshUnstructured, MiCellFilterI)
+MX_CUT_KIND(MiVolumeMeshHexahedronIjk, MiCellFilterIjk)

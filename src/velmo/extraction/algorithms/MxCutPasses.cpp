@@ -1,0 +1,283 @@
+#include <velmo/extraction/algorithms/MxCutPasses.h>
+
+#include <stdexcept>
+
+namespace {
+
+constexpr std::size_t kWordBlock = 4096;
+constexpr std::size_t kLargestIndex = 0x7fffffff;
+
+template <class T>
+std::size_t bytesOf(const MxArray<T>& array)
+{
+  return array.capacity() * sizeof(T);
+}
+
+/// The edges of one owner, in the order of their second nodes.
+class OwnerEdges
+{
+public:
+  OwnerEdges(MxCutScratch& scratch, const std::vector<MxCutKey>& overflow)
+      : m_scratch(&scratch), m_overflow(&overflow)
+  {}
+
+  std::size_t count(std::size_t bucket) const
+  {
+    const std::uint32_t* slots = slotsOf(bucket);
+    std::size_t used = 0;
+    while (used < m_scratch->bucketRoom && slots[used] != 0)
+      ++used;
+    if (used < m_scratch->bucketRoom || m_overflow->empty()) return used;
+    const auto [first, last] = rangeOf(bucket);
+    return used + (last - first);
+  }
+
+  /// Calls body(second node, vertex) in ascending order and puts the vertices into the slots and
+  /// the list of what did not fit.
+  template <class Body>
+  std::uint32_t number(std::size_t bucket, std::uint32_t vertex,
+                       MxArray<std::uint32_t>& overflowVertices, const Body& body)
+  {
+    std::uint32_t* slots = m_scratch->buckets.data() + bucket * m_scratch->bucketRoom;
+    m_entries.clear();
+    for (std::size_t s = 0; s < m_scratch->bucketRoom && slots[s] != 0; ++s) {
+      // From the smallest on; there are few.
+      std::size_t at = m_entries.size();
+      m_entries.push_back({});
+      for (; at > 0 && m_entries[at - 1].second > slots[s] - 1; --at)
+        m_entries[at] = m_entries[at - 1];
+      m_entries[at] = {slots[s] - 1, slots + s};
+    }
+    if (m_entries.size() == m_scratch->bucketRoom && !m_overflow->empty()) {
+      const auto [first, last] = rangeOf(bucket);
+      for (std::size_t at = first; at < last; ++at)
+        m_entries.push_back({(*m_overflow)[at].second, overflowVertices.data() + at});
+      if (last > first)
+        std::sort(m_entries.begin(), m_entries.end(),
+                  [](const Entry& a, const Entry& b) { return a.second < b.second; });
+    }
+    for (const Entry& entry : m_entries) {
+      body(entry.second, vertex);
+      *entry.place = vertex++;
+    }
+    return vertex;
+  }
+
+private:
+  struct Entry
+  {
+    std::uint32_t second;
+    std::uint32_t* place;
+  };
+
+  const std::uint32_t* slotsOf(std::size_t bucket) const
+  {
+    return m_scratch->buckets.data() + bucket * m_scratch->bucketRoom;
+  }
+  std::pair<std::size_t, std::size_t> rangeOf(std::size_t bucket) const
+  {
+    const auto b = static_cast<std::uint32_t>(bucket);
+    const auto first = std::lower_bound(m_overflow->begin(), m_overflow->end(), MxCutKey{b, 0});
+    const auto last = std::lower_bound(first, m_overflow->end(), MxCutKey{b + 1, 0});
+    return {static_cast<std::size_t>(first - m_overflow->begin()),
+            static_cast<std::size_t>(last - m_overflow->begin())};
+  }
+
+  MxCutScratch* m_scratch;
+  const std::vector<MxCutKey>* m_overflow;
+  std::vector<Entry> m_entries;
+};
+
+/// Calls body(node, bucket) for the owners of some words.
+template <class Body>
+void forEachOwner(const MxCutScratch& scratch, std::size_t first, std::size_t last,
+                  const Body& body)
+{
+  for (std::size_t w = first; w < last; ++w) {
+    std::size_t bucket = scratch.ranks[w];
+    forEachBit(scratch.owners.words()[w], 64 * w, [&](std::size_t node) { body(node, bucket++); });
+  }
+}
+
+/// Numbers the vertices and notes their nodes.
+void numberVertices(bool parallel, MxCutScratch& scratch, const std::vector<MxCutKey>& overflow,
+                    MxArray<std::uint32_t>& overflowVertices, MeXProvenance& provenance)
+{
+  const std::size_t wordCount = scratch.owners.words().size();
+  std::vector<std::size_t> firsts(blockCount(wordCount, kWordBlock));
+  forEachBlock(parallel, wordCount, kWordBlock,
+               [&](std::size_t block, std::size_t first, std::size_t last) {
+                 const OwnerEdges edges(scratch, overflow);
+                 std::size_t sum = 0;
+                 forEachOwner(scratch, first, last,
+                              [&](std::size_t, std::size_t bucket) { sum += edges.count(bucket); });
+                 firsts[block] = sum;
+               });
+  const std::size_t count = exclusivePrefixSum(std::span(firsts));
+  if (count > kLargestIndex) throw std::length_error("The cut has more than 2147483647 vertices.");
+  provenance.nodes.resizeUninitialized(2 * count);
+  provenance.weights.resizeUninitialized(count);
+  forEachBlock(
+      parallel, wordCount, kWordBlock, [&](std::size_t block, std::size_t first, std::size_t last) {
+        OwnerEdges edges(scratch, overflow);
+        auto next = static_cast<std::uint32_t>(firsts[block]);
+        forEachOwner(scratch, first, last, [&](std::size_t node, std::size_t bucket) {
+          next = edges.number(bucket, next, overflowVertices,
+                              [&](std::uint32_t second, std::uint32_t vertex) {
+                                provenance.nodes[2 * vertex] = static_cast<std::uint32_t>(node);
+                                provenance.nodes[2 * vertex + 1] = second;
+                              });
+        });
+      });
+}
+
+/// Joins the blocks' polygons, corners as vertices.
+template <class VertexOf>
+void writeCutPolygons(bool parallel, const std::vector<MxCutScratch::Block>& blocks,
+                      const VertexOf& vertexOf, MeXSurfaceMeshUnstructured& surface)
+{
+  std::vector<std::size_t> polygonFirsts, cornerFirsts;
+  std::size_t polygonCount = 0, cornerCount = 0;
+  std::uint32_t smallest = 0xffffffffu, largest = 0;
+  for (const MxCutScratch::Block& block : blocks) {
+    polygonFirsts.push_back(polygonCount);
+    cornerFirsts.push_back(cornerCount);
+    polygonCount += block.sizes.size();
+    cornerCount += block.codes.size();
+    smallest = std::min(smallest, block.smallest);
+    largest = std::max(largest, block.largest);
+  }
+  MeXTopologyExplicitI& topology = surface.topology;
+  const bool uniform = polygonCount == 0 || smallest == largest;
+  MxArray<int>& indices = uniform
+                              ? topology.setUniform(polygonCount, polygonCount > 0 ? smallest : 3)
+                              : topology.setMixed(polygonCount, cornerCount + polygonCount);
+  MxArray<std::uint32_t>& begins = topology.begins();
+  if (!uniform) begins[polygonCount] = static_cast<std::uint32_t>(cornerCount + polygonCount);
+  MxArray<std::uint32_t>& cells = surface.provenance.cells;
+  cells.resizeUninitialized(polygonCount);
+  forEachTask(parallel && polygonCount >= kParallelThreshold, blocks.size(), [&](std::size_t b) {
+    const MxCutScratch::Block& block = blocks[b];
+    std::size_t at = polygonFirsts[b] + cornerFirsts[b], corner = 0;
+    for (std::size_t p = 0; p < block.sizes.size(); ++p) {
+      const std::size_t polygon = polygonFirsts[b] + p;
+      cells[polygon] = block.sources[p];
+      if (!uniform) begins[polygon] = static_cast<std::uint32_t>(at);
+      for (std::uint32_t n = 0; n < block.sizes[p]; ++n)
+        indices[at++] = static_cast<int>(vertexOf(block, block.codes[corner++]));
+      indices[at++] = -1;
+    }
+  });
+}
+
+} // namespace
+
+bool isCutShapeUsable(const MxCutShape& shape)
+{
+  const auto isLine = [](const MbVec3d& v) { return isFinite(v) && v != MbVec3d{}; };
+  struct Visitor
+  {
+    decltype(isLine)& line;
+    bool operator()(const MxIsovalue& iso) const { return iso.set && std::isfinite(iso.value); }
+    bool operator()(const MxCutPlane& plane) const
+    {
+      return line(plane.normal) && std::isfinite(plane.distance);
+    }
+    bool operator()(const MxCutSphere& sphere) const
+    {
+      return isFinite(sphere.center) && std::isfinite(sphere.radius) && sphere.radius >= 0;
+    }
+    bool operator()(const MxCutCylinder& cylinder) const
+    {
+      return isFinite(cylinder.center) && line(cylinder.direction) &&
+             std::isfinite(cylinder.radius) && cylinder.radius >= 0;
+    }
+  };
+  return std::visit(Visitor{isLine}, shape);
+}
+
+void MxCutScratch::Block::clear()
+{
+  cells.clear();
+  codes.clear();
+  sizes.clear();
+  sources.clear();
+  overflow.clear();
+  smallest = 0xffffffffu;
+  largest = 0;
+  hasOtherShapes = false;
+}
+
+std::size_t MxCutScratch::getByteCount() const
+{
+  std::size_t sum = bytesOf(classes) + bytesOf(owners.words()) + bytesOf(ranks) + bytesOf(buckets);
+  for (const Block& block : blocks)
+    sum += sizeof(Block) + bytesOf(block.cells) + bytesOf(block.codes) + bytesOf(block.sizes) +
+           bytesOf(block.sources) + bytesOf(block.overflow);
+  return sum;
+}
+
+void makeBuckets(MxCutScratch& scratch, bool parallel)
+{
+  const MxArray<std::uint64_t>& words = scratch.owners.words();
+  scratch.ranks.resizeUninitialized(words.size());
+  std::vector<std::size_t> sums(blockCount(words.size(), kWordBlock));
+  forEachBlock(parallel, words.size(), kWordBlock,
+               [&](std::size_t block, std::size_t first, std::size_t last) {
+                 std::uint32_t sum = 0;
+                 for (std::size_t w = first; w < last; ++w) {
+                   scratch.ranks[w] = sum;
+                   sum += static_cast<std::uint32_t>(countBits(words[w]));
+                 }
+                 sums[block] = sum;
+               });
+  scratch.ownerCount = exclusivePrefixSum(std::span(sums));
+  forEachBlock(parallel, words.size(), kWordBlock,
+               [&](std::size_t block, std::size_t first, std::size_t last) {
+                 for (std::size_t w = first; w < last; ++w)
+                   scratch.ranks[w] += static_cast<std::uint32_t>(sums[block]);
+               });
+  bool hasOtherShapes = false;
+  for (const MxCutScratch::Block& block : scratch.blocks)
+    hasOtherShapes |= block.hasOtherShapes;
+  // The nodes of a lattice own three edges, those of its tetrahedra seven.
+  scratch.bucketRoom = hasOtherShapes ? 8 : 4;
+  if (scratch.ownerCount * scratch.bucketRoom > kLargestIndex)
+    throw std::length_error("The cut needs more than 2147483647 indices.");
+  scratch.buckets.resizeZeroed(scratch.ownerCount * scratch.bucketRoom);
+}
+
+void finishCut(const MxCutJob& job, MxCutScratch& scratch, MxExtractionMonitor& monitor,
+               MeXSurfaceMeshUnstructured& surface)
+{
+  std::vector<MxCutKey> overflow;
+  for (const MxCutScratch::Block& block : scratch.blocks)
+    overflow.insert(overflow.end(), block.overflow.begin(), block.overflow.end());
+  std::sort(overflow.begin(), overflow.end());
+  overflow.erase(std::unique(overflow.begin(), overflow.end()), overflow.end());
+  MxArray<std::uint32_t> overflowVertices(overflow.size());
+
+  MeXProvenance& provenance = surface.provenance;
+  provenance.form = MeXProvenance::NodeForm::Edge;
+  provenance.offsets.clear();
+  provenance.nodeCells.clear();
+  numberVertices(job.parallel, scratch, overflow, overflowVertices, provenance);
+  monitor.step(0);
+  const std::uint32_t* slots = scratch.buckets.data();
+  writeCutPolygons(
+      job.parallel, scratch.blocks,
+      [&](const MxCutScratch::Block& block, std::uint32_t code) {
+        constexpr std::uint32_t kOverflow = MxCutEdges<false>::kOverflow;
+        if (!(code & kOverflow)) return slots[code];
+        const auto found =
+            std::lower_bound(overflow.begin(), overflow.end(), block.overflow[code - kOverflow]);
+        return overflowVertices[static_cast<std::size_t>(found - overflow.begin())];
+      },
+      surface);
+  monitor.step(0);
+  forEachBlock(job.parallel, provenance.weights.size(), 4096,
+               [&](std::size_t, std::size_t first, std::size_t last) {
+                 job.source->weigh(provenance.nodes.data() + 2 * first, last - first,
+                                   provenance.weights.data() + first);
+               });
+}
