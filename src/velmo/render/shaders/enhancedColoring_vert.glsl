@@ -22,7 +22,7 @@ ivec2 texelOf(int number)
   return ivec2(number % width, number / width);
 }
 
-vec3 vertexAt(face, ivec2 face, int place)
+vec3 vertexAt(ivec2 face, int place)
 {
   int entry = clamp(face.x + place, 0, TotalNumIndices - 1);
   int number = int(texelFetch(FSIndices, texelOf(entry), 0).r);
