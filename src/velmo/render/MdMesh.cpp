@@ -3,6 +3,8 @@
 #include <velmo/base/MxTimeStamp.h>
 #include <velmo/colormapping/MoColorMappingElement.h>
 #include <velmo/colormapping/MoCombineColorMappingElement.h>
+#include <velmo/nodes/MoDrawStyleElement.h>
+#include <velmo/render/MxEdgeLengthStat.h>
 #include <velmo/toolkit/TkBBoxSeparator.h>
 
 #include <Inventor/elements/SoCacheElement.h>
@@ -60,10 +62,16 @@ void MdMesh::setParts(SoState* state, const Parts& parts, const ColorSets& color
   m_parts = parts;
   m_colorSets = colorSets;
   m_keep.reset(keep);
+  refill(state);
+  afterSet(state);
+}
+
+void MdMesh::refill(SoState* state)
+{
   if (!haveValuesChanged(state)) {
     // Nothing of this mesh is shown now, but the nodes may still point at arrays that the
     // extraction has replaced, and boxes and picks read them.
-    if (!m_topologyChanged && !m_geometryChanged && !isFilledFrom(parts)) forgetFill();
+    if (!m_topologyChanged && !m_geometryChanged && !isFilledFrom(m_parts)) forgetFill();
     return;
   }
   fillPrimitives(state);
@@ -122,4 +130,18 @@ void MdIndexedMesh::fillPrimitives(SoState* state)
   if (haveIndicesChanged()) graph.fillIndices(*getParts().topology);
   if (hasGeometryChanged()) graph.fillGeometry(*getParts().geometry);
   if (haveColorsChanged()) graph.fillColors(state, getColorSets());
+}
+
+void MdIndexedMesh::afterSet(SoState* state)
+{
+  // Of a hundred bins, the one up to which a fifth of the edges lie: most edges are as long, and a
+  // few slivers do not count.
+  constexpr std::size_t kBins = 100;
+  constexpr double kShare = 0.2;
+  sceneGraph().updateFading(MoDrawStyleElement::getFadingThreshold(state), [this] {
+    const Parts& parts = getParts();
+    if (!parts.mesh) return 0.0;
+    return MxEdgeLengthStat(*parts.topology, *parts.geometry, parts.type != LINE_MESH_UNSTRUCTURED)
+        .lengthAt(kShare, kBins);
+  });
 }

@@ -60,6 +60,8 @@ protected:
   virtual void fillPrimitives(SoState* state) = 0;
   /// What else a fill has to do.
   virtual void afterFill(SoState*) {}
+  /// What every traversal has to do, with or without a fill.
+  virtual void afterSet(SoState*) {}
 
   MxMeshSceneGraph& sceneGraph() const { return *m_sceneGraph; }
   const Parts& getParts() const { return m_parts; }
@@ -69,6 +71,7 @@ protected:
   bool haveColorsChanged() const { return m_valuesChanged; }
 
 private:
+  void refill(SoState* state);
   bool haveValuesChanged(SoState* state);
   bool isFilledFrom(const Parts& parts) const;
   void forgetFill();
@@ -103,4 +106,5 @@ protected:
   using MdMesh::MdMesh;
 
   void fillPrimitives(SoState* state) override;
+  void afterSet(SoState* state) override;
 };

@@ -24,6 +24,8 @@ namespace {
 // Read once, when the library is loaded.
 const bool s_bBoxActivated = !SoPreferences::getBool("VELMO_DEACTIVATE_SOBBOX", FALSE);
 
+constexpr float kUnknownLength = -1.0f;
+
 std::uint32_t packed(const SbColorRGBA& color, float opacity)
 {
   // getPackedValue takes components outside 0 to 1 as they are; a mapping may answer NaN for NaN.
@@ -69,7 +71,7 @@ MxMeshSceneGraph::~MxMeshSceneGraph() = default;
 void MxMeshSceneGraph::addFadingShader()
 {
   m_fadingEdgePixelLength.reset(makeParameter("fadingEdgePixelLength", 5.0f));
-  m_edgeLengthReference.reset(makeParameter("edgeLengthReference", -1.0f));
+  m_edgeLengthReference.reset(makeParameter("edgeLengthReference", kUnknownLength));
 
   auto* vertexShader = new TkVertexShader;
   vertexShader->sourceType = SoShaderObject::FILENAME;
@@ -293,7 +295,21 @@ void MxMeshSceneGraph::resetFading()
 {
   if (!m_fadingEdgePixelLength) return;
   setIfDifferent(m_fadingEdgePixelLength->value, 0.0f);
-  setIfDifferent(m_edgeLengthReference->value, -1.0f);
+  setIfDifferent(m_edgeLengthReference->value, kUnknownLength);
+}
+
+void MxMeshSceneGraph::updateFading(float pixelLength,
+                                    const std::function<double()>& referenceLength)
+{
+  const SoShaderProgram* program = getFadingShaderProgram();
+  if (!program) return;
+  setIfDifferent(m_fadingEdgePixelLength->value, pixelLength);
+  bool on = pixelLength > 0.0f && requireFading();
+  if (on && m_edgeLengthReference->value.getValue() == kUnknownLength)
+    m_edgeLengthReference->value = static_cast<float>(referenceLength());
+  on = on && m_edgeLengthReference->value.getValue() > 0.0f;
+  for (int i = 0; i < program->shaderObject.getNum(); ++i)
+    setIfDifferent(static_cast<SoShaderObject*>(program->shaderObject[i])->isActive, SbBool(on));
 }
 
 void MxMeshSceneGraph::setLinePattern(unsigned short pattern)

@@ -10,6 +10,7 @@
 
 #include <Inventor/nodes/SoShaderParameter.h>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -65,6 +66,11 @@ public:
   /// Null for a graph that was made without fading.
   SoShaderProgram* getFadingShaderProgram() const;
   void resetFading();
+  /// Fades edges and points that get small on the screen, where such are shown.
+  /// @param pixelLength      edges of about this length begin to fade; 0 for none
+  /// @param referenceLength  asked for the length of a typical edge when it is not known; 0 where
+  ///                         there is none
+  void updateFading(float pixelLength, const std::function<double()>& referenceLength);
   void setLinePattern(unsigned short pattern);
   /// Edges and points are drawn by somebody else.
   void setIgnoreExtraStyle(bool ignore) { m_ignoreExtraStyle = ignore; }

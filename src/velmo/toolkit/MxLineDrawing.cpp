@@ -2,6 +2,7 @@
 
 #include <velmo/toolkit/MxLineDrawing.h>
 #include <velmo/toolkit/MxLinePick.h>
+#include <velmo/toolkit/MxProgramBlending.h>
 
 #include <Inventor/actions/SoGLRenderAction.h>
 #include <Inventor/actions/SoRayPickAction.h>
@@ -88,6 +89,7 @@ void MxLineDrawing::draw(SoGLRenderAction* action)
   glClientActiveTexture(GL_TEXTURE0);
   const bool ownVertices = data.colors.binding == MxFaceBinding::PerFace ||
                            (hasProgram && data.tangents.binding == MxFaceBinding::PerFace);
+  const MxProgramBlending blending(state);
   MxLineBuffers& buffers = context.choose(ownVertices, data);
   buffers.bind(data, hasProgram ? MxOutlinePrograms::kTangentAttribute : -1, m_counts);
   if (m_points)

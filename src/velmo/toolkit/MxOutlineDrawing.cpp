@@ -1,6 +1,7 @@
 #define GL_GLEXT_PROTOTYPES 1
 
 #include <velmo/toolkit/MxOutlineDrawing.h>
+#include <velmo/toolkit/MxProgramBlending.h>
 #include <velmo/toolkit/SoIndexedFaceSetOutline.h>
 
 #include <Inventor/actions/SoGLRenderAction.h>
@@ -19,6 +20,7 @@
 #include <Inventor/system/gl.h>
 
 #include <algorithm>
+#include <optional>
 
 MxOutlineDrawing::MxOutlineDrawing(SoIndexedFaceSetOutline& shape)
     : m_shape(shape), m_state(shape), m_cache(m_state.cache())
@@ -183,6 +185,8 @@ void MxOutlineDrawing::draw(SoGLRenderAction* action)
   if (m_pass == Pass::TwoPasses) {
     drawTwoPasses(state, context);
   } else {
+    std::optional<MxProgramBlending> blending;
+    if (lines) blending.emplace(state);
     MxFaceBuffers& buffers = buffersFor(context);
     buffers.bind(m_data, m_pass == Pass::OnePass ? MxOutlinePrograms::kEdgeAttribute : -1,
                  m_counts);

@@ -81,7 +81,9 @@ void main()
   vec4 edge = edgeColor;
 #endif
 #ifdef FADING
-  vec4 halfSquare = vec4(0.5 * fading.y, 0.5 * fading.y, 0.0, 0.0);
+  mat3 turn = mat3(gl_ModelViewMatrix);
+  float viewScale = pow(abs(dot(cross(turn[0], turn[1]), turn[2])), 1.0 / 3.0);
+  vec4 halfSquare = vec4(0.5 * fading.y * viewScale, 0.5 * fading.y * viewScale, 0.0, 0.0);
   vec2 diagonal = pixelOf(view + halfSquare) - pixelOf(view - halfSquare);
   edge.a *= exp2(-2.0 * fading.x * fading.x / max(dot(diagonal, diagonal), 1e-12));
 #endif

@@ -13,18 +13,26 @@ vec2 pixelOf(vec4 viewPosition)
   return viewportSize * (clip.xy / clip.w + 1.0) * 0.5;
 }
 
+// How much larger the view shows the units of the mesh.
+float viewScale()
+{
+  mat3 turn = mat3(gl_ModelViewMatrix);
+  return pow(abs(dot(cross(turn[0], turn[1]), turn[2])), 1.0 / 3.0);
+}
+
 void main()
 {
   vec4 view = gl_ModelViewMatrix * gl_Vertex;
   gl_Position = gl_ProjectionMatrix * view;
   gl_ClipVertex = view;
-  gl_TexCoord[0] = gl_MultiTexCoord0;
+  gl_TexCoord[0] = gl_TextureMatrix[0] * gl_MultiTexCoord0;
 
-  vec4 halfSquare = vec4(0.5 * edgeLengthReference, 0.5 * edgeLengthReference, 0.0, 0.0);
+  float halfSide = 0.5 * edgeLengthReference * viewScale();
+  vec4 halfSquare = vec4(halfSide, halfSide, 0.0, 0.0);
   vec2 diagonal = pixelOf(view + halfSquare) - pixelOf(view - halfSquare);
   float d = dot(diagonal, diagonal) / (fadingEdgePixelLength * fadingEdgePixelLength);
 
-  vec4 color = vec4(gl_Color.rgb, gl_Color.a * exp2(-2.0 / d));
+  vec4 color = vec4(gl_Color.rgb, gl_Color.a * exp2(-2.0 / max(d, 1e-6)));
   gl_FrontColor = color;
   gl_BackColor = color;
 }
