@@ -70,20 +70,20 @@ public:
   }
   void print(const char* name, std::size_t threads, const char* what)
   {
-    std::printf("%-18s %zu threads %-5s %8.2f ms (best %8.2f)  processor %8.2f  map %7.2f", name,
-                threads, what, middle(m_wall), m_wall.front(), middle(m_processor), middle(m_map));
+    for (std::vector<double>* values : {&m_wall, &m_processor, &m_map})
+      std::sort(values->begin(), values->end());
+    const std::size_t middle = m_wall.size() / 2;
+    std::printf("%-18s %zu threads %-5s %8.2f ms (best %8.2f)  processor %8.2f (best %8.2f)  map "
+                "%6.2f",
+                name, threads, what, m_wall[middle], m_wall[0], m_processor[middle], m_processor[0],
+                m_map[middle]);
   }
 
 private:
-  static double middle(std::vector<double>& values)
-  {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-  }
   std::vector<double> m_wall, m_processor, m_map;
 };
 
-/// One of the mesh's kinds over the application's arrays: how to make a new mesh, and its data.
+/// A mesh of a kind over the application's arrays: how to make a new one, and its data.
 template <class Mesh, MxIndexing Cells, MxIndexing Nodes>
 struct Subject
 {
@@ -224,8 +224,8 @@ void timeMesh(const std::string& mesh, const Subject& subject,
 
 bool wantsAny(const Options& options, const std::string& mesh)
 {
-  for (const std::string name : {"iso_" + mesh + "_smooth", "iso_" + mesh + "_busy",
-                                 "plane_" + mesh, "sphere_" + mesh, "cylinder_" + mesh})
+  for (const std::string& name : {"iso_" + mesh + "_smooth", "iso_" + mesh + "_busy",
+                                  "plane_" + mesh, "sphere_" + mesh, "cylinder_" + mesh})
     if (options.wants(name)) return true;
   return false;
 }
@@ -242,7 +242,7 @@ void timeCells(const char* name, const Options& options,
 {
   if (!wantsAny(options, name)) return;
   const bench::CellArrays arrays = make();
-  Subject<MbVolumeMeshUnstructured, MxIndexing::I, MxIndexing::I> subject;
+  Subject<MiVolumeMeshUnstructured, MxIndexing::I, MxIndexing::I> subject;
   subject.nodeCounts = {arrays.nodeCount(), 1, 1};
   subject.makeMesh = [&] {
     return std::make_unique<MbVolumeMeshUnstructured>(
@@ -266,7 +266,7 @@ void timeGrids(const Options& options, const bench::Sizes& sizes)
     const MxIjkNumbering nodes{{n + 1, n + 1, n + 1}};
     timeMesh(
         "image",
-        makeGrid<MbVolumeMeshRegular>(n,
+        makeGrid<MiVolumeMeshRegular>(n,
                                       [&] {
                                         return std::make_unique<MbVolumeMeshRegular>(
                                             MbTopologyIjk({n, n, n}), MbVec3d{},
@@ -286,7 +286,7 @@ void timeGrids(const Options& options, const bench::Sizes& sizes)
                                          bench::latticeAxis(n, 2)};
     timeMesh(
         "rect",
-        makeGrid<MbVolumeMeshRectilinear>(n,
+        makeGrid<MiVolumeMeshRectilinear>(n,
                                           [&] {
                                             return std::make_unique<MbVolumeMeshRectilinear>(
                                                 MbTopologyIjk({n, n, n}), axes[0], axes[1],
@@ -303,7 +303,7 @@ void timeGrids(const Options& options, const bench::Sizes& sizes)
     const std::vector<double> points = bench::latticePoints(n);
     timeMesh(
         "curv",
-        makeGrid<MbVolumeMeshCurvilinear>(
+        makeGrid<MiVolumeMeshCurvilinear>(
             n,
             [&] {
               return std::make_unique<MbVolumeMeshCurvilinear>(MbTopologyIjk({n, n, n}), points);
@@ -318,7 +318,7 @@ void timeFaultedGrids(const Options& options, const bench::Sizes& sizes)
   if (wantsAny(options, "hexijk")) {
     const std::size_t n = sizes.hex;
     const bench::CellArrays arrays = bench::makeHex(n);
-    Subject<MbVolumeMeshHexahedronIjk, MxIndexing::Ijk, MxIndexing::I> subject;
+    Subject<MiVolumeMeshHexahedronIjk, MxIndexing::Ijk, MxIndexing::I> subject;
     subject.nodeCounts = {arrays.nodeCount(), 1, 1};
     subject.makeMesh = [&] {
       return std::make_unique<MbVolumeMeshHexahedronIjk>(
@@ -335,7 +335,7 @@ void timeFaultedGrids(const Options& options, const bench::Sizes& sizes)
       for (std::size_t axis = 0; axis < 3; ++axis)
         corners.push_back(arrays.points[3 * static_cast<std::size_t>(node) + axis]);
     timeMesh("vertex",
-             makeGrid<MbVolumeMeshVertexHexahedronIjk>(
+             makeGrid<MiVolumeMeshVertexHexahedronIjk>(
                  n,
                  [&] {
                    return std::make_unique<MbVolumeMeshVertexHexahedronIjk>(
