@@ -1,0 +1,31 @@
+#pragma once
+
+#include <velmo/extraction/algorithms/MxCut.h>
+#include <velmo/extraction/extractors/MxSurfaceExtractor.h>
+
+/// What the works of all cuts share: the cut, and what it keeps from one to the next.
+template <MeshType K>
+struct MxCutWork : MxSurfaceWork<K>
+{
+  using typename MxSurfaceWork<K>::Mesh, typename MxSurfaceWork<K>::Request;
+
+  static constexpr std::size_t kPhaseCount = 4;
+
+  std::shared_ptr<const MxMeshCheck> cut(const Mesh& mesh, const MxCutShape& shape,
+                                         const Request& request,
+                                         MeXSurfaceMeshUnstructured& surface)
+  {
+    return cutMesh(mesh, request.filter, shape, request.tessellator, request.parallel,
+                   request.monitor, m_memory, surface);
+  }
+  /// Sub-cells stay out of sight: a cell shows the outline of its cut alone.
+  void buildLines(const Mesh&, const MeXSurfaceMeshUnstructured& surface, const Request& request,
+                  MeXLineMeshUnstructured& lines)
+  {
+    request.monitor.beginPhase("Collecting edges", 1);
+    writeEdges(surface, false, request.parallel, lines);
+  }
+
+private:
+  MxCutMemory m_memory;
+};
