@@ -48,7 +48,11 @@
 #include <velmo/representation/MoMeshLineRepresentation.h>
 #include <velmo/representation/MoMeshRepresentation.h>
 #include <velmo/representation/MoMeshSurfaceRepresentation.h>
+#include <velmo/representations/MoMeshCylinderSlice.h>
+#include <velmo/representations/MoMeshIsosurface.h>
+#include <velmo/representations/MoMeshPlaneSlice.h>
 #include <velmo/representations/MoMeshSkin.h>
+#include <velmo/representations/MoMeshSphereSlice.h>
 #include <velmo/toolkit/MxOffscreenCanvas.h>
 #include <velmo/toolkit/MxToolkit.h>
 #include <velmo/toolkit/SoTarvinShaders.h>
@@ -123,6 +127,10 @@ constexpr ClassEntry kClasses[] = {
     ENTRY(MoLinearColorMapping),
     ENTRY(MoCombineColorMapping),
     ENTRY(MoPredefinedColorMapping),
+    ENTRY(MoMeshSphereSlice),
+    ENTRY(MoMeshCylinderSlice),
+    ENTRY(MoMeshPlaneSlice),
+    ENTRY(MoMeshIsosurface),
     ENTRY(MoMeshSkin),
     ENTRY(MoDataBinding),
     ENTRY(MoMaterial),
