@@ -6,7 +6,8 @@
 
 #include <string>
 
-/// One generated mesh and the view of it that both sides get; the program holds one at a time.
+/// One generated mesh with its fields, and the view of it that both sides get; the program holds
+/// one at a time.
 class CaseMesh
 {
 public:
@@ -18,9 +19,13 @@ public:
   const MeshArrays& view() const { return m_view; }
 
 private:
-  void setStructured(std::size_t n);
+  void setStructured(MeshKind kind, std::size_t n);
   void setUnstructured();
+  bench::Point pointOf(std::size_t node) const;
+  void fillFields();
 
   bench::CellArrays m_arrays;
+  std::vector<double> m_axes[3];
+  std::vector<double> m_smooth, m_busy, m_colour;
   MeshArrays m_view;
 };

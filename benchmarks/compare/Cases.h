@@ -15,6 +15,8 @@ struct Case
   double aim;
   JobMaker ours;
   std::vector<PeerFilter> peers;
+  Task task;
+  CheckRule rule;
   /// What must be moved at least once, in bytes.
   double (*floorBytes)(const MeshArrays& mesh, const CheckValues& output);
 };

@@ -11,15 +11,23 @@
 struct CheckValues
 {
   std::size_t faces = 0;
+  std::size_t triangles = 0; ///< that the faces would be split into
   std::size_t vertices = 0;
   double area = 0;
+  /// The area and the integral of the colour, of the triangles between each face's first corner and
+  /// its other edges.
+  double fanArea = 0, fanIntegral = 0;
   double volume = 0;            ///< enclosed; its sign is the orientation, positive outward
   std::uint64_t cellDigest = 0; ///< of the cells that the faces came from, in any order
 
   /// Counts a polygon of `size` corners, three numbers each, that came from `cell`.
-  void addFace(const double* corners, std::size_t size, std::uint64_t cell)
+  /// @param colours  one a corner, null for none
+  void addFace(const double* corners, std::size_t size, std::uint64_t cell,
+               const double* colours = nullptr)
   {
     double vectorArea[3] = {0, 0, 0}, centre[3] = {0, 0, 0};
+    for (std::size_t i = 1; i + 1 < size; ++i)
+      addTriangle(corners, i, colours);
     for (std::size_t i = 0; i < size; ++i) {
       const double* p = corners + 3 * i;
       const double* q = corners + 3 * ((i + 1) % size);
@@ -32,8 +40,8 @@ struct CheckValues
       }
     }
     ++faces;
-    area += std::sqrt(vectorArea[0] * vectorArea[0] + vectorArea[1] * vectorArea[1] +
-                      vectorArea[2] * vectorArea[2]);
+    triangles += size - 2;
+    area += lengthOf(vectorArea);
     for (int a = 0; a < 3; ++a)
       volume += centre[a] * vectorArea[a] / 3;
     // A sum of scrambled numbers: the finaliser of MurmurHash3, with an offset so that cell 0
@@ -43,31 +51,81 @@ struct CheckValues
     h = (h ^ (h >> 33)) * 0xc4ceb9fe1a85ec53u;
     cellDigest += h ^ (h >> 33);
   }
+
+private:
+  static double lengthOf(const double (&v)[3])
+  {
+    return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
+  }
+  /// The triangle between corner 0 and the edge from corner i to the next.
+  void addTriangle(const double* corners, std::size_t i, const double* colours)
+  {
+    const double *p = corners + 3 * i, *q = p + 3;
+    double vectorArea[3];
+    for (int a = 0; a < 3; ++a) {
+      const int b = (a + 1) % 3, c = (a + 2) % 3;
+      vectorArea[a] = 0.5 * ((p[b] - corners[b]) * (q[c] - corners[c]) -
+                             (p[c] - corners[c]) * (q[b] - corners[b]));
+    }
+    const double own = lengthOf(vectorArea);
+    fanArea += own;
+    if (colours) fanIntegral += own * (colours[0] + colours[i] + colours[i + 1]) / 3;
+  }
 };
 
-/// Relative difference allowed in area and volume: our coordinates are single precision.
-inline constexpr double kCheckTolerance = 1e-6;
+/// How far two results must agree.
+struct CheckRule
+{
+  bool faces = true;    ///< the same faces, from the same cells; otherwise triangles are compared
+  bool vertices = true; ///< the same number, where the filter shares every vertex
+  bool volume = true;   ///< the surface is closed: compare what it encloses
+  bool orientation = true; ///< and its sign
+  /// Relative difference of sizes, and that of the number of triangles. Our coordinates are single
+  /// precision, which costs 1e-6.
+  double sizes = 1e-6, triangles = 0;
+  /// The same of the integral of the colour.
+  double integral = 1e-6;
+
+  /// Added to all three: what shrinks with the square of the cell size, for a mesh of one cell.
+  double perCell = 0;
+};
 
 /// Says what two results do not share, empty where they agree.
-/// @param compareVertices  both share every vertex, so that their numbers must be equal
+/// @param shared  both share every vertex
+/// @param cellCount  of the mesh
 inline std::string disagreement(const CheckValues& ours, const CheckValues& peer,
-                                bool compareVertices)
+                                const CheckRule& rule, bool shared, std::size_t cellCount = 1)
 {
+  const double more = rule.perCell * std::pow(static_cast<double>(cellCount), -2.0 / 3);
   std::ostringstream text;
   text.precision(12);
   const auto report = [&](const char* what, auto a, auto b, bool same) {
     if (!same) text << (text.tellp() > 0 ? ", " : "") << what << ' ' << a << " and " << b;
   };
   // Not-a-number is close to nothing.
-  const auto close = [](double a, double b) {
-    return std::abs(a - b) <= kCheckTolerance * std::max(std::abs(a), std::abs(b));
+  const auto close = [](double a, double b, double tolerance) {
+    return std::abs(a - b) <= tolerance * std::max(std::abs(a), std::abs(b));
   };
-  report("faces", ours.faces, peer.faces, ours.faces == peer.faces);
-  if (compareVertices)
+  if (rule.faces) {
+    report("faces", ours.faces, peer.faces, ours.faces == peer.faces);
+    report("area", ours.area, peer.area, close(ours.area, peer.area, rule.sizes + more));
+    report("digest of the faces' cells", ours.cellDigest, peer.cellDigest,
+           ours.cellDigest == peer.cellDigest);
+  } else {
+    report("triangles", ours.triangles, peer.triangles,
+           close(static_cast<double>(ours.triangles), static_cast<double>(peer.triangles),
+                 rule.triangles + more));
+    report("area", ours.fanArea, peer.fanArea,
+           close(ours.fanArea, peer.fanArea, rule.sizes + more));
+    report("integral", ours.fanIntegral, peer.fanIntegral,
+           close(ours.fanIntegral, peer.fanIntegral, rule.integral + more));
+  }
+  if (rule.vertices && shared)
     report("vertices", ours.vertices, peer.vertices, ours.vertices == peer.vertices);
-  report("area", ours.area, peer.area, close(ours.area, peer.area));
-  report("volume", ours.volume, peer.volume, close(ours.volume, peer.volume));
-  report("digest of the faces' cells", ours.cellDigest, peer.cellDigest,
-         ours.cellDigest == peer.cellDigest);
+  if (rule.volume) {
+    const double peerVolume =
+        rule.orientation ? peer.volume : std::copysign(peer.volume, ours.volume);
+    report("volume", ours.volume, peer.volume, close(ours.volume, peerVolume, rule.sizes + more));
+  }
   return text.str();
 }

@@ -61,9 +61,9 @@ public:
     Lane lane;
     lane.threads = threads;
     setPeerThreads(threads);
-    const RunResult ours = measureRun(m_case.ours, m_mesh, threads);
+    const RunResult ours = measureRun(m_case.ours, m_mesh, m_case.task, threads);
     for (const PeerFilter& filter : m_case.peers) {
-      const RunResult peer = measureRun(filter.make, m_mesh, threads);
+      const RunResult peer = measureRun(filter.make, m_mesh, m_case.task, threads);
       if (filter.wholeWork) compare(lane, ours, peer, filter);
       Rival& rival = filter.wholeWork ? lane.whole : lane.part;
       if (!rival.filter || peer.seconds < rival.pilotSeconds) rival = {&filter, peer.seconds, {}};
@@ -76,12 +76,13 @@ public:
   {
     setPeerThreads(lane.threads);
     const auto runOurs = [&] {
-      lane.ours.runs.push_back(measureRun(m_case.ours, m_mesh, lane.threads));
+      lane.ours.runs.push_back(measureRun(m_case.ours, m_mesh, m_case.task, lane.threads));
     };
     if (oursFirst) runOurs();
     for (Rival* rival : {&lane.whole, &lane.part})
       if (rival->filter)
-        rival->series.runs.push_back(measureRun(rival->filter->make, m_mesh, lane.threads));
+        rival->series.runs.push_back(
+            measureRun(rival->filter->make, m_mesh, m_case.task, lane.threads));
     if (!oursFirst) runOurs();
     // Said once is enough.
     if (lane.whole.filter && lane.agree)
@@ -109,8 +110,12 @@ public:
     row.peerPeakMb = rival.series.maximumOf(&RunResult::peakMb);
     row.peerGrowthMb = rival.series.maximumOf(&RunResult::growthMb);
     row.runs = lane.ours.runs.size();
-    for (const RunResult& run : lane.ours.runs)
+    for (const RunResult& run : lane.ours.runs) {
       row.extractions += run.extractions;
+      row.expectedExtractions += run.expectedExtractions;
+    }
+    row.oursBuildSeconds = lane.ours.medianOf(&RunResult::buildSeconds);
+    row.peerBuildSeconds = rival.series.medianOf(&RunResult::buildSeconds);
     if (row.wholeWork) row.agree = lane.agree;
     return row;
   }
@@ -119,7 +124,8 @@ private:
   void compare(Lane& lane, const RunResult& ours, const RunResult& peer,
                const PeerFilter& filter) const
   {
-    const std::string difference = disagreement(ours.check, peer.check, filter.sharesVertices);
+    const std::string difference =
+        disagreement(ours.check, peer.check, m_case.rule, filter.sharesVertices, m_mesh.cellCount);
     if (difference.empty()) return;
     lane.agree = false;
     std::fprintf(stderr, "%s, %d threads: ours and %s do not agree: %s\n", m_case.name,

@@ -45,24 +45,35 @@ double median(std::vector<double> values)
   return values.size() % 2 ? values[half] : 0.5 * (values[half - 1] + values[half]);
 }
 
-RunResult measureRun(JobMaker make, const MeshArrays& mesh, int threads)
+RunResult measureRun(JobMaker make, const MeshArrays& mesh, const Task& task, int threads)
 {
   const tbb::global_control limit(tbb::global_control::max_allowed_parallelism,
                                   static_cast<std::size_t>(threads));
   RunResult result;
-  const std::unique_ptr<Job> job = make(mesh, threads);
+  const std::unique_ptr<Job> job = make(mesh, task, threads);
   malloc_trim(0); // what earlier runs freed would hide what this one needs
   const double before = statusMb("VmRSS:");
   const bool peakIsKnown = resetPeak();
-  const double start = now();
-  job->run();
-  result.seconds = now() - start;
+  const auto timed = [](const auto& work) {
+    const double start = now();
+    work();
+    return now() - start;
+  };
+  result.seconds = timed([&] { job->run(); });
+  if (task.steps > 0) {
+    result.buildSeconds = result.seconds;
+    std::vector<double> steps;
+    for (int step = 1; step <= task.steps; ++step)
+      steps.push_back(timed([&] { job->step(step); }));
+    result.seconds = median(steps);
+  }
   if (peakIsKnown) {
     result.peakMb = statusMb("VmHWM:");
     result.growthMb = result.peakMb - before;
   }
   result.meshCheckSeconds = job->meshCheckSeconds();
   result.extractions = job->extractionCount();
+  result.expectedExtractions = 1 + static_cast<std::size_t>(task.steps);
   result.check = job->check();
   return result;
 }

@@ -4,6 +4,7 @@
 
 #include <velmo/extraction/interfaces/MiExtractorCallback.h>
 #include <velmo/mesh/MbMesh.h>
+#include <velmo/mesh/MeXDataSetI.h>
 #include <velmo/mesh/MeXMesh.h>
 
 #include <chrono>
@@ -19,11 +20,28 @@ inline std::unique_ptr<MbVolumeMeshUnstructured> makeOurUnstructured(const MeshA
       std::span(mesh.points, 3 * mesh.nodeCount));
 }
 
+inline MbIndex3 cellsOf(const MeshArrays& mesh)
+{
+  return {mesh.axisNodes[0] - 1, mesh.axisNodes[1] - 1, mesh.axisNodes[2] - 1};
+}
+
 inline std::unique_ptr<MbVolumeMeshCurvilinear> makeOurCurvilinear(const MeshArrays& mesh)
 {
-  const MbIndex3 cells{mesh.axisNodes[0] - 1, mesh.axisNodes[1] - 1, mesh.axisNodes[2] - 1};
-  return std::make_unique<MbVolumeMeshCurvilinear>(MbTopologyIjk(cells),
+  return std::make_unique<MbVolumeMeshCurvilinear>(MbTopologyIjk(cellsOf(mesh)),
                                                    std::span(mesh.points, 3 * mesh.nodeCount));
+}
+
+inline std::unique_ptr<MbVolumeMeshRectilinear> makeOurRectilinear(const MeshArrays& mesh)
+{
+  const auto axis = [&](int a) { return std::span(mesh.axes[a], mesh.axisNodes[a]); };
+  return std::make_unique<MbVolumeMeshRectilinear>(MbTopologyIjk(cellsOf(mesh)), axis(0), axis(1),
+                                                   axis(2));
+}
+
+inline std::unique_ptr<MbVolumeMeshRegular> makeOurRegular(const MeshArrays& mesh)
+{
+  return std::make_unique<MbVolumeMeshRegular>(MbTopologyIjk(cellsOf(mesh)), MbVec3d{},
+                                               MbVec3d{mesh.spacing, mesh.spacing, mesh.spacing});
 }
 
 /// Counts the extractions that report themselves and times their phases that check the mesh.
@@ -57,4 +75,6 @@ private:
 };
 
 /// The check values of an extracted surface.
-CheckValues checkOurSurface(const MeXSurfaceMeshUnstructured& surface);
+/// @param colour  values on it, null for none
+CheckValues checkOurSurface(const MeXSurfaceMeshUnstructured& surface,
+                            const MeXDataSetI<double>* colour = nullptr);

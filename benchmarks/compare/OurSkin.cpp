@@ -37,27 +37,11 @@ private:
 
 } // namespace
 
-std::unique_ptr<Job> makeOurSkin(const MeshArrays& mesh, int threads)
+std::unique_ptr<Job> makeOurSkin(const MeshArrays& mesh, const Task&, int threads)
 {
   if (mesh.isStructured())
     return std::make_unique<SkinJob<MbVolumeMeshCurvilinear, MiSkinExtractIjk>>(mesh, threads,
                                                                                 makeOurCurvilinear);
   return std::make_unique<SkinJob<MbVolumeMeshUnstructured, MiSkinExtractUnstructured>>(
       mesh, threads, makeOurUnstructured);
-}
-
-CheckValues checkOurSurface(const MeXSurfaceMeshUnstructured& surface)
-{
-  CheckValues values;
-  values.vertices = surface.geometry.getNodeCount();
-  std::vector<double> corners;
-  for (std::size_t cell = 0; cell < surface.topology.getCellCount(); ++cell) {
-    corners.clear();
-    for (const int node : surface.topology.getCell(cell)) {
-      const MbVec3d p = surface.geometry.getNode(static_cast<std::size_t>(node));
-      corners.insert(corners.end(), {p.x, p.y, p.z});
-    }
-    values.addFace(corners.data(), corners.size() / 3, surface.provenance.cells[cell]);
-  }
-  return values;
 }

@@ -3,4 +3,5 @@
 #include "Job.h"
 
 /// Each is one JobMaker of our own library.
-std::unique_ptr<Job> makeOurSkin(const MeshArrays& mesh, int threads);
+std::unique_ptr<Job> makeOurSkin(const MeshArrays& mesh, const Task& task, int threads);
+std::unique_ptr<Job> makeOurCut(const MeshArrays& mesh, const Task& task, int threads);

@@ -22,3 +22,9 @@ std::string peerDescription();
 void setPeerThreads(int threads);
 
 std::vector<PeerFilter> peerSkinFilters(bool structured);
+std::vector<PeerFilter> peerIsosurfaceFilters(MeshKind kind);
+std::vector<PeerFilter> peerPlaneFilters(MeshKind kind);
+/// Of spheres and cylinders.
+std::vector<PeerFilter> peerQuadricFilters(MeshKind kind);
+std::vector<PeerFilter> peerIsosurfaceDragFilters();
+std::vector<PeerFilter> peerPlaneDragFilters(MeshKind kind);

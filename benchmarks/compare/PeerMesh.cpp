@@ -7,9 +7,14 @@
 #include <vtkCellData.h>
 #include <vtkDoubleArray.h>
 #include <vtkIdTypeArray.h>
+#include <vtkImageData.h>
 #include <vtkNew.h>
 #include <vtkObject.h>
+#include <vtkPartitionedDataSet.h>
+#include <vtkPointData.h>
 #include <vtkPoints.h>
+#include <vtkPolyData.h>
+#include <vtkRectilinearGrid.h>
 #include <vtkSMPTools.h>
 #include <vtkStructuredGrid.h>
 #include <vtkUnsignedCharArray.h>
@@ -21,6 +26,8 @@
 static_assert(sizeof(vtkIdType) == sizeof(std::int64_t), "the peer's numbers must have 64 bits");
 
 namespace {
+
+constexpr const char* kColour = "colour";
 
 /// Lends `count` numbers to an array of the peer, which neither changes nor frees them.
 template <class Array, class T>
@@ -35,16 +42,34 @@ vtkSmartPointer<Array> lend(const T* values, std::size_t count, int components =
   return array;
 }
 
-} // namespace
-
-vtkSmartPointer<vtkDataSet> makePeerMesh(const MeshArrays& mesh)
+template <class Grid>
+void setDimensions(Grid& grid, const MeshArrays& mesh)
 {
+  grid.SetDimensions(static_cast<int>(mesh.axisNodes[0]), static_cast<int>(mesh.axisNodes[1]),
+                     static_cast<int>(mesh.axisNodes[2]));
+}
+
+vtkSmartPointer<vtkDataSet> makeGeometry(const MeshArrays& mesh)
+{
+  if (mesh.kind == MeshKind::Regular) {
+    auto grid = vtkSmartPointer<vtkImageData>::New();
+    setDimensions(*grid, mesh);
+    grid->SetSpacing(mesh.spacing, mesh.spacing, mesh.spacing);
+    return grid;
+  }
+  if (mesh.kind == MeshKind::Rectilinear) {
+    auto grid = vtkSmartPointer<vtkRectilinearGrid>::New();
+    setDimensions(*grid, mesh);
+    grid->SetXCoordinates(lend<vtkDoubleArray>(mesh.axes[0], mesh.axisNodes[0]));
+    grid->SetYCoordinates(lend<vtkDoubleArray>(mesh.axes[1], mesh.axisNodes[1]));
+    grid->SetZCoordinates(lend<vtkDoubleArray>(mesh.axes[2], mesh.axisNodes[2]));
+    return grid;
+  }
   vtkNew<vtkPoints> points;
   points->SetData(lend<vtkDoubleArray>(mesh.points, 3 * mesh.nodeCount, 3));
-  if (mesh.isStructured()) {
+  if (mesh.kind == MeshKind::Curvilinear) {
     auto grid = vtkSmartPointer<vtkStructuredGrid>::New();
-    grid->SetDimensions(static_cast<int>(mesh.axisNodes[0]), static_cast<int>(mesh.axisNodes[1]),
-                        static_cast<int>(mesh.axisNodes[2]));
+    setDimensions(*grid, mesh);
     grid->SetPoints(points);
     return grid;
   }
@@ -57,24 +82,58 @@ vtkSmartPointer<vtkDataSet> makePeerMesh(const MeshArrays& mesh)
   return grid;
 }
 
-CheckValues checkPeerSurface(vtkPolyData& surface)
+void addSurface(vtkPolyData& surface, CheckValues& values)
 {
-  CheckValues values;
-  values.vertices = static_cast<std::size_t>(surface.GetNumberOfPoints());
+  values.vertices += static_cast<std::size_t>(surface.GetNumberOfPoints());
   auto* cells = vtkIdTypeArray::SafeDownCast(surface.GetCellData()->GetArray("vtkOriginalCellIds"));
-  std::vector<double> corners;
+  auto* colour = surface.GetPointData()->GetArray(kColour);
+  std::vector<double> corners, colours;
   auto walk = vtk::TakeSmartPointer(surface.GetPolys()->NewIterator());
   for (walk->GoToFirstCell(); !walk->IsDoneWithTraversal(); walk->GoToNextCell()) {
     vtkIdType size = 0;
     const vtkIdType* ids = nullptr;
     walk->GetCurrentCell(size, ids);
     corners.resize(3 * static_cast<std::size_t>(size));
-    for (vtkIdType i = 0; i < size; ++i)
+    colours.resize(static_cast<std::size_t>(size));
+    for (vtkIdType i = 0; i < size; ++i) {
       surface.GetPoint(ids[i], &corners[3 * static_cast<std::size_t>(i)]);
+      if (colour) colours[static_cast<std::size_t>(i)] = colour->GetTuple1(ids[i]);
+    }
     const vtkIdType face = walk->GetCurrentCellId();
     values.addFace(corners.data(), static_cast<std::size_t>(size),
-                   cells ? static_cast<std::uint64_t>(cells->GetValue(face)) : 0);
+                   cells ? static_cast<std::uint64_t>(cells->GetValue(face)) : 0,
+                   colour ? colours.data() : nullptr);
   }
+}
+
+} // namespace
+
+vtkSmartPointer<vtkDataSet> makePeerMesh(const MeshArrays& mesh, const Task& task)
+{
+  vtkSmartPointer<vtkDataSet> grid = makeGeometry(mesh);
+  const auto addField = [&](const char* name, const double* values) {
+    auto array = lend<vtkDoubleArray>(values, mesh.nodeCount);
+    array->SetName(name);
+    grid->GetPointData()->AddArray(array);
+  };
+  if (task.cut == Cut::Isosurface) {
+    addField("field", task.busy ? mesh.busy : mesh.smooth);
+    grid->GetPointData()->SetActiveScalars("field");
+  }
+  if (task.colour) addField(kColour, mesh.colour);
+  // One of the filters does nothing without scalars, though it needs none.
+  if (task.cut == Cut::Plane) grid->GetPointData()->SetActiveScalars(kColour);
+  return grid;
+}
+
+CheckValues checkPeerSurface(vtkDataObject* output)
+{
+  CheckValues values;
+  if (auto* surface = vtkPolyData::SafeDownCast(output)) addSurface(*surface, values);
+  if (auto* parts = vtkPartitionedDataSet::SafeDownCast(output))
+    for (unsigned int p = 0; p < parts->GetNumberOfPartitions(); ++p)
+      if (auto* surface = vtkPolyData::SafeDownCast(parts->GetPartition(p)))
+        addSurface(*surface, values);
   return values;
 }
 

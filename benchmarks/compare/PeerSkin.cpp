@@ -16,16 +16,12 @@ public:
 
   void run() override
   {
-    m_filter->SetInputData(makePeerMesh(m_mesh));
+    m_filter->SetInputData(makePeerMesh(m_mesh, {}));
     m_filter->SetPassThroughCellIds(true);
     m_setup(*m_filter);
     m_filter->Update();
   }
-  CheckValues check() const override
-  {
-    auto* surface = vtkPolyData::SafeDownCast(m_filter->GetOutputDataObject(0));
-    return surface ? checkPeerSurface(*surface) : CheckValues{};
-  }
+  CheckValues check() const override { return checkPeerSurface(m_filter->GetOutputDataObject(0)); }
 
 private:
   MeshArrays m_mesh;
@@ -33,13 +29,13 @@ private:
   vtkNew<Filter> m_filter;
 };
 
-std::unique_ptr<Job> surfaceFilter(const MeshArrays& mesh, int)
+std::unique_ptr<Job> surfaceFilter(const MeshArrays& mesh, const Task&, int)
 {
   return std::make_unique<SkinJob<vtkDataSetSurfaceFilter>>(
       mesh, [](vtkDataSetSurfaceFilter& filter) { filter.SetDelegation(false); });
 }
 
-std::unique_ptr<Job> mergingFilter(const MeshArrays& mesh, int)
+std::unique_ptr<Job> mergingFilter(const MeshArrays& mesh, const Task&, int)
 {
   return std::make_unique<SkinJob<vtkGeometryFilter>>(mesh, [](vtkGeometryFilter& filter) {
     filter.SetMerging(true);
@@ -47,7 +43,7 @@ std::unique_ptr<Job> mergingFilter(const MeshArrays& mesh, int)
   });
 }
 
-std::unique_ptr<Job> fastFilter(const MeshArrays& mesh, int)
+std::unique_ptr<Job> fastFilter(const MeshArrays& mesh, const Task&, int)
 {
   return std::make_unique<SkinJob<vtkGeometryFilter>>(mesh, [](vtkGeometryFilter& filter) {
     filter.SetMerging(false);

@@ -28,23 +28,25 @@ const char* agreement(const ReportRow& row)
 
 void printTableHead()
 {
-  std::printf("%-13s %3s %9s %9s %9s %7s %5s %8s %8s %8s %8s %5s %6s  %s\n", "case", "thr",
+  std::printf("%-22s %3s %9s %9s %9s %7s %5s %8s %8s %8s %8s %9s %9s %5s %6s  %s\n", "case", "thr",
               "ours ms", "check ms", "peer ms", "ratio", "aim", "floor ms", "x floor", "ours +MB",
-              "peer +MB", "agree", "runs", "peer filter");
+              "peer +MB", "build ms", "peer's", "agree", "runs", "peer filter");
 }
 
 void printTableRow(const ReportRow& row)
 {
-  const std::string runs = std::to_string(row.extractions) + "/" + std::to_string(row.runs);
-  std::printf("%-13s %3d %9s %9s %9s %7s %5s %8s %8s %8s %8s %5s %6s  %s%s\n", row.caseName.c_str(),
-              row.threads, milliseconds(row.oursSeconds).c_str(),
+  const std::string runs =
+      std::to_string(row.extractions) + "/" + std::to_string(row.expectedExtractions);
+  std::printf("%-22s %3d %9s %9s %9s %7s %5s %8s %8s %8s %8s %9s %9s %5s %6s  %s%s\n",
+              row.caseName.c_str(), row.threads, milliseconds(row.oursSeconds).c_str(),
               milliseconds(row.meshCheckSeconds).c_str(), milliseconds(row.peerSeconds).c_str(),
               shortNumber(row.ratio()).c_str(), row.wholeWork ? shortNumber(row.aim).c_str() : "-",
               milliseconds(row.floorSeconds).c_str(),
               row.floorSeconds > 0 ? shortNumber(row.oursSeconds / row.floorSeconds).c_str() : "-",
               shortNumber(row.oursGrowthMb).c_str(), shortNumber(row.peerGrowthMb).c_str(),
-              agreement(row), runs.c_str(), row.peerFilter.c_str(),
-              row.wholeWork ? "" : " (part of the work)");
+              milliseconds(row.oursBuildSeconds).c_str(),
+              milliseconds(row.peerBuildSeconds).c_str(), agreement(row), runs.c_str(),
+              row.peerFilter.c_str(), row.wholeWork ? "" : " (part of the work)");
   std::fflush(stdout);
 }
 
@@ -54,7 +56,7 @@ void printThreadGains(const std::vector<ReportRow>& rows)
     for (const ReportRow& two : rows)
       if (one.wholeWork && two.wholeWork && one.caseName == two.caseName && one.threads == 1 &&
           two.threads == 2 && one.oursSeconds > 0)
-        std::printf("%-13s two threads take %.2f of the time of one (peer %.2f)\n",
+        std::printf("%-22s two threads take %.2f of the time of one (peer %.2f)\n",
                     one.caseName.c_str(), two.oursSeconds / one.oursSeconds,
                     two.peerSeconds / one.peerSeconds);
 }
@@ -90,13 +92,20 @@ bool writeJson(const std::string& path, const std::vector<ReportRow>& rows)
     field("ours_min_s", row.oursMinSeconds);
     field("peer_min_s", row.peerMinSeconds);
     field("mesh_check_s", row.meshCheckSeconds);
+    if (row.oursBuildSeconds > 0) {
+      field("ours_build_s", row.oursBuildSeconds);
+      field("peer_build_s", row.peerBuildSeconds);
+    }
     size("ours_growth_mb", row.oursPeakMb, row.oursGrowthMb);
     size("peer_growth_mb", row.peerPeakMb, row.peerGrowthMb);
     field("faces", row.check.faces);
+    field("triangles", row.check.triangles);
     field("vertices", row.check.vertices);
     field("area", row.check.area);
     field("volume", row.check.volume);
+    field("integral", row.check.fanIntegral);
     field("extractions", row.extractions);
+    field("expected_extractions", row.expectedExtractions);
     field("runs", row.runs);
     out << "}";
     separator = ",\n";

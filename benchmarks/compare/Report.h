@@ -16,13 +16,14 @@ struct ReportRow
   std::size_t items = 0;
   double oursSeconds = 0, oursMinSeconds = 0, meshCheckSeconds = 0;
   double peerSeconds = 0, peerMinSeconds = 0;
+  double oursBuildSeconds = 0, peerBuildSeconds = 0; ///< dragging: the first extraction
   std::string peerFilter;
   bool wholeWork = true;
   double aim = 0; ///< for whole work
   double floorSeconds = 0;
   double oursPeakMb = 0, oursGrowthMb = 0, peerPeakMb = 0, peerGrowthMb = 0;
   CheckValues check; ///< of ours
-  std::size_t extractions = 0, runs = 0;
+  std::size_t extractions = 0, expectedExtractions = 0, runs = 0;
   /// Nothing for a part of the work, whose result is not the whole one.
   std::optional<bool> agree;
 

@@ -58,22 +58,23 @@ TEST(CheckValues, DigestKnowsTheCellsButNotTheOrderOfTheFaces)
 TEST(CheckValues, DisagreementNamesWhatDiffersAndNothingElse)
 {
   const CheckValues box = boxValues();
-  EXPECT_EQ(disagreement(box, box, true), "");
+  EXPECT_EQ(disagreement(box, box, {}, true), "");
 
   CheckValues rounded = box;
   rounded.area *= 1 + 0.9e-6;
-  EXPECT_EQ(disagreement(rounded, box, true), "");
+  EXPECT_EQ(disagreement(rounded, box, {}, true), "");
   rounded.area = box.area * (1 + 1.1e-6);
-  EXPECT_THAT(disagreement(rounded, box, true), AllOf(HasSubstr("area"), Not(HasSubstr("volume"))));
+  EXPECT_THAT(disagreement(rounded, box, {}, true),
+              AllOf(HasSubstr("area"), Not(HasSubstr("volume"))));
 
   CheckValues moreVertices = box;
   moreVertices.vertices = 24;
-  EXPECT_EQ(disagreement(box, moreVertices, false), "");
-  EXPECT_EQ(disagreement(box, moreVertices, true), "vertices 8 and 24");
+  EXPECT_EQ(disagreement(box, moreVertices, {}, false), "");
+  EXPECT_EQ(disagreement(box, moreVertices, {}, true), "vertices 8 and 24");
 
-  EXPECT_THAT(disagreement(boxValues(true), box, true), HasSubstr("volume"));
-  EXPECT_THAT(disagreement(boxValues(false, 1), box, true), HasSubstr("digest"));
+  EXPECT_THAT(disagreement(boxValues(true), box, {}, true), HasSubstr("volume"));
+  EXPECT_THAT(disagreement(boxValues(false, 1), box, {}, true), HasSubstr("digest"));
   CheckValues undefined = box;
   undefined.area = std::numeric_limits<double>::quiet_NaN();
-  EXPECT_THAT(disagreement(undefined, box, true), HasSubstr("area"));
+  EXPECT_THAT(disagreement(undefined, box, {}, true), HasSubstr("area"));
 }
