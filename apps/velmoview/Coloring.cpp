@@ -75,20 +75,21 @@ ValueRange liveRange(const Model& model, const ModelArray& array)
 void setRange(const Model& model, const ModelArray& array, const Options& options,
               Coloring& coloring)
 {
+  const auto set = [&coloring](double min, double max) {
+    coloring.min = coloring.bandMin = min;
+    coloring.max = coloring.bandMax = max;
+  };
   if (options.range) {
-    coloring.min = (*options.range)[0];
-    coloring.max = (*options.range)[1];
+    set((*options.range)[0], (*options.range)[1]);
     return;
   }
   const ValueRange range = liveRange(model, array);
   if (range.isEmpty()) return;
-  coloring.min = range.min;
-  coloring.max = range.max;
+  set(range.min, range.max);
   // One value everywhere gets the colour in the middle.
   if (static_cast<float>(range.min) == static_cast<float>(range.max)) {
     const double half = std::max(0.5, std::abs(range.min) * 1e-3);
-    coloring.min = range.min - half;
-    coloring.max = range.max + half;
+    set(range.min - half, range.max + half);
   } else if (coloring.colormap == kMaps[0].value) {
     const double unused = (range.max / 2 - range.min / 2) * (2 * kUnusedEnd / (1 - 2 * kUnusedEnd));
     coloring.min -= unused;
@@ -144,8 +145,14 @@ Coloring chooseColoring(const Model& model, const Options& options)
   coloring.binding = array->binding;
   coloring.set = &scalarsOf(model, *array);
   setRange(model, *array, options, coloring);
-  coloring.min = std::clamp<double>(coloring.min, -FLT_MAX, FLT_MAX);
-  coloring.max = std::clamp<double>(coloring.max, -FLT_MAX, FLT_MAX);
+  for (double* value : {&coloring.min, &coloring.max, &coloring.bandMin, &coloring.bandMax})
+    *value = std::clamp<double>(*value, -FLT_MAX, FLT_MAX);
+  const char* inFaces = options.enhanced     ? "--enhanced"
+                        : options.contouring ? "--contouring"
+                                             : nullptr;
+  if (inFaces && coloring.binding == MiDataBinding::PerCell)
+    throw UsageError(std::string(inFaces) + " draws values per node inside faces; '" + array->name +
+                     "' has one value a cell");
   return coloring;
 }
 

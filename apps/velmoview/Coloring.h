@@ -11,7 +11,8 @@ struct Coloring
   const MiTypedDataSet<double>* set = nullptr; ///< the model's
   MiDataBinding binding = MiDataBinding::PerCell;
   double min = 0, max = 1;
-  int colormap = 0; ///< a value of the predefined colour maps' enumeration
+  double bandMin = 0, bandMax = 1; ///< what bands of colour divide
+  int colormap = 0;                ///< a value of the predefined colour maps' enumeration
 };
 
 /// The names of the colour maps, one a line.
@@ -23,7 +24,7 @@ int findColormap(const std::string& name);
 
 /// The array that --color-by names, or else the first number per node, number per cell, or vector
 /// (by its length). The range is the one asked for, or that of the live cells' finite values; for
-/// the default map a little wider.
+/// the default map a little wider, which bands of colour are not.
 /// @throw UsageError when the array does not exist or has no colour
 Coloring chooseColoring(const Model& model, const Options& options);
 

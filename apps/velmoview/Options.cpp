@@ -94,6 +94,13 @@ void readOpacity(const OptionRow& row, const std::string& value, Options& option
     refuseValue(row.name, row.takes, value + " is not between 0 and 1");
 }
 
+void readFading(const OptionRow& row, const std::string& value, Options& options)
+{
+  options.fading = readNumbers(row.name, row.takes, value, 1, 1)[0];
+  if (options.fading <= 0 || options.fading > 10000)
+    refuseValue(row.name, row.takes, value + " is not between 0 and 10000");
+}
+
 void readSize(const OptionRow& row, const std::string& value, Options& options)
 {
   const auto size = readCounts(row.name, row.takes, value, 'x', 2, 2, 1, 8192);
@@ -143,6 +150,14 @@ constexpr OptionRow kRows[] = {
     {"--edges", kNoValue, "draw the edges of the cells", readSwitch<&Options::edges, true>},
     {"--points", kNoValue, "draw the nodes", readSwitch<&Options::points, true>},
     {"--no-faces", kNoValue, "do not draw the faces", readSwitch<&Options::faces, false>},
+    {"--levels", "a whole number from 1 to 256", "cut the colours into so many bands",
+     readCount<&Options::levels, 1, 256>},
+    {"--contouring", kNoValue, "with --levels: bands with sharp borders inside faces",
+     readSwitch<&Options::contouring, true>},
+    {"--enhanced", kNoValue, "interpolate values, not colours, inside faces of four and more sides",
+     readSwitch<&Options::enhanced, true>},
+    {"--fading", "a number of PIXELS above 0",
+     "with --edges or --points: fade where edges get shorter than this", readFading},
     {"--opacity", "a number from 0 to 1", "how opaque faces are", readOpacity},
     {"--background", "#RRGGBB, R,G,B from 0 to 1, or a name such as white or dark",
      "colour behind the mesh", readBackground},
@@ -205,6 +220,22 @@ const OwnOption* findOwn(const LastAsked& last, const std::string& name)
   return nullptr;
 }
 
+void checkColors(const Options& options)
+{
+  if (options.contouring && options.enhanced)
+    throw UsageError("--contouring and --enhanced are two ways to colour inside faces; give one");
+  if (options.contouring && options.levels == 0)
+    throw UsageError("--contouring takes effect only with --levels N");
+  if (options.enhanced && !options.faces)
+    throw UsageError("--enhanced colours inside faces, and --no-faces draws none");
+  const char* needsColors = options.levels > 0 ? "--levels"
+                            : options.enhanced ? "--enhanced"
+                                               : nullptr;
+  const bool none = options.colorBy.name == "none" && !options.colorBy.binding;
+  if (needsColors && none)
+    throw UsageError(std::string(needsColors) + " takes colours, and --color-by none draws in one");
+}
+
 /// Combinations that mean nothing are refused rather than ignored.
 void checkTogether(const Options& options)
 {
@@ -222,6 +253,9 @@ void checkTogether(const Options& options)
                      " asks for more");
   if (!options.faces && !options.edges && !options.points)
     throw UsageError("--no-faces leaves nothing to draw; add --edges or --points");
+  if (options.fading > 0 && !options.edges && !options.points)
+    throw UsageError("--fading takes effect only with --edges or --points");
+  checkColors(options);
 }
 
 std::string helpOf(const char* name, const char* takes, const std::string& help)

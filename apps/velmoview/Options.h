@@ -72,6 +72,10 @@ struct Options
   bool points = false;
   bool faces = true;
   double opacity = 1;
+  int levels = 0;          ///< bands of colour; 0: colours run smoothly
+  bool contouring = false; ///< bands with sharp borders inside faces
+  bool enhanced = false;   ///< colours of values that are interpolated inside faces
+  double fading = 0;       ///< edges shorter than this many pixels fade; 0: none
 
   std::array<int, 2> size{1200, 900};
   std::array<double, 3> view{0, 0, 0}; ///< towards which the camera looks; zeros: the default

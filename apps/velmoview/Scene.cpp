@@ -1,8 +1,8 @@
 #include <velmoview/Scene.h>
 
+#include <velmoview/ColorMap.h>
 #include <velmoview/representations/Representation.h>
 
-#include <velmo/colormapping/MoPredefinedColorMapping.h>
 #include <velmo/extraction/interfaces/MiExtractorCallback.h>
 #include <velmo/extraction/interfaces/MxMeshKind.h>
 #include <velmo/mesh/MbCellFilter.h>
@@ -177,11 +177,7 @@ void Scene::addAppearance(SoGroup& root)
     auto* set = new MoScalarSet;
     set->setScalarSet(m_coloring.set);
     root.addChild(set);
-    auto* map = new MoPredefinedColorMapping;
-    map->minValue = static_cast<float>(m_coloring.min);
-    map->maxValue = static_cast<float>(m_coloring.max);
-    map->predefColorMap = m_coloring.colormap;
-    root.addChild(map);
+    root.addChild(makeColorMap(m_coloring, m_options));
   }
 
   // Edges and points are dark over faces, and take the colours when there are no faces.
@@ -194,12 +190,14 @@ void Scene::addAppearance(SoGroup& root)
   material->lineColor = kLine;
   material->pointColor = kPoint;
   material->transparency = static_cast<float>(1 - m_options.opacity);
+  material->enhancedColoring = m_options.enhanced;
   root.addChild(material);
 
   auto* style = new MoDrawStyle;
   style->displayFaces = m_options.faces;
   style->displayEdges = m_options.edges;
   style->displayPoints = m_options.points;
+  style->fadingThreshold = static_cast<float>(m_options.fading);
   root.addChild(style);
 }
 

@@ -93,6 +93,17 @@ TEST(Options, RefusesWithTheOptionAndWhatItTakes)
       {{"m.vtk", "--demo", "beam"}, "--demo", "m.vtk"},
       {{"m.vtk", "--vertex"}, "--vertex", "--ijk"},
       {{"m.vtk", "--demo-size", "9"}, "--demo-size", "--demo"},
+      {{"m.vtk", "--levels", "0"}, "--levels", "1 to 256"},
+      {{"m.vtk", "--levels", "ten"}, "--levels", "'ten'"},
+      {{"m.vtk", "--contouring"}, "--contouring", "--levels"},
+      {{"m.vtk", "--contouring", "--enhanced", "--levels", "5"}, "--contouring", "--enhanced"},
+      {{"m.vtk", "--levels", "5", "--color-by", "none"}, "--levels", "--color-by"},
+      {{"m.vtk", "--enhanced", "--color-by", "none"}, "--enhanced", "--color-by"},
+      {{"m.vtk", "--enhanced", "--no-faces", "--edges"}, "--enhanced", "--no-faces"},
+      {{"m.vtk", "--fading", "5"}, "--fading", "--edges or --points"},
+      {{"m.vtk", "--edges", "--fading", "0"}, "--fading", "above 0"},
+      {{"m.vtk", "--edges", "--fading", "-3"}, "--fading", "above 0"},
+      {{"m.vtk", "--edges", "--fading", "far"}, "--fading", "'far'"},
       {{"m.vtk", "--no-faces"}, "--no-faces", "--edges or --points"},
   };
   for (const Case& one : cases) {
@@ -109,6 +120,7 @@ TEST(Options, HelpNamesEveryOptionOfTheCommandLine)
        {"--demo",       "--ijk",     "--vertex",     "--active", "--skin",     "--color-by",
         "--colormap",   "--range",   "--edges",      "--points", "--no-faces", "--cells",
         "--cell-range", "--opacity", "--background", "--size",   "--view",     "--output",
-        "--report",     "--threads", "--serial",     "--strict"})
+        "--report",     "--threads", "--serial",     "--strict", "--levels",   "--contouring",
+        "--enhanced",   "--fading"})
     EXPECT_THAT(help, HasSubstr(std::string("  ") + option + " ")) << option;
 }

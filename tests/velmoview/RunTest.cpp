@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 #include <MxPng.h>
+#include <set>
 
 using nlohmann::json;
 using testing::HasSubstr;
@@ -223,6 +224,10 @@ TEST(Run, BadUsageIsExitCodeTwoAndNamesTheOption)
       {{mesh.path(), "--report", "-", "--cell-range", "0,0,0,1,0,0"}, "--cell-range takes MIN,MAX"},
       {{mesh.path(), "--report", "-", "--cell-range", "2,9"}, "it has 2"},
       {{mesh.path(), "--report", "-", "--ijk", "2,1,1", "--cell-range", "0,1"}, "I,J,K,I,J,K"},
+      {{mesh.path(), "--report", "-", "--color-by", "id", "--enhanced"},
+       "'id' has one value a cell"},
+      {{mesh.path(), "--report", "-", "--color-by", "id", "--contouring", "--levels", "3"},
+       "--contouring draws values per node"},
       {{mesh.path(), "--report", "-", "--ijk", "2,1,1", "--cell-range", "0,1,0,1,1,0"}, "no 1"},
   };
   for (const auto& [arguments, expected] : cases) {
@@ -285,6 +290,55 @@ TEST(Run, ColoursChangeThePicture)
   EXPECT_EQ(pictures[0], draw({"--color-by", "x@node", "--colormap", "rainbow-turbo"}));
   EXPECT_EQ(pictures[0], draw({"--range", "-0.16279070,2.16279070"}));
   EXPECT_EQ(pictures[3], draw({"--colormap", "glow", "--range", "0,2"}));
+}
+
+TEST(Run, DrawsBandsInThreeWaysAndFadesEdges)
+{
+  const TemporaryFile mesh("bands.vtk", twoCubes());
+  const TemporaryFile picture("bands.png");
+  const auto draw = [&](std::vector<std::string> how) {
+    how.insert(how.begin(), {mesh.path(), "--strict", "--output", picture.path(), "--size",
+                             "200x150", "--view", "0,0,-1"});
+    const Outcome outcome = runProgram(how);
+    EXPECT_EQ(outcome.code, 0) << outcome.err;
+    MxImage image;
+    std::string error;
+    EXPECT_TRUE(mxReadPng(picture.path(), image, error)) << error;
+    return image;
+  };
+  // The colours along a row of the flat face in front: x from 0 to 2 in three bands.
+  const auto colors = [&](std::vector<std::string> how) {
+    how.insert(how.end(), {"--levels", "3"});
+    const MxImage image = draw(how);
+    std::set<std::uint32_t> all;
+    for (int x = 40; x < 160; ++x) {
+      const std::uint8_t* p = image.pixel(x, 75);
+      all.insert(p[0] << 16 | p[1] << 8 | p[2]);
+    }
+    return all.size();
+  };
+  EXPECT_GT(colors({}), 20u) << "run into each other";
+  EXPECT_LE(colors({"--contouring"}), 3u + 2) << "a mixed pixel at each border, at most";
+  EXPECT_LE(colors({"--enhanced"}), 3u + 2);
+  EXPECT_GT(colors({"--enhanced", "--opacity", "0.5"}), 3u) << "the back shows through";
+
+  // Linear values in linear colours look the same in both ways, but for the surrounding light.
+  const MxImage plain = draw({"--colormap", "intensity"});
+  const MxImage enhanced = draw({"--colormap", "intensity", "--enhanced"});
+  for (int x = 40; x < 160; x += 10)
+    for (int c = 0; c < 3; ++c)
+      EXPECT_NEAR(plain.pixel(x, 75)[c], enhanced.pixel(x, 75)[c], 20) << x;
+
+  const auto dark = [](const MxImage& image) {
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < image.rgba.size(); i += 4)
+      count += image.rgba[i] + image.rgba[i + 1] + image.rgba[i + 2] < 200;
+    return count;
+  };
+  const std::size_t all = dark(draw({"--edges", "--color-by", "none"}));
+  EXPECT_GT(all, 100u);
+  EXPECT_EQ(dark(draw({"--edges", "--fading", "300", "--color-by", "none"})), 0u);
+  EXPECT_GT(dark(draw({"--edges", "--fading", "5", "--color-by", "none"})), all / 2);
 }
 
 TEST(Run, AMeshFarFromZeroLooksTheSame)
