@@ -3,11 +3,12 @@
 namespace velmoview {
 
 extern const RepresentationRow kSkinRow;
+extern const RepresentationRow kIsosurfaceRow, kPlaneRow, kSphereRow, kCylinderRow;
 
 namespace {
 
 constexpr const RepresentationRow* kTable[] = {
-    &kSkinRow,
+    &kSkinRow, &kIsosurfaceRow, &kPlaneRow, &kSphereRow, &kCylinderRow,
 };
 
 } // namespace
