@@ -13,6 +13,8 @@ constexpr Demo kDemos[] = {
     {"reservoir-vertex", "the same reservoir, given by its pillars: hexahedra of eight corners", 60,
      makeReservoirVertex},
     {"orbital", "an electron in hydrogen, cut open: a regular grid", 96, makeOrbital},
+    {"orbital-whole", "the same electron with all cells alive, for isosurfaces and slices", 96,
+     makeWholeOrbital},
     {"cloud", "a thunderstorm over the ground, cut open: a rectilinear grid", 96, makeCloud},
     {"turbine", "the draft tube of a turbine with a vortex rope: a curvilinear grid", 96,
      makeTurbine},

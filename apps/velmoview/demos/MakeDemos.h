@@ -15,6 +15,7 @@ DemoMesh makeGrains(int size);
 DemoMesh makeReservoir(int size);
 DemoMesh makeReservoirVertex(int size);
 DemoMesh makeOrbital(int size);
+DemoMesh makeWholeOrbital(int size);
 DemoMesh makeCloud(int size);
 DemoMesh makeTurbine(int size);
 

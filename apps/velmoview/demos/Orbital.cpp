@@ -18,7 +18,9 @@ double waveFunction(double x, double y, double z)
 
 } // namespace
 
-DemoMesh makeOrbital(int size)
+namespace {
+
+DemoMesh makeOrbital(int size, bool isCut)
 {
   const auto n = static_cast<std::size_t>(size), nodes = n + 1;
   const double step = 2 * kReach / static_cast<double>(n);
@@ -42,8 +44,9 @@ DemoMesh makeOrbital(int size)
   }
   // Where the electron is hardly ever found, cells are dead; so are those in the quarter that
   // faces the default view, which shows the inside.
-  std::vector<std::uint8_t> active(n * n * n);
-  for (std::size_t k = 0, cell = 0; k < n; ++k) {
+  std::vector<std::uint8_t> active;
+  if (isCut) active.resize(n * n * n);
+  for (std::size_t k = 0, cell = 0; isCut && k < n; ++k) {
     for (std::size_t j = 0; j < n; ++j) {
       for (std::size_t i = 0; i < n; ++i, ++cell) {
         const double x = at(static_cast<double>(i) + 0.5), y = at(static_cast<double>(j) + 0.5);
@@ -57,6 +60,18 @@ DemoMesh makeOrbital(int size)
                                                     MbVec3d{-kReach, -kReach, -kReach},
                                                     MbVec3d{step, step, step});
   return demo;
+}
+
+} // namespace
+
+DemoMesh makeOrbital(int size)
+{
+  return makeOrbital(size, true);
+}
+
+DemoMesh makeWholeOrbital(int size)
+{
+  return makeOrbital(size, false);
 }
 
 } // namespace velmoview

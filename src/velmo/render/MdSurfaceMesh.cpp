@@ -1,6 +1,7 @@
 #include <velmo/render/MdSurfaceMesh.h>
 
 #include <velmo/colormapping/MoColorMappingElement.h>
+#include <velmo/extraction/algorithms/MxNodeNormals.h>
 #include <velmo/render/details/MoSurfaceMeshDetail.h>
 #include <velmo/toolkit/SoPreferences.h>
 
@@ -51,6 +52,11 @@ void MdSurfaceMesh::setOverallNormal(const SbVec3f& normal)
 
 void MdSurfaceMesh::afterFill(SoState* state)
 {
+  if (m_isSmooth && (haveIndicesChanged() || hasGeometryChanged())) {
+    surfaceGraph().setNodeNormals({});
+    nodeNormals(*m_surface, true, m_normals);
+    surfaceGraph().setNodeNormals(m_normals.span());
+  }
   surfaceGraph().fillEnhancedColoring(*m_surface,
                                       getColorSets().empty() ? nullptr : getColorSets().front(),
                                       MoColorMappingElement::getColorMapping(state));

@@ -10,7 +10,8 @@
 ///
 /// The faces are wound counter-clockwise seen from outside, each has its own normal, and both sides
 /// are lit. An application that wants smooth shading or one lit side puts an SoShapeHints above the
-/// representation (a crease angle; vertex ordering COUNTERCLOCKWISE and shape type SOLID).
+/// representation (a crease angle; vertex ordering COUNTERCLOCKWISE and shape type SOLID). Surfaces
+/// that are smooth by nature are shaded so of themselves.
 class MdSurfaceMesh final : public MdIndexedMesh
 {
 public:
@@ -27,6 +28,9 @@ public:
   void allowSinglePassOutline(bool allow);
   /// One normal for the whole surface, until it is cleared; zero for computed normals.
   void setOverallNormal(const SbVec3f& normal);
+  /// The surface has no creases: it gets a normal a node, whatever the crease angle. False by
+  /// default; takes effect with the next fill.
+  void setSmooth(bool smooth) { m_isSmooth = smooth; }
   void rayPick(SoRayPickAction* action) override;
 
 private:
@@ -34,4 +38,6 @@ private:
   MxSurfaceSceneGraph& surfaceGraph() const;
 
   const MeXSurfaceMeshUnstructured* m_surface = nullptr;
+  bool m_isSmooth = false;
+  MxArray<MbVec3f> m_normals; // read by the scene graph in place
 };

@@ -61,6 +61,7 @@ void MxSurfaceSceneGraph::clear()
 {
   MxUnstrMeshSceneGraph::clear();
   m_normal = SbVec3f(0, 0, 0);
+  m_nodeNormals = {};
   m_namesStamp = MxTimeStamp::kNone;
   getFaceGraph().setNormalsFor(nullptr, false);
   m_enhanced->deactivate();
@@ -74,7 +75,25 @@ bool MxSurfaceSceneGraph::requireFading() const
 void MxSurfaceSceneGraph::setOverallNormal(const SbVec3f& normal)
 {
   m_normal = normal;
-  getFaces().setNormals(normal);
+  applyNormals();
+}
+
+void MxSurfaceSceneGraph::setNodeNormals(std::span<const MbVec3f> normals)
+{
+  m_nodeNormals = normals;
+  applyNormals();
+}
+
+void MxSurfaceSceneGraph::applyNormals()
+{
+  TkVertexProperty& property = *getFaces().getVertexProperty();
+  // They name faces now, for the enhanced colouring.
+  if (property.normalBinding.getValue() == SoVertexProperty::PER_FACE) return;
+  getFaces().setNormals(m_normal);
+  if (m_normal != SbVec3f(0, 0, 0) || m_nodeNormals.empty()) return;
+  static_assert(sizeof(MbVec3f) == sizeof(SbVec3f));
+  property.normal.setValuesPointer(static_cast<int>(m_nodeNormals.size()),
+                                   reinterpret_cast<const SbVec3f*>(m_nodeNormals.data()));
 }
 
 void MxSurfaceSceneGraph::fillEnhancedColoring(const MeXSurfaceMeshUnstructured& surface,
@@ -101,7 +120,8 @@ void MxSurfaceSceneGraph::fillEnhancedColoring(const MeXSurfaceMeshUnstructured&
   if (property.normalBinding.getValue() != SoVertexProperty::PER_FACE) return;
   getFaceGraph().setNormalsFor(nullptr, false);
   m_namesStamp = MxTimeStamp::kNone;
-  getFaces().setNormals(m_normal);
+  setIfDifferent(property.normalBinding, SoVertexProperty::PER_VERTEX_INDEXED);
+  applyNormals();
   // The colours of the vertices, if there are any, count again.
   if (property.orderedRGBA.getNum() > 0)
     setIfDifferent(property.materialBinding,

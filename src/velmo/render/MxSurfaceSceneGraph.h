@@ -4,6 +4,8 @@
 #include <velmo/render/MxEnhancedColoring.h>
 #include <velmo/render/MxMeshSceneGraph.h>
 
+#include <span>
+
 /// Faces in "MainStyle"; the same cells again as "LineStyle" and "PointStyle".
 class MxSurfaceSceneGraph final : public MxUnstrMeshSceneGraph
 {
@@ -17,13 +19,18 @@ public:
   /// Colours the faces inside each polygon where material, mapping and values ask for it.
   void fillEnhancedColoring(const MeXSurfaceMeshUnstructured& surface,
                             const MeXDataSetI<double>* values, const MiScalarColorMapping* mapping);
-  /// One normal for the whole surface; zero for computed normals.
+  /// One normal for the whole surface; zero for those of the nodes, or computed ones.
   void setOverallNormal(const SbVec3f& normal);
+  /// A normal a node; none for computed normals. Borrowed until the next call or clear; what was
+  /// given before may be gone.
+  void setNodeNormals(std::span<const MbVec3f> normals);
 
 private:
+  void applyNormals();
   MxStyledIndexedFaceGraph& getFaceGraph() const;
 
   std::unique_ptr<MxEnhancedColoring> m_enhanced;
   SbVec3f m_normal{0, 0, 0};
+  std::span<const MbVec3f> m_nodeNormals;
   std::uint64_t m_namesStamp = MxTimeStamp::kNone; // of the topology whose faces the normals name
 };

@@ -39,6 +39,7 @@ MoMeshCylinderSlice::MoMeshCylinderSlice()
   SO_NODE_ADD_FIELD(radius, (1.0f));
   SO_NODE_ADD_FIELD(direction, (SbVec3f(1, 0, 0)));
   mdAddSliceHints(getHiddenRoot());
+  getSurfaceMesh().setSmooth(true);
 }
 
 MoMeshCylinderSlice::~MoMeshCylinderSlice() = default;

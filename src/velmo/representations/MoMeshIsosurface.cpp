@@ -3,6 +3,7 @@
 #include <velmo/extraction/extractors/MiIsosurfExtract.h>
 #include <velmo/nodes/MoMeshElement.h>
 #include <velmo/nodes/MoScalarSetElement.h>
+#include <velmo/render/MdSurfaceMesh.h>
 #include <velmo/representation/MdExtract.h>
 #include <velmo/representation/MdExtractByKind.h>
 #include <velmo/representation/MdMeshSurfaceOf.h>
@@ -120,6 +121,7 @@ MoMeshIsosurface::MoMeshIsosurface()
   SO_NODE_CONSTRUCTOR(MoMeshIsosurface);
   SO_NODE_ADD_FIELD(isovalue, (0.0f));
   SO_NODE_ADD_FIELD(isoScalarSetId, (0));
+  getSurfaceMesh().setSmooth(true);
 }
 
 MoMeshIsosurface::~MoMeshIsosurface() = default;

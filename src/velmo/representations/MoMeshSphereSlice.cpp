@@ -36,6 +36,7 @@ MoMeshSphereSlice::MoMeshSphereSlice()
   SO_NODE_ADD_FIELD(center, (SbVec3f(0, 0, 0)));
   SO_NODE_ADD_FIELD(radius, (1.0f));
   mdAddSliceHints(getHiddenRoot());
+  getSurfaceMesh().setSmooth(true);
 }
 
 MoMeshSphereSlice::~MoMeshSphereSlice() = default;
