@@ -17,6 +17,15 @@ inline std::size_t countBits(std::uint64_t word)
   return static_cast<std::size_t>(word * 0x0101010101010101u >> 56);
 }
 
+// For loops that count bits with __builtin_popcountll: also compiled for processors that have an
+// instruction for it; the loader chooses. What they call must be inlined into them.
+#if defined(__x86_64__) && defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__) &&                 \
+    !defined(__SANITIZE_THREAD__)
+#define MX_WITH_BIT_COUNT __attribute__((target_clones("popcnt", "default")))
+#else
+#define MX_WITH_BIT_COUNT
+#endif
+
 /// A set of numbers below a count, one bit each; empty means that nothing was ever put in.
 class MxBits
 {

@@ -5,13 +5,6 @@
 
 namespace {
 
-/// Flat nodes asked one by one.
-struct VirtualNodes
-{
-  const MiGeometryI* geometry;
-  MbVec3d operator[](std::size_t node) const { return geometry->getNode(node); }
-};
-
 /// Dead and refused cells of an unstructured mesh.
 class Keep final : public MxCutKeep
 {
@@ -135,31 +128,48 @@ std::shared_ptr<const MxMeshCheck> cutMesh(const Mesh& mesh, const Filter* filte
                                            bool parallel, MxExtractionMonitor& monitor,
                                            MxCutMemory& memory, MeXSurfaceMeshUnstructured& surface)
 {
-  const std::shared_ptr<const MxMeshCheck> check = checkMesh(mesh, parallel, monitor);
   const MiGeometryI& geometry = mesh.getGeometry();
   clearCut(surface);
   surface.provenance.sourceCells = Kind<Mesh>::cellCounts(mesh);
   surface.provenance.sourceNodes = {geometry.getNodeCount(), 1, 1};
   if (!isCutShapeUsable(shape) || MxIjkNumbering{surface.provenance.sourceCells}.total() == 0)
-    return check;
+    return checkMesh(mesh, parallel, monitor);
 
+  // A mesh of which nothing is known yet is looked at while it is cut, in passes that read the same
+  // arrays anyway. Levels made of places are finite only where these are.
+  const bool isField = std::holds_alternative<MxIsovalue>(shape);
+  std::shared_ptr<const MxMeshCheck> check =
+      isField ? checkNodes(mesh, parallel, monitor) : recallCheck(mesh);
   const typename Kind<Mesh>::KeepCells keep(mesh.getTopology(), filter);
-  MxCutJob job;
-  job.nodeCount = geometry.getNodeCount();
-  job.unusable = check->isClean() ? nullptr : &check->unusable;
-  job.keep = keep.isNeeded() ? &keep : nullptr;
-  job.parallel = parallel;
-  visitPoints(geometry.getView(), job.nodeCount, VirtualNodes{&geometry}, [&](const auto& points) {
-    visitCutSource(shape, points, surface.provenance.sourceNodes, false, SameNode{},
-                   [&](const auto& source) {
-                     job.source = &source;
-                     job.flip = Kind<Mesh>::isLeftHanded(mesh, *check, points);
-                     Kind<Mesh>::visitCells(mesh, [&](const auto& cells) {
-                       cutCells(cells, job, memory.part<MxCutScratch>(), monitor, surface);
-                     });
-                     placeCut(points, parallel, surface);
-                   });
-  });
+  bool done = false;
+  const auto cutAs = [&](const MxMeshCheck& known) {
+    MxCutJob job;
+    job.nodeCount = geometry.getNodeCount();
+    job.unusable = known.isClean() ? nullptr : &known.unusable;
+    job.keep = keep.isNeeded() ? &keep : nullptr;
+    job.sweepNodes = !check && !isField;
+    job.sweep = !check;
+    job.parallel = parallel;
+    visitCutPoints(geometry, [&](const auto& points) {
+      const bool fits = visitCutSource(
+          shape, points, surface.provenance.sourceNodes, false, SameNode{},
+          [&](const auto& source) {
+            job.source = &source;
+            job.isLeftHanded = [&] { return Kind<Mesh>::isLeftHanded(mesh, known, points); };
+            Kind<Mesh>::visitCells(mesh, [&](const auto& cells) {
+              done = cutCells(cells, job, memory.part<MxCutScratch>(), monitor, surface);
+            });
+            if (done) placeCut(points, parallel, surface);
+          });
+      if (!fits && check) done = true;
+    });
+  };
+  if (!check) {
+    cutAs({});
+    if (done) check = rememberClean(mesh);
+  }
+  if (!check) check = checkMesh(mesh, parallel, monitor);
+  if (!done) cutAs(*check);
   return check;
 }
 

@@ -135,7 +135,9 @@ std::shared_ptr<const MxMeshCheck> cutMesh(const Mesh& mesh, const Filter* filte
     visitCutSource(shape, points, nodes.counts, true, DataNode<MxCellView<kKind>>{&view},
                    [&](const auto& source) {
                      job.source = &source;
-                     job.flip = isLeftHanded(cells.total(), check->unusable, cornersOf, points);
+                     job.isLeftHanded = [&] {
+                       return isLeftHanded(cells.total(), check->unusable, cornersOf, points);
+                     };
                      cutCells(MxHexahedronCells(cells.total(), cornersOf), job,
                               memory.part<MxCutScratch>(), monitor, surface);
                      placeCut(points, parallel, surface);

@@ -8,6 +8,52 @@
 
 /// What the cuts of all mesh kinds share.
 
+/// Points without gaps.
+template <class T>
+struct MxTightPoints
+{
+  const T* data;
+
+  MbVec3d operator[](std::size_t i) const
+  {
+    const T* p = data + 3 * i;
+    return {static_cast<double>(p[0]), static_cast<double>(p[1]), static_cast<double>(p[2])};
+  }
+  void prefetch(std::size_t i) const { __builtin_prefetch(data + 3 * i); }
+};
+
+/// Points in any other form.
+struct MxAnyPoints
+{
+  const MiGeometryI* geometry;
+  MiArrayView view{};
+
+  MbVec3d operator[](std::size_t i) const
+  {
+    if (!view) return geometry->getNode(i);
+    const char* place = static_cast<const char*>(view.data) + i * view.stride;
+    return view.type == MiScalarType::Float32
+               ? MxTightPoints<float>{reinterpret_cast<const float*>(place)}[0]
+               : MxTightPoints<double>{reinterpret_cast<const double*>(place)}[0];
+  }
+};
+
+/// Calls visit(points) with the nodes of a geometry.
+template <class Visitor>
+void visitCutPoints(const MiGeometryI& geometry, const Visitor& visit)
+{
+  const MiArrayView view = geometry.getView();
+  const bool isWhole = view && view.count >= geometry.getNodeCount();
+  if (isWhole && view.isContiguous<double>(3))
+    visit(MxTightPoints<double>{view.as<double>()});
+  else if (isWhole && view.isContiguous<float>(3))
+    visit(MxTightPoints<float>{view.as<float>()});
+  else if (isWhole && (view.type == MiScalarType::Float32 || view.type == MiScalarType::Float64))
+    visit(MxAnyPoints{&geometry, view});
+  else
+    visit(MxAnyPoints{&geometry});
+}
+
 /// Values of a set that has no array of floats or doubles without gaps.
 struct MxAnyValues
 {

@@ -6,12 +6,264 @@ namespace {
 
 constexpr std::size_t kWordBlock = 4096;
 constexpr std::size_t kLargestIndex = 0x7fffffff;
+/// Marks the code of an edge whose owner's bucket was full.
+constexpr std::uint32_t kOverflow = 0x80000000u;
 
 template <class T>
 std::size_t bytesOf(const MxArray<T>& array)
 {
   return array.capacity() * sizeof(T);
 }
+
+// --- Polygons --------------------------------------------------------------------------------
+
+/// Cut edges are known by their smaller node, their owner, which has a bucket of a few second
+/// nodes; a slot of a bucket is the vertex of that edge. Zero is an empty slot, otherwise it holds
+/// the second node + 1. What finds its bucket full goes to a list that is sorted later. Which edge
+/// has which slot depends on the order of the threads; the vertices' numbers do not.
+template <bool Shared>
+class EdgeSlots
+{
+public:
+  EdgeSlots(MxCutScratch& scratch, MxCutScratch::Block& block)
+      : m_words(scratch.owners.words().data()), m_ranks(scratch.ranks.data()),
+        m_buckets(scratch.buckets.data()), m_room(scratch.bucketRoom), m_block(&block)
+  {}
+
+  [[gnu::always_inline]] std::uint32_t slot(const MxCutKey& edge)
+  {
+    const std::uint64_t before =
+        m_words[edge.first / 64] & ((std::uint64_t{1} << (edge.first % 64)) - 1);
+    const std::uint32_t bucket =
+        m_ranks[edge.first / 64] + static_cast<std::uint32_t>(__builtin_popcountll(before));
+    const std::size_t first = bucket * m_room;
+    const std::uint32_t wanted = edge.second + 1;
+    for (std::size_t s = first; s < first + m_room; ++s)
+      if (take(m_buckets[s], wanted)) return static_cast<std::uint32_t>(s);
+    return overflow(bucket, edge.second);
+  }
+
+private:
+  [[gnu::always_inline]] static bool take(std::uint32_t& place, std::uint32_t wanted)
+  {
+    if constexpr (Shared) {
+      std::atomic_ref shared(place);
+      std::uint32_t held = shared.load(std::memory_order_relaxed);
+      if (held == 0 && shared.compare_exchange_strong(held, wanted, std::memory_order_relaxed))
+        return true;
+      return held == wanted;
+    } else {
+      if (place == 0) place = wanted;
+      return place == wanted;
+    }
+  }
+  [[gnu::noinline]] std::uint32_t overflow(std::uint32_t bucket, std::uint32_t second)
+  {
+    m_block->overflow.push_back({bucket, second});
+    return kOverflow + static_cast<std::uint32_t>(m_block->overflow.size() - 1);
+  }
+
+  const std::uint64_t* m_words;
+  const std::uint32_t* m_ranks;
+  std::uint32_t* m_buckets;
+  std::size_t m_room;
+  MxCutScratch::Block* m_block;
+};
+
+/// Cuts the cells of one block. What is called for each cell of a linear shape is inlined, for
+/// MX_WITH_BIT_COUNT.
+template <bool Shared>
+class BlockCutter
+{
+public:
+  BlockCutter(bool flip, MxCutScratch& scratch, MxCutScratch::Block& block)
+      : m_flip(flip), m_block(&block), m_slots(scratch, block)
+  {}
+
+  [[gnu::always_inline]] void run()
+  {
+    using S = MiCellShape;
+    const std::uint32_t* nodes = m_block->nodes.data();
+    for (const MxCutCell& cell : m_block->cells) {
+      m_cell = cell.cell;
+      switch (cell.shape) {
+      case S::Tetrahedron:
+        nodes = cutLinear<S::Tetrahedron>(nodes, cell);
+        break;
+      case S::Hexahedron:
+        nodes = cutLinear<S::Hexahedron>(nodes, cell);
+        break;
+      case S::Wedge:
+        nodes = cutLinear<S::Wedge>(nodes, cell);
+        break;
+      case S::Pyramid:
+        nodes = cutLinear<S::Pyramid>(nodes, cell);
+        break;
+      case S::Polyhedron:
+        nodes = cutPolyhedron(nodes);
+        break;
+      default:
+        nodes = cutQuadratic(nodes, cell.shape);
+        break;
+      }
+    }
+  }
+
+private:
+  template <MiCellShape Shape>
+  [[gnu::always_inline]] const std::uint32_t* cutLinear(const std::uint32_t* nodes,
+                                                        const MxCutCell& cell)
+  {
+    cutByTable(kCutTable<Shape>, nodes, cell.below, cell.on);
+    return nodes + kCutTable<Shape>.kNodeCount;
+  }
+
+  template <class Table>
+  [[gnu::always_inline]] void cutByTable(const Table& table, const std::uint32_t* nodes,
+                                         std::uint32_t below, std::uint32_t on)
+  {
+    const std::uint8_t* loop = table.cases[below].data();
+    while (const std::size_t size = *loop++) {
+      MxCutKey keys[12];
+      for (std::size_t n = 0; n < size; ++n) {
+        const MxCutEdge& edge = table.edges[*loop++];
+        const std::uint32_t a = edge.first, b = edge.second;
+        keys[n] = cutKey(nodes[a], on >> a & 1, nodes[b], on >> b & 1);
+      }
+      bool repeats = false;
+      for (std::size_t a = 1; a < size; ++a)
+        for (std::size_t b = 0; b < a; ++b)
+          repeats |= keys[a] == keys[b];
+      if (repeats)
+        addRepeating({keys, size});
+      else
+        addPolygon({keys, size});
+    }
+  }
+
+  [[gnu::always_inline]] void addPolygon(std::span<const MxCutKey> keys)
+  {
+    const std::size_t size = keys.size();
+    const std::size_t at = m_block->codes.size();
+    m_block->codes.resize(at + size);
+    std::uint32_t* codes = m_block->codes.data() + at;
+    for (std::size_t n = 0; n < size; ++n)
+      codes[n] = m_slots.slot(keys[m_flip ? size - 1 - n : n]);
+    m_block->sizes.push_back(static_cast<std::uint32_t>(size));
+    m_block->sources.push_back(m_cell);
+    m_block->smallest = std::min(m_block->smallest, static_cast<std::uint32_t>(size));
+    m_block->largest = std::max(m_block->largest, static_cast<std::uint32_t>(size));
+  }
+  [[gnu::noinline]] void addRepeating(std::span<MxCutKey> keys)
+  {
+    forEachSimplePolygon(keys, [&](std::span<const MxCutKey> simple) { addPolygon(simple); });
+  }
+
+  [[gnu::noinline]] const std::uint32_t* cutQuadratic(const std::uint32_t* nodes, MiCellShape shape)
+  {
+    const std::size_t nodeCount = cellShapeFacts(shape).nodeCount;
+    const std::uint32_t* classes = nodes + nodeCount;
+    const MxCutParts& parts = findCutParts(shape);
+    for (std::size_t p = 0; p < parts.count; ++p) {
+      const MxCutParts::Part& part = parts.parts[p];
+      visitCutTable(part.shape, [&](const auto& table) {
+        constexpr std::size_t kSize = std::decay_t<decltype(table)>::kNodeCount;
+        std::uint32_t own[kSize], below = 0, on = 0, undefined = 0;
+        for (std::size_t n = 0; n < kSize; ++n) {
+          own[n] = nodes[part.nodes[n]];
+          const std::uint32_t level = classes[part.nodes[n]];
+          below |= (level & kCutBelow) << n;
+          on |= (level / kCutOn & 1) << n;
+          undefined |= level & kCutUndefined;
+        }
+        if (!undefined) cutByTable(table, own, below, on);
+      });
+    }
+    cutCore(parts.core, nodes, classes);
+    return classes + nodeCount;
+  }
+
+  void cutCore(const MxShapeFaces& core, const std::uint32_t* nodes, const std::uint32_t* classes)
+  {
+    m_finder.begin();
+    m_on.clear();
+    for (const MxShapeFace& face : core) {
+      beginFace();
+      for (std::size_t n = 0; n < face.size; ++n) {
+        if (classes[face.nodes[n]] & kCutUndefined) return;
+        addFaceNode(nodes[face.nodes[n]], classes[face.nodes[n]]);
+      }
+      m_finder.addFace(m_faceNodes, m_faceBelow);
+    }
+    addLoops();
+  }
+
+  [[gnu::noinline]] const std::uint32_t* cutPolyhedron(const std::uint32_t* at)
+  {
+    m_finder.begin();
+    m_on.clear();
+    while (const std::size_t size = *at++) {
+      beginFace();
+      for (std::size_t n = 0; n < size; ++n)
+        addFaceNode(at[n], at[size + n]);
+      m_finder.addFace(m_faceNodes, m_faceBelow);
+      at += 2 * size;
+    }
+    addLoops();
+    return at;
+  }
+
+  void beginFace()
+  {
+    m_faceNodes.clear();
+    m_faceBelow.clear();
+  }
+  void addFaceNode(std::uint32_t node, std::uint32_t level)
+  {
+    m_faceNodes.push_back(node);
+    m_faceBelow.push_back(level & kCutBelow);
+    if (level & kCutOn) m_on.push_back(node);
+  }
+
+  /// The loops of a cell without a table, whose keys are whole edges still.
+  void addLoops()
+  {
+    m_finder.findLoops(m_keys, m_sizes);
+    std::sort(m_on.begin(), m_on.end());
+    const auto isOn = [&](std::uint32_t node) {
+      return std::binary_search(m_on.begin(), m_on.end(), node);
+    };
+    if (!m_on.empty())
+      for (MxCutKey& key : m_keys)
+        key = cutKey(key.first, isOn(key.first), key.second, isOn(key.second));
+    std::size_t at = 0;
+    for (const std::uint32_t size : m_sizes) {
+      addRepeating({m_keys.data() + at, size});
+      at += size;
+    }
+  }
+
+  bool m_flip;
+  MxCutScratch::Block* m_block;
+  EdgeSlots<Shared> m_slots;
+  std::uint32_t m_cell = 0;
+  MxLoopFinder m_finder;
+  std::vector<std::uint32_t> m_faceNodes, m_sizes, m_on;
+  std::vector<std::uint8_t> m_faceBelow;
+  std::vector<MxCutKey> m_keys;
+};
+
+MX_WITH_BIT_COUNT void cutShared(bool flip, MxCutScratch& scratch, MxCutScratch::Block& block)
+{
+  BlockCutter<true>(flip, scratch, block).run();
+}
+
+MX_WITH_BIT_COUNT void cutAlone(bool flip, MxCutScratch& scratch, MxCutScratch::Block& block)
+{
+  BlockCutter<false>(flip, scratch, block).run();
+}
+
+// --- Vertices --------------------------------------------------------------------------------
 
 /// The edges of one owner, in the order of their second nodes.
 class OwnerEdges
@@ -199,6 +451,7 @@ bool isCutShapeUsable(const MxCutShape& shape)
 void MxCutScratch::Block::clear()
 {
   cells.clear();
+  nodes.clear();
   codes.clear();
   sizes.clear();
   sources.clear();
@@ -212,8 +465,8 @@ std::size_t MxCutScratch::getByteCount() const
 {
   std::size_t sum = bytesOf(classes) + bytesOf(owners.words()) + bytesOf(ranks) + bytesOf(buckets);
   for (const Block& block : blocks)
-    sum += sizeof(Block) + bytesOf(block.cells) + bytesOf(block.codes) + bytesOf(block.sizes) +
-           bytesOf(block.sources) + bytesOf(block.overflow);
+    sum += sizeof(Block) + bytesOf(block.cells) + bytesOf(block.nodes) + bytesOf(block.codes) +
+           bytesOf(block.sizes) + bytesOf(block.sources) + bytesOf(block.overflow);
   return sum;
 }
 
@@ -247,6 +500,15 @@ void makeBuckets(MxCutScratch& scratch, bool parallel)
   scratch.buckets.resizeZeroed(scratch.ownerCount * scratch.bucketRoom);
 }
 
+void cutBlock(bool flip, bool parallel, MxCutScratch& scratch, MxCutScratch::Block& block)
+{
+  if (block.cells.empty()) return;
+  if (parallel)
+    cutShared(flip, scratch, block);
+  else
+    cutAlone(flip, scratch, block);
+}
+
 void finishCut(const MxCutJob& job, MxCutScratch& scratch, MxExtractionMonitor& monitor,
                MeXSurfaceMeshUnstructured& surface)
 {
@@ -262,19 +524,18 @@ void finishCut(const MxCutJob& job, MxCutScratch& scratch, MxExtractionMonitor& 
   provenance.offsets.clear();
   provenance.nodeCells.clear();
   numberVertices(job.parallel, scratch, overflow, overflowVertices, provenance);
-  monitor.step(0);
+  monitor.beginPhase("Writing polygons", 1);
   const std::uint32_t* slots = scratch.buckets.data();
   writeCutPolygons(
       job.parallel, scratch.blocks,
       [&](const MxCutScratch::Block& block, std::uint32_t code) {
-        constexpr std::uint32_t kOverflow = MxCutEdges<false>::kOverflow;
         if (!(code & kOverflow)) return slots[code];
         const auto found =
             std::lower_bound(overflow.begin(), overflow.end(), block.overflow[code - kOverflow]);
         return overflowVertices[static_cast<std::size_t>(found - overflow.begin())];
       },
       surface);
-  monitor.step(0);
+  monitor.beginPhase("Placing vertices", 1);
   forEachBlock(job.parallel, provenance.weights.size(), 4096,
                [&](std::size_t, std::size_t first, std::size_t last) {
                  job.source->weigh(provenance.nodes.data() + 2 * first, last - first,

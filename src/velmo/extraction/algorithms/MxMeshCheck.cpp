@@ -262,6 +262,80 @@ std::shared_ptr<MxMeshCheck> checkCells(const MiVolumeMeshUnstructured& mesh, co
   return check;
 }
 
+Key keyOf(const MiVolumeMeshHexahedronIjk& mesh)
+{
+  const std::size_t cellCount = countOrRefuse(mesh.getTopology().getCellCounts(), "cells");
+  const std::size_t nodeCount = mesh.getGeometry().getNodeCount();
+  refuseAbove32Bits(nodeCount, "nodes");
+  return keyOf(mesh, cellCount, nodeCount, mesh.getTopology().getConnectivityView().data);
+}
+
+std::shared_ptr<MxMeshCheck> checkCells(const MiVolumeMeshHexahedronIjk& mesh, const MxBits& lost,
+                                        bool parallel, MxExtractionMonitor& monitor)
+{
+  const MiTopologyHexahedronIjk& topology = mesh.getTopology();
+  const MxIjkNumbering cells{topology.getCellCounts()};
+  const std::size_t cellCount = cells.total();
+  const std::size_t nodeCount = mesh.getGeometry().getNodeCount();
+  const MiArrayView view = topology.getConnectivityView();
+  const auto test = [&](Findings& found, std::size_t cell, const auto& nodes) {
+    bool fits = true;
+    for (int n = 0; n < 8; ++n)
+      fits = fits && nodes[n] < nodeCount && (lost.empty() || !lost.test(nodes[n]));
+    if (!fits) found.broken.push_back(static_cast<std::uint32_t>(cell));
+  };
+  const auto inspect = [&](const auto& connectivity) {
+    return inspectCells(
+        cellCount, parallel, monitor, [&](Findings& found, std::size_t first, std::size_t last) {
+          using Ids = std::decay_t<decltype(connectivity)>;
+          if constexpr (std::is_pointer_v<Ids>)
+            if (lost.empty() &&
+                velmo_detail::allBelow(connectivity + 8 * first, 8 * (last - first), nodeCount))
+              return;
+          for (std::size_t cell = first; cell < last; ++cell)
+            test(found, cell, connectivity + 8 * cell);
+        });
+  };
+  const MxIndexArray any(view);
+  if (!any || any.size() < 8 * cellCount)
+    return inspectCells(cellCount, parallel, monitor,
+                        [&](Findings& found, std::size_t first, std::size_t last) {
+                          std::size_t nodes[8];
+                          for (std::size_t cell = first; cell < last; ++cell) {
+                            const MbIndex3 at = cells.split(cell);
+                            topology.getCellNodes(at.x, at.y, at.z, nodes);
+                            test(found, cell, nodes);
+                          }
+                        });
+  if (view.isContiguous<std::int32_t>() || view.isContiguous<std::uint32_t>())
+    return inspect(view.as<std::uint32_t>());
+  if (view.isContiguous<std::int64_t>() || view.isContiguous<std::uint64_t>())
+    return inspect(view.as<std::uint64_t>());
+  return inspect(any);
+}
+
+/// Kinds with nodes of one index.
+template <class Mesh>
+std::shared_ptr<const MxMeshCheck> checkAll(const Mesh& mesh, bool parallel,
+                                            MxExtractionMonitor& monitor)
+{
+  return remember(keyOf(mesh), [&] {
+    return checkCells(mesh, findLostNodes(mesh.getGeometry(), parallel, monitor), parallel,
+                      monitor);
+  });
+}
+
+template <class Mesh>
+std::shared_ptr<const MxMeshCheck> checkNodesFirst(const Mesh& mesh, bool parallel,
+                                                   MxExtractionMonitor& monitor)
+{
+  const Key key = keyOf(mesh);
+  if (auto known = recall(key)) return known;
+  const MxBits lost = findLostNodes(mesh.getGeometry(), parallel, monitor);
+  if (lost.empty()) return nullptr;
+  return remember(key, [&] { return checkCells(mesh, lost, parallel, monitor); });
+}
+
 /// Grids whose node (i, j, k) has a finite place exactly when x[i], y[j] and z[k] have.
 template <class Mesh>
 std::shared_ptr<const MxMeshCheck> checkAxes(const Mesh& mesh, bool parallel,
@@ -327,20 +401,35 @@ std::vector<std::string> MxMeshCheck::describe() const
 std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshUnstructured& mesh, bool parallel,
                                              MxExtractionMonitor& monitor)
 {
-  return remember(keyOf(mesh), [&] {
-    return checkCells(mesh, findLostNodes(mesh.getGeometry(), parallel, monitor), parallel,
-                      monitor);
-  });
+  return checkAll(mesh, parallel, monitor);
+}
+
+std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshHexahedronIjk& mesh, bool parallel,
+                                             MxExtractionMonitor& monitor)
+{
+  return checkAll(mesh, parallel, monitor);
+}
+
+std::shared_ptr<const MxMeshCheck> recallCheck(const MiVolumeMeshUnstructured& mesh)
+{
+  return recall(keyOf(mesh));
+}
+
+std::shared_ptr<const MxMeshCheck> recallCheck(const MiVolumeMeshHexahedronIjk& mesh)
+{
+  return recall(keyOf(mesh));
 }
 
 std::shared_ptr<const MxMeshCheck> checkNodes(const MiVolumeMeshUnstructured& mesh, bool parallel,
                                               MxExtractionMonitor& monitor)
 {
-  const Key key = keyOf(mesh);
-  if (auto known = recall(key)) return known;
-  const MxBits lost = findLostNodes(mesh.getGeometry(), parallel, monitor);
-  if (lost.empty()) return nullptr;
-  return remember(key, [&] { return checkCells(mesh, lost, parallel, monitor); });
+  return checkNodesFirst(mesh, parallel, monitor);
+}
+
+std::shared_ptr<const MxMeshCheck> checkNodes(const MiVolumeMeshHexahedronIjk& mesh, bool parallel,
+                                              MxExtractionMonitor& monitor)
+{
+  return checkNodesFirst(mesh, parallel, monitor);
 }
 
 std::shared_ptr<const MxMeshCheck> rememberClean(const MiVolumeMeshUnstructured& mesh)
@@ -348,53 +437,9 @@ std::shared_ptr<const MxMeshCheck> rememberClean(const MiVolumeMeshUnstructured&
   return remember(keyOf(mesh), [] { return std::make_shared<MxMeshCheck>(); });
 }
 
-std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshHexahedronIjk& mesh, bool parallel,
-                                             MxExtractionMonitor& monitor)
+std::shared_ptr<const MxMeshCheck> rememberClean(const MiVolumeMeshHexahedronIjk& mesh)
 {
-  const MiTopologyHexahedronIjk& topology = mesh.getTopology();
-  const MxIjkNumbering cells{topology.getCellCounts()};
-  const std::size_t cellCount = countOrRefuse(cells.counts, "cells");
-  if (cellCount == 0) return std::make_shared<MxMeshCheck>();
-  const std::size_t nodeCount = mesh.getGeometry().getNodeCount();
-  refuseAbove32Bits(nodeCount, "nodes");
-  const MiArrayView view = topology.getConnectivityView();
-  return remember(keyOf(mesh, cellCount, nodeCount, view.data), [&] {
-    const MxBits lost = findLostNodes(mesh.getGeometry(), parallel, monitor);
-    const auto test = [&](Findings& found, std::size_t cell, const auto& nodes) {
-      bool fits = true;
-      for (int n = 0; n < 8; ++n)
-        fits = fits && nodes[n] < nodeCount && (lost.empty() || !lost.test(nodes[n]));
-      if (!fits) found.broken.push_back(static_cast<std::uint32_t>(cell));
-    };
-    const auto inspect = [&](const auto& connectivity) {
-      return inspectCells(
-          cellCount, parallel, monitor, [&](Findings& found, std::size_t first, std::size_t last) {
-            using Ids = std::decay_t<decltype(connectivity)>;
-            if constexpr (std::is_pointer_v<Ids>)
-              if (lost.empty() &&
-                  velmo_detail::allBelow(connectivity + 8 * first, 8 * (last - first), nodeCount))
-                return;
-            for (std::size_t cell = first; cell < last; ++cell)
-              test(found, cell, connectivity + 8 * cell);
-          });
-    };
-    const MxIndexArray any(view);
-    if (!any || any.size() < 8 * cellCount)
-      return inspectCells(cellCount, parallel, monitor,
-                          [&](Findings& found, std::size_t first, std::size_t last) {
-                            std::size_t nodes[8];
-                            for (std::size_t cell = first; cell < last; ++cell) {
-                              const MbIndex3 at = cells.split(cell);
-                              topology.getCellNodes(at.x, at.y, at.z, nodes);
-                              test(found, cell, nodes);
-                            }
-                          });
-    if (view.isContiguous<std::int32_t>() || view.isContiguous<std::uint32_t>())
-      return inspect(view.as<std::uint32_t>());
-    if (view.isContiguous<std::int64_t>() || view.isContiguous<std::uint64_t>())
-      return inspect(view.as<std::uint64_t>());
-    return inspect(any);
-  });
+  return remember(keyOf(mesh), [] { return std::make_shared<MxMeshCheck>(); });
 }
 
 std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshVertexHexahedronIjk& mesh,

@@ -37,16 +37,23 @@ struct MxMeshCheck
 std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshUnstructured& mesh, bool parallel,
                                              MxExtractionMonitor& monitor);
 
-/// A part of the same, for an algorithm that can sweep over the cells itself while it works on
-/// them: null when all nodes are where they should be and the cells remain to be looked at, and the
+std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshHexahedronIjk& mesh, bool parallel,
+                                             MxExtractionMonitor& monitor);
+
+/// Parts of the same, for an algorithm that can look at nodes and cells itself while it works on
+/// them. First: the whole check when it is known already, otherwise null.
+std::shared_ptr<const MxMeshCheck> recallCheck(const MiVolumeMeshUnstructured& mesh);
+std::shared_ptr<const MxMeshCheck> recallCheck(const MiVolumeMeshHexahedronIjk& mesh);
+/// The nodes: null when all are where they should be and the cells remain to be looked at, and the
 /// whole check when it is known already or the nodes are not.
 std::shared_ptr<const MxMeshCheck> checkNodes(const MiVolumeMeshUnstructured& mesh, bool parallel,
                                               MxExtractionMonitor& monitor);
-/// The rest of it: notes that nothing was wrong with the cells either.
+std::shared_ptr<const MxMeshCheck> checkNodes(const MiVolumeMeshHexahedronIjk& mesh, bool parallel,
+                                              MxExtractionMonitor& monitor);
+/// Last: notes that nothing was wrong with the cells either.
 std::shared_ptr<const MxMeshCheck> rememberClean(const MiVolumeMeshUnstructured& mesh);
+std::shared_ptr<const MxMeshCheck> rememberClean(const MiVolumeMeshHexahedronIjk& mesh);
 
-std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshHexahedronIjk& mesh, bool parallel,
-                                             MxExtractionMonitor& monitor);
 std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshVertexHexahedronIjk& mesh,
                                              bool parallel, MxExtractionMonitor& monitor);
 std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshRegular& mesh, bool parallel,

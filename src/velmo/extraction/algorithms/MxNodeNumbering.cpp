@@ -36,15 +36,6 @@ MxArray<std::uint32_t> rankWords(const MxBits& bits, bool parallel, std::size_t&
   return ranks;
 }
 
-// The loops that count bits once a node, also compiled for processors that have an instruction for
-// it; the loader chooses.
-#if defined(__x86_64__) && defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__) &&                 \
-    !defined(__SANITIZE_THREAD__)
-#define MX_WITH_BIT_COUNT __attribute__((target_clones("popcnt", "default")))
-#else
-#define MX_WITH_BIT_COUNT
-#endif
-
 /// Sets of bits with the number of bits before each word.
 struct RankedBits
 {
