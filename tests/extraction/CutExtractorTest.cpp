@@ -1,0 +1,383 @@
+#include <velmo/mesh/MbCellFilter.h>
+#include <velmo/mesh/MbDataSet.h>
+
+#include <tests/support/CutExtractors.h>
+#include <tests/support/CutMesh.h>
+
+#include <gmock/gmock.h>
+
+#include <limits>
+#include <numbers>
+#include <set>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+class Recorder : public MiExtractorCallback
+{
+public:
+  void beginExtract(const std::string& name, std::size_t) override { names.push_back(name); }
+  void endExtract() override {}
+  void beginPhase(const std::string&, std::size_t) override {}
+  void endPhase() override {}
+  bool endStep(std::size_t) override { return ++steps < stopAt; }
+  double getEndStepCallPeriod() const override { return 0; }
+
+  std::vector<std::string> names;
+  std::size_t steps = 0, stopAt = static_cast<std::size_t>(-1);
+};
+
+std::vector<double> heights(const MiVolumeMeshUnstructured& mesh)
+{
+  std::vector<double> z;
+  for (std::size_t n = 0; n < mesh.getGeometry().getNodeCount(); ++n)
+    z.push_back(mesh.getGeometry().getNode(n).z);
+  return z;
+}
+
+std::size_t faceCount(const MeXSurfaceMeshUnstructured& surface)
+{
+  EXPECT_EQ(surface.topology.getCellCount() == 0, surface.geometry.getNodeCount() == 0);
+  return surface.topology.getCellCount();
+}
+
+double openLength(const MeXSurfaceMeshUnstructured& surface)
+{
+  double sum = 0;
+  for (const auto& [a, b] : laws::openEdges(surface))
+    sum += length(b - a);
+  return sum;
+}
+
+double lengthOf(const MeXLineMeshUnstructured& lines)
+{
+  double sum = 0;
+  for (std::size_t e = 0; e < lines.topology.getCellCount(); ++e) {
+    const auto ends = lines.topology.getCell(e);
+    sum += length(lines.geometry.getNode(static_cast<std::size_t>(ends[0])) -
+                  lines.geometry.getNode(static_cast<std::size_t>(ends[1])));
+  }
+  return sum;
+}
+
+/// Refines quadratic tetrahedra into eight linear ones, with the middle of each edge where the
+/// shape functions have it: that is where the middle node is.
+class EightTetrahedra final : public MiTessellator
+{
+public:
+  std::uint64_t getTimeStamp() const override { return stamp; }
+  bool tessellate(MiCellShape shape, std::span<const MbVec3d>,
+                  MiTessellation& result) const override
+  {
+    if (shape != MiCellShape::QuadraticTetrahedron) return false;
+    result.shape = MiCellShape::Tetrahedron;
+    result.pointCount = 10;
+    result.weights.assign(100, 0.0);
+    for (std::size_t p = 0; p < 10; ++p)
+      result.weights[11 * p] = 1;
+    result.points = {0, 4, 6, 7, 4, 1, 5, 8, 6, 5, 2, 9, 7, 8, 9, 3,
+                     4, 5, 6, 8, 6, 5, 9, 8, 6, 9, 7, 8, 4, 6, 7, 8};
+    return true;
+  }
+  std::uint64_t stamp = 1;
+};
+
+} // namespace
+
+TEST(CutExtractor, NothingIsExtractedTwice)
+{
+  const auto mesh = zoo::blockOf(MiCellShape::Tetrahedron, {4, 4, 4});
+  MbScalardSetI set("z", MiDataBinding::PerNode, heights(*mesh));
+  MbFunctionFilterI filter([](std::size_t cell) { return cell < 300; });
+  CutExtractors cuts(*mesh);
+  Recorder recorder;
+  for (const auto& extractor : {cuts.isosurfaces, cuts.planes, cuts.spheres, cuts.cylinders}) {
+    extractor->setCallback(&recorder);
+    EXPECT_EQ(extractor->getSurface(), nullptr);
+  }
+  const MbVec3d at{2, 1, 0.6};
+  const auto all = [&](double by, const MiCellFilter* with) {
+    return std::vector<std::uint64_t>{
+        cuts.isosurface(set, 0.6 + by, with).topology.getTimeStamp(),
+        cuts.plane({0, 0, 1 + by}, 0.6, with).topology.getTimeStamp(),
+        cuts.sphere(at, 0.55 + by, with).topology.getTimeStamp(),
+        cuts.cylinder(at, {1, by, 0}, 0.45, with).topology.getTimeStamp()};
+  };
+  std::set<std::vector<std::uint64_t>> seen;
+  const auto expectNew = [&](double by, const MiCellFilter* with, std::size_t count) {
+    recorder.names.clear();
+    EXPECT_TRUE(seen.insert(all(by, with)).second);
+    EXPECT_EQ(all(by, with), *seen.rbegin());
+    EXPECT_EQ(recorder.names.size(), count);
+  };
+  expectNew(0, nullptr, 4);
+  EXPECT_THAT(recorder.names,
+              ElementsAre("MiIsosurfExtractUnstructured", "MiPlaneSliceExtractUnstructured",
+                          "MiSphereSliceExtractUnstructured",
+                          "MiCylinderSliceExtractUnstructured"));
+  expectNew(0.03, nullptr, 4);
+  expectNew(0.03, &filter, 4);
+  filter.touch();
+  expectNew(0.03, &filter, 4);
+  mesh->touchGeometry();
+  expectNew(0.03, &filter, 4);
+  mesh->touchTopology();
+  expectNew(0.03, &filter, 4);
+  const auto before = all(0.03, &filter);
+  set.touch();
+  const auto after = all(0.03, &filter);
+  EXPECT_NE(after[0], before[0]);
+  EXPECT_EQ(after[1], before[1]) << "a plane depends on no values";
+}
+
+TEST(CutExtractor, ValuesFollowTheVerticesAlongTheirEdges)
+{
+  const auto mesh = zoo::block(VOLUME_MESH_CURVILINEAR, {4, 3, 5});
+  // x + 10 y + 100 z of each node, which lies at (i, j / 2, k / 4).
+  std::vector<double> sums, cells, vectors;
+  std::vector<std::string> texts;
+  for (std::size_t k = 0; k <= 5; ++k)
+    for (std::size_t j = 0; j <= 3; ++j)
+      for (std::size_t i = 0; i <= 4; ++i) {
+        const double x = static_cast<double>(i), y = static_cast<double>(j) / 2,
+                     z = static_cast<double>(k) / 4;
+        sums.push_back(x + 10 * y + 100 * z);
+        vectors.insert(vectors.end(), {z, x, y});
+        texts.push_back(std::to_string(texts.size()));
+      }
+  for (std::size_t c = 0; c < 60; ++c)
+    cells.push_back(static_cast<double>(3 * c));
+  const MbIndex3 nodes{5, 4, 6};
+  const MbScalardSetIjk perNode("s", MiDataBinding::PerNode, nodes, sums);
+  const MbScalardSetIjk perCell("c", MiDataBinding::PerCell, {4, 3, 5}, cells);
+  const MbVec3dSetIjk perNodeVectors("v", MiDataBinding::PerNode, nodes, vectors);
+  const MbStringSetIjk names("t", MiDataBinding::PerNode, nodes, texts);
+  const MbScalardSetI flat("f", MiDataBinding::PerNode, sums);
+
+  EightTetrahedra tessellator;
+  const auto extractor = MiPlaneSliceExtractIjk::getNewInstance(
+      zoo::as<VOLUME_MESH_CURVILINEAR>(*mesh), true, &tessellator);
+  EXPECT_EQ(extractor->extractScalarSet(perNode), nullptr) << "nothing extracted yet";
+  const MbVec3d normal{1, 1, 4};
+  const auto& surface = extractor->extractSlice(normal, 4.3, nullptr);
+  const auto expectAt = [](const MeXDataSetI<double>* mapped, const MeXGeometryI& geometry) {
+    ASSERT_NE(mapped, nullptr);
+    ASSERT_EQ(mapped->getSize(), geometry.getNodeCount());
+    for (std::size_t n = 0; n < mapped->getSize(); ++n) {
+      const MbVec3d p = geometry.getNode(n);
+      EXPECT_NEAR(mapped->values[n], p.x + 10 * p.y + 100 * p.z, 1e-4);
+    }
+  };
+  expectAt(extractor->extractScalarSet(perNode), surface.geometry);
+  expectAt(extractor->extractScalarSet(perNode), surface.geometry);
+  const auto* ofCells = extractor->extractScalarSet(perCell);
+  ASSERT_NE(ofCells, nullptr);
+  for (std::size_t c = 0; c < ofCells->getSize(); ++c)
+    EXPECT_EQ(ofCells->values[c], 3.0 * surface.provenance.cells[c]);
+  const auto* ofVectors = extractor->extractVec3Set(perNodeVectors);
+  ASSERT_NE(ofVectors, nullptr);
+  EXPECT_NEAR(ofVectors->values[7].y, surface.geometry.getNode(7).x, 1e-6);
+  const auto* ofTexts = extractor->extractStringSet(names);
+  ASSERT_NE(ofTexts, nullptr);
+  const std::size_t nearer = surface.provenance.weights[7] > 0.5 ? 15 : 14;
+  EXPECT_EQ(ofTexts->values[7], std::to_string(surface.provenance.nodes[nearer]));
+  EXPECT_EQ(extractor->extractScalarSet(flat), nullptr) << "numbered in another way";
+
+  // Lines and points bring their own.
+  const auto& lines = extractor->extractLine(normal, 4.3, nullptr);
+  expectAt(extractor->extractLineScalarSet(perNode), lines.geometry);
+  std::set<std::pair<int, int>> edges;
+  for (std::size_t f = 0; f < surface.topology.getCellCount(); ++f) {
+    const auto cell = surface.topology.getCell(f);
+    for (std::size_t n = 0; n < cell.size(); ++n)
+      edges.insert(std::minmax(cell[n], cell[(n + 1) % cell.size()]));
+  }
+  EXPECT_EQ(lines.topology.getCellCount(), edges.size());
+  const auto& points = extractor->extractPoints(normal, 4.3, nullptr);
+  EXPECT_EQ(points.geometry.getNodeCount(), surface.geometry.getNodeCount());
+  expectAt(extractor->extractPointsScalarSet(perNode), points.geometry);
+}
+
+TEST(CutExtractor, QuadraticCellsShowTheOutlineOfTheirCutAlone)
+{
+  const auto mesh = zoo::blockOf(MiCellShape::QuadraticTetrahedron, {3, 4, 4});
+  const auto linear = zoo::blockOf(MiCellShape::Tetrahedron, {3, 4, 4});
+  EightTetrahedra tessellator;
+  const MbVec3d normal{0.1, 0.2, 1};
+  CutExtractors plain(*mesh), refined(*mesh, true, &tessellator), coarse(*linear);
+  const auto& expected = coarse.plane(normal, 0.61, nullptr);
+  for (CutExtractors* cuts : {&plain, &refined}) {
+    const auto& surface = cuts->plane(normal, 0.61, nullptr);
+    EXPECT_NEAR(laws::sizeOf(surface).area, laws::sizeOf(expected).area, 1e-5);
+    EXPECT_GT(faceCount(surface), faceCount(expected)) << "sub-cells";
+    EXPECT_NEAR(openLength(surface), openLength(expected), 1e-5) << "no cracks inside";
+    auto& extractor = dynamic_cast<MiPlaneSliceExtractUnstructured&>(*cuts->planes);
+    const auto& lines = extractor.extractLine(normal, 0.61, nullptr);
+    auto& other = dynamic_cast<MiPlaneSliceExtractUnstructured&>(*coarse.planes);
+    EXPECT_NEAR(lengthOf(lines), lengthOf(other.extractLine(normal, 0.61, nullptr)), 1e-5)
+        << "the outlines of the linear cells, in as many pieces as sub-cells make of them";
+    const MbScalardSetI set("z", MiDataBinding::PerNode, heights(*mesh));
+    const auto* mapped = extractor.extractScalarSet(set);
+    ASSERT_NE(mapped, nullptr);
+    for (std::size_t n = 0; n < mapped->getSize(); ++n)
+      EXPECT_NEAR(mapped->values[n], surface.geometry.getNode(n).z, 1e-6);
+  }
+}
+
+TEST(CutExtractor, ArgumentsThatDescribeNothingGiveNothing)
+{
+  const auto mesh = zoo::blockOf(MiCellShape::Hexahedron, {4, 4, 4});
+  const MbScalardSetI set("z", MiDataBinding::PerNode, heights(*mesh));
+  CutExtractors cuts(*mesh);
+  const MbVec3d at{2, 1, 0.55}, x{1, 0, 0};
+  const auto expectAll = [&](bool anything) {
+    EXPECT_EQ(faceCount(cuts.isosurface(set, 0.55, nullptr)) > 0, anything);
+    EXPECT_EQ(faceCount(cuts.plane(x, 2.5, nullptr)) > 0, anything);
+    EXPECT_EQ(faceCount(cuts.sphere(at, 0.45, nullptr)) > 0, anything);
+    EXPECT_EQ(faceCount(cuts.cylinder(at, x, 0.45, nullptr)) > 0, anything);
+  };
+  expectAll(true);
+  for (const double bad : {kNaN, kInfinity, -kInfinity}) {
+    EXPECT_EQ(faceCount(cuts.isosurface(set, bad, nullptr)), 0u);
+    EXPECT_EQ(faceCount(cuts.plane({bad, 0, 1}, 0.55, nullptr)), 0u);
+    EXPECT_EQ(faceCount(cuts.plane(x, bad, nullptr)), 0u);
+    EXPECT_EQ(faceCount(cuts.sphere({0, bad, 0}, 1, nullptr)), 0u);
+    EXPECT_EQ(faceCount(cuts.sphere(at, bad, nullptr)), 0u);
+    EXPECT_EQ(faceCount(cuts.cylinder({0, 0, bad}, x, 1, nullptr)), 0u);
+    EXPECT_EQ(faceCount(cuts.cylinder(at, {bad, 1, 0}, 1, nullptr)), 0u);
+    EXPECT_EQ(faceCount(cuts.cylinder(at, x, bad, nullptr)), 0u);
+  }
+  EXPECT_EQ(faceCount(cuts.plane({0, 0, 0}, 0, nullptr)), 0u);
+  EXPECT_EQ(faceCount(cuts.sphere(at, -1, nullptr)), 0u);
+  EXPECT_EQ(faceCount(cuts.sphere(at, 0, nullptr)), 0u);
+  EXPECT_EQ(faceCount(cuts.cylinder(at, {0, 0, 0}, 1, nullptr)), 0u);
+  EXPECT_EQ(faceCount(cuts.cylinder(at, x, -1, nullptr)), 0u);
+  const auto stamp = cuts.planes->getSurface()->topology.getTimeStamp();
+  cuts.plane({0, 0, 0}, 0, nullptr);
+  EXPECT_EQ(cuts.planes->getSurface()->topology.getTimeStamp(), stamp) << "nothing, once";
+  // Values so large that their squares are not finite are on no side, and nothing breaks.
+  EXPECT_EQ(faceCount(cuts.plane({1e200, 0, 0}, 2.5e200, nullptr)), 16u);
+  cuts.sphere({1e200, 0, 0}, 1e200, nullptr);
+  expectAll(true);
+  EXPECT_THAT(cuts.planes->getWarnings(), IsEmpty());
+}
+
+TEST(CutExtractor, ASetThatDoesNotFitIsNamed)
+{
+  const auto mesh = zoo::block(VOLUME_MESH_HEXAHEDRON_IJK, {3, 2, 2});
+  const auto expectNothing = [&](CutExtractors& cuts, const MiTypedDataSet<double>& set) {
+    EXPECT_EQ(faceCount(cuts.isosurface(set, 0.5, nullptr)), 0u);
+    EXPECT_THAT(cuts.isosurfaces->getWarnings(),
+                ElementsAre("The data set '" + set.getName() +
+                            "' does not fit the mesh: there is no isosurface of it."));
+    cuts.isosurface(set, 0.5, nullptr);
+    EXPECT_THAT(cuts.isosurfaces->getWarnings(), IsEmpty()) << "said once";
+  };
+  std::vector<double> values(36);
+  for (std::size_t n = 0; n < 36; ++n)
+    values[n] = static_cast<double>(n % 2);
+  const MbScalardSetI shortOne("short", MiDataBinding::PerNode, std::vector<double>(35));
+  const MbScalardSetI flatCells("cells", MiDataBinding::PerCell, std::vector<double>(12));
+  const MbScalardSetIjk grid("grid", MiDataBinding::PerNode, {4, 3, 3}, values);
+  const MbScalardSetIjk swapped("swapped", MiDataBinding::PerCell, {2, 3, 2}, values);
+  CutExtractors cuts(*mesh);
+  expectNothing(cuts, shortOne);
+  expectNothing(cuts, flatCells);
+  expectNothing(cuts, grid);
+  expectNothing(cuts, swapped);
+  const MbScalardSetI good("good", MiDataBinding::PerNode, values);
+  EXPECT_GT(faceCount(cuts.isosurface(good, 0.5, nullptr)), 0u);
+  EXPECT_THAT(cuts.isosurfaces->getWarnings(), IsEmpty());
+  const auto other = zoo::block(VOLUME_MESH_REGULAR, {3, 2, 2});
+  CutExtractors ofGrid(*other);
+  expectNothing(ofGrid, shortOne);
+  expectNothing(ofGrid, swapped);
+  EXPECT_GT(faceCount(ofGrid.isosurface(grid, 0.5, nullptr)), 0u);
+}
+
+TEST(CutExtractor, WhereAValueIsNoNumberThereIsNoSurface)
+{
+  const auto mesh = zoo::blockOf(MiCellShape::Hexahedron, {4, 4, 4});
+  std::vector<double> z = heights(*mesh);
+  const auto count = [&] {
+    const MbScalardSetI set("z", MiDataBinding::PerNode, z);
+    CutExtractors cuts(*mesh);
+    const auto& surface = cuts.isosurface(set, 0.55, nullptr);
+    for (const MbVec3f& p : surface.geometry.points())
+      EXPECT_TRUE(isFinite(p));
+    return faceCount(surface);
+  };
+  EXPECT_EQ(count(), 16u);
+  const std::size_t middle = 2 + 5 * (2 + 5 * 2); // node (2, 2, 2) of 5 x 5 x 5
+  for (const double bad : {kNaN, kInfinity, -kInfinity}) {
+    z[middle] = bad;
+    EXPECT_EQ(count(), 12u) << bad;
+  }
+  // Huge ones are numbers.
+  z[middle] = -1.7e308;
+  z[middle + 25] = 1.7e308;
+  EXPECT_EQ(count(), 16u);
+}
+
+TEST(CutExtractor, CancellationLeavesNothingHalfDoneAndTheNextCallStartsAnew)
+{
+  const auto mesh = zoo::blockOf(MiCellShape::Tetrahedron, {30, 30, 30});
+  const MbVec3d normal{0.1, 0.7, 1};
+  CutExtractors once(*mesh);
+  const std::string expected = laws::bytesOf(once.plane(normal, 9, nullptr));
+  for (const bool parallel : {false, true}) {
+    CutExtractors cuts(*mesh, parallel);
+    Recorder recorder;
+    cuts.planes->setCallback(&recorder);
+    for (const std::size_t stopAt : {1, 3}) {
+      recorder.steps = 0;
+      recorder.stopAt = stopAt;
+      EXPECT_THROW(cuts.plane(normal, 9, nullptr), MiCancellationException);
+      if (const auto* surface = cuts.planes->getSurface()) {
+        EXPECT_EQ(faceCount(*surface), 0u);
+      }
+    }
+    recorder.stopAt = static_cast<std::size_t>(-1);
+    EXPECT_EQ(laws::bytesOf(cuts.plane(normal, 9, nullptr)), expected);
+  }
+}
+
+TEST(CutExtractor, CutsFarFromZeroKeepTheirPrecision)
+{
+  std::vector<double> points;
+  for (const int corner : {0, 1, 3, 2, 4, 5, 7, 6})
+    points.insert(points.end(),
+                  {6.5e6 + (corner & 1), 5.9e6 + (corner >> 1 & 1), 1.0 * (corner >> 2)});
+  const std::vector<std::int32_t> connectivity{0, 1, 2, 3, 4, 5, 6, 7};
+  const MbVolumeMeshUnstructured mesh({MiCellShape::Hexahedron, connectivity}, points);
+  CutExtractors cuts(mesh);
+  const auto& surface = cuts.plane({1, 0, 0}, 6.5e6 + 0.3, nullptr);
+  ASSERT_EQ(faceCount(surface), 1u);
+  EXPECT_NE(surface.geometry.origin, MbVec3d{});
+  for (std::size_t n = 0; n < 4; ++n)
+    EXPECT_NEAR(surface.geometry.getNode(n).x, 6.5e6 + 0.3, 1e-6);
+  const auto& sphere = cuts.sphere({6.5e6, 5.9e6, 0}, 0.5, nullptr);
+  ASSERT_EQ(faceCount(sphere), 1u);
+  for (std::size_t n = 0; n < 3; ++n)
+    EXPECT_NEAR(length(sphere.geometry.getNode(n) - MbVec3d{6.5e6, 5.9e6, 0}), 0.5, 1e-6);
+}
+
+TEST(CutExtractor, BrokenCellsAreLeftOutWithOneSentence)
+{
+  const std::vector<std::int32_t> connectivity{0, 1, 2, 3, 4, 1, 2, 9, 4, 5, 6, -1, 4, 5, 6, 8};
+  const std::vector<double> points{0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1, 5,   0,
+                                   0, 6, 0, 0, 5, 1, 0, 5, 0, 1, 5, 0, kNaN};
+  const MbVolumeMeshUnstructured mesh({MiCellShape::Tetrahedron, connectivity}, points);
+  CutExtractors cuts(mesh);
+  EXPECT_EQ(faceCount(cuts.plane({0, 0, 1}, 0.5, nullptr)), 1u);
+  EXPECT_THAT(cuts.planes->getWarnings(),
+              ElementsAre("3 cells with missing nodes, counts that do not match or coordinates "
+                          "that are not finite left out, first cell 1."));
+  EXPECT_EQ(faceCount(cuts.plane({0, 0, 1}, 0.25, nullptr)), 1u);
+  EXPECT_THAT(cuts.planes->getWarnings(), IsEmpty());
+}
