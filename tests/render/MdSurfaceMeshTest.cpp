@@ -464,7 +464,19 @@ TEST(MdSurfaceMeshDeathTest, LeavesABoxAloneThatIsDeactivated)
 
 TEST(MxStyledShapeGraph, WarnsOfMissingBuffersAndKeepsPlaceholdersInert)
 {
+  class DeadTopology final : public MeXTopologyExplicitI
+  {
+  public:
+    using MeXTopologyExplicitI::MeXTopologyExplicitI;
+    bool hasDeadCells() const override { return true; }
+  };
   WarningLog warnings;
+  const SoRef<SoSeparator> root(new SoSeparator);
+  MxSurfaceSceneGraph(root).fillIndices(DeadTopology(2));
+  EXPECT_THAT(warnings.texts(),
+              ElementsAre("MxUnstrMeshSceneGraph::fillIndices: Extracted topology should not have "
+                          "dead cells"));
+  warnings.clear();
   const SoRef<SoSeparator> parent(new SoSeparator);
   MxStyledIndexedLineGraph lines(parent, SoDrawStyle::LINES, nullptr);
   lines.setVertices(nullptr);

@@ -9,7 +9,7 @@
 ///
 /// Cells of dimension 2 are triangles, quads and polygons, of dimension 1 lines and polylines.
 /// Filled by an extractor, which then takes a stamp with `touch`.
-class MeXTopologyExplicitI final : public MiTopologyI
+class MeXTopologyExplicitI : public MiTopologyI
 {
 public:
   explicit MeXTopologyExplicitI(int dimension) : m_dimension(dimension) {}
