@@ -42,3 +42,7 @@ private:
   MiDataBinding m_binding;
   std::uint64_t m_timeStamp;
 };
+
+/// The same by the name that tells it from data sets of other extracted things.
+template <class T>
+using MeXtractedDataSetI = MeXDataSetI<T>;

@@ -51,6 +51,7 @@
 #include <velmo/representations/MoMeshCylinderSlice.h>
 #include <velmo/representations/MoMeshIsosurface.h>
 #include <velmo/representations/MoMeshPlaneSlice.h>
+#include <velmo/representations/MoMeshPointProbe.h>
 #include <velmo/representations/MoMeshSkin.h>
 #include <velmo/representations/MoMeshSphereSlice.h>
 #include <velmo/toolkit/MxOffscreenCanvas.h>
@@ -132,6 +133,7 @@ constexpr ClassEntry kClasses[] = {
     ENTRY(MoMeshPlaneSlice),
     ENTRY(MoMeshIsosurface),
     ENTRY(MoMeshSkin),
+    ENTRY(MoMeshPointProbe),
     ENTRY(MoDataBinding),
     ENTRY(MoMaterial),
     ENTRY(MoDrawStyle),

@@ -1,0 +1,156 @@
+#pragma once
+
+#include <velmo/base/MxPointTree.h>
+#include <velmo/extraction/algorithms/MxCellReader.h>
+#include <velmo/extraction/interfaces/MiCellFilter.h>
+
+#include <functional>
+#include <span>
+#include <vector>
+
+/// The cells that the application leaves of a mesh; borrowed.
+class MxCellsLeft
+{
+public:
+  MxCellsLeft() = default;
+  explicit MxCellsLeft(const MiCellFilterI* filter) : m_i(filter) {}
+  MxCellsLeft(const MiCellFilterIj* filter, const MbIndex3& counts) : m_ij(filter), m_counts(counts)
+  {}
+  MxCellsLeft(const MiCellFilterIjk* filter, const MbIndex3& counts)
+      : m_ijk(filter), m_counts(counts)
+  {}
+  bool all() const { return !m_i && !m_ij && !m_ijk; }
+  bool has(std::size_t cell) const
+  {
+    if (m_i) return m_i->acceptCell(cell);
+    if (m_ij) return m_ij->acceptCell(cell % m_counts.x, cell / m_counts.x);
+    if (!m_ijk) return true;
+    const std::size_t row = cell / m_counts.x;
+    return m_ijk->acceptCell(cell % m_counts.x, row % m_counts.y, row / m_counts.y);
+  }
+
+private:
+  const MiCellFilterI* m_i = nullptr;
+  const MiCellFilterIj* m_ij = nullptr;
+  const MiCellFilterIjk* m_ijk = nullptr;
+  MbIndex3 m_counts;
+};
+
+/// One axis of a grid of boxes: finds the interval that holds a coordinate.
+class MxGridAxis
+{
+public:
+  /// @param nodes  coordinates that do not change their direction; equal neighbours are allowed
+  /// @param step   the step between all of them, 0 when it differs
+  MxGridAxis(std::vector<double> nodes, double step);
+
+  /// True for coordinates that an axis can be made of.
+  static bool isOrdered(const std::vector<double>& nodes);
+
+  /// One or two intervals, in ascending order, that hold a coordinate, and its place in each.
+  struct Answer
+  {
+    std::uint32_t count = 0;
+    std::size_t interval[2];
+    double place[2];
+  };
+  Answer find(double x, std::size_t hint) const;
+  double width(std::size_t interval) const
+  {
+    return std::abs(m_nodes[interval + 1] - m_nodes[interval]);
+  }
+  double node(std::size_t i) const { return m_nodes[i]; }
+
+private:
+  std::size_t intervalOf(double x, std::size_t hint) const;
+
+  std::vector<double> m_nodes;
+  double m_inverseStep;
+  double m_sign; ///< -1 for a falling axis
+};
+
+/// Finds the cell of a mesh that holds a point. Made once for a mesh and its stamps and shared by
+/// all who ask; see MxCellCursor for asking. Regular and rectilinear grids are answered by
+/// arithmetic, all others through a tree over the boxes of their cells.
+///
+/// *Threads*: any number may ask at the same time.
+class MxCellLocator
+{
+public:
+  /// The locator of a mesh: one that is in use already, or a new one.
+  /// @param mesh  borrowed; outlives the locator
+  /// @throw std::bad_alloc; std::length_error when the mesh has more than 2^32 - 1 cells
+  template <MeshType Kind>
+  static std::shared_ptr<const MxCellLocator> get(const typename MxMeshKind<Kind>::Interface& mesh,
+                                                  bool parallel);
+
+  const MxCellReader& reader() const { return *m_reader; }
+  const MbIndex3& cellCounts() const { return m_reader->cellCounts; }
+  const MbIndex3& nodeCounts() const { return m_reader->nodeCounts; }
+  /// Not empty for grids of boxes: I, J and K.
+  const std::vector<MxGridAxis>& axes() const { return m_axes; }
+  const MxPointTree& tree() const { return m_tree; }
+  bool isDead(std::size_t cell) const { return m_isDead && m_isDead(cell); }
+
+private:
+  template <MeshType Kind>
+  static std::shared_ptr<const MxCellLocator> make(const typename MxMeshKind<Kind>::Interface& mesh,
+                                                   bool parallel);
+
+  std::unique_ptr<MxCellReader> m_reader;
+  std::vector<MxGridAxis> m_axes;
+  std::function<bool(std::size_t)> m_isDead; // of grids of boxes; null when no cell is
+  MxPointTree m_tree;
+};
+
+/// A walker through a mesh: stands in a cell and finds the cell of the next point, first where it
+/// stands.
+///
+/// A point strictly inside a cell is found in that cell; one on a face, an edge or a node, within
+/// kInsideTolerance, in the cell of the smallest number among those left that hold it: the answer
+/// does not depend on where the walker stood before. Dead and broken cells and those that are not
+/// left never answer. *Threads*: a cursor belongs to one.
+class MxCellCursor
+{
+public:
+  static constexpr std::size_t kNoCell = MxCellMap::kNoCell;
+
+  /// Both borrowed.
+  MxCellCursor(const MxCellLocator& locator, const MxCellsLeft& left);
+
+  /// Finds the cell of a point. After a failure the cursor stands where it stood, and is not found.
+  bool find(const MbVec3d& point);
+  /// The same from another cell, whose number need not exist.
+  bool findFrom(std::size_t hint, const MbVec3d& point);
+
+  /// Of the last point found.
+  bool isFound() const { return m_isFound; }
+  std::size_t cell() const { return m_cell; }
+  /// The cell's nodes as data sets per node number them, and their weights at the point.
+  std::span<const std::uint32_t> nodes() const { return {m_nodes, m_size}; }
+  std::span<const double> weights() const { return {m_weights.data(), m_size}; }
+  /// The length of the cell's box along a direction, which need not have length one.
+  double sizeAlong(const MbVec3d& direction) const;
+
+private:
+  bool findInTree(const MbVec3d& point);
+  bool findInGrid(const MbVec3d& point);
+  void standIn(MxCellMap& map, const MxPlace& place);
+  bool isLeft(std::size_t cell) const { return m_left->all() || m_left->has(cell); }
+
+  const MxCellLocator* m_locator;
+  const MxCellsLeft* m_left;
+  bool m_isFound = false;
+  std::size_t m_cell = kNoCell;
+  std::size_t m_size = 0;
+  const std::uint32_t* m_nodes = nullptr;
+  MxArray<double> m_weights;
+  MbVec3d m_extent;
+
+  MxCellMap m_maps[2];
+  int m_current = 0;
+  MxPlace m_place;
+
+  MbIndex3 m_at; // in a grid of boxes
+  std::array<std::uint32_t, 8> m_gridNodes{};
+};

@@ -1,0 +1,305 @@
+#include <velmo/extraction/algorithms/MxCellReader.h>
+
+#include <velmo/extraction/algorithms/MxIjkGrid.h>
+#include <velmo/extraction/algorithms/MxVolumeCells.h>
+#include <velmo/mesh/views/MxCellView.h>
+
+#include <algorithm>
+
+namespace {
+
+constexpr std::size_t kLargestCount = 0xffffffffu;
+
+constexpr int dimensionOf(MeshType kind)
+{
+  return kind <= VOLUME_MESH_CURVILINEAR ? 3 : 2;
+}
+
+MxBox3d widened(MxBox3d box, double reach)
+{
+  for (int a = 0; a < 3; ++a) {
+    box.min[a] -= reach;
+    box.max[a] += reach;
+  }
+  return box;
+}
+
+MxBox3d boxOfMap(const MxCellMap& map)
+{
+  return widened(map.box(), map.reach());
+}
+
+/// The box of a linear volume cell whose points pointAt(0 .. size - 1) gives. A point that is not
+/// finite leaves a box that is not.
+template <class PointAt>
+MxBox3d boxOfPoints(std::size_t size, const PointAt& pointAt)
+{
+  MbVec3d low = pointAt(0), high = low;
+  double sum = 0;
+  for (std::size_t n = 0; n < size; ++n) {
+    const MbVec3d p = pointAt(n);
+    low = {std::min(low.x, p.x), std::min(low.y, p.y), std::min(low.z, p.z)};
+    high = {std::max(high.x, p.x), std::max(high.y, p.y), std::max(high.z, p.z)};
+    sum += (p.x + p.y + p.z) * 0;
+  }
+  if (sum != 0 || !isFinite(high - low)) return MxBox3d::empty();
+  const MbVec3d size3 = high - low;
+  const double reach = 4 * kInsideTolerance * std::max(size3.x, std::max(size3.y, size3.z));
+  return widened({{low.x, low.y, low.z}, {high.x, high.y, high.z}}, reach);
+}
+
+/// Reads a cell for nothing but its box.
+MxBox3d boxByReading(const MxCellReader& reader, std::size_t cell)
+{
+  thread_local MxCellMap map;
+  return reader.read(cell, map) ? boxOfMap(map) : MxBox3d::empty();
+}
+
+/// A polyhedron's faces in the numbers of its own nodes. False when a face names another node.
+template <class Nodes, class Stream>
+bool takeFaces(const Nodes& nodes, std::size_t nodeCount, const Stream& stream, std::size_t length,
+               MxCellMap& map)
+{
+  MxArray<std::uint32_t>& faces = map.faces();
+  for (std::size_t at = 1; at < length;) {
+    const std::size_t size = stream[at++];
+    faces.push_back(static_cast<std::uint32_t>(size));
+    for (const std::size_t end = at + size; at < end; ++at) {
+      const auto node = stream[at];
+      std::size_t own = 0;
+      while (own < nodeCount && nodes[own] != node)
+        ++own;
+      if (own == nodeCount) return false;
+      faces.push_back(static_cast<std::uint32_t>(own));
+    }
+  }
+  return true;
+}
+
+/// Any kind, through its cell view.
+template <MeshType Kind>
+class ViewReader final : public MxCellReader
+{
+public:
+  explicit ViewReader(const typename MxMeshKind<Kind>::Interface& mesh) : m_view(mesh)
+  {
+    cellCounts = m_view.cellCounts();
+    nodeCounts = m_view.nodeCounts();
+  }
+  bool read(std::size_t cell, MxCellMap& map) const override
+  {
+    thread_local MxCellBuffer nodeBuffer, faceBuffer;
+    map.forget();
+    if (m_view.isDead(cell)) return false;
+    const MiCellShape shape = m_view.shape(cell);
+    if (cellShapeFacts(shape).dimension != dimensionOf(Kind)) return false;
+    const std::span<const std::size_t> nodes = m_view.nodes(cell, nodeBuffer);
+    map.begin(cell, shape, nodes.size());
+    const std::size_t nodeCount = m_view.nodeCount();
+    for (std::size_t n = 0; n < nodes.size(); ++n) {
+      if (nodes[n] >= nodeCount || nodes[n] > kLargestCount) return forgotten(map);
+      map.setNode(n, static_cast<std::uint32_t>(m_view.dataNode(nodes[n])),
+                  m_view.position(nodes[n]));
+    }
+    if (shape == MiCellShape::Polyhedron) {
+      const std::span<const std::size_t> stream = m_view.faces(cell, faceBuffer);
+      if (!isFaceStream(stream, stream.size(), nodeCount) ||
+          !takeFaces(nodes, nodes.size(), stream, stream.size(), map))
+        return forgotten(map);
+    }
+    return map.finish() || forgotten(map);
+  }
+  MxBox3d box(std::size_t cell) const override { return boxByReading(*this, cell); }
+
+private:
+  static bool forgotten(MxCellMap& map)
+  {
+    map.forget();
+    return false;
+  }
+
+  MxCellView<Kind> m_view;
+};
+
+/// Unstructured cells of any layout and points of one.
+template <class Cells, class Points>
+class UnstructuredReader final : public MxCellReader
+{
+public:
+  UnstructuredReader(const Cells& cells, const Points& points, const MiTopologyI& topology,
+                     std::size_t nodeCount, int dimension)
+      : m_cells(cells), m_points(points), m_topology(topology), m_nodeCount(nodeCount),
+        m_dimension(dimension), m_hasDead(topology.hasDeadCells()),
+        m_active(topology.getView().active)
+  {
+    cellCounts = {cells.cellCount(), 1, 1};
+    nodeCounts = {nodeCount, 1, 1};
+  }
+  bool read(std::size_t cell, MxCellMap& map) const override
+  {
+    map.forget();
+    if (isDead(cell)) return false;
+    typename Cells::Cursor cursor(m_cells);
+    if (cursor.probe(cell, m_nodeCount) != MxCellFault::None) return false;
+    if (cellShapeFacts(cursor.shape()).dimension != m_dimension) return false;
+    map.begin(cell, cursor.shape(), cursor.size());
+    const auto& nodes = cursor.nodes();
+    for (std::size_t n = 0; n < cursor.size(); ++n)
+      map.setNode(n, static_cast<std::uint32_t>(nodes[n]), m_points[nodes[n]]);
+    if ((cursor.shape() == MiCellShape::Polyhedron &&
+         !takeFaces(nodes, cursor.size(), cursor.stream(), cursor.streamSize(), map)) ||
+        !map.finish())
+    {
+      map.forget();
+      return false;
+    }
+    return true;
+  }
+  MxBox3d box(std::size_t cell) const override
+  {
+    typename Cells::Cursor cursor(m_cells);
+    if (isDead(cell) || cursor.probe(cell, m_nodeCount) != MxCellFault::None)
+      return MxBox3d::empty();
+    const MiCellShapeFacts facts = cellShapeFacts(cursor.shape());
+    if (facts.dimension != m_dimension) return MxBox3d::empty();
+    if (facts.dimension != 3 || facts.nodeCount != facts.cornerCount || facts.nodeCount == 0)
+      return boxByReading(*this, cell);
+    const auto& nodes = cursor.nodes();
+    return boxOfPoints(cursor.size(), [&](std::size_t n) { return m_points[nodes[n]]; });
+  }
+
+private:
+  bool isDead(std::size_t cell) const
+  {
+    if (!m_hasDead) return false;
+    return m_active ? readDead(m_active, cell) : m_topology.isDead(cell);
+  }
+
+  Cells m_cells;
+  Points m_points;
+  const MiTopologyI& m_topology;
+  std::size_t m_nodeCount;
+  int m_dimension;
+  bool m_hasDead;
+  MiArrayView m_active;
+};
+
+struct NodesOf
+{
+  const MiGeometryI* geometry;
+  MbVec3d operator[](std::size_t node) const { return geometry->getNode(node); }
+};
+
+template <class Mesh>
+std::unique_ptr<MxCellReader> makeUnstructured(const Mesh& mesh, int dimension)
+{
+  std::unique_ptr<MxCellReader> reader;
+  const MiGeometryI& geometry = mesh.getGeometry();
+  const std::size_t nodeCount = std::min(geometry.getNodeCount(), kLargestCount);
+  visitVolumeCells(mesh.getTopology(), nodeCount, [&](const auto& cells) {
+    visitPoints(geometry.getView(), nodeCount, NodesOf{&geometry}, [&](const auto& points) {
+      reader = std::make_unique<UnstructuredReader<std::remove_cvref_t<decltype(cells)>,
+                                                   std::remove_cvref_t<decltype(points)>>>(
+          cells, points, mesh.getTopology(), nodeCount, dimension);
+    });
+  });
+  return reader;
+}
+
+/// Curvilinear cells between points in an array.
+template <class Points>
+class CurvilinearReader final : public MxCellReader
+{
+public:
+  CurvilinearReader(const MiTopologyIjk& topology, const Points& points)
+      : m_topology(topology),
+        m_points(points), m_cells{topology.getCellCounts()}, m_nodes{::nodeCountsOf(
+                                                                 m_cells.counts)},
+        m_hasDead(topology.hasDeadCells()), m_active(topology.getActiveView())
+  {
+    cellCounts = m_cells.counts;
+    nodeCounts = m_nodes.counts;
+    for (std::size_t n = 0; n < 8; ++n)
+      m_corners[n] = m_nodes.flat(kCornerSteps[n][0], kCornerSteps[n][1], kCornerSteps[n][2]);
+  }
+  bool read(std::size_t cell, MxCellMap& map) const override
+  {
+    map.forget();
+    const MbIndex3 at = m_cells.split(cell);
+    if (isDead(cell, at)) return false;
+    const std::size_t first = m_nodes.flat(at.x, at.y, at.z);
+    map.begin(cell, MiCellShape::Hexahedron, 8);
+    for (std::size_t n = 0; n < 8; ++n)
+      map.setNode(n, static_cast<std::uint32_t>(first + m_corners[n]),
+                  m_points[first + m_corners[n]]);
+    if (map.finish()) return true;
+    map.forget();
+    return false;
+  }
+  MxBox3d box(std::size_t cell) const override
+  {
+    const MbIndex3 at = m_cells.split(cell);
+    if (isDead(cell, at)) return MxBox3d::empty();
+    const std::size_t first = m_nodes.flat(at.x, at.y, at.z);
+    return boxOfPoints(8, [&](std::size_t n) { return m_points[first + m_corners[n]]; });
+  }
+
+private:
+  bool isDead(std::size_t cell, const MbIndex3& at) const
+  {
+    if (!m_hasDead) return false;
+    return m_active ? readDead(m_active, cell) : m_topology.isDead(at.x, at.y, at.z);
+  }
+
+  const MiTopologyIjk& m_topology;
+  Points m_points;
+  MxIjkNumbering m_cells, m_nodes;
+  std::size_t m_corners[8];
+  bool m_hasDead;
+  MiArrayView m_active;
+};
+
+std::unique_ptr<MxCellReader> makeCurvilinear(const MiVolumeMeshCurvilinear& mesh)
+{
+  const MiGeometryIjk& geometry = mesh.getGeometry();
+  const MbIndex3 cells = mesh.getTopology().getCellCounts(), nodes = geometry.getNodeCounts();
+  std::unique_ptr<MxCellReader> reader;
+  if (cells.x && cells.y && cells.z && nodes == nodeCountsOf(cells))
+    visitPoints(geometry.getView(), nodes.x * nodes.y * nodes.z, std::false_type{},
+                [&]<class Points>(const Points& points) {
+                  if constexpr (!std::is_same_v<Points, std::false_type>)
+                    reader =
+                        std::make_unique<CurvilinearReader<Points>>(mesh.getTopology(), points);
+                });
+  if (!reader) reader = std::make_unique<ViewReader<VOLUME_MESH_CURVILINEAR>>(mesh);
+  return reader;
+}
+
+} // namespace
+
+template <MeshType Kind>
+std::unique_ptr<MxCellReader> makeCellReader(const typename MxMeshKind<Kind>::Interface& mesh)
+{
+  std::unique_ptr<MxCellReader> reader;
+  if constexpr (Kind == VOLUME_MESH_UNSTRUCTURED || Kind == SURFACE_MESH_UNSTRUCTURED)
+    reader = makeUnstructured(mesh, dimensionOf(Kind));
+  else if constexpr (Kind == VOLUME_MESH_CURVILINEAR)
+    reader = makeCurvilinear(mesh);
+  else
+    reader = std::make_unique<ViewReader<Kind>>(mesh);
+  return reader;
+}
+
+#define VELMO_INSTANTIATE(Kind)                                                                    \
+  template std::unique_ptr<MxCellReader> makeCellReader<Kind>(const MxMeshKind<Kind>::Interface&);
+
+VELMO_INSTANTIATE(VOLUME_MESH_UNSTRUCTURED)
+VELMO_INSTANTIATE(VOLUME_MESH_HEXAHEDRON_IJK)
+VELMO_INSTANTIATE(VOLUME_MESH_VERTEX_HEXAHEDRON_IJK)
+VELMO_INSTANTIATE(VOLUME_MESH_REGULAR)
+VELMO_INSTANTIATE(VOLUME_MESH_RECTILINEAR)
+VELMO_INSTANTIATE(VOLUME_MESH_CURVILINEAR)
+VELMO_INSTANTIATE(SURFACE_MESH_UNSTRUCTURED)
+VELMO_INSTANTIATE(SURFACE_MESH_REGULAR)
+VELMO_INSTANTIATE(SURFACE_MESH_RECTILINEAR)
+VELMO_INSTANTIATE(SURFACE_MESH_CURVILINEAR)

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <velmo/extraction/algorithms/MxCellMap.h>
+#include <velmo/extraction/interfaces/MxMeshKind.h>
+
+#include <memory>
+
+/// Reads the cells of a mesh one by one, whatever its kind; made once a mesh. What the mesh answers
+/// is checked each time: a cell that names a node that does not exist, has counts that do not fit
+/// or a corner that is not finite cannot be read. *Threads*: any number may read.
+class MxCellReader
+{
+public:
+  virtual ~MxCellReader() = default;
+  /// Reads a cell; false for one that is dead, broken or not of the mesh's dimension, and the map
+  /// then names no cell.
+  virtual bool read(std::size_t cell, MxCellMap& map) const = 0;
+  /// The box of all points that are found in the cell; empty for a cell that cannot be read.
+  virtual MxBox3d box(std::size_t cell) const = 0;
+
+  std::size_t cellCount() const { return cellCounts.x * cellCounts.y * cellCounts.z; }
+
+  /// Cells and nodes along I, J and K, as data sets number them.
+  MbIndex3 cellCounts, nodeCounts;
+};
+
+/// @param mesh  borrowed; the reader is valid as long as its stamps
+template <MeshType Kind>
+std::unique_ptr<MxCellReader> makeCellReader(const typename MxMeshKind<Kind>::Interface& mesh);

@@ -1,0 +1,200 @@
+#include <velmo/extraction/extractors/MiPointProbe.h>
+
+#include <velmo/base/MxTimeStamp.h>
+#include <velmo/extraction/algorithms/MxCellLocator.h>
+#include <velmo/extraction/algorithms/MxFieldValues.h>
+#include <velmo/extraction/algorithms/MxManyPoints.h>
+
+namespace {
+
+constexpr std::size_t kNothing = static_cast<std::size_t>(-1);
+
+/// All point probes.
+template <MeshType K, class Interface>
+class MxPointProbe final : public Interface
+{
+  using Row = MxMeshKind<K>;
+  using Mesh = typename Row::Interface;
+  using Filter = typename Row::CellFilter;
+  static constexpr MxIndexing kCells = Row::kIndexing;
+  static constexpr MxIndexing kNodes =
+      K == VOLUME_MESH_HEXAHEDRON_IJK ? MxIndexing::I : Row::kIndexing;
+  using Index = std::conditional_t<kCells == MxIndexing::I, std::size_t, MbIndex3>;
+
+public:
+  MxPointProbe(const Mesh& mesh, bool parallel) : m_mesh(mesh), m_parallel(parallel) {}
+
+  bool locate(const MbVec3d& point, const Index& hint, const Filter* filter) override
+  {
+    update();
+    const std::uint64_t stamp = filter ? filter->getTimeStamp() : MxTimeStamp::kNone;
+    if (!m_cursor || filter != m_filter || stamp != m_filterStamp) {
+      m_filter = filter;
+      m_filterStamp = stamp;
+      m_left = leftBy(filter);
+      m_cursor = std::make_unique<MxCellCursor>(*m_locator, m_left);
+    }
+    // A filter is borrowed for the call, so that the cursor asks it no more.
+    return m_cursor->findFrom(flat(hint), point);
+  }
+
+  bool isFound() const override { return m_cursor && m_cursor->isFound(); }
+  Index getCell() const override
+  {
+    if constexpr (kCells == MxIndexing::I) {
+      return isFound() ? m_cursor->cell() : kNothing;
+    } else {
+      if (isFound()) return splitIndex(m_cursor->cell(), m_locator->cellCounts());
+      return {kNothing, kNothing, kNothing};
+    }
+  }
+  std::span<const std::uint32_t> getNodes() const override
+  {
+    return isFound() ? m_cursor->nodes() : std::span<const std::uint32_t>();
+  }
+  std::span<const double> getWeights() const override
+  {
+    return isFound() ? m_cursor->weights() : std::span<const double>();
+  }
+  double getValue(const MiTypedDataSet<double>& set) const override { return valueOf(set); }
+  MbVec3d getValue(const MiTypedDataSet<MbVec3d>& set) const override { return valueOf(set); }
+
+  std::size_t getValues(std::span<const MbVec3d> points, const Filter* filter,
+                        const MiTypedDataSet<double>& set, std::span<double> values) const override
+  {
+    return valuesOf(points, filter, set, values);
+  }
+  std::size_t getValues(std::span<const MbVec3d> points, const Filter* filter,
+                        const MiTypedDataSet<MbVec3d>& set,
+                        std::span<MbVec3d> values) const override
+  {
+    return valuesOf(points, filter, set, values);
+  }
+
+private:
+  /// Finds out about a changed mesh.
+  void update()
+  {
+    const std::uint64_t topology = m_mesh.getTopology().getTimeStamp();
+    const std::uint64_t geometry = m_mesh.getGeometry().getTimeStamp();
+    if (m_locator && topology == m_topologyStamp && geometry == m_geometryStamp) return;
+    m_cursor.reset();
+    m_locator.reset();
+    m_locator = MxCellLocator::get<K>(m_mesh, m_parallel);
+    m_topologyStamp = topology;
+    m_geometryStamp = geometry;
+  }
+  MxCellsLeft leftBy(const Filter* filter) const
+  {
+    if constexpr (kCells == MxIndexing::I)
+      return MxCellsLeft(filter);
+    else
+      return MxCellsLeft(filter, m_locator->cellCounts());
+  }
+  std::size_t flat(const Index& cell) const
+  {
+    if constexpr (kCells == MxIndexing::I) {
+      return cell;
+    } else {
+      const MbIndex3& counts = m_locator->cellCounts();
+      const bool exists = cell.x < counts.x && cell.y < counts.y && cell.z < counts.z;
+      return exists ? flatIndex(cell, counts) : kNothing;
+    }
+  }
+  template <class T>
+  MxFieldValues<T> fieldOf(const MxCellLocator& locator, const MiTypedDataSet<T>& set) const
+  {
+    return {set, kCells, kNodes, locator.cellCounts(), locator.nodeCounts()};
+  }
+  template <class T>
+  T valueOf(const MiTypedDataSet<T>& set) const
+  {
+    if (!isFound()) return {};
+    const MxFieldValues<T> field = fieldOf(*m_locator, set);
+    if (!field.fits()) return MxFieldValues<T>::nothing();
+    return field.at(m_cursor->cell(), m_cursor->nodes(), m_cursor->weights());
+  }
+  template <class T>
+  std::size_t valuesOf(std::span<const MbVec3d> points, const Filter* filter,
+                       const MiTypedDataSet<T>& set, std::span<T> values) const
+  {
+    const std::shared_ptr<const MxCellLocator> locator = MxCellLocator::get<K>(m_mesh, m_parallel);
+    MxCellsLeft left;
+    if constexpr (kCells == MxIndexing::I)
+      left = MxCellsLeft(filter);
+    else
+      left = MxCellsLeft(filter, locator->cellCounts());
+    return probeMany(*locator, left, fieldOf(*locator, set), m_parallel, points, values);
+  }
+
+  const Mesh& m_mesh;
+  const bool m_parallel;
+  std::shared_ptr<const MxCellLocator> m_locator;
+  std::uint64_t m_topologyStamp = MxTimeStamp::kNone, m_geometryStamp = MxTimeStamp::kNone;
+  const Filter* m_filter = nullptr;
+  std::uint64_t m_filterStamp = MxTimeStamp::kNone;
+  MxCellsLeft m_left;
+  std::unique_ptr<MxCellCursor> m_cursor;
+};
+
+template <MeshType K, class Interface>
+std::unique_ptr<Interface> makeProbe(const typename MxMeshKind<K>::Interface& mesh, bool parallel)
+{
+  return std::make_unique<MxPointProbe<K, Interface>>(mesh, parallel);
+}
+
+} // namespace
+
+std::unique_ptr<MiPointProbeUnstructured>
+MiPointProbeUnstructured::getNewInstance(const MiVolumeMeshUnstructured& mesh, bool parallel)
+{
+  return makeProbe<VOLUME_MESH_UNSTRUCTURED, MiPointProbeUnstructured>(mesh, parallel);
+}
+
+std::unique_ptr<MiPointProbeUnstructured>
+MiPointProbeUnstructured::getNewInstance(const MiSurfaceMeshUnstructured& mesh, bool parallel)
+{
+  return makeProbe<SURFACE_MESH_UNSTRUCTURED, MiPointProbeUnstructured>(mesh, parallel);
+}
+
+std::unique_ptr<MiPointProbeHexahedronIjk>
+MiPointProbeHexahedronIjk::getNewInstance(const MiVolumeMeshHexahedronIjk& mesh, bool parallel)
+{
+  return makeProbe<VOLUME_MESH_HEXAHEDRON_IJK, MiPointProbeHexahedronIjk>(mesh, parallel);
+}
+
+std::unique_ptr<MiPointProbeIjk> MiPointProbeIjk::getNewInstance(const MiVolumeMeshRegular& mesh,
+                                                                 bool parallel)
+{
+  return makeProbe<VOLUME_MESH_REGULAR, MiPointProbeIjk>(mesh, parallel);
+}
+
+std::unique_ptr<MiPointProbeIjk>
+MiPointProbeIjk::getNewInstance(const MiVolumeMeshRectilinear& mesh, bool parallel)
+{
+  return makeProbe<VOLUME_MESH_RECTILINEAR, MiPointProbeIjk>(mesh, parallel);
+}
+
+std::unique_ptr<MiPointProbeIjk>
+MiPointProbeIjk::getNewInstance(const MiVolumeMeshCurvilinear& mesh, bool parallel)
+{
+  return makeProbe<VOLUME_MESH_CURVILINEAR, MiPointProbeIjk>(mesh, parallel);
+}
+
+std::unique_ptr<MiPointProbeIj> MiPointProbeIj::getNewInstance(const MiSurfaceMeshRegular& mesh,
+                                                               bool parallel)
+{
+  return makeProbe<SURFACE_MESH_REGULAR, MiPointProbeIj>(mesh, parallel);
+}
+
+std::unique_ptr<MiPointProbeIj> MiPointProbeIj::getNewInstance(const MiSurfaceMeshRectilinear& mesh,
+                                                               bool parallel)
+{
+  return makeProbe<SURFACE_MESH_RECTILINEAR, MiPointProbeIj>(mesh, parallel);
+}
+
+std::unique_ptr<MiPointProbeIj> MiPointProbeIj::getNewInstance(const MiSurfaceMeshCurvilinear& mesh,
+                                                               bool parallel)
+{
+  return makeProbe<SURFACE_MESH_CURVILINEAR, MiPointProbeIj>(mesh, parallel);
+}

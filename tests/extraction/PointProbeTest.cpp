@@ -1,0 +1,451 @@
+#include <tests/support/MeshZoo.h>
+#include <velmo/extraction/algorithms/MxShapeFunctions.h>
+#include <velmo/extraction/extractors/MiPointProbe.h>
+#include <velmo/mesh/MbCellFilter.h>
+#include <velmo/mesh/MbDataSet.h>
+#include <velmo/mesh/views/MxCellView.h>
+
+#include <gmock/gmock.h>
+#include <random>
+
+namespace {
+
+using testing::ElementsAre;
+using S = MiCellShape;
+
+constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+constexpr double kTiny = 1e-9;
+
+double linear(const MbVec3d& p)
+{
+  return 3 + 2 * p.x - 5 * p.y + 7 * p.z;
+}
+
+/// A field of the nodes of any mesh, numbered as the kind numbers nodes.
+template <MeshType K>
+std::unique_ptr<MiTypedDataSet<double>> nodeField(const typename MxMeshKind<K>::Interface& mesh,
+                                                  double (*field)(const MbVec3d&) = linear)
+{
+  const MxCellView<K> view(mesh);
+  const MbIndex3 counts = view.nodeCounts();
+  std::vector<double> values(counts.x * counts.y * counts.z);
+  for (std::size_t node = 0; node < view.nodeCount(); ++node)
+    values[view.dataNode(node)] = field(view.position(node));
+  using Set = typename MxMeshKind<K>::template NodeSet<double>;
+  if constexpr (std::is_same_v<Set, MiDataSetI<double>>)
+    return std::make_unique<MbDataSetI<double>>("f", MiDataBinding::PerNode, std::move(values));
+  else if constexpr (std::is_same_v<Set, MiDataSetIj<double>>)
+    return std::make_unique<MbDataSetIj<double>>("f", MiDataBinding::PerNode, counts.x, counts.y,
+                                                 std::move(values));
+  else
+    return std::make_unique<MbDataSetIjk<double>>("f", MiDataBinding::PerNode, counts,
+                                                  std::move(values));
+}
+
+/// Moves the points so that no face stays plane and no edge parallel to an axis.
+MbVec3d bent(const MbVec3d& p)
+{
+  return {p.x + 0.05 * std::sin(2 * p.y + 1) + 0.02 * p.z * p.x, p.y + 0.04 * std::sin(3 * p.z + 2),
+          p.z + 0.03 * std::sin(2 * p.x + 3)};
+}
+
+std::unique_ptr<MbVolumeMeshUnstructured> bentBlockOf(S shape, MbIndex3 cells)
+{
+  auto mesh = zoo::blockOf(shape, cells);
+  std::vector<double> points;
+  for (std::size_t n = 0; n < mesh->getGeometry().getNodeCount(); ++n) {
+    const MbVec3d p = bent(mesh->getGeometry().getNode(n));
+    points.insert(points.end(), {p.x, p.y, p.z});
+  }
+  mesh->setGeometry(std::move(points));
+  return mesh;
+}
+
+std::vector<MbVec3d> pointsIn(const MbVec3d& low, const MbVec3d& high, int count)
+{
+  std::mt19937 random(11);
+  std::uniform_real_distribution<double> u(0, 1);
+  std::vector<MbVec3d> points;
+  for (int n = 0; n < count; ++n)
+    points.push_back({low.x + u(random) * (high.x - low.x), low.y + u(random) * (high.y - low.y),
+                      low.z + u(random) * (high.z - low.z)});
+  return points;
+}
+
+template <class Probe>
+auto make(const auto& mesh)
+{
+  return Probe::getNewInstance(mesh, true);
+}
+
+} // namespace
+
+TEST(ShapeFunctions, AreOneAtTheirNodeAndGiveLinearFieldsExactly)
+{
+  for (const int dimension : {2, 3})
+    for (const S shape : zoo::shapesOf(dimension))
+      visitFixedShape(shape, [&]<S Shape>() {
+        constexpr std::size_t kCount = cellShapeFacts(Shape).nodeCount;
+        const MxShapeNodes& nodes = kShapeNodes<Shape>;
+        ASSERT_EQ(nodes.count, kCount) << cellShapeFacts(Shape).name;
+        double w[kCount];
+        for (std::size_t n = 0; n < kCount; ++n) {
+          const double r[3] = {nodes.at[n][0], nodes.at[n][1], nodes.at[n][2]};
+          shapeWeights<Shape>(r, w);
+          for (std::size_t m = 0; m < kCount; ++m)
+            EXPECT_NEAR(w[m], m == n ? 1 : 0, 1e-14)
+                << cellShapeFacts(Shape).name << " node " << n << " weight " << m;
+        }
+        for (const MbVec3d& p : pointsIn({0.05, 0.05, 0.05}, {0.3, 0.3, 0.3}, 20)) {
+          const double r[3] = {p.x, p.y, p.z};
+          shapeWeights<Shape>(r, w);
+          double sum = 0, place[3] = {};
+          for (std::size_t n = 0; n < kCount; ++n) {
+            sum += w[n];
+            for (int a = 0; a < dimension; ++a)
+              place[a] += w[n] * nodes.at[n][static_cast<std::size_t>(a)];
+          }
+          EXPECT_NEAR(sum, 1, 1e-14);
+          for (int a = 0; a < dimension; ++a)
+            EXPECT_NEAR(place[a], r[a], 1e-14) << cellShapeFacts(Shape).name;
+        }
+      });
+}
+
+class PointProbeShapes : public testing::TestWithParam<S>
+{};
+
+TEST_P(PointProbeShapes, GivesLinearFieldsExactlyEverywhereInTheMesh)
+{
+  for (const bool isBent : {false, true}) {
+    const auto mesh =
+        isBent ? bentBlockOf(GetParam(), {3, 4, 3}) : zoo::blockOf(GetParam(), {3, 4, 3});
+    const auto field = nodeField<VOLUME_MESH_UNSTRUCTURED>(*mesh);
+    const auto probe = make<MiPointProbeUnstructured>(*mesh);
+    std::size_t cell = 0;
+    for (const MbVec3d& p : pointsIn({0.2, 0.2, 0.1}, {2.8, 1.8, 0.65}, 500)) {
+      ASSERT_TRUE(probe->locate(p, cell, nullptr)) << p.x << ' ' << p.y << ' ' << p.z;
+      cell = probe->getCell();
+      EXPECT_NEAR(probe->getValue(*field), linear(p), kTiny);
+      double sum = 0;
+      for (const double weight : probe->getWeights())
+        sum += weight;
+      EXPECT_NEAR(sum, 1, 1e-12);
+    }
+    EXPECT_FALSE(probe->locate({-0.5, 1, 0.3}, 0, nullptr));
+    EXPECT_FALSE(probe->locate({1.5, 1, 1.3}, 0, nullptr));
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, PointProbeShapes, testing::ValuesIn(zoo::shapesOf(3)),
+                         [](const auto& info) {
+                           return std::string(cellShapeFacts(info.param).name);
+                         });
+
+TEST(PointProbe, FindsPointsOnNodesEdgesAndFacesInTheLowestCellWhateverTheHint)
+{
+  for (const S shape : {S::Hexahedron, S::Tetrahedron, S::Wedge, S::Pyramid}) {
+    const auto mesh = bentBlockOf(shape, {2, 2, 2});
+    const MxCellView<VOLUME_MESH_UNSTRUCTURED> view(*mesh);
+    const auto probe = make<MiPointProbeUnstructured>(*mesh);
+    const auto expectLowest = [&](const MbVec3d& p, const std::vector<std::size_t>& of) {
+      MxCellBuffer buffer;
+      std::size_t lowest = kNone;
+      for (std::size_t cell = view.cellCount(); cell-- > 0;) {
+        const auto nodes = view.nodes(cell, buffer);
+        if (std::ranges::all_of(of,
+                                [&](std::size_t n) { return std::ranges::count(nodes, n) > 0; }))
+          lowest = cell;
+      }
+      for (std::size_t hint = 0; hint < view.cellCount(); ++hint) {
+        ASSERT_TRUE(probe->locate(p, hint, nullptr));
+        ASSERT_EQ(probe->getCell(), lowest) << "from " << hint;
+      }
+      ASSERT_TRUE(probe->locate(p, kNone, nullptr));
+      EXPECT_EQ(probe->getCell(), lowest);
+    };
+    MxCellBuffer buffer;
+    for (std::size_t node = 0; node < view.nodeCount(); ++node)
+      expectLowest(view.position(node), {node});
+    for (std::size_t cell = 0; cell < view.cellCount(); cell += 3) {
+      const auto span = view.nodes(cell, buffer);
+      const std::vector<std::size_t> nodes(span.begin(), span.end());
+      for (const MxShapeFace& face : findWholeFaces(shape)) {
+        std::vector<std::size_t> of;
+        MbVec3d middle{};
+        for (std::size_t n = 0; n < face.size; ++n) {
+          of.push_back(nodes[face.nodes[n]]);
+          middle += view.position(of.back()) * (1.0 / face.size);
+        }
+        expectLowest(middle, of);
+        expectLowest((view.position(of[0]) + view.position(of[1])) * 0.5, {of[0], of[1]});
+      }
+    }
+  }
+}
+
+TEST(PointProbe, AgreesOnAllKindsOfTheSameGrid)
+{
+  const MbIndex3 cells{4, 3, 2};
+  zoo::Active active(24, 1);
+  active[5] = 0;
+  const auto regular = zoo::block(VOLUME_MESH_REGULAR, cells, active);
+  const auto judge = make<MiPointProbeIjk>(zoo::as<VOLUME_MESH_REGULAR>(*regular));
+  // Also on nodes, edges and faces, on the rim and outside.
+  std::vector<MbVec3d> points = pointsIn({-0.2, -0.2, -0.1}, {4.2, 1.7, 0.6}, 300);
+  for (int k = 0; k <= 4; ++k)
+    for (int j = 0; j <= 6; ++j)
+      for (int i = 0; i <= 8; ++i)
+        points.push_back({0.5 * i, 0.25 * j, 0.125 * k});
+  const auto check = [&]<MeshType K, class Probe>(const MiMesh& any) {
+    const auto& mesh = zoo::as<K>(any);
+    const auto field = nodeField<K>(mesh);
+    const auto probe = make<Probe>(mesh);
+    for (const MbVec3d& p : points) {
+      const bool found = judge->locate(p, {}, nullptr);
+      ASSERT_EQ(probe->locate(p, {}, nullptr), found)
+          << K << ": " << p.x << ' ' << p.y << ' ' << p.z;
+      const MbIndex3 cell = judge->getCell();
+      if constexpr (K == VOLUME_MESH_UNSTRUCTURED)
+        EXPECT_EQ(probe->getCell(), found ? cell.x + 4 * (cell.y + 3 * cell.z) : kNone);
+      else
+        EXPECT_EQ(probe->getCell(), cell);
+      EXPECT_NEAR(probe->getValue(*field), found ? linear(p) : 0, kTiny);
+    }
+  };
+  for (const bool isProcedural : {false, true}) {
+    const auto given = [&](MeshType kind) {
+      auto mesh = zoo::block(kind, cells, active);
+      return isProcedural ? zoo::procedural(std::move(mesh)) : std::move(mesh);
+    };
+    check.operator()<VOLUME_MESH_UNSTRUCTURED, MiPointProbeUnstructured>(
+        *given(VOLUME_MESH_UNSTRUCTURED));
+    check.operator()<VOLUME_MESH_HEXAHEDRON_IJK, MiPointProbeHexahedronIjk>(
+        *given(VOLUME_MESH_HEXAHEDRON_IJK));
+    check.operator()<VOLUME_MESH_REGULAR, MiPointProbeIjk>(*given(VOLUME_MESH_REGULAR));
+    check.operator()<VOLUME_MESH_RECTILINEAR, MiPointProbeIjk>(*given(VOLUME_MESH_RECTILINEAR));
+    check.operator()<VOLUME_MESH_CURVILINEAR, MiPointProbeIjk>(*given(VOLUME_MESH_CURVILINEAR));
+  }
+}
+
+TEST(PointProbe, LeavesOutDeadAndFilteredCellsAndGivesTheirFacesToTheNeighbours)
+{
+  const MbIndex3 cells{3, 1, 1};
+  for (const MeshType kind : {VOLUME_MESH_REGULAR, VOLUME_MESH_CURVILINEAR}) {
+    const auto mesh = zoo::block(kind, cells, {0, 1, 1});
+    std::unique_ptr<MiPointProbeIjk> probe;
+    if (kind == VOLUME_MESH_REGULAR)
+      probe = make<MiPointProbeIjk>(zoo::as<VOLUME_MESH_REGULAR>(*mesh));
+    else
+      probe = make<MiPointProbeIjk>(zoo::as<VOLUME_MESH_CURVILINEAR>(*mesh));
+    EXPECT_FALSE(probe->locate({0.5, 0.2, 0.1}, {}, nullptr));
+    ASSERT_TRUE(probe->locate({1, 0.2, 0.1}, {}, nullptr));
+    EXPECT_EQ(probe->getCell(), (MbIndex3{1, 0, 0}));
+    const MbCellFilter<3, MbFunctionRule<std::size_t, std::size_t, std::size_t>> last(
+        [](std::size_t i, std::size_t, std::size_t) { return i == 2; });
+    EXPECT_FALSE(probe->locate({1.5, 0.2, 0.1}, {1, 0, 0}, &last));
+    EXPECT_EQ(probe->getCell(), (MbIndex3{kNone, kNone, kNone}));
+    EXPECT_TRUE(probe->getNodes().empty());
+    ASSERT_TRUE(probe->locate({2, 0.2, 0.1}, {1, 0, 0}, &last));
+    EXPECT_EQ(probe->getCell(), (MbIndex3{2, 0, 0}));
+    ASSERT_TRUE(probe->locate({1.5, 0.2, 0.1}, {2, 0, 0}, nullptr));
+    EXPECT_EQ(probe->getCell(), (MbIndex3{1, 0, 0}));
+  }
+}
+
+TEST(PointProbe, FindsPointsBeyondTheCornersOfCurvedCells)
+{
+  // A cell whose sides bulge: the middle of each edge is pushed away from the centre.
+  for (const S shape : {S::QuadraticHexahedron, S::TriquadraticHexahedron, S::QuadraticTetrahedron,
+                        S::QuadraticWedge, S::BiquadraticWedge, S::QuadraticPyramid})
+    visitFixedShape(shape, [&]<S Shape>() {
+      constexpr MiCellShapeFacts kFacts = cellShapeFacts(Shape);
+      std::vector<double> points;
+      std::vector<int> connectivity;
+      for (std::size_t n = 0; n < kFacts.nodeCount; ++n) {
+        const auto& at = kShapeNodes<Shape>.at[n];
+        const double push = n < kFacts.cornerCount ? 1 : 1.1;
+        for (int a = 0; a < 3; ++a)
+          points.push_back(0.4 + push * (at[static_cast<std::size_t>(a)] - 0.4));
+        connectivity.push_back(static_cast<int>(n));
+      }
+      const std::vector<double> copy = points;
+      const MbVolumeMeshUnstructured mesh(MbTopologyI(Shape, std::move(connectivity)),
+                                          std::move(points));
+      const auto field = nodeField<VOLUME_MESH_UNSTRUCTURED>(mesh);
+      const auto probe = make<MiPointProbeUnstructured>(mesh);
+      double w[kFacts.nodeCount];
+      int beyond = 0;
+      for (const MbVec3d& p : pointsIn({0, 0, 0}, {1, 1, 1}, 400)) {
+        if (outsideOf(kFacts.linear, p.x, p.y, p.z) > -1e-3) continue;
+        const double r[3] = {p.x, p.y, p.z};
+        shapeWeights<Shape>(r, w);
+        MbVec3d x{};
+        for (std::size_t n = 0; n < kFacts.nodeCount; ++n)
+          x += MbVec3d{copy[3 * n], copy[3 * n + 1], copy[3 * n + 2]} * w[n];
+        beyond += x.x < 0 || x.y < 0 || x.z < 0 || x.x > 1 || x.y > 1 || x.z > 1;
+        ASSERT_TRUE(probe->locate(x, 0, nullptr)) << kFacts.name;
+        EXPECT_NEAR(probe->getValue(*field), linear(x), kTiny) << kFacts.name;
+      }
+      EXPECT_GT(beyond, 0) << kFacts.name;
+    });
+}
+
+TEST(PointProbe, WorksOnSurfacesAndOnlyNearThem)
+{
+  const auto bump = [](double x, double y) { return 0.1 * std::sin(2 * x) + 0.2 * x * y; };
+  std::vector<double> points, flat;
+  for (int j = 0; j < 5; ++j)
+    for (int i = 0; i < 6; ++i) {
+      points.insert(points.end(), {i * 0.5, j * 0.4, bump(i * 0.5, j * 0.4)});
+      flat.insert(flat.end(), {i * 0.5, j * 0.4, 0.0});
+    }
+  const MbSurfaceMeshCurvilinear curvilinear({5, 4}, points);
+  const auto field = nodeField<SURFACE_MESH_CURVILINEAR>(curvilinear);
+  const auto probe = make<MiPointProbeIj>(curvilinear);
+  const MxCellView<SURFACE_MESH_CURVILINEAR> view(curvilinear);
+  for (std::size_t cell = 0; cell < 20; ++cell) {
+    MxCellBuffer buffer;
+    MbVec3d middle{};
+    for (const std::size_t node : view.nodes(cell, buffer))
+      middle += view.position(node) * 0.25;
+    ASSERT_TRUE(probe->locate(middle, {}, nullptr));
+    EXPECT_EQ(probe->getCell(), (MbIndex3{cell % 5, cell / 5, 0}));
+    EXPECT_NEAR(probe->getValue(*field), linear(middle), kTiny);
+    EXPECT_FALSE(probe->locate(middle + MbVec3d{0, 0, 0.01}, {}, nullptr));
+  }
+  const MbSurfaceMeshRegular regular({5, 4}, MbVec3d{0, 0, 0}, MbVec3d{0.5, 0, 0},
+                                     MbVec3d{0, 0.4, 0});
+  const MbSurfaceMeshRectilinear rectilinear({5, 4}, std::vector<double>{0, 0.5, 1, 1.5, 2, 2.5},
+                                             std::vector<double>{0, 0.4, 0.8, 1.2, 1.6});
+  for (const auto& other : {make<MiPointProbeIj>(regular), make<MiPointProbeIj>(rectilinear)}) {
+    ASSERT_TRUE(other->locate({1.6, 0.9, 0}, {}, nullptr));
+    EXPECT_EQ(other->getCell(), (MbIndex3{3, 2, 0}));
+    EXPECT_THAT(other->getNodes(), ElementsAre(15, 16, 22, 21));
+    EXPECT_NEAR(other->getWeights()[0], 0.8 * 0.75, kTiny);
+    EXPECT_FALSE(other->locate({1.6, 0.9, 0.01}, {}, nullptr));
+  }
+  const auto shapes = zoo::cellsOf(zoo::shapesOf(2));
+  const auto& mixed = zoo::as<SURFACE_MESH_UNSTRUCTURED>(*shapes);
+  const auto mixedField = nodeField<SURFACE_MESH_UNSTRUCTURED>(mixed);
+  const auto mixedProbe = make<MiPointProbeUnstructured>(mixed);
+  for (std::size_t cell = 0; cell < mixed.getTopology().getCellCount(); ++cell) {
+    std::vector<std::size_t> nodes;
+    mixed.getTopology().getCellNodes(cell, nodes);
+    MbVec3d middle{};
+    for (const std::size_t node : nodes)
+      middle += mixed.getGeometry().getNode(node) * (1.0 / static_cast<double>(nodes.size()));
+    ASSERT_TRUE(mixedProbe->locate(middle, kNone, nullptr)) << cell;
+    EXPECT_EQ(mixedProbe->getCell(), cell);
+    EXPECT_NEAR(mixedProbe->getValue(*mixedField), linear(middle), kTiny) << cell;
+  }
+}
+
+TEST(PointProbe, ReadsSetsOfEveryBindingAndRefusesThoseThatDoNotFit)
+{
+  const auto mesh = zoo::block(VOLUME_MESH_HEXAHEDRON_IJK, {2, 2, 1});
+  const auto& ijk = zoo::as<VOLUME_MESH_HEXAHEDRON_IJK>(*mesh);
+  const auto probe = make<MiPointProbeHexahedronIjk>(ijk);
+  const MbDataSetIjk<double> perCell("c", MiDataBinding::PerCell, {2, 2, 1},
+                                     std::vector<double>{10, 11, 12, 13});
+  EXPECT_EQ(probe->getValue(perCell), 0); // nothing looked for yet
+  ASSERT_TRUE(probe->locate({1.5, 0.75, 0.1}, {}, nullptr));
+  EXPECT_EQ(probe->getValue(perCell), 13);
+  const MbDataSetI<MbVec3d> vectors("v", MiDataBinding::PerNode, std::vector<float>(3 * 18, 2.5f));
+  EXPECT_EQ(probe->getValue(vectors), (MbVec3d{2.5, 2.5, 2.5}));
+  const MbDataSetI<double> bytes("b", MiDataBinding::PerNode, std::vector<std::uint8_t>(18, 7));
+  EXPECT_NEAR(probe->getValue(bytes), 7, kTiny);
+  // Too short, and per node numbered as cells are.
+  const MbDataSetI<double> tooShort("s", MiDataBinding::PerNode, std::vector<double>(17));
+  const MbDataSetIjk<double> numbered("n", MiDataBinding::PerNode, {3, 3, 2},
+                                      std::vector<double>(18));
+  EXPECT_TRUE(std::isnan(probe->getValue(tooShort)));
+  EXPECT_TRUE(std::isnan(probe->getValue(numbered)));
+}
+
+TEST(PointProbe, SeesAChangedMesh)
+{
+  std::vector<double> points{0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1};
+  MbVolumeMeshUnstructured mesh({S::Tetrahedron, std::vector<int>{0, 1, 2, 3}},
+                                std::span<const double>(points));
+  const auto probe = make<MiPointProbeUnstructured>(mesh);
+  EXPECT_TRUE(probe->locate({0.1, 0.1, 0.1}, 0, nullptr));
+  for (std::size_t n = 0; n < 4; ++n)
+    points[3 * n] += 10;
+  mesh.touchGeometry();
+  EXPECT_FALSE(probe->locate({0.1, 0.1, 0.1}, 0, nullptr));
+  EXPECT_TRUE(probe->locate({10.1, 0.1, 0.1}, 0, nullptr));
+}
+
+TEST(PointProbe, BearsBrokenCellsAndDegenerateGrids)
+{
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  // Cells that name no node, are flat, have a corner that is not finite; the last one is sound.
+  const MbVolumeMeshUnstructured mesh(
+      {S::Tetrahedron,
+       std::vector<int>{0, 1, 2, 99, 0, 1, 2, -1, 0, 1, 2, 2, 0, 1, 2, 4, 0, 1, 2, 3}},
+      std::vector<double>{0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1, nan, 0, 0});
+  const auto probe = make<MiPointProbeUnstructured>(mesh);
+  for (const std::size_t hint : {std::size_t{0}, std::size_t{2}, std::size_t{3}, kNone}) {
+    ASSERT_TRUE(probe->locate({0.1, 0.1, 0.1}, hint, nullptr));
+    EXPECT_EQ(probe->getCell(), 4u);
+  }
+  EXPECT_FALSE(probe->locate({nan, 0, 0}, 0, nullptr));
+  EXPECT_FALSE(probe->locate({1e300, 0, 0}, 0, nullptr));
+
+  const auto rectilinear = [](std::vector<double> x) {
+    const std::size_t count = x.size() - 1;
+    return MbVolumeMeshRectilinear(MbIndex3{count, 1, 1}, std::move(x), std::vector<double>{0, 1},
+                                   std::vector<double>{0, 1});
+  };
+  const auto cellAt = [](const auto& grid, double x) {
+    const auto probe = MiPointProbeIjk::getNewInstance(grid, false);
+    return probe->locate({x, 0.5, 0.5}, {}, nullptr) ? probe->getCell().x : kNone;
+  };
+  const auto falling = rectilinear({3, 2, 0.5, 0});
+  EXPECT_EQ(cellAt(falling, 2.5), 0u);
+  EXPECT_EQ(cellAt(falling, 2), 0u);
+  EXPECT_EQ(cellAt(falling, 0.1), 2u);
+  EXPECT_EQ(cellAt(falling, 3.1), kNone);
+  const auto repeated = rectilinear({0, 0, 1, 1, 1, 2, 2});
+  EXPECT_EQ(cellAt(repeated, 0), 1u);
+  EXPECT_EQ(cellAt(repeated, 1), 1u);
+  EXPECT_EQ(cellAt(repeated, 1.5), 4u);
+  EXPECT_EQ(cellAt(repeated, 2), 4u);
+  const auto turning = rectilinear({0, 2, 1, 3});
+  EXPECT_EQ(cellAt(turning, 0.5), 0u);
+  EXPECT_EQ(cellAt(turning, 2.5), 2u);
+  const auto notFinite = rectilinear({0, nan, 2, 3});
+  EXPECT_EQ(cellAt(notFinite, 0.5), kNone);
+  EXPECT_EQ(cellAt(notFinite, 2.5), 2u);
+  const MbVolumeMeshRegular flat(MbIndex3{2, 1, 1}, MbVec3d{0, 0, 0}, MbVec3d{0, 1, 1});
+  EXPECT_EQ(cellAt(flat, 0), kNone);
+  const MbVolumeMeshRegular backwards(MbIndex3{4, 1, 1}, MbVec3d{2, 0, 0}, MbVec3d{-0.5, 1, 1});
+  EXPECT_EQ(cellAt(backwards, 1.9), 0u);
+  EXPECT_EQ(cellAt(backwards, 0.1), 3u);
+}
+
+TEST(PointProbe, AnswersManyPointsAsItAnswersEach)
+{
+  const auto mesh = bentBlockOf(S::Tetrahedron, {5, 5, 5});
+  const auto field = nodeField<VOLUME_MESH_UNSTRUCTURED>(*mesh);
+  auto points = pointsIn({-0.3, -0.3, -0.1}, {5.3, 2.8, 1.5}, 6000);
+  points[77].x = std::numeric_limits<double>::quiet_NaN();
+  std::vector<double> serial(points.size()), parallel(points.size());
+  const std::size_t found = MiPointProbeUnstructured::getNewInstance(*mesh, false)
+                                ->getValues(points, nullptr, *field, serial);
+  EXPECT_EQ(make<MiPointProbeUnstructured>(*mesh)->getValues(points, nullptr, *field, parallel),
+            found);
+  const auto probe = make<MiPointProbeUnstructured>(*mesh);
+  std::size_t count = 0;
+  for (std::size_t n = 0; n < points.size(); ++n) {
+    const bool isFound = probe->locate(points[n], kNone, nullptr);
+    count += isFound;
+    ASSERT_EQ(std::isnan(serial[n]), !isFound);
+    if (!isFound) continue;
+    EXPECT_NEAR(serial[n], linear(points[n]), kTiny);
+    ASSERT_EQ(serial[n], parallel[n]) << n;
+  }
+  EXPECT_EQ(found, count);
+  EXPECT_GT(found, 2000u);
+}
