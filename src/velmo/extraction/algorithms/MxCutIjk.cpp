@@ -159,6 +159,3 @@ std::shared_ptr<const MxMeshCheck> cutMesh(const Mesh& mesh, const Filter* filte
       const Mesh&, const Filter*, const MxCutShape&, const MiTessellator*, bool,                   \
       MxExtractionMonitor&, MxCutMemory&, MeXSurfaceMeshUnstructured&);
 MX_CUT_KIND(MiVolumeMeshVertexHexahedronIjk, MiCellFilterIjk)
-MX_CUT_KIND(MiVolumeMeshRegular, MiCellFilterIjk)
-MX_CUT_KIND(MiVolumeMeshRectilinear, MiCellFilterIjk)
-MX_CUT_KIND(MiVolumeMeshCurvilinear, MiCellFilterIjk)

@@ -223,6 +223,13 @@ Key keyOf(const Mesh& mesh, std::size_t cellCount, std::size_t nodeCount, const 
       data};
 }
 
+Key keyOf(const MiVolumeMeshCurvilinear& mesh)
+{
+  const MbIndex3 cells = mesh.getTopology().getCellCounts();
+  return keyOf(mesh, countOrRefuse(cells, "cells"), countOrRefuse(nodeCountsOf(cells), "nodes"),
+               mesh.getGeometry().getView().data);
+}
+
 void refuseAbove32Bits(std::size_t count, const char* what)
 {
   if (count > kLargestCount)
@@ -483,17 +490,16 @@ std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshCurvilinear& mesh
 {
   const MxIjkNumbering cells{mesh.getTopology().getCellCounts()};
   const MxIjkNumbering nodes{nodeCountsOf(cells.counts)};
-  const std::size_t cellCount = countOrRefuse(cells.counts, "cells");
-  if (cellCount == 0) return std::make_shared<MxMeshCheck>();
-  const std::size_t nodeCount = countOrRefuse(nodes.counts, "nodes");
+  const std::size_t cellCount = cells.total();
+  if (countOrRefuse(cells.counts, "cells") == 0) return std::make_shared<MxMeshCheck>();
+  const std::size_t nodeCount = nodes.total();
   const MiGeometryIjk& geometry = mesh.getGeometry();
-  const MiArrayView view = geometry.getView();
-  return remember(keyOf(mesh, cellCount, nodeCount, view.data), [&] {
+  return remember(keyOf(mesh), [&] {
     if (geometry.getNodeCounts() != nodes.counts) return allBroken(cellCount);
     MxBits lost;
-    visitPoints(view, nodeCount, VirtualIjkNodes{&geometry, nodes}, [&](const auto& points) {
-      lost = findLostNodes(points, nodeCount, parallel, monitor);
-    });
+    visitPoints(
+        geometry.getView(), nodeCount, VirtualIjkNodes{&geometry, nodes},
+        [&](const auto& points) { lost = findLostNodes(points, nodeCount, parallel, monitor); });
     if (lost.empty()) return std::make_shared<MxMeshCheck>();
     return inspectCells(
         cellCount, parallel, monitor, [&](Findings& found, std::size_t first, std::size_t last) {
@@ -506,4 +512,9 @@ std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshCurvilinear& mesh
           }
         });
   });
+}
+
+std::shared_ptr<const MxMeshCheck> rememberClean(const MiVolumeMeshCurvilinear& mesh)
+{
+  return remember(keyOf(mesh), [] { return std::make_shared<MxMeshCheck>(); });
 }

@@ -62,6 +62,8 @@ std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshRectilinear& mesh
                                              MxExtractionMonitor& monitor);
 std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshCurvilinear& mesh, bool parallel,
                                              MxExtractionMonitor& monitor);
+/// Notes that all nodes were found to be where they should be, by an algorithm that has read them.
+std::shared_ptr<const MxMeshCheck> rememberClean(const MiVolumeMeshCurvilinear& mesh);
 
 /// Counts of cells and nodes as 32-bit numbers must be able to name them.
 /// @return i * j * k
