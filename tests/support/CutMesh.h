@@ -63,7 +63,7 @@ inline void expectSound(const MeXSurfaceMeshUnstructured& surface, std::size_t o
       used.at(static_cast<std::size_t>(a)) = true;
       passes[{std::min(a, b), std::max(a, b)}] += a < b ? 1 : -1;
     }
-    if (f > 0) {
+    if (f > 0 && surface.provenance.sourceCells.y == 1) {
       EXPECT_LE(surface.provenance.cells[f - 1], surface.provenance.cells[f]);
     }
   }

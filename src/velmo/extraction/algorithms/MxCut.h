@@ -80,7 +80,8 @@ private:
 /// from larger values, from where the plane's normal points, from outside the sphere or cylinder.
 /// They come in ascending order of their cells. Vertices lie on edges of the cells and are shared
 /// by all polygons at that edge; their provenance is NodeForm::Edge: the two nodes, the smaller one
-/// first, and the second one's weight. They come in ascending order of these two nodes. A node that
+/// first, and the second one's weight. They come in ascending order of these two nodes; on regular,
+/// rectilinear and curvilinear grids, though, cells and vertices come brick by brick. A node that
 /// lies on the surface is itself the vertex of all edges there: it is named twice, with weight
 /// zero, and polygons that lose a corner or an edge by this are written without, or not at all.
 /// So the cut is that of the limit from below: faces of cells that lie in the surface are polygons

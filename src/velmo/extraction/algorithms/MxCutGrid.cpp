@@ -227,13 +227,14 @@ private:
     m_insideNodes = MxGridBricks::firstOf(m_pass.lattice.nodes.counts, m_origin);
     m_insideCells = MxGridBricks::firstOf(m_pass.cells(), m_origin);
     MxBrickBits below;
-    const bool isPlain = areAllCellsTaken() && m_pass.level.classify(m_origin, below);
+    const bool allCellsTaken = areAllCellsTaken();
     MxCutBrick brick;
     brick.isPlain = true;
-    if (isPlain)
+    // The nodes of a plain brick belong to a cell of its own each, whose polygons use all vertices.
+    if (allCellsTaken && m_insideCells == m_insideNodes && m_pass.level.classify(m_origin, below))
       findPlain(below.corners(), brick);
     else
-      findExactly(brick);
+      findExactly(allCellsTaken, brick);
     const auto& v = brick.vertices;
     if (!(brick.cells | v[0] | v[1] | v[2] | v[3])) return false;
 
@@ -288,48 +289,61 @@ private:
     if (brick.cells) transpose(below, brick.cells, brick.cases);
   }
 
-  /// Looks at each node's level, from the nodes before the brick's on, and at each cell.
-  void findExactly(MxCutBrick& brick)
+  /// Looks at each node's level, from the nodes before the brick's on, and at each cell that has a
+  /// node of the brick: vertices are those that a polygon uses.
+  void findExactly(bool allCellsTaken, MxCutBrick& brick)
   {
     readLevels();
-    MxBrickBits lowBelow, highBelow, lowOn, highOn, taken;
+    const auto anyOf = [](const auto& rows) {
+      return std::any_of(rows.begin(), rows.end(), [](std::uint8_t row) { return row != 0; });
+    };
+    if (allCellsTaken && !anyOf(m_on) && !anyOf(m_undefined)) {
+      MxBrickBits below;
+      for (std::size_t k = 0; k < 5; ++k)
+        for (std::size_t j = 0; j < 5; ++j)
+          below.setRow(j, k, m_below[j + 1 + 6 * (k + 1)] >> 1);
+      findPlain(below.corners(), brick);
+      return;
+    }
+    brick.vertices = {};
+    brick.cells = 0;
+    brick.isPlain = false;
     for (std::size_t k = 0; k < 5; ++k)
-      for (std::size_t j = 0; j < 5; ++j) {
-        lowBelow.setRow(j, k, m_below[j + 6 * k] & 31u);
-        lowOn.setRow(j, k, m_on[j + 6 * k] & 31u);
-        highBelow.setRow(j, k, m_below[j + 1 + 6 * (k + 1)] >> 1);
-        highOn.setRow(j, k, m_on[j + 1 + 6 * (k + 1)] >> 1);
-        taken.setRow(j, k, takenRow(j, k));
+      for (std::size_t j = 0; j < 5; ++j)
+        forEachBit(takenRow(j, k), 0, [&](std::size_t i) { addCell(i, j, k, brick); });
+  }
+
+  /// The corners of the cell with the lower corner (i, j, k) of six rows of six bits each.
+  static std::uint8_t cornersOf(const std::array<std::uint8_t, 36>& rows, std::size_t i,
+                                std::size_t j, std::size_t k)
+  {
+    const std::uint8_t* row = rows.data() + j + 6 * k;
+    // The corners on a row of higher J are counted back.
+    constexpr std::uint8_t kSwapped[4] = {0, 2, 1, 3};
+    return static_cast<std::uint8_t>((row[0] >> i & 3) | kSwapped[row[1] >> i & 3] << 2 |
+                                     (row[6] >> i & 3) << 4 | kSwapped[row[7] >> i & 3] << 6);
+  }
+
+  /// A cell that is to be cut, (1, 1, 1) being the brick's first: marks the brick's vertices that
+  /// its polygons use.
+  void addCell(std::size_t i, std::size_t j, std::size_t k, MxCutBrick& brick)
+  {
+    const std::uint8_t below = cornersOf(m_below, i, j, k), on = cornersOf(m_on, i, j, k);
+    if (below == 0 || below == 255) return;
+    if (i > 0 && j > 0 && k > 0) {
+      const std::size_t cell = (i - 1) + 4 * (j - 1) + 16 * (k - 1);
+      brick.cells |= std::uint64_t{1} << cell;
+      brick.cases[cell] = below;
+      m_casesOn[cell] = on;
+    }
+    const Loops& loops = on == 0 ? kCases[0].loops[below] : m_resolver.resolve(below, on, false);
+    for (std::size_t at = 0; const std::size_t size = loops[at]; at += size + 1)
+      for (std::size_t n = 1; n <= size; ++n) {
+        const std::size_t place = loops[at + n], node = place / 4;
+        const std::size_t x = i + node % 5 - 1, y = j + node / 5 % 5 - 1, z = k + node / 25 - 1;
+        if (x < 4 && y < 4 && z < 4)
+          brick.vertices[place % 4] |= std::uint64_t{1} << (x + 4 * y + 16 * z);
       }
-    const auto below = highBelow.corners(), on = highOn.corners(), before = lowBelow.corners();
-    // Corner c of these: whether the cell that has the node as its corner 6 - c or so is cut; the
-    // steps tell on which side of the node it stands.
-    const auto cells = taken.corners();
-    const std::uint64_t usedUp[3] = {cells[1] | cells[2] | cells[5] | cells[6],
-                                     cells[2] | cells[3] | cells[6] | cells[7],
-                                     cells[4] | cells[5] | cells[6] | cells[7]};
-    const std::uint64_t usedDown[3] = {cells[0] | cells[3] | cells[4] | cells[7],
-                                       cells[0] | cells[1] | cells[4] | cells[5],
-                                       cells[0] | cells[1] | cells[2] | cells[3]};
-    constexpr std::size_t kUp[3] = {1, 3, 4}, kDown[3] = {7, 5, 2};
-    std::uint64_t nodes = 0;
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-      const std::uint64_t cut = (below[0] ^ below[kUp[axis]]) & usedUp[axis] & m_insideNodes;
-      brick.vertices[axis] = cut & ~(on[0] | on[kUp[axis]]);
-      nodes |= (below[kUp[axis]] & usedUp[axis]) | (before[kDown[axis]] & usedDown[axis]);
-    }
-    brick.vertices[kNodeKind] = nodes & on[0] & m_insideNodes;
-    std::uint64_t any = 0, all = ~std::uint64_t{0}, anyOn = 0;
-    for (std::size_t c = 0; c < 8; ++c) {
-      any |= below[c];
-      all &= below[c];
-      anyOn |= on[c];
-    }
-    brick.cells = any & ~all & cells[6];
-    brick.isPlain = anyOn == 0;
-    if (!brick.cells) return;
-    transpose(below, brick.cells, brick.cases);
-    if (!brick.isPlain) transpose(on, brick.cells, m_casesOn);
   }
 
   /// The sides of the nodes from (-1, -1, -1) to (4, 4, 4), a row of six bits each; out of the grid

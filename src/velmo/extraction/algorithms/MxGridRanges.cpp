@@ -1,6 +1,7 @@
 #include <velmo/extraction/algorithms/MxGridRanges.h>
 
 #include <velmo/base/MxParallel.h>
+#include <velmo/extraction/algorithms/MxBits.h>
 #include <velmo/extraction/algorithms/MxShared.h>
 #include <velmo/mesh/MbArray.h>
 
@@ -135,7 +136,30 @@ private:
   std::vector<T> m_low, m_high, m_rowLow, m_rowHigh, m_buffers;
 };
 
-/// Marks the bricks near nodes without finite numbers.
+/// The range of one brick's finite numbers.
+template <class Rows, std::size_t Components>
+MxRange<Components> finiteRange(const Rows& rows, const MxGridBricks& lattice,
+                                const MbIndex3& brick)
+{
+  using T = typename Rows::Value;
+  const MbIndex3& nodes = lattice.nodes.counts;
+  const std::size_t count = std::min<std::size_t>(5, nodes.x - 4 * brick.x);
+  MxRange<Components> range = emptyRange<Components>();
+  for (std::size_t k = 4 * brick.z; k < std::min(4 * brick.z + 5, nodes.z); ++k)
+    for (std::size_t j = 4 * brick.y; j < std::min(4 * brick.y + 5, nodes.y); ++j) {
+      T buffer[Components * 5];
+      const T* row = rows.row(4 * brick.x, j, k, count, buffer);
+      for (std::size_t n = 0; n < Components * count; ++n) {
+        const double value = row[n];
+        if (!(value - value == 0)) continue;
+        range.low[n % Components] = smaller(value, range.low[n % Components]);
+        range.high[n % Components] = larger(value, range.high[n % Components]);
+      }
+    }
+  return range;
+}
+
+/// Marks the bricks near nodes without finite numbers, and leaves these out of the ranges.
 template <class Rows, std::size_t Components>
 void findUndefined(const Rows& rows, bool parallel, MxGridRanges<Components>& ranges)
 {
@@ -168,7 +192,16 @@ void findUndefined(const Rows& rows, bool parallel, MxGridRanges<Components>& ra
       }
     }
   });
-  if (!any) ranges.undefined.release();
+  if (!any) {
+    ranges.undefined.release();
+    return;
+  }
+  forEachTask(parallel, ranges.undefined.size(), [&](std::size_t group) {
+    forEachBit(ranges.undefined[group], 0, [&](std::size_t place) {
+      ranges.bricks[64 * group + place] = finiteRange<Rows, Components>(
+          rows, lattice, MxGridBricks::brickAt(lattice.groups.split(group), place));
+    });
+  });
 }
 
 template <class Rows, std::size_t Components>
@@ -189,6 +222,7 @@ void findRanges(const Rows& rows, bool parallel, MxExtractionMonitor& monitor,
     for (std::size_t k = kLayers * task; k < std::min(layers, kLayers * (task + 1)); ++k)
       if (!sweep.sweep(k)) finite.store(false, std::memory_order_relaxed);
   });
+  if (!finite) findUndefined(rows, parallel, ranges);
   ranges.groups.resizeUninitialized(lattice.groups.total());
   ranges.whole = emptyRange<Components>();
   for (std::size_t group = 0; group < ranges.groups.size(); ++group) {
@@ -202,7 +236,6 @@ void findRanges(const Rows& rows, bool parallel, MxExtractionMonitor& monitor,
     ranges.groups[group] = all;
     include(ranges.whole, all);
   }
-  if (!finite) findUndefined(rows, parallel, ranges);
 }
 
 /// Stands for the contents of an object; its array and its counts stand beside the stamp so that a

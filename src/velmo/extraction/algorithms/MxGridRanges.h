@@ -8,8 +8,8 @@
 #include <memory>
 
 /// Smallest and largest of `Components` numbers over the nodes that the cells of a brick have: its
-/// own and those after them. Numbers that are none do not count; a brick without any has a range
-/// that is empty, low above high.
+/// own and those after them. Numbers that are not finite do not count; a brick without any has a
+/// range that is empty, low above high.
 template <std::size_t Components>
 struct MxRange
 {

@@ -5,19 +5,6 @@
 
 namespace {
 
-/// The nodes of a cell of a lattice of nodes.
-struct LatticeCorners
-{
-  MxIjkNumbering cells, nodes;
-  void operator()(std::size_t cell, std::uint32_t* corners) const
-  {
-    const MbIndex3 at = cells.split(cell);
-    for (int c = 0; c < 8; ++c)
-      corners[c] = static_cast<std::uint32_t>(nodes.flat(
-          at.x + kCornerSteps[c][0], at.y + kCornerSteps[c][1], at.z + kCornerSteps[c][2]));
-  }
-};
-
 /// The corners of vertex hexahedra, 8 * cell + corner: each stands for all that coincide exactly at
 /// its logical corner, and is the first of them.
 struct VertexCorners
@@ -55,29 +42,6 @@ private:
   }
 };
 
-template <class Mesh>
-struct KindOf;
-template <>
-struct KindOf<MiVolumeMeshVertexHexahedronIjk>
-{
-  static constexpr MeshType kKind = VOLUME_MESH_VERTEX_HEXAHEDRON_IJK;
-};
-template <>
-struct KindOf<MiVolumeMeshRegular>
-{
-  static constexpr MeshType kKind = VOLUME_MESH_REGULAR;
-};
-template <>
-struct KindOf<MiVolumeMeshRectilinear>
-{
-  static constexpr MeshType kKind = VOLUME_MESH_RECTILINEAR;
-};
-template <>
-struct KindOf<MiVolumeMeshCurvilinear>
-{
-  static constexpr MeshType kKind = VOLUME_MESH_CURVILINEAR;
-};
-
 template <class View>
 struct Places
 {
@@ -112,45 +76,37 @@ std::shared_ptr<const MxMeshCheck> cutMesh(const Mesh& mesh, const Filter* filte
                                            bool parallel, MxExtractionMonitor& monitor,
                                            MxCutMemory& memory, MeXSurfaceMeshUnstructured& surface)
 {
-  constexpr MeshType kKind = KindOf<Mesh>::kKind;
-  constexpr bool kIsVertex = kKind == VOLUME_MESH_VERTEX_HEXAHEDRON_IJK;
+  using View = MxCellView<VOLUME_MESH_VERTEX_HEXAHEDRON_IJK>;
   const std::shared_ptr<const MxMeshCheck> check = checkMesh(mesh, parallel, monitor);
   clearCut(surface);
-  const MxCellView<kKind> view(mesh);
+  const View view(mesh);
   const MxIjkNumbering cells{mesh.getTopology().getCellCounts()};
   const MxIjkNumbering nodes{nodeCountsOf(cells.counts)};
   surface.provenance.sourceCells = cells.counts;
   surface.provenance.sourceNodes = nodes.counts;
   if (!isCutShapeUsable(shape) || cells.total() == 0) return check;
-  if (kIsVertex) countOrRefuse({8, cells.total(), 1}, "corners");
+  countOrRefuse({8, cells.total(), 1}, "corners");
 
   const MxIjkCutKeep keep(mesh.getTopology(), filter);
   MxCutJob job;
-  job.nodeCount = kIsVertex ? 8 * cells.total() : nodes.total();
+  job.nodeCount = 8 * cells.total();
   job.unusable = check->isClean() ? nullptr : &check->unusable;
   job.keep = keep.isNeeded() ? &keep : nullptr;
   job.parallel = parallel;
-  const auto cutWith = [&](const auto& cornersOf) {
-    const Places<MxCellView<kKind>> points{&view};
-    visitCutSource(shape, points, nodes.counts, true, DataNode<MxCellView<kKind>>{&view},
-                   [&](const auto& source) {
-                     job.source = &source;
-                     job.isLeftHanded = [&] {
-                       return isLeftHanded(cells.total(), check->unusable, cornersOf, points);
-                     };
-                     cutCells(MxHexahedronCells(cells.total(), cornersOf), job,
-                              memory.part<MxCutScratch>(), monitor, surface);
-                     placeCut(points, parallel, surface);
-                   });
-  };
-  if constexpr (kIsVertex) {
-    const MxVertexCorners corners(mesh);
-    cutWith(VertexCorners{&corners, cells});
-    for (std::uint32_t& node : surface.provenance.nodes)
-      node = static_cast<std::uint32_t>(view.dataNode(node));
-  } else {
-    cutWith(LatticeCorners{cells, nodes});
-  }
+  const MxVertexCorners corners(mesh);
+  const VertexCorners cornersOf{&corners, cells};
+  const Places<View> points{&view};
+  visitCutSource(shape, points, nodes.counts, true, DataNode<View>{&view}, [&](const auto& source) {
+    job.source = &source;
+    job.isLeftHanded = [&] {
+      return isLeftHanded(cells.total(), check->unusable, cornersOf, points);
+    };
+    cutCells(MxHexahedronCells(cells.total(), cornersOf), job, memory.part<MxCutScratch>(), monitor,
+             surface);
+    placeCut(points, parallel, surface);
+  });
+  for (std::uint32_t& node : surface.provenance.nodes)
+    node = static_cast<std::uint32_t>(view.dataNode(node));
   return check;
 }
 
