@@ -1,0 +1,545 @@
+#include <velmo/extraction/extractors/MiIsosurfExtract.h>
+#include <velmo/extraction/extractors/MiSliceExtract.h>
+#include <velmo/mesh/MbDataSet.h>
+#include <velmo/mesh/MbMesh.h>
+#include <velmo/nodes/MoDrawStyle.h>
+#include <velmo/nodes/MoScalarSetI.h>
+#include <velmo/nodes/MoScalarSetIjk.h>
+#include <velmo/nodes/MoTessellator.h>
+#include <velmo/render/MdLineMesh.h>
+#include <velmo/render/MdPointMesh.h>
+#include <velmo/representations/MoMeshCylinderSlice.h>
+#include <velmo/representations/MoMeshIsosurface.h>
+#include <velmo/representations/MoMeshPlaneSlice.h>
+#include <velmo/representations/MoMeshSphereSlice.h>
+
+#include <tests/representations/SkinScene.h>
+#include <tests/support/MeshZoo.h>
+#include <tests/support/Offscreen.h>
+#include <tests/support/WarningLog.h>
+
+#include <velmo/toolkit/SoIndexedFaceSetOutline.h>
+
+#include <Inventor/actions/SoSearchAction.h>
+#include <Inventor/nodes/SoDirectionalLight.h>
+#include <Inventor/nodes/SoOrthographicCamera.h>
+#include <Inventor/nodes/SoShapeHints.h>
+#include <Inventor/SoInput.h>
+
+#include <gmock/gmock.h>
+
+using testing::AllOf;
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+namespace {
+
+constexpr MbIndex3 kCells{4, 3, 5};
+
+/// Nodes lie at (i, j / 2, k / 4): the value is the height z, 0 to 1.25.
+std::vector<double> heights()
+{
+  std::vector<double> values;
+  for (std::size_t n = 0; n < 5 * 4 * 6; ++n)
+    values.push_back(static_cast<double>(n / 20) / 4);
+  return values;
+}
+
+/// What differs between the nodes: how to place the cut, as t goes from 0 to 1, so that it always
+/// meets the block.
+void place(MoMeshIsosurface& node, double t)
+{
+  node.isovalue = static_cast<float>(0.3 + 0.6 * t);
+}
+void place(MoMeshPlaneSlice& node, double t)
+{
+  node.plane = SbPlane(SbVec3f(0, 0, 1), static_cast<float>(0.3 + 0.6 * t));
+}
+void place(MoMeshSphereSlice& node, double t)
+{
+  node.center = SbVec3f(2, 0.75f, 0.6f);
+  node.radius = static_cast<float>(0.8 + 0.5 * t);
+}
+void place(MoMeshCylinderSlice& node, double t)
+{
+  node.center = SbVec3f(2, 0.75f, 0.6f);
+  node.direction = SbVec3f(1, 0, 0);
+  node.radius = static_cast<float>(0.3 + 0.2 * t);
+}
+
+template <class Node>
+struct Facts;
+template <>
+struct Facts<MoMeshIsosurface>
+{
+  static constexpr const char* kName = "MoMeshIsosurface";
+  static constexpr const char* kRefusal =
+      "MdMeshIsosurface::doExtract: Cannot compute isosurface on this type of mesh.";
+  static constexpr const char* kSets[] = {"MiIsosurfExtractUnstructured",
+                                          "MiIsosurfExtractHexahedronIjk", "MiIsosurfExtractIjk"};
+  static constexpr const char* kExtractor = "MiIsosurfExtractUnstructured";
+};
+template <>
+struct Facts<MoMeshPlaneSlice>
+{
+  static constexpr const char* kName = "MoMeshPlaneSlice";
+  static constexpr const char* kRefusal =
+      "MoMeshPlaneSlice::doExtract: Cannot compute a planeslice on this type of mesh.";
+  static constexpr const char* kSets[] = {"MiPlaneSliceExtractUnstructured",
+                                          "MiPlaneSliceExtractHexahedronIjk",
+                                          "MiPlaneSliceExtractIjk"};
+  static constexpr const char* kExtractor = "MiPlaneSliceExtractUnstructured";
+};
+template <>
+struct Facts<MoMeshSphereSlice>
+{
+  static constexpr const char* kName = "MoMeshSphereSlice";
+  static constexpr const char* kRefusal =
+      "MoMeshSphereSlice::doExtract: Cannot compute a sphere slice on this type of mesh.";
+  static constexpr const char* kSets[] = {"MiSphereSliceExtractUnstructured",
+                                          "MiSphereSliceExtractUnstructuredIjk",
+                                          "MiShpereSliceExtractIjk"};
+  static constexpr const char* kExtractor = "MiSphereSliceExtractUnstructured";
+};
+template <>
+struct Facts<MoMeshCylinderSlice>
+{
+  static constexpr const char* kName = "MoMeshCylinderSlice";
+  static constexpr const char* kRefusal =
+      "MoMeshCylinderSlice::doExtract: Cannot compute a cylinder slice on this type of mesh.";
+  static constexpr const char* kSets[] = {"MiCylinderSliceExtractUnstructured",
+                                          "MiCylinderSliceExtractHexahedronIjk",
+                                          "MiCylinderSliceExtractIjk"};
+  static constexpr const char* kExtractor = "MiCylinderSliceExtractUnstructured";
+};
+
+/// A node over a block of boxes, with its heights as the one set.
+template <class Node>
+class CutScene : public SurfaceScene<Node>
+{
+public:
+  explicit CutScene(MeshType kind = VOLUME_MESH_UNSTRUCTURED)
+      : block(zoo::block(kind, kCells)), flat("z", MiDataBinding::PerNode, heights()),
+        grid("z", MiDataBinding::PerNode, {5, 4, 6}, heights())
+  {
+    this->mesh->setMesh(block.get());
+    const bool isFlat = kind == VOLUME_MESH_UNSTRUCTURED || kind == VOLUME_MESH_HEXAHEDRON_IJK;
+    if (isFlat)
+      this->set->setScalarSet(&flat);
+    else
+      this->set->setScalarSet(&grid);
+    place(*this->node, 0);
+  }
+  SoShapeHints* firstHints() const
+  {
+    return dynamic_cast<SoShapeHints*>(this->hiddenRoot()->getChild(0));
+  }
+  SoSeparator* hiddenRoot() const
+  {
+    return static_cast<SoSeparator*>((*this->node->getChildren())[0]);
+  }
+  /// The shape that draws the faces.
+  const SoIndexedFaceSetOutline& faces() const
+  {
+    SoSearchAction search;
+    search.setType(SoIndexedFaceSetOutline::getClassTypeId());
+    search.setSearchingAll(TRUE);
+    search.apply(this->hiddenRoot());
+    return static_cast<SoIndexedFaceSetOutline&>(
+        *static_cast<SoFullPath*>(search.getPath())->getTail());
+  }
+  const SoVertexProperty& vertices() const
+  {
+    return static_cast<SoVertexProperty&>(*faces().vertexProperty.getValue());
+  }
+
+  std::unique_ptr<MiMesh> block;
+  MbScalardSetI flat;
+  MbScalardSetIjk grid;
+};
+
+template <class Node>
+class MoMeshCuts : public testing::Test
+{};
+using CutNodes =
+    testing::Types<MoMeshIsosurface, MoMeshPlaneSlice, MoMeshSphereSlice, MoMeshCylinderSlice>;
+class NodeNames
+{
+public:
+  template <class Node>
+  static std::string GetName(int)
+  {
+    return Facts<Node>::kName;
+  }
+};
+TYPED_TEST_SUITE(MoMeshCuts, CutNodes, NodeNames);
+
+/// Says that its mesh is a regular one.
+class LyingMesh final : public MoMesh
+{
+public:
+  const MiMesh* getMesh(MeshType& type) override
+  {
+    const MiMesh* mesh = MoMesh::getMesh(type);
+    type = VOLUME_MESH_REGULAR;
+    return mesh;
+  }
+};
+
+class DecliningTessellator final : public MiTessellator
+{
+public:
+  std::uint64_t getTimeStamp() const override { return 1; }
+  bool tessellate(MiCellShape, std::span<const MbVec3d>, MiTessellation&) const override
+  {
+    return false;
+  }
+};
+
+const char* const kNoSet =
+    "MoMeshIsosurface: Cannot find a compatible scalartset node in the scene graph or "
+    "isoScalarSetId field is invalid.";
+
+} // namespace
+
+TYPED_TEST(MoMeshCuts, ExtractsOnceForEachPlaceAndFillsWithIt)
+{
+  CutScene<TypeParam> scene;
+  scene.traverse(10);
+  EXPECT_EQ(scene.counter.count, 1);
+  EXPECT_EQ(scene.counter.lastName, Facts<TypeParam>::kExtractor);
+  EXPECT_GT(scene.faceCount(), 4);
+  EXPECT_EQ(scene.fills(), "1 1 1");
+  for (int step = 1; step <= 5; ++step) {
+    place(*scene.node, 0.2 * step);
+    scene.traverse(3);
+    EXPECT_EQ(scene.counter.count, 1 + step);
+    EXPECT_GT(scene.faceCount(), 4);
+  }
+  place(*scene.node, 1.0);
+  scene.traverse(3);
+  EXPECT_EQ(scene.counter.count, 6) << "the same place once more";
+  scene.mapping->colors.set1Value(1, SbVec4f(1, 0, 0, 1));
+  scene.traverse(3);
+  EXPECT_EQ(scene.counter.count, 6) << "colours need no extraction";
+  // Drawn in other colours than it was made of.
+  const MbScalardSetI other("other", MiDataBinding::PerNode, std::vector<double>(120, 3.0));
+  const SoRef<MoScalarSet> second(new MoScalarSet);
+  second->setScalarSet(&other);
+  scene.above->addChild(second);
+  scene.node->colorScalarSetId = 1;
+  scene.traverse(3);
+  EXPECT_EQ(scene.counter.count, 6);
+}
+
+TYPED_TEST(MoMeshCuts, RefusesOtherKindsAtEveryAttemptAndDrawsNothing)
+{
+  CutScene<TypeParam> scene;
+  scene.traverse();
+  ASSERT_TRUE(scene.drawsAnything());
+  for (const MeshType kind : {SURFACE_MESH_UNSTRUCTURED, SURFACE_MESH_CURVILINEAR,
+                              LINE_MESH_UNSTRUCTURED, LINE_MESH_REGULAR})
+  {
+    const auto other = zoo::small(kind);
+    scene.mesh->setMesh(other.get());
+    WarningLog warnings;
+    scene.traverse(3);
+    EXPECT_THAT(warnings.texts(), AllOf(SizeIs(3), Each(Facts<TypeParam>::kRefusal)));
+    EXPECT_FALSE(scene.drawsAnything());
+    EXPECT_EQ(scene.node->getUnstructuredExtractor(), nullptr);
+    scene.mesh->setMesh(nullptr);
+  }
+  scene.mesh->setMesh(scene.block.get());
+  scene.traverse();
+  EXPECT_TRUE(scene.drawsAnything());
+
+  const SoRef<LyingMesh> liar(new LyingMesh);
+  liar->setMesh(scene.block.get());
+  scene.above->addChild(liar);
+  WarningLog warnings;
+  scene.traverse(2);
+  EXPECT_THAT(warnings.texts(),
+              AllOf(SizeIs(2), Each(std::string(Facts<TypeParam>::kName) +
+                                    "::doExtract: Cannot compute representation on this type of "
+                                    "mesh")));
+  EXPECT_FALSE(scene.drawsAnything());
+}
+
+TYPED_TEST(MoMeshCuts, UsesTheExtractorOfTheKindAndNamesIt)
+{
+  for (const MeshType kind : zoo::kVolumeKinds) {
+    SCOPED_TRACE(meshTypeName(kind));
+    CutScene<TypeParam> scene(kind);
+    scene.traverse();
+    EXPECT_GT(scene.faceCount(), 4);
+    const bool unstructured = kind == VOLUME_MESH_UNSTRUCTURED;
+    const bool hexahedron = kind == VOLUME_MESH_HEXAHEDRON_IJK;
+    TypeParam& node = *scene.node;
+    EXPECT_EQ(node.getUnstructuredExtractor() != nullptr, unstructured);
+    EXPECT_EQ(node.getHexahedronIjkExtractor() != nullptr, hexahedron);
+    EXPECT_EQ(node.getUnstructuredIjkExtractor(), node.getHexahedronIjkExtractor());
+    EXPECT_EQ(node.getIjkExtractor() != nullptr, !unstructured && !hexahedron);
+    if constexpr (requires { node.getRegularExtractor(); }) {
+      EXPECT_EQ(node.getRegularExtractor(), node.getIjkExtractor());
+    }
+    EXPECT_EQ(scene.faces().isSinglePassOutlineBypassed(), unstructured);
+
+    const MbScalardSetIj bad("bad", MiDataBinding::PerNode, 5, 24, heights());
+    const SoRef<MoScalarSet> second(new MoScalarSet);
+    second->setScalarSet(&bad);
+    scene.above->addChild(second);
+    node.colorScalarSetId = 1;
+    WarningLog warnings;
+    scene.traverse();
+    const char* name = Facts<TypeParam>::kSets[unstructured ? 0 : hexahedron ? 1 : 2];
+    EXPECT_THAT(warnings.texts(),
+                ElementsAre(std::string(name) +
+                            "::extractScalarSet(): Cannot extract data set with the given binding "
+                            "on this type of mesh."));
+  }
+}
+
+TYPED_TEST(MoMeshCuts, HintsStandFirstInSlicesOnly)
+{
+  CutScene<TypeParam> scene;
+  SoShapeHints* hints = scene.firstHints();
+  if constexpr (std::is_same_v<TypeParam, MoMeshIsosurface>) {
+    EXPECT_EQ(hints, nullptr);
+  } else {
+    ASSERT_NE(hints, nullptr);
+    EXPECT_EQ(hints->vertexOrdering.getValue(), SoShapeHints::COUNTERCLOCKWISE);
+    EXPECT_EQ(hints->shapeType.getValue(), SoShapeHints::UNKNOWN_SHAPE_TYPE);
+    EXPECT_EQ(hints->faceType.getValue(), SoShapeHints::CONVEX);
+  }
+}
+
+TYPED_TEST(MoMeshCuts, RoundSurfacesHaveNormalsOfTheirNodesAndAPlaneHasOne)
+{
+  CutScene<TypeParam> scene;
+  scene.traverse();
+  const SoVertexProperty& vertices = scene.vertices();
+  if constexpr (std::is_same_v<TypeParam, MoMeshPlaneSlice>) {
+    for (const SbVec3f& normal : {SbVec3f(0, 0, 1), SbVec3f(0, 1, 0), SbVec3f(0.6f, 0, 0.8f)}) {
+      scene.node->plane = SbPlane(normal, 0.6f);
+      scene.traverse(2);
+      EXPECT_EQ(vertices.normalBinding.getValue(), SoVertexProperty::OVERALL);
+      ASSERT_EQ(vertices.normal.getNum(), 1);
+      EXPECT_EQ(vertices.normal[0], scene.node->plane.getValue().getNormal());
+    }
+  } else {
+    for (const double t : {0.0, 0.7}) {
+      place(*scene.node, t);
+      scene.traverse(2);
+      EXPECT_EQ(vertices.normalBinding.getValue(), SoVertexProperty::PER_VERTEX_INDEXED);
+      ASSERT_EQ(vertices.normal.getNum(), vertices.vertex.getNum());
+      for (int n = 0; n < vertices.normal.getNum(); ++n) {
+        EXPECT_NEAR(vertices.normal[n].length(), 1, 1e-5);
+        SbVec3f out(0, 0, 1);
+        if constexpr (!std::is_same_v<TypeParam, MoMeshIsosurface>)
+          out = vertices.vertex[n] - scene.node->center.getValue();
+        EXPECT_GT(vertices.normal[n].dot(out), 0) << "outward";
+      }
+    }
+  }
+}
+
+TYPED_TEST(MoMeshCuts, EdgesAndPointsAreMeshesOfTheirOwnWithATessellator)
+{
+  CutScene<TypeParam> scene;
+  const SoRef<MoDrawStyle> style(new MoDrawStyle);
+  style->displayEdges = TRUE;
+  style->displayPoints = TRUE;
+  scene.above->addChild(style);
+  scene.traverse();
+  MeshType type;
+  EXPECT_EQ(scene.node->getLineMesh().getExtractedMesh(type), nullptr);
+  DecliningTessellator tessellator;
+  const SoRef<MoTessellator> holder(new MoTessellator);
+  holder->setTessellator(&tessellator);
+  scene.above->addChild(holder);
+  scene.traverse(3);
+  const auto* lines = dynamic_cast<const MeXLineMeshUnstructured*>(
+      scene.node->getLineMesh().getExtractedMesh(type));
+  ASSERT_NE(lines, nullptr);
+  EXPECT_GT(lines->topology.getCellCount(), static_cast<std::size_t>(scene.faceCount()));
+  EXPECT_NE(scene.node->getPointMesh().getExtractedMesh(type), nullptr);
+  EXPECT_EQ(scene.counter.count, 1 + 3) << "the surface anew, its lines and its points";
+}
+
+TEST(MoMeshSlices, BeginWithAUnitShapeAtTheOrigin)
+{
+  const SoRef<MoMeshPlaneSlice> plane(new MoMeshPlaneSlice);
+  EXPECT_EQ(plane->plane.getValue(), SbPlane(SbVec3f(1, 0, 0), 0));
+
+  CutScene<MoMeshCylinderSlice> cylinder;
+  const SoRef<MoMeshCylinderSlice> fresh(new MoMeshCylinderSlice);
+  EXPECT_EQ(fresh->center.getValue(), SbVec3f(0, 0, 0));
+  EXPECT_EQ(fresh->radius.getValue(), 1);
+  EXPECT_EQ(fresh->direction.getValue(), SbVec3f(1, 0, 0));
+  cylinder.node->copyFieldValues(fresh);
+  cylinder.traverse();
+  ASSERT_NE(cylinder.surface(), nullptr);
+  const MeXGeometryI& points = cylinder.surface()->geometry;
+  EXPECT_GT(points.getNodeCount(), 10u);
+  for (std::size_t n = 0; n < points.getNodeCount(); ++n)
+    EXPECT_NEAR(std::hypot(points.getNode(n).y, points.getNode(n).z), 1, 1e-6);
+  const SoRef<MoMeshSphereSlice> sphere(new MoMeshSphereSlice);
+  EXPECT_EQ(sphere->center.getValue(), SbVec3f(0, 0, 0));
+  EXPECT_EQ(sphere->radius.getValue(), 1);
+
+  SoInput in;
+  const char text[] = "#Inventor V2.1 ascii\nMoMeshCylinderSlice { center 1 2 3 radius 4 direction "
+                      "0 0 2 colorScalarSetId 1 }";
+  in.setBuffer(text, sizeof text - 1);
+  SoNode* read = nullptr;
+  ASSERT_TRUE(SoDB::read(&in, read));
+  const SoRef<SoNode> keep(read);
+  ASSERT_NE(read, nullptr);
+  EXPECT_EQ(static_cast<MoMeshCylinderSlice*>(read)->direction.getValue(), SbVec3f(0, 0, 2));
+}
+
+TEST(MoMeshIsosurface, FindsItsSetOrSaysThatThereIsNone)
+{
+  using Scene = CutScene<MoMeshIsosurface>;
+  const auto expect = [](Scene& scene, bool found, bool warned) {
+    WarningLog warnings;
+    scene.traverse(2);
+    EXPECT_EQ(scene.faceCount() > 0, found);
+    EXPECT_EQ(scene.drawsAnything(), found);
+    if (warned)
+      EXPECT_THAT(warnings.texts(), AllOf(SizeIs(2), Each(kNoSet)));
+    else
+      EXPECT_THAT(warnings.texts(), IsEmpty());
+  };
+  {
+    SCOPED_TRACE("other sets, not this one");
+    Scene scene;
+    scene.traverse();
+    for (const int id : {1, -1, 7}) {
+      scene.node->isoScalarSetId = id;
+      expect(scene, false, false);
+    }
+    scene.node->isoScalarSetId = 0;
+    expect(scene, true, false);
+    EXPECT_EQ(scene.counter.count, 1) << "what was extracted is still there";
+    scene.set->setScalarSet(nullptr);
+    expect(scene, false, false);
+  }
+  {
+    SCOPED_TRACE("no set at all");
+    Scene scene;
+    scene.root->removeChild(scene.set);
+    expect(scene, false, true);
+  }
+  {
+    SCOPED_TRACE("typed sets count where there are no general ones");
+    Scene scene;
+    const SoRef<MoScalarSetI> typed(new MoScalarSetI);
+    typed->setScalarSet(&scene.flat);
+    scene.above->addChild(typed);
+    const MbScalardSetI constant("c", MiDataBinding::PerNode, std::vector<double>(120, 9.0));
+    scene.set->setScalarSet(&constant);
+    scene.traverse();
+    EXPECT_EQ(scene.faceCount(), 0) << "the general one hides it";
+    scene.root->removeChild(scene.set);
+    expect(scene, true, false);
+    scene.node->isoScalarSetId = 1;
+    expect(scene, false, true);
+  }
+  {
+    SCOPED_TRACE("grids take either numbering");
+    Scene scene(VOLUME_MESH_RECTILINEAR);
+    scene.node->colorScalarSetId = 5; // none: colours take only the grid's own numbering
+    expect(scene, true, false);
+    const int faces = scene.faceCount();
+    scene.set->setScalarSet(&scene.flat);
+    expect(scene, true, false);
+    EXPECT_EQ(scene.faceCount(), faces);
+    scene.root->removeChild(scene.set);
+    const SoRef<MoScalarSetI> typed(new MoScalarSetI);
+    typed->setScalarSet(&scene.flat);
+    scene.above->addChild(typed);
+    expect(scene, true, false);
+    const SoRef<MoScalarSetIjk> fits(new MoScalarSetIjk);
+    fits->setScalarSet(&scene.grid);
+    scene.above->addChild(fits);
+    expect(scene, true, false);
+    EXPECT_EQ(scene.faceCount(), faces);
+  }
+  {
+    SCOPED_TRACE("of the wrong numbering");
+    Scene scene;
+    scene.set->setScalarSet(&scene.grid);
+    expect(scene, false, true);
+    const MbScalardSetI cells("c", MiDataBinding::PerCell, std::vector<double>(60));
+    scene.set->setScalarSet(&cells);
+    expect(scene, false, true);
+    Scene hexahedra(VOLUME_MESH_HEXAHEDRON_IJK);
+    hexahedra.set->setScalarSet(&hexahedra.grid);
+    expect(hexahedra, false, true);
+  }
+  {
+    SCOPED_TRACE("values of cells numbered by I, J and K");
+    std::vector<double> layers;
+    for (std::size_t c = 0; c < 60; ++c)
+      layers.push_back(static_cast<double>(c / 12) / 4 + 0.125);
+    const MbScalardSetIjk cells("c", MiDataBinding::PerCell, kCells, layers);
+    for (const MeshType kind : {VOLUME_MESH_HEXAHEDRON_IJK, VOLUME_MESH_CURVILINEAR}) {
+      Scene scene(kind);
+      scene.set->setScalarSet(&cells);
+      expect(scene, true, false);
+      EXPECT_EQ(scene.faceCount(), 12);
+      EXPECT_NEAR(scene.surface()->geometry.getNode(0).z, 0.3, 1e-6);
+    }
+  }
+}
+
+TEST(MoMeshIsosurface, RefusesWhatAnotherRepresentationMade)
+{
+  CutScene<MoMeshIsosurface> scene;
+  const SoRef<MoMesh> connected(new MoMesh);
+  connected->connectFrom(scene.node.get());
+  const SoRef<MoMeshIsosurface> second(new MoMeshIsosurface);
+  scene.root->addChild(connected);
+  scene.root->addChild(second);
+  WarningLog warnings;
+  scene.traverse();
+  EXPECT_THAT(warnings.texts(), ElementsAre(Facts<MoMeshIsosurface>::kRefusal));
+}
+
+// Polygons with five corners and more, not planar, are drawn from graphics memory, lit on both
+// sides, and look round without a crease angle.
+TEST(CutPicture, ASphereIsRoundAndLitInsideAndOutside)
+{
+  CutScene<MoMeshSphereSlice> scene(VOLUME_MESH_CURVILINEAR);
+  const auto fine = zoo::block(VOLUME_MESH_CURVILINEAR, {12, 24, 48});
+  scene.mesh->setMesh(fine.get());
+  scene.set->setScalarSet(nullptr);
+  scene.node->center = SbVec3f(6, 6, 6);
+  scene.node->radius = 4;
+  auto* camera = new SoOrthographicCamera;
+  camera->position = SbVec3f(6, 6, 30);
+  camera->nearDistance = 1;
+  camera->farDistance = 60;
+  camera->height = 10;
+  scene.root->insertChild(camera, 0);
+  scene.root->insertChild(new SoDirectionalLight, 1);
+  const auto expectRound = [&](bool inside) {
+    const MxImage picture = drawScene(scene.root, 200, 200);
+    for (int x = -60; x <= 60; x += 15)
+      for (int y = -60; y <= 60; y += 15) {
+        // The cosine of the angle between the light and the normal, and the ambient light.
+        const double r2 = (x * x + y * y) / 6400.0;
+        if (r2 > 0.7) continue;
+        const auto* p = picture.pixel(100 + x, 100 + y);
+        EXPECT_NEAR(p[0], 255 * (0.8 * std::sqrt(1 - r2) + 0.04), 14)
+            << x << " " << y << (inside ? " inside" : " outside");
+      }
+  };
+  expectRound(false);
+  // Without the half that faces the viewer.
+  camera->nearDistance = 24.5f;
+  expectRound(true);
+}

@@ -1,0 +1,91 @@
+#pragma once
+
+#include <velmo/colormapping/MoLinearColorMapping.h>
+#include <velmo/extraction/interfaces/MiExtractorCallback.h>
+#include <velmo/nodes/MoMesh.h>
+#include <velmo/nodes/MoScalarSet.h>
+#include <velmo/render/MdSurfaceMesh.h>
+#include <velmo/representation/MoMeshSurfaceRepresentation.h>
+#include <velmo/toolkit/SoRef.h>
+
+#include <Inventor/actions/SoCallbackAction.h>
+#include <Inventor/nodes/SoSeparator.h>
+
+#include <string>
+#include <vector>
+
+/// Counts extractions, and stops the next one when told to.
+class ExtractionCounter final : public MiExtractorCallback
+{
+public:
+  void beginExtract(const std::string& name, std::size_t) override
+  {
+    ++count;
+    lastName = name;
+  }
+  void endExtract() override {}
+  void beginPhase(const std::string&, std::size_t) override {}
+  void endPhase() override {}
+  bool endStep(std::size_t) override { return !stop; }
+  double getEndStepCallPeriod() const override { return 0.0; }
+
+  int count = 0;
+  bool stop = false;
+  std::string lastName;
+};
+
+/// A scene of one mesh, one general scalar set, a mapping from black at 0 to white at 10, and a
+/// representation that makes a surface.
+template <class Node>
+class SurfaceScene
+{
+public:
+  SurfaceScene()
+  {
+    mapping->values.setValues(0, 2, std::vector<float>{0, 10}.data());
+    mapping->colors.set1Value(0, SbVec4f(0, 0, 0, 1));
+    mapping->colors.set1Value(1, SbVec4f(1, 1, 1, 1));
+    node->setExtractorCallback(counter);
+    for (SoNode* child : std::initializer_list<SoNode*>{mesh, set, mapping, above, node})
+      root->addChild(child);
+  }
+  ~SurfaceScene() { node->setExtractorCallback(nullptr); }
+
+  void traverse(int times = 1)
+  {
+    for (int i = 0; i < times; ++i)
+      SoCallbackAction().apply(root);
+  }
+  /// Null while there is none.
+  const MeXSurfaceMeshUnstructured* surface() const
+  {
+    MeshType type;
+    return dynamic_cast<const MeXSurfaceMeshUnstructured*>(node->getExtractedMesh(type));
+  }
+  /// -1 without a surface.
+  int faceCount() const
+  {
+    return surface() ? static_cast<int>(surface()->getTopology().getCellCount()) : -1;
+  }
+  /// Whether the hidden nodes have any vertices.
+  bool drawsAnything() const
+  {
+    MeshType type;
+    return node->getSurfaceMesh().getExtractedMesh(type) != nullptr;
+  }
+  /// "indices geometry colours".
+  std::string fills() const
+  {
+    const auto counts = node->getSurfaceMesh().getSceneGraph().getFillCounts();
+    return std::to_string(counts.indices) + " " + std::to_string(counts.geometry) + " " +
+           std::to_string(counts.colors);
+  }
+
+  ExtractionCounter counter;
+  SoRef<SoSeparator> root{new SoSeparator};
+  SoRef<MoMesh> mesh{new MoMesh};
+  SoRef<MoScalarSet> set{new MoScalarSet};
+  SoRef<MoLinearColorMapping> mapping{new MoLinearColorMapping};
+  SoRef<SoGroup> above{new SoGroup}; ///< for what a test adds before the representation
+  SoRef<Node> node{new Node};
+};
