@@ -65,6 +65,14 @@ std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshCurvilinear& mesh
 /// Notes that all nodes were found to be where they should be, by an algorithm that has read them.
 std::shared_ptr<const MxMeshCheck> rememberClean(const MiVolumeMeshCurvilinear& mesh);
 
+/// The check of a box of the cells of a mesh numbered by I, J and K, at the cost of the box: cells
+/// outside do not count. Not kept.
+/// @param lower,upper  half-open; cut at the mesh's ends
+template <class Mesh>
+std::shared_ptr<const MxMeshCheck> checkBox(const Mesh& mesh, const MbIndex3& lower,
+                                            const MbIndex3& upper, bool parallel,
+                                            MxExtractionMonitor& monitor);
+
 /// Counts of cells and nodes as 32-bit numbers must be able to name them.
 /// @return i * j * k
 /// @throw std::length_error when the product passes 2^32 - 1
