@@ -90,6 +90,15 @@ TEST(Options, RefusesWithTheOptionAndWhatItTakes)
       {{"m.vtk", "--color-by", ""}, "--color-by", "empty"},
       {{"m.vtk", "--output", ""}, "--output", "FILE.png"},
       {{"m.vtk", "n.vtk"}, "m.vtk", "n.vtk"},
+      {{"m.vtk", "--logical-slice", "L=3"}, "--logical-slice", "'L=3'"},
+      {{"m.vtk", "--logical-slice", "I"}, "--logical-slice", "I=INDEX"},
+      {{"m.vtk", "--logical-slice", "I="}, "--logical-slice", "'' is not a whole number"},
+      {{"m.vtk", "--logical-slice", "I=-1"}, "--logical-slice", "'-1'"},
+      {{"m.vtk", "--logical-slice", "J=1,lower"}, "--logical-slice", "INDEX,upper"},
+      {{"m.vtk", "--interpolated-slice", "K=nan"}, "--interpolated-slice", "'nan'"},
+      {{"m.vtk", "--interpolated-slice", "K=1,2"}, "--interpolated-slice", "holds 2"},
+      {{"m.vtk", "--slab", "K=1,0"}, "--slab", "THICKNESS of 0"},
+      {{"m.vtk", "--slab", "K=1,2,3"}, "--slab", "holds 3"},
       {{"m.vtk", "--demo", "beam"}, "--demo", "m.vtk"},
       {{"m.vtk", "--vertex"}, "--vertex", "--ijk"},
       {{"m.vtk", "--demo-size", "9"}, "--demo-size", "--demo"},
@@ -117,10 +126,13 @@ TEST(Options, HelpNamesEveryOptionOfTheCommandLine)
 {
   const std::string help = helpText();
   for (const char* option :
-       {"--demo",       "--ijk",     "--vertex",     "--active", "--skin",     "--color-by",
-        "--colormap",   "--range",   "--edges",      "--points", "--no-faces", "--cells",
-        "--cell-range", "--opacity", "--background", "--size",   "--view",     "--output",
-        "--report",     "--threads", "--serial",     "--strict", "--levels",   "--contouring",
-        "--enhanced",   "--fading"})
+       {"--demo",       "--ijk",      "--vertex",        "--active",
+        "--skin",       "--color-by", "--colormap",      "--range",
+        "--edges",      "--points",   "--no-faces",      "--cells",
+        "--cell-range", "--opacity",  "--background",    "--size",
+        "--view",       "--output",   "--report",        "--threads",
+        "--serial",     "--strict",   "--levels",        "--contouring",
+        "--enhanced",   "--fading",   "--logical-slice", "--interpolated-slice",
+        "--slab"})
     EXPECT_THAT(help, HasSubstr(std::string("  ") + option + " ")) << option;
 }

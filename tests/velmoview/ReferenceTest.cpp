@@ -134,6 +134,43 @@ TEST_F(Reference, DescribesTheInputExactly)
   }
 }
 
+TEST_F(Reference, LogicalSlicesHaveTheirCellsAndAreas)
+{
+  int count = 0;
+  for (const auto& [name, set] : m_sets.items()) {
+    if (!set.contains("logical_slice")) continue;
+    std::vector<std::string> input{dataFile(set["file"]), "--report", "-"};
+    if (set["mesh_kind_name"] == "VOLUME_MESH_HEXAHEDRON_IJK") {
+      const auto dims = set["ijk_dims"].get<std::vector<int>>();
+      input.insert(input.end(), {"--ijk",
+                                 std::to_string(dims[0]) + "," + std::to_string(dims[1]) + "," +
+                                     std::to_string(dims[2]),
+                                 "--active", "ACTNUM"});
+    }
+    for (const auto& [axis, slice] : set["logical_slice"].items()) {
+      SCOPED_TRACE(name + " " + axis);
+      const std::string at = axis + "=" + std::to_string(slice["index"].get<int>());
+      std::vector<std::string> arguments = input;
+      arguments.insert(arguments.end(), {"--logical-slice", at, "--logical-slice", at + ",upper",
+                                         "--interpolated-slice", at, "--slab", at});
+      const Outcome outcome = runProgram(arguments);
+      ASSERT_EQ(outcome.code, 0) << outcome.err;
+      const json drawn = outcome.report()["representations"];
+      const json cells = slice.contains("cells") ? slice["cells"] : slice["live_cells"];
+      const double lower = slice["area_lower_fan0"], upper = slice["area_upper_fan0"];
+      EXPECT_EQ(drawn[0]["cells"], cells);
+      EXPECT_EQ(drawn[1]["cells"], cells);
+      EXPECT_NEAR(drawn[0]["area"].get<double>(), lower, 1e-5 * lower);
+      EXPECT_NEAR(drawn[1]["area"].get<double>(), upper, 1e-5 * upper);
+      EXPECT_EQ(drawn[2]["area"], drawn[0]["area"]);
+      // The slab has both as parts of its boundary.
+      EXPECT_GT(drawn[3]["area"].get<double>(), (lower + upper) * (1 - 1e-6));
+      ++count;
+    }
+  }
+  EXPECT_EQ(count, 15);
+}
+
 TEST_F(Reference, OneThreadSeesWhatManySee)
 {
   for (const char* file : {"mixed_box/mixed_box.vtk", "curvilinear_comb/curvilinear_comb.vtk"}) {

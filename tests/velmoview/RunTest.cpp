@@ -149,6 +149,39 @@ TEST(Run, ArgumentsShowInTheReport)
   EXPECT_EQ(report["representations"][1]["cells"], 10);
 }
 
+TEST(Run, DrawsLayersOfAGridInTheOrderAskedFor)
+{
+  const TemporaryFile mesh("layers.vtk", twoCubes());
+  std::vector<std::string> arguments{mesh.path(), "--ijk", "2,1,1", "--report", "-"};
+  for (const char* what : {"--slab=I=1", "--logical-slice=I=1,upper", "--logical-slice=K=0",
+                           "--interpolated-slice=I=1.25", "--skin"})
+    arguments.push_back(what);
+  const Outcome outcome = runProgram(arguments);
+  ASSERT_EQ(outcome.code, 0) << outcome.err;
+  json drawn = outcome.report()["representations"];
+  const auto shown = [&](int n) {
+    return json{drawn[n]["type"], drawn[n]["arguments"], drawn[n]["cells"], drawn[n]["area"]};
+  };
+  EXPECT_EQ(shown(0), (json{"slab", {{"axis", "I"}, {"index", 1}, {"thickness", 1}}, 6, 6.0}));
+  EXPECT_EQ(shown(1),
+            (json{"logical-slice", {{"axis", "I"}, {"index", 1}, {"upper", true}}, 1, 1.0}));
+  EXPECT_EQ(shown(2),
+            (json{"logical-slice", {{"axis", "K"}, {"index", 0}, {"upper", false}}, 2, 2.0}));
+  EXPECT_EQ(shown(3), (json{"interpolated-slice", {{"axis", "I"}, {"value", 1.25}}, 1, 1.0}));
+  EXPECT_EQ(shown(4), (json{"skin", json::object(), 10, 10.0}));
+  EXPECT_EQ(drawn[3]["bounds"], (json{1.25, 1.25, 0, 1, 0, 1}));
+  for (const json& one : drawn)
+    EXPECT_GE(one["reextract_ms"].get<double>(), 0);
+
+  // What filters and ranges leave.
+  arguments.insert(arguments.end(), {"--cell-range", "1,0,0,1,0,0"});
+  drawn = runProgram(arguments).report()["representations"];
+  EXPECT_EQ(drawn[2]["cells"], 1);
+  EXPECT_EQ(drawn[4]["cells"], 6);
+  arguments.insert(arguments.end(), {"--cells", "id=0,5"});
+  EXPECT_EQ(runProgram(arguments).report()["representations"][2]["cells"], 0);
+}
+
 TEST(Run, StrictFailsOnWarningsAndOnNothingDrawn)
 {
   const TemporaryFile broken("broken.vtk", twoCubes(true));
@@ -179,6 +212,14 @@ TEST(Run, ASurfaceHasNoSkin)
   EXPECT_THAT(
       asked.report()["warnings"],
       testing::ElementsAre("MoMeshSkin::doExtract: Cannot compute skins on this type of mesh."));
+  const Outcome slices = runProgram(
+      {square.path(), "--slab", "I=9", "--logical-slice", "I=9", "--report", "-", "--strict"});
+  EXPECT_EQ(slices.code, 3);
+  EXPECT_THAT(slices.report()["warnings"],
+              testing::ElementsAre(
+                  "MoMeshSlab::doExtract: Cannot compute slabs on this type of mesh.",
+                  "MoMeshLogicalSlice::doExtract: Cannot compute logical slice on this type of "
+                  "mesh."));
   const Outcome silent = runProgram({square.path(), "--report", "-", "--strict"});
   EXPECT_EQ(silent.code, 3);
   EXPECT_EQ(silent.report()["representations"], json::array());
@@ -229,6 +270,11 @@ TEST(Run, BadUsageIsExitCodeTwoAndNamesTheOption)
       {{mesh.path(), "--report", "-", "--color-by", "id", "--contouring", "--levels", "3"},
        "--contouring draws values per node"},
       {{mesh.path(), "--report", "-", "--ijk", "2,1,1", "--cell-range", "0,1,0,1,1,0"}, "no 1"},
+      {{mesh.path(), "--report", "-", "--ijk", "2,1,1", "--logical-slice", "I=2"},
+       "--logical-slice takes cells of the mesh: it has 2 along I"},
+      {{mesh.path(), "--report", "-", "--ijk", "2,1,1", "--slab", "K=1"}, "so there is no 1"},
+      {{mesh.path(), "--report", "-", "--ijk", "2,1,1", "--interpolated-slice", "I=2.5"},
+       "between 0 and 2"},
   };
   for (const auto& [arguments, expected] : cases) {
     SCOPED_TRACE(testing::PrintToString(arguments));

@@ -4,11 +4,15 @@ namespace velmoview {
 
 extern const RepresentationRow kSkinRow;
 extern const RepresentationRow kIsosurfaceRow, kPlaneRow, kSphereRow, kCylinderRow;
+extern const RepresentationRow kLogicalSliceRow;
+extern const RepresentationRow kInterpolatedSliceRow;
+extern const RepresentationRow kSlabRow;
 
 namespace {
 
 constexpr const RepresentationRow* kTable[] = {
-    &kSkinRow, &kIsosurfaceRow, &kPlaneRow, &kSphereRow, &kCylinderRow,
+    &kSkinRow,         &kIsosurfaceRow,        &kPlaneRow, &kSphereRow, &kCylinderRow,
+    &kLogicalSliceRow, &kInterpolatedSliceRow, &kSlabRow,
 };
 
 } // namespace

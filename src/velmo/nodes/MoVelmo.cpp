@@ -49,10 +49,13 @@
 #include <velmo/representation/MoMeshRepresentation.h>
 #include <velmo/representation/MoMeshSurfaceRepresentation.h>
 #include <velmo/representations/MoMeshCylinderSlice.h>
+#include <velmo/representations/MoMeshInterpolatedLogicalSlice.h>
 #include <velmo/representations/MoMeshIsosurface.h>
+#include <velmo/representations/MoMeshLogicalSlice.h>
 #include <velmo/representations/MoMeshPlaneSlice.h>
 #include <velmo/representations/MoMeshPointProbe.h>
 #include <velmo/representations/MoMeshSkin.h>
+#include <velmo/representations/MoMeshSlab.h>
 #include <velmo/representations/MoMeshSphereSlice.h>
 #include <velmo/toolkit/MxOffscreenCanvas.h>
 #include <velmo/toolkit/MxToolkit.h>
@@ -134,6 +137,9 @@ constexpr ClassEntry kClasses[] = {
     ENTRY(MoMeshIsosurface),
     ENTRY(MoMeshSkin),
     ENTRY(MoMeshPointProbe),
+    ENTRY(MoMeshSlab),
+    ENTRY(MoMeshLogicalSlice),
+    ENTRY(MoMeshInterpolatedLogicalSlice),
     ENTRY(MoDataBinding),
     ENTRY(MoMaterial),
     ENTRY(MoDrawStyle),

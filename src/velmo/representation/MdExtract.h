@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <string>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 
@@ -25,6 +26,31 @@ struct MdExtractorFamily
   template <MeshType K>
   using Extractor = std::conditional_t<indexOf(K) == 0, Unstructured,
                                        std::conditional_t<indexOf(K) == 1, HexahedronIjk, Ijk>>;
+};
+
+/// The extractor class that serves one kind of mesh.
+template <MeshType K, class ExtractorClass>
+struct MdExtractorOf
+{
+  static constexpr MeshType kKind = K;
+  using Extractor = ExtractorClass;
+};
+
+/// The extractors of a representation that serves some kinds of mesh, named one by one.
+template <class... Rows>
+struct MdExtractorsByKind
+{
+  using Kinds = MxKinds<Rows::kKind...>;
+
+  /// Which row serves a kind of mesh.
+  static constexpr std::size_t indexOf(MeshType kind)
+  {
+    std::size_t index = 0, found = 0;
+    ((kind == Rows::kKind ? found = index++ : index++), ...);
+    return found;
+  }
+  template <MeshType K>
+  using Extractor = typename std::tuple_element_t<indexOf(K), std::tuple<Rows...>>::Extractor;
 };
 
 /// What an extract wrapper needs to know: the mesh kind and the extractor that serves it.
@@ -47,6 +73,8 @@ public:
   using Kind = MxMeshKind<kMeshType>;
   using CellFilter = typename Kind::CellFilter;
   using Extractor = typename Traits::Extractor;
+  /// Whether the preference for extracting in the background is read.
+  static constexpr bool kMayBeAsynchronous = true;
 
   /// @param extractorName  the extractor's class name, for warnings; a literal
   MdExtract(std::shared_ptr<Extractor> extractor, const char* extractorName)

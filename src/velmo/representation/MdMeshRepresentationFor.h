@@ -21,7 +21,7 @@
 struct MdRepresentationTexts
 {
   const char* node;                      ///< the node's class name
-  std::array<const char*, 3> extractors; ///< class names, as MdExtractorFamily counts them
+  std::array<const char*, 5> extractors; ///< class names, as the list of extractors counts them
   const char* refusalFunction;           ///< who refuses a mesh of a kind not served
   const char* refusal;
 };
@@ -42,7 +42,8 @@ public:
   /// @param owner  the node, which owns this object
   MdMeshRepresentationFor(MoMeshRepresentation& owner, const MdRepresentationTexts& texts)
       : m_owner(owner), m_texts(texts), m_function(std::string(texts.node) + "::doExtract"),
-        m_asynchronous(SoPreferences::getBool("VELMO_ASYNC_PROCESSING", FALSE)),
+        m_asynchronous(Extract::kMayBeAsynchronous &&
+                       SoPreferences::getBool("VELMO_ASYNC_PROCESSING", FALSE)),
         m_result(new MdRefCounter)
   {}
 

@@ -19,7 +19,7 @@ bool hasLostNode(const Cursor& cursor, const MxBits& lost)
   return false;
 }
 
-Key keyOf(const MiVolumeMeshUnstructured& mesh)
+Key cellsKeyOf(const MiVolumeMeshUnstructured& mesh)
 {
   const std::size_t cellCount = mesh.getTopology().getCellCount();
   const std::size_t nodeCount = mesh.getGeometry().getNodeCount();
@@ -89,7 +89,7 @@ std::vector<std::string> MxMeshCheck::describe() const
 std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshUnstructured& mesh, bool parallel,
                                              MxExtractionMonitor& monitor)
 {
-  return remember(keyOf(mesh), [&] {
+  return remember(cellsKeyOf(mesh), [&] {
     return checkCells(mesh, findLostNodes(mesh.getGeometry(), parallel, monitor), parallel,
                       monitor);
   });
@@ -97,13 +97,13 @@ std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshUnstructured& mes
 
 std::shared_ptr<const MxMeshCheck> recallCheck(const MiVolumeMeshUnstructured& mesh)
 {
-  return recall(keyOf(mesh));
+  return recall(cellsKeyOf(mesh));
 }
 
 std::shared_ptr<const MxMeshCheck> checkNodes(const MiVolumeMeshUnstructured& mesh, bool parallel,
                                               MxExtractionMonitor& monitor)
 {
-  const Key key = keyOf(mesh);
+  const Key key = cellsKeyOf(mesh);
   if (auto known = recall(key)) return known;
   const MxBits lost = findLostNodes(mesh.getGeometry(), parallel, monitor);
   if (lost.empty()) return nullptr;
@@ -112,5 +112,5 @@ std::shared_ptr<const MxMeshCheck> checkNodes(const MiVolumeMeshUnstructured& me
 
 std::shared_ptr<const MxMeshCheck> rememberClean(const MiVolumeMeshUnstructured& mesh)
 {
-  return remember(keyOf(mesh), [] { return std::make_shared<MxMeshCheck>(); });
+  return remember(cellsKeyOf(mesh), [] { return std::make_shared<MxMeshCheck>(); });
 }

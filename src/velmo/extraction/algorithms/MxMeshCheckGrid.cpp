@@ -57,10 +57,11 @@ std::size_t rowBlockCount(const IndexBox& box)
 
 /// As inspectCells, for the cells of a box.
 template <class Inspect>
-std::shared_ptr<MxMeshCheck> inspectCells(const IndexBox& box, bool parallel,
-                                          MxExtractionMonitor& monitor, const Inspect& inspect)
+std::shared_ptr<MxMeshCheck> inspectBoxCells(const IndexBox& box, bool parallel,
+                                             MxExtractionMonitor& monitor, const Inspect& inspect)
 {
-  if (box.isWhole()) return inspectCells(box.numbering.total(), parallel, monitor, inspect);
+  if (box.isWhole())
+    return velmo_check::inspectCells(box.numbering.total(), parallel, monitor, inspect);
   std::vector<Findings> blocks(rowBlockCount(box));
   forEachRow(box, parallel, [&](std::size_t block, std::size_t first, std::size_t last) {
     inspect(blocks[block], first, last);
@@ -140,7 +141,7 @@ std::shared_ptr<MxMeshCheck> inspectHexahedra(const MiVolumeMeshHexahedronIjk& m
     if (!fits) found.broken.push_back(static_cast<std::uint32_t>(cell));
   };
   const auto inspect = [&](const auto& connectivity) {
-    return inspectCells(
+    return inspectBoxCells(
         box, parallel, monitor, [&](Findings& found, std::size_t first, std::size_t last) {
           using Ids = std::decay_t<decltype(connectivity)>;
           if constexpr (std::is_pointer_v<Ids>)
@@ -154,15 +155,15 @@ std::shared_ptr<MxMeshCheck> inspectHexahedra(const MiVolumeMeshHexahedronIjk& m
   const MiArrayView view = topology.getConnectivityView();
   const MxIndexArray any(view);
   if (!any || any.size() < 8 * box.numbering.total())
-    return inspectCells(box, parallel, monitor,
-                        [&](Findings& found, std::size_t first, std::size_t last) {
-                          std::size_t nodes[8];
-                          for (std::size_t cell = first; cell < last; ++cell) {
-                            const MbIndex3 at = box.numbering.split(cell);
-                            topology.getCellNodes(at.x, at.y, at.z, nodes);
-                            test(found, cell, nodes);
-                          }
-                        });
+    return inspectBoxCells(box, parallel, monitor,
+                           [&](Findings& found, std::size_t first, std::size_t last) {
+                             std::size_t nodes[8];
+                             for (std::size_t cell = first; cell < last; ++cell) {
+                               const MbIndex3 at = box.numbering.split(cell);
+                               topology.getCellNodes(at.x, at.y, at.z, nodes);
+                               test(found, cell, nodes);
+                             }
+                           });
   if (view.isContiguous<std::int32_t>() || view.isContiguous<std::uint32_t>())
     return inspect(view.as<std::uint32_t>());
   if (view.isContiguous<std::int64_t>() || view.isContiguous<std::uint64_t>())
@@ -191,16 +192,16 @@ std::shared_ptr<MxMeshCheck> inspectBox(const MiVolumeMeshVertexHexahedronIjk& m
                                         MxExtractionMonitor& monitor)
 {
   const MxVertexCorners corners(mesh);
-  return inspectCells(box, parallel, monitor,
-                      [&](Findings& found, std::size_t first, std::size_t last) {
-                        for (std::size_t cell = first; cell < last; ++cell) {
-                          const MbIndex3 at = box.numbering.split(cell);
-                          bool finite = true;
-                          for (int c = 0; c < 8; ++c)
-                            finite = finite && isFinite(corners.corner(at.x, at.y, at.z, c));
-                          if (!finite) found.broken.push_back(static_cast<std::uint32_t>(cell));
-                        }
-                      });
+  return inspectBoxCells(box, parallel, monitor,
+                         [&](Findings& found, std::size_t first, std::size_t last) {
+                           for (std::size_t cell = first; cell < last; ++cell) {
+                             const MbIndex3 at = box.numbering.split(cell);
+                             bool finite = true;
+                             for (int c = 0; c < 8; ++c)
+                               finite = finite && isFinite(corners.corner(at.x, at.y, at.z, c));
+                             if (!finite) found.broken.push_back(static_cast<std::uint32_t>(cell));
+                           }
+                         });
 }
 
 /// Grids whose node (i, j, k) has a finite place exactly when x[i], y[j] and z[k] have.
@@ -216,15 +217,15 @@ std::shared_ptr<MxMeshCheck> inspectBox(const Mesh& mesh, const IndexBox& box, b
   for (const auto& axis : axes.values)
     clean = clean && allFinite(axis.data(), axis.size());
   if (clean) return std::make_shared<MxMeshCheck>();
-  return inspectCells(box, parallel, monitor,
-                      [&](Findings& found, std::size_t first, std::size_t last) {
-                        for (std::size_t cell = first; cell < last; ++cell) {
-                          const MbIndex3 at = cells.split(cell);
-                          if (!isFinite(axes.node(at.x, at.y, at.z)) ||
-                              !isFinite(axes.node(at.x + 1, at.y + 1, at.z + 1)))
-                            found.broken.push_back(static_cast<std::uint32_t>(cell));
-                        }
-                      });
+  return inspectBoxCells(box, parallel, monitor,
+                         [&](Findings& found, std::size_t first, std::size_t last) {
+                           for (std::size_t cell = first; cell < last; ++cell) {
+                             const MbIndex3 at = cells.split(cell);
+                             if (!isFinite(axes.node(at.x, at.y, at.z)) ||
+                                 !isFinite(axes.node(at.x + 1, at.y + 1, at.z + 1)))
+                               found.broken.push_back(static_cast<std::uint32_t>(cell));
+                           }
+                         });
 }
 
 /// Whether all nodes of a box of nodes have a finite place.
@@ -252,7 +253,7 @@ std::shared_ptr<MxMeshCheck> inspectBox(const MiVolumeMeshCurvilinear& mesh, con
   const VirtualIjkNodes virtualNodes{&geometry, nodes.numbering};
   visitPoints(geometry.getView(), nodes.numbering.total(), virtualNodes, [&](const auto& points) {
     if (boxIsFinite(points, nodes, parallel, monitor)) return;
-    check = inspectCells(
+    check = inspectBoxCells(
         box, parallel, monitor, [&](Findings& found, std::size_t first, std::size_t last) {
           for (std::size_t cell = first; cell < last; ++cell) {
             const MbIndex3 at = cells.split(cell);

@@ -45,13 +45,12 @@ inline float toFloat(double value)
 } // namespace velmo_detail
 
 /// Fills the points of an extracted mesh and chooses its origin.
-/// @param pointOf   pointOf(n): the finite place of node n, in mesh space
-/// @param announce  announce(n): node n will be asked for soon
-template <class PointOf, class Announce>
-void placePoints(std::size_t count, const PointOf& pointOf, const Announce& announce, bool parallel,
-                 MeXGeometryI& geometry)
+/// @param fillBlock  fillBlock(first, last, put) calls put(n, p) with the finite place of each node
+///                   n of [first, last), in mesh space; may be called twice for a block
+template <class FillBlock>
+void placePointBlocks(std::size_t count, const FillBlock& fillBlock, bool parallel,
+                      MeXGeometryI& geometry)
 {
-  constexpr std::size_t kAhead = 16;
   using velmo_detail::toFloat;
   constexpr std::size_t kBlock = 8192;
   MxArray<MbVec3f>& points = geometry.points();
@@ -61,12 +60,10 @@ void placePoints(std::size_t count, const PointOf& pointOf, const Announce& anno
     forEachBlock(
         parallel, count, kBlock, [&](std::size_t block, std::size_t first, std::size_t last) {
           velmo_detail::PointRange range;
-          for (std::size_t n = first; n < last; ++n) {
-            if (n + kAhead < last) announce(n + kAhead);
-            const MbVec3d p = pointOf(n);
+          fillBlock(first, last, [&](std::size_t n, const MbVec3d& p) {
             range.include(p);
             points[n] = {toFloat(p.x - origin.x), toFloat(p.y - origin.y), toFloat(p.z - origin.z)};
-          }
+          });
           ranges[block] = range;
         });
   };
@@ -79,6 +76,25 @@ void placePoints(std::size_t count, const PointOf& pointOf, const Announce& anno
   geometry.origin = count > 0 ? velmo_detail::chooseOrigin(all) : MbVec3d{};
   if (geometry.origin != MbVec3d{}) fill(geometry.origin);
   geometry.touch(parallel);
+}
+
+/// The same with a function for one node.
+/// @param pointOf   pointOf(n): the finite place of node n, in mesh space
+/// @param announce  announce(n): node n will be asked for soon
+template <class PointOf, class Announce>
+void placePoints(std::size_t count, const PointOf& pointOf, const Announce& announce, bool parallel,
+                 MeXGeometryI& geometry)
+{
+  constexpr std::size_t kAhead = 16;
+  placePointBlocks(
+      count,
+      [&](std::size_t first, std::size_t last, const auto& put) {
+        for (std::size_t n = first; n < last; ++n) {
+          if (n + kAhead < last) announce(n + kAhead);
+          put(n, pointOf(n));
+        }
+      },
+      parallel, geometry);
 }
 
 template <class PointOf>

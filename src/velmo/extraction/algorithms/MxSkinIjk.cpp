@@ -319,11 +319,18 @@ MxIjkChoice chooseCells(const MiTopologyIjk& topology, const MxBits& unusable,
   const bool hasDead = topology.hasDeadCells();
   if (unusable.empty() && !filter && !hasDead) return choice;
 
+  // Few cells of long rows, as of a layer across I, are asked for one by one.
+  const bool isNarrow = (choice.upper.x - choice.lower.x) * 16 <= counts.x;
   const MxIndexArray active(topology.getActiveView());
   choice.accepted.resizeZeroed(choice.wordsPerRow * counts.y * counts.z);
   forEachRow(choice, parallel, monitor, [&](std::size_t, std::size_t j, std::size_t k) {
     std::vector<std::uint8_t> accepted(counts.x, 1);
-    if (filter) filter->acceptRow(counts.x, j, k, accepted.data());
+    if (filter && isNarrow) {
+      for (std::size_t i = choice.lower.x; i < choice.upper.x; ++i)
+        accepted[i] = filter->acceptCell(i, j, k) ? 1 : 0;
+    } else if (filter) {
+      filter->acceptRow(counts.x, j, k, accepted.data());
+    }
     const std::size_t begin = choice.numbering.flat(0, j, k);
     std::uint64_t* words = choice.accepted.data() + choice.wordsPerRow * (j + counts.y * k);
     for (std::size_t i = choice.lower.x; i < choice.upper.x; ++i) {

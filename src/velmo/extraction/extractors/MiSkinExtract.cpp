@@ -59,6 +59,18 @@ struct SkinWork : MxSurfaceWork<K>
     else
       return {{kNoBound, kNoBound, kNoBound}, {kNoBound, kNoBound, kNoBound}};
   }
+
+protected:
+  /// The check of the cells in range, of meshes numbered by I, J and K.
+  static std::shared_ptr<const MxMeshCheck>
+  checkRange(const typename SkinWork::Mesh& mesh, const Arguments& range,
+             const typename SkinWork::Request& request)
+  {
+    Index lower = range.lower;
+    for (std::size_t axis = 0; axis < 3; ++axis)
+      if (lower[axis] == kNoBound) lower[axis] = 0;
+    return checkBox(mesh, lower, range.upper, request.parallel, request.monitor);
+  }
 };
 
 struct NodeOfPlaces
@@ -178,7 +190,7 @@ struct SkinOf<VOLUME_MESH_HEXAHEDRON_IJK> : SkinWork<VOLUME_MESH_HEXAHEDRON_IJK>
   {
     const bool parallel = request.parallel;
     MxExtractionMonitor& monitor = request.monitor;
-    std::shared_ptr<const MxMeshCheck> check = checkMesh(mesh, parallel, monitor);
+    std::shared_ptr<const MxMeshCheck> check = checkRange(mesh, range, request);
     const MiGeometryI& geometry = mesh.getGeometry();
     const std::size_t nodeCount = geometry.getNodeCount();
     const MxIjkChoice choice = chooseCells(mesh.getTopology(), check->unusable, request.filter,
@@ -207,7 +219,7 @@ struct SkinOf<VOLUME_MESH_VERTEX_HEXAHEDRON_IJK> : SkinWork<VOLUME_MESH_VERTEX_H
   {
     const bool parallel = request.parallel;
     MxExtractionMonitor& monitor = request.monitor;
-    std::shared_ptr<const MxMeshCheck> check = checkMesh(mesh, parallel, monitor);
+    std::shared_ptr<const MxMeshCheck> check = this->checkRange(mesh, range, request);
     const MxIjkChoice choice = chooseCells(mesh.getTopology(), check->unusable, request.filter,
                                            range.lower, range.upper, parallel, monitor);
     const MxVertexCorners corners(mesh);
@@ -238,7 +250,7 @@ struct SkinOf : SkinWork<Type>
   {
     const bool parallel = request.parallel;
     MxExtractionMonitor& monitor = request.monitor;
-    std::shared_ptr<const MxMeshCheck> check = checkMesh(mesh, parallel, monitor);
+    std::shared_ptr<const MxMeshCheck> check = this->checkRange(mesh, range, request);
     const MxIjkChoice choice = chooseCells(mesh.getTopology(), check->unusable, request.filter,
                                            range.lower, range.upper, parallel, monitor);
     const MxIjkNumbering nodes{nodeCountsOf(choice.numbering.counts)};

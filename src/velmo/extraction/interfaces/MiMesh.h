@@ -10,6 +10,14 @@
 class MiMesh
 {
 public:
+  /// An index along which cells are numbered.
+  enum Dimension
+  {
+    DIMENSION_I = 0,
+    DIMENSION_J = 1,
+    DIMENSION_K = 2
+  };
+
   virtual ~MiMesh() = default;
 };
 
