@@ -62,9 +62,9 @@ struct SkinWork : MxSurfaceWork<K>
 
 protected:
   /// The check of the cells in range, of meshes numbered by I, J and K.
-  static std::shared_ptr<const MxMeshCheck>
-  checkRange(const typename SkinWork::Mesh& mesh, const Arguments& range,
-             const typename SkinWork::Request& request)
+  static std::shared_ptr<const MxMeshCheck> checkRange(const typename SkinWork::Mesh& mesh,
+                                                       const Arguments& range,
+                                                       const typename SkinWork::Request& request)
   {
     Index lower = range.lower;
     for (std::size_t axis = 0; axis < 3; ++axis)
