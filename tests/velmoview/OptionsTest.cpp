@@ -114,6 +114,18 @@ TEST(Options, RefusesWithTheOptionAndWhatItTakes)
       {{"m.vtk", "--edges", "--fading", "-3"}, "--fading", "above 0"},
       {{"m.vtk", "--edges", "--fading", "far"}, "--fading", "'far'"},
       {{"m.vtk", "--no-faces"}, "--no-faces", "--edges or --points"},
+      {{"m.vtk", "--isosurface", "T"}, "--isosurface", "no '='"},
+      {{"m.vtk", "--isosurface", "=1"}, "--isosurface", "empty"},
+      {{"m.vtk", "--isosurface", "T=1,x"}, "--isosurface", "'x'"},
+      {{"m.vtk", "--isosurface", "T=1,nan"}, "--isosurface", "'nan'"},
+      {{"m.vtk", "--isosurface", "T=1e300"}, "--isosurface", "single precision"},
+      {{"m.vtk", "--plane", "0,0,1"}, "--plane", "NX,NY,NZ,D"},
+      {{"m.vtk", "--plane", "0,0,0,1"}, "--plane", "no direction"},
+      {{"m.vtk", "--sphere", "0,0,0,0"}, "--sphere", "above 0"},
+      {{"m.vtk", "--sphere", "0,0,0,-1"}, "--sphere", "above 0"},
+      {{"m.vtk", "--cylinder", "0,0,0,0,0,1"}, "--cylinder", "X,Y,Z,DX,DY,DZ,R"},
+      {{"m.vtk", "--cylinder", "0,0,0,0,0,0,1"}, "--cylinder", "no direction"},
+      {{"m.vtk", "--cylinder", "0,0,0,0,0,1,-1"}, "--cylinder", "above 0"},
   };
   for (const Case& one : cases) {
     SCOPED_TRACE(testing::PrintToString(one.arguments));

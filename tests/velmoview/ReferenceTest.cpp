@@ -71,6 +71,95 @@ TEST_F(Reference, EveryVolumeMeshHasItsFacesAndArea)
   EXPECT_GE(count, 13);
 }
 
+TEST_F(Reference, EveryVolumeMeshHasItsIsosurfacesAndSlices)
+{
+  std::size_t count = 0;
+  for (const auto& [name, set] : m_sets.items()) {
+    const std::string kind = set["mesh_kind_name"];
+    if (!kind.starts_with("VOLUME_MESH")) continue;
+    SCOPED_TRACE(name);
+    std::vector<std::string> cuts;
+    std::vector<std::pair<json, double>> expected; // and the relative tolerance
+    const auto add = [&](const char* field, const char* option, const auto& argumentOf,
+                         const auto& toleranceOf) {
+      for (const json& one : set.value(field, json::array())) {
+        cuts.insert(cuts.end(), {option, argumentOf(one)});
+        // Two ways of cutting the cells differ as much as this one may differ from either.
+        const double area = one["area"], split = one.value("area_tetrahedra", area);
+        expected.emplace_back(one, std::max(toleranceOf(one), 1.5 * std::abs(split / area - 1)));
+      }
+    };
+    const auto list = [](std::initializer_list<json> parts) {
+      std::string text;
+      for (const json& part : parts)
+        for (const json& number : part.is_array() ? part : json::array({part}))
+          text += (text.empty() ? "" : ",") + number.dump();
+      return text;
+    };
+    const bool onlyTetrahedra =
+        set["cell_types"].size() == 1 && set["cell_types"].contains("tetrahedron");
+    add(
+        "isosurface", "--isosurface",
+        [](const json& one) { return one["array"].get<std::string>() + "=" + one["value"].dump(); },
+        [&](const json&) { return onlyTetrahedra ? 1e-5 : 0.02; });
+    add(
+        "plane_slice", "--plane",
+        [&](const json& one) {
+          double distance = 0;
+          for (int axis = 0; axis < 3; ++axis)
+            distance += one["normal"][axis].get<double>() * one["origin"][axis].get<double>();
+          return list({one["normal"], distance});
+        },
+        [](const json&) { return 0.005; });
+    // The reference vertices lie where the function would be zero if it were linear along edges;
+    // how far that is from the true surface depends on the size of the cells.
+    const double volume = set.value("volume", set.value("volume_vtk", 0.0));
+    const double cell = std::cbrt(volume / set["cells"].get<double>());
+    const auto roundness = [&](const json& one) {
+      return 0.03 + 2.5 * std::pow(cell / one["radius"].get<double>(), 2);
+    };
+    add(
+        "sphere_slice", "--sphere",
+        [&](const json& one) {
+          return list({one["center"], one["radius"]});
+        },
+        roundness);
+    add(
+        "cylinder_slice", "--cylinder",
+        [&](const json& one) {
+          return list({one["center"], one["axis"], one["radius"]});
+        },
+        roundness);
+
+    std::vector<std::vector<std::string>> readings{{}};
+    if (kind == "VOLUME_MESH_HEXAHEDRON_IJK") {
+      const json& dims = set["ijk_dims"];
+      readings[0] = {"--ijk", list({dims}), "--active", "ACTNUM"};
+      readings.push_back(readings[0]);
+      readings[1].push_back("--vertex");
+    }
+    for (std::vector<std::string> arguments : readings) {
+      arguments.insert(arguments.begin(), dataFile(set["file"]));
+      arguments.insert(arguments.end(), cuts.begin(), cuts.end());
+      arguments.insert(arguments.end(), {"--report", "-"});
+      const Outcome outcome = runProgram(arguments);
+      ASSERT_EQ(outcome.code, 0) << outcome.err;
+      const json report = outcome.report();
+      EXPECT_EQ(report["warnings"], json::array());
+      ASSERT_EQ(report["representations"].size(), expected.size());
+      for (std::size_t n = 0; n < expected.size(); ++n) {
+        const auto& [one, tolerance] = expected[n];
+        EXPECT_NEAR(report["representations"][n]["area"].get<double>(), one["area"].get<double>(),
+                    tolerance * one["area"].get<double>())
+            << report["representations"][n]["arguments"];
+        EXPECT_TRUE(report["representations"][n].contains("reextract_ms"));
+        ++count;
+      }
+    }
+  }
+  EXPECT_GE(count, 60u);
+}
+
 TEST_F(Reference, PublishedFilesAgreeWithTheirConversions)
 {
   const std::pair<const char*, const char*> files[] = {
@@ -189,6 +278,36 @@ TEST_F(Reference, OneThreadSeesWhatManySee)
   }
 }
 
+TEST_F(Reference, IsosurfacesOfAwkwardValuesSurvive)
+{
+  struct Case
+  {
+    const char* file;
+    const char* isosurface;
+    bool anything;
+  };
+  const Case cases[] = {{"nan_values_ascii.vtk", "vel_norm=0.3", true},
+                        {"nan_values_binary.vtk", "vel_norm=0.3", true},
+                        {"nan_coordinates.vtk", "vel_norm=0.3", true},
+                        {"huge_values.vtk", "vel_norm=1", true},
+                        {"constant_field.vtk", "vel_norm=0.3", false},
+                        {"index_out_of_range.vtk", "vel_norm=0.3", true},
+                        {"zero_cells.vtk", "vel_norm=0.3", false},
+                        {"unused_nodes.vtk", "vel_norm=0.3", true}};
+  for (const Case& one : cases) {
+    SCOPED_TRACE(one.file);
+    const std::string file = dataFile(std::string("hostile/") + one.file);
+    const Outcome outcome = runProgram({file, "--isosurface", one.isosurface, "--report", "-"});
+    if (outcome.code != 0) {
+      EXPECT_EQ(outcome.code, 1) << outcome.err; // refused when it was read
+      continue;
+    }
+    const json drawn = outcome.report()["representations"].at(0);
+    EXPECT_EQ(drawn["cells"].get<int>() > 0, one.anything);
+    EXPECT_TRUE(std::isfinite(drawn["area"].get<double>()));
+  }
+}
+
 TEST_F(Reference, HostileFilesEndInAMessageOrAMesh)
 {
   const json known = readJson(dataFile("hostile/reference.json"));
@@ -213,8 +332,10 @@ TEST_F(Reference, HostileFilesEndInAMessageOrAMesh)
     if (entry.path().extension() == ".json") continue;
     SCOPED_TRACE(name);
     const TemporaryFile picture("hostile.png");
-    const Outcome outcome = runProgram(
-        {entry.path(), "--report", "-", "--output", picture.path(), "--size", "64x48", "--edges"});
+    const Outcome outcome =
+        runProgram({entry.path(), "--report", "-", "--output", picture.path(), "--size", "64x48",
+                    "--edges", "--skin", "--plane", "0,0,1,0.05", "--sphere", "0,0,0.05,0.006",
+                    "--cylinder", "0,0,0,0,0,1,0.006"});
     const bool mustFail = entry.path().extension() == ".grdecl" ||
                           std::find(refused.begin(), refused.end(), name) != refused.end();
     if (mustFail || outcome.code != 0) {

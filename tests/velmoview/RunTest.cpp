@@ -8,6 +8,8 @@
 #include <set>
 
 using nlohmann::json;
+using testing::AllOf;
+using testing::ElementsAre;
 using testing::HasSubstr;
 
 namespace {
@@ -390,6 +392,47 @@ TEST(Run, DrawsBandsInThreeWaysAndFadesEdges)
   EXPECT_GT(darker({"--fading", "5"}), 0.9 * all);
 }
 
+TEST(Run, CutsAreReportedInTheirOrderWithTheirArguments)
+{
+  const Outcome outcome =
+      runProgram({"--demo", "orbital-whole", "--demo-size", "24", "--sphere", "0,0,0,9",
+                  "--isosurface", "psi=2,-1.5", "--plane", "0,0,2,2", "--cylinder", "0,0,0,0,0,3,5",
+                  "--skin", "--plane", "1,0,0,99", "--report", "-"});
+  ASSERT_EQ(outcome.code, 0) << outcome.err;
+  const json drawn = outcome.report()["representations"];
+  std::vector<std::string> types;
+  for (const json& one : drawn)
+    types.push_back(one["type"]);
+  EXPECT_THAT(types, ElementsAre("sphere", "isosurface", "isosurface", "plane", "cylinder", "skin",
+                                 "plane"));
+  EXPECT_EQ(drawn[0]["arguments"], json::parse(R"({"center": [0.0, 0.0, 0.0], "radius": 9.0})"));
+  EXPECT_EQ(drawn[2]["arguments"], json::parse(R"({"array": "psi", "value": -1.5})"));
+  EXPECT_EQ(drawn[3]["arguments"], json::parse(R"({"normal": [0.0, 0.0, 2.0], "distance": 2.0})"));
+  EXPECT_EQ(
+      drawn[4]["arguments"],
+      json::parse(R"({"center": [0.0, 0.0, 0.0], "direction": [0.0, 0.0, 3.0], "radius": 5.0})"));
+  EXPECT_NEAR(drawn[0]["area"].get<double>(), 4 * 3.14159265 * 81, 15);
+  EXPECT_NEAR(drawn[3]["area"].get<double>(), 54 * 54, 1e-3);
+  EXPECT_EQ(drawn[3]["bounds"][5], 1.0) << "normals of any length";
+  EXPECT_EQ(drawn[0]["open_edges"], 0);
+  for (std::size_t n = 0; n < 6; ++n)
+    EXPECT_TRUE(drawn[n].contains("reextract_ms")) << n;
+  EXPECT_EQ(drawn[6]["cells"], 0);
+
+  const auto refusal = [](std::vector<std::string> arguments) {
+    arguments.insert(arguments.end(), {"--report", "-"});
+    const Outcome refused = runProgram(arguments);
+    EXPECT_EQ(refused.code, 2);
+    return refused.err;
+  };
+  EXPECT_THAT(refusal({"--demo", "orbital", "--demo-size", "8", "--isosurface", "phi=1"}),
+              AllOf(HasSubstr("--isosurface"), HasSubstr("'phi'"), HasSubstr("psi@node")));
+  const TemporaryFile cubes("cubes.vtk", twoCubes() + "CELL_DATA 2\nSCALARS c double 1\n"
+                                                      "LOOKUP_TABLE default\n1\n2\n");
+  EXPECT_THAT(refusal({cubes.path(), "--isosurface", "c@cell=1.5"}),
+              AllOf(HasSubstr("--isosurface"), HasSubstr("per node"), HasSubstr("'c'")));
+}
+
 TEST(Run, AMeshFarFromZeroLooksTheSame)
 {
   const auto cubesAt = [](double x) {
@@ -429,6 +472,7 @@ TEST(Demos, EachDrawsACleanSkinOfItsKind)
       {"reservoir", "VOLUME_MESH_HEXAHEDRON_IJK"},
       {"reservoir-vertex", "VOLUME_MESH_VERTEX_HEXAHEDRON_IJK"},
       {"orbital", "VOLUME_MESH_REGULAR"},
+      {"orbital-whole", "VOLUME_MESH_REGULAR"},
       {"cloud", "VOLUME_MESH_RECTILINEAR"},
       {"turbine", "VOLUME_MESH_CURVILINEAR"}};
   ASSERT_EQ(std::size(kinds), velmoview::allDemos().size());
