@@ -29,7 +29,6 @@ MiArrayView MeXGeometryI::getView() const
 void MeXGeometryI::touch(bool parallel)
 {
   constexpr std::size_t kBlock = 16384;
-  m_timeStamp = MxTimeStamp::take();
   const MxArray<MbVec3f>& all = m_points.array;
   std::vector<Extent> extents(blockCount(all.size(), kBlock));
   forEachBlock(parallel, all.size(), kBlock,
@@ -44,8 +43,14 @@ void MeXGeometryI::touch(bool parallel)
     whole.include(extent.low);
     whole.include(extent.high);
   }
+  touch(whole.low, whole.high);
+}
+
+void MeXGeometryI::touch(const MbVec3f& low, const MbVec3f& high)
+{
+  m_timeStamp = MxTimeStamp::take();
   m_min = m_max = origin;
-  if (all.empty()) return;
-  m_min += MbVec3d{whole.low.x, whole.low.y, whole.low.z};
-  m_max += MbVec3d{whole.high.x, whole.high.y, whole.high.z};
+  if (m_points.array.empty()) return;
+  m_min += MbVec3d{low.x, low.y, low.z};
+  m_max += MbVec3d{high.x, high.y, high.z};
 }

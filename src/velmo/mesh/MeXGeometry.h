@@ -32,6 +32,8 @@ public:
   const MxArray<MbVec3f>& points() const { return m_points.array; }
   /// Takes a new stamp and finds the extent: the points were replaced.
   void touch(bool parallel);
+  /// The same when the extent of the points is known: the smallest and largest of their numbers.
+  void touch(const MbVec3f& low, const MbVec3f& high);
 
   MbVec3d origin;
 

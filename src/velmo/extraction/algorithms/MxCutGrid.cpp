@@ -51,8 +51,9 @@ constexpr auto kEdgePlaces = [] {
   return places;
 }();
 
-/// Polygon after polygon, each its size and the places of its corners; zero ends the list.
-using Loops = std::array<std::uint8_t, 17>;
+/// Polygon after polygon, each its size and the places of its corners; zero ends the list. There is
+/// room to read six places of any polygon.
+using Loops = std::array<std::uint8_t, 17 + 5>;
 
 struct CaseTable
 {
@@ -193,6 +194,7 @@ public:
   BrickFinder(const Pass& pass, MxCutGridMemory::Task& task) : m_pass(pass), m_task(task)
   {
     task.bricks.clear();
+    task.cases.clear();
     task.nodesOn.clear();
     task.weights.clear();
     task.vertexCount = task.polygonCount = task.indexCount = 0;
@@ -252,10 +254,13 @@ private:
     m_pass.level.weigh(m_vertices, weights);
     std::fill(weights + m_vertices.begins[kNodeKind], weights + m_vertices.count(), 0.0);
     m_pass.memory.slots[brick.brick] = static_cast<std::uint32_t>(m_task.bricks.size());
+    brick.firstCase = static_cast<std::uint32_t>(m_task.cases.size());
+    m_task.cases.resize(brick.firstCase + countBits(brick.cells));
+    std::uint8_t* cases = m_task.cases.data() + brick.firstCase;
     if (brick.isPlain)
-      countPlain(brick);
+      countPlain(brick, cases);
     else
-      countExactly(brick);
+      countExactly(brick, cases);
     m_task.bricks.push_back(brick);
     return true;
   }
@@ -286,7 +291,7 @@ private:
       all &= word;
     }
     brick.cells = any & ~all & m_insideCells;
-    if (brick.cells) transpose(below, brick.cells, brick.cases);
+    if (brick.cells) transpose(below, brick.cells, m_cases);
   }
 
   /// Looks at each node's level, from the nodes before the brick's on, and at each cell that has a
@@ -333,7 +338,7 @@ private:
     if (i > 0 && j > 0 && k > 0) {
       const std::size_t cell = (i - 1) + 4 * (j - 1) + 16 * (k - 1);
       brick.cells |= std::uint64_t{1} << cell;
-      brick.cases[cell] = below;
+      m_cases[cell] = below;
       m_casesOn[cell] = on;
     }
     const Loops& loops = on == 0 ? kCases[0].loops[below] : m_resolver.resolve(below, on, false);
@@ -387,24 +392,27 @@ private:
            ~(undefined | undefined >> 1) & 31u;
   }
 
-  void countPlain(const MxCutBrick& brick)
+  void countPlain(const MxCutBrick& brick, std::uint8_t* cases)
   {
     std::uint32_t sum = 0, sizes = 0;
     forEachBit(brick.cells, 0, [&](std::size_t cell) {
-      sum += kCases[0].sums[brick.cases[cell]];
-      sizes |= kCases[0].sizes[brick.cases[cell]];
+      const std::uint8_t own = m_cases[cell];
+      *cases++ = own;
+      sum += kCases[0].sums[own];
+      sizes |= kCases[0].sizes[own];
     });
     m_task.polygonCount += sum & 0xffff;
     m_task.indexCount += sum >> 16;
     m_task.sizes |= sizes;
   }
 
-  void countExactly(MxCutBrick& brick)
+  void countExactly(MxCutBrick& brick, std::uint8_t* cases)
   {
     brick.nodesOn = static_cast<std::uint32_t>(m_task.nodesOn.size());
     forEachBit(brick.cells, 0, [&](std::size_t cell) {
+      *cases++ = m_cases[cell];
       m_task.nodesOn.push_back(m_casesOn[cell]);
-      const Loops& loops = m_resolver.resolve(brick.cases[cell], m_casesOn[cell], false);
+      const Loops& loops = m_resolver.resolve(m_cases[cell], m_casesOn[cell], false);
       for (std::size_t at = 0; loops[at]; at += loops[at] + 1u) {
         ++m_task.polygonCount;
         m_task.indexCount += loops[at] + 1u;
@@ -418,7 +426,7 @@ private:
   MbIndex3 m_origin;
   std::uint64_t m_insideNodes = 0, m_insideCells = 0;
   std::array<std::uint8_t, 36> m_below, m_on, m_undefined;
-  std::array<std::uint8_t, 64> m_casesOn;
+  std::array<std::uint8_t, 64> m_cases, m_casesOn;
   MxBrickVertices m_vertices;
   LoopResolver m_resolver;
 };
@@ -455,9 +463,11 @@ public:
 
   void write(std::size_t task)
   {
-    m_task = &m_pass.memory.tasks[task];
+    MxCutGridMemory::Task& own = m_pass.memory.tasks[task];
+    m_task = &own;
     m_polygon = m_output.polygonBegins[task];
     m_index = m_output.indexBegins[task];
+    m_indexEnd = m_index + m_task->indexCount;
     const MxArray<MxCutBrick>& bricks = m_task->bricks;
     m_next = &m_vertices[0];
     prepare(bricks[0]);
@@ -473,6 +483,8 @@ public:
       else
         writeCells<false>(bricks[b]);
     }
+    own.low = m_low;
+    own.high = m_high;
   }
 
 private:
@@ -499,7 +511,13 @@ private:
       }
     const double* weights = m_task->weights.data() + brick.firstVertex;
     std::copy_n(weights, own.count(), m_output.weights + first);
-    m_places.place(own, weights, m_output.points + first);
+    MbVec3f* points = m_output.points + first;
+    m_places.place(own, weights, points);
+    for (std::size_t n = 0; n < own.count(); ++n) {
+      const MbVec3f& p = points[n];
+      m_low = {std::min(m_low.x, p.x), std::min(m_low.y, p.y), std::min(m_low.z, p.z)};
+      m_high = {std::max(m_high.x, p.x), std::max(m_high.y, p.y), std::max(m_high.z, p.z)};
+    }
   }
 
   /// The numbers of vertices that the brick's cells have and its neighbours own.
@@ -541,22 +559,32 @@ private:
     const auto firstCell =
         static_cast<std::uint32_t>(m_pass.choice.numbering.flat(origin.x, origin.y, origin.z));
     const CaseTable& table = kCases[m_pass.flip ? 1 : 0];
+    const std::uint8_t* cases = m_task->cases.data() + brick.firstCase;
     const std::uint8_t* nodesOn = m_task->nodesOn.data() + (brick.isPlain ? 0 : brick.nodesOn);
     std::size_t polygon = m_polygon;
     int* index = m_output.indices + m_index;
+    // Up to here a few indices too many may be written, to be replaced by those that follow: copies
+    // of one length need no branch that is hard to foretell.
+    constexpr std::size_t kMost = 6;
+    const int* const roomy = m_output.indices + m_indexEnd - std::min(m_indexEnd, kMost + 1);
     forEachBit(brick.cells, 0, [&](std::size_t cell) {
-      const std::uint8_t* loop =
-          brick.isPlain ? table.loops[brick.cases[cell]].data()
-                        : m_resolver.resolve(brick.cases[cell], *nodesOn++, m_pass.flip).data();
+      const std::uint8_t* loop = brick.isPlain
+                                     ? table.loops[*cases++].data()
+                                     : m_resolver.resolve(*cases++, *nodesOn++, m_pass.flip).data();
       const int* numbers = m_numbers.data() + kNodePlaces[cell];
-      while (std::size_t size = *loop++) {
+      while (const std::size_t size = *loop++) {
         if constexpr (Mixed)
           m_output.starts[polygon] = static_cast<std::uint32_t>(index - m_output.indices);
         m_output.cells[polygon++] = firstCell + m_cellOffsets[cell];
-        do
-          *index++ = numbers[*loop++];
-        while (--size);
-        *index++ = -1;
+        if (size <= kMost && index < roomy)
+          for (std::size_t n = 0; n < kMost; ++n)
+            index[n] = numbers[loop[n]];
+        else
+          for (std::size_t n = 0; n < size; ++n)
+            index[n] = numbers[loop[n]];
+        index[size] = -1;
+        index += size + 1;
+        loop += size;
       }
     });
     m_polygon = polygon;
@@ -567,12 +595,14 @@ private:
   const MxGridPlaces& m_places;
   const Output& m_output;
   const MxCutGridMemory::Task* m_task = nullptr;
-  std::size_t m_polygon = 0, m_index = 0;
+  std::size_t m_polygon = 0, m_index = 0, m_indexEnd = 0;
   std::array<std::uint32_t, 4> m_steps;
   std::array<std::uint32_t, 64> m_nodeOffsets, m_cellOffsets;
   std::array<MxBrickVertices, 2> m_vertices;
   MxBrickVertices *m_own = nullptr, *m_next = nullptr;
-  std::array<int, kPlaces> m_numbers;
+  std::array<int, kPlaces> m_numbers{};
+  static constexpr float kHuge = std::numeric_limits<float>::infinity();
+  MbVec3f m_low{kHuge, kHuge, kHuge}, m_high{-kHuge, -kHuge, -kHuge};
   LoopResolver m_resolver;
 };
 
@@ -637,7 +667,7 @@ std::size_t MxCutGridMemory::getByteCount() const
   if (pointRanges) sum += pointRanges->byteCount();
   for (const Task& task : tasks)
     sum += task.bricks.capacity() * sizeof(MxCutBrick) + task.nodesOn.capacity() +
-           task.weights.capacity() * sizeof(double);
+           task.cases.capacity() + task.weights.capacity() * sizeof(double);
   return sum;
 }
 
@@ -673,7 +703,16 @@ void cutGrid(const MxGridLevel& level, const MxGridPlaces& places, const MxIjkCh
   });
 
   surface.geometry.origin = {};
-  surface.geometry.touch(parallel);
+  constexpr float kHuge = std::numeric_limits<float>::infinity();
+  MbVec3f low{kHuge, kHuge, kHuge}, high{-kHuge, -kHuge, -kHuge};
+  for (std::size_t t = 0; t < taskCount; ++t) {
+    const MxCutGridMemory::Task& task = memory.tasks[t];
+    for (std::size_t axis = 0; axis < 3 && !task.bricks.empty(); ++axis) {
+      low[axis] = std::min(low[axis], task.low[axis]);
+      high[axis] = std::max(high[axis], task.high[axis]);
+    }
+  }
+  surface.geometry.touch(low, high);
   if (!mayBeFar(surface.geometry)) return;
   placePoints(
       surface.provenance.weights.size(),

@@ -79,10 +79,9 @@ struct MxCutBrick
 {
   std::array<std::uint64_t, 4> vertices; ///< the cut edges along I, J, K; the nodes on the level
   std::uint64_t cells;
-  std::array<std::uint8_t, 64> cases; ///< of the cells
   std::uint32_t brick;
-  std::uint32_t firstVertex;          ///< among those of the task
-  std::array<std::uint8_t, 4> counts; ///< vertices before those along I, J, K and those of nodes
+  std::uint32_t firstVertex, firstCase; ///< among those of the task
+  std::array<std::uint8_t, 4> counts;   ///< vertices before those along I, J, K and those of nodes
   bool isPlain;          ///< no node is on the level: all edges have vertices of their own
   std::uint32_t nodesOn; ///< otherwise: where the task has the nodes that are, a byte a cell
 };
@@ -97,10 +96,13 @@ public:
   struct Task
   {
     MxArray<MxCutBrick> bricks;
-    MxArray<std::uint8_t> nodesOn;
+    MxArray<std::uint8_t> cases; ///< of all cells: which corners are below
+    MxArray<std::uint8_t>
+        nodesOn;             ///< of the cells of bricks that are not plain: those on the level
     MxArray<double> weights; ///< of all vertices
     std::size_t vertexCount, polygonCount, indexCount;
     std::uint32_t sizes; ///< bit n: there is a polygon of n corners
+    MbVec3f low, high;   ///< the extent of the points
   };
   std::vector<Task> tasks;
   /// Bricks that are cut: a word a group, and each brick's place in its task.

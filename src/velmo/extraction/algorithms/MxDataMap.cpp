@@ -17,6 +17,7 @@ struct NumberArray
   {
     return static_cast<double>(*reinterpret_cast<const T*>(data + i * stride));
   }
+  void prefetch(std::size_t i) const { __builtin_prefetch(data + i * stride); }
 };
 
 template <class T>
@@ -108,6 +109,12 @@ void fill(const MeXProvenance& provenance, const Values& values, MiDataBinding b
     run(provenance.nodes.size(), [&](std::size_t i) -> T { return values[nodes[i]]; });
   else if (provenance.form == Form::Edge)
     run(provenance.weights.size(), [&](std::size_t i) {
+      // Nodes lie far apart, and the array is not in the cache.
+      constexpr std::size_t kAhead = 16;
+      if (i + kAhead < provenance.weights.size()) {
+        prefetchPoint(values, nodes[2 * (i + kAhead)]);
+        prefetchPoint(values, nodes[2 * (i + kAhead) + 1]);
+      }
       const double weights[2] = {1 - provenance.weights[i], provenance.weights[i]};
       return mix<T>(values, nodes + 2 * i, weights, 2);
     });

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <cmath>
+#include <limits>
 
 #ifdef __SSE2__
 #include <emmintrin.h>
@@ -11,11 +13,12 @@
 class MxSideTest
 {
 public:
-  /// @param tolerance  a number is near when its distance from the limit is not above this; what is
-  /// not a number is near, too
+  /// @param tolerance  a number is near when its distance from the limit is not above this. What is
+  /// not a number may lie anywhere
   MxSideTest(double limit, double tolerance)
 #ifdef __SSE2__
-      : m_limit(_mm_set1_pd(limit)), m_tolerance(_mm_set1_pd(tolerance)), m_near(_mm_setzero_pd())
+      : m_limit(_mm_set1_pd(limit)), m_tolerance(tolerance),
+        m_nearest(_mm_set1_pd(std::numeric_limits<double>::infinity()))
 #else
       : m_limit(limit), m_tolerance(tolerance)
 #endif
@@ -34,7 +37,8 @@ public:
   }
   bool wasNear() const
   {
-    return _mm_movemask_pd(m_near) != 0;
+    return std::min(_mm_cvtsd_f64(m_nearest),
+                    _mm_cvtsd_f64(_mm_unpackhi_pd(m_nearest, m_nearest))) <= m_tolerance;
   }
 
 private:
@@ -43,12 +47,13 @@ private:
     a = _mm_sub_pd(a, m_limit);
     b = _mm_sub_pd(b, m_limit);
     const __m128d sign = _mm_set1_pd(-0.0);
-    m_near = _mm_or_pd(m_near, _mm_or_pd(_mm_cmpngt_pd(_mm_andnot_pd(sign, a), m_tolerance),
-                                         _mm_cmpngt_pd(_mm_andnot_pd(sign, b), m_tolerance)));
+    m_nearest = _mm_min_pd(_mm_min_pd(_mm_andnot_pd(sign, a), _mm_andnot_pd(sign, b)), m_nearest);
     return static_cast<unsigned>(
         _mm_movemask_ps(_mm_shuffle_ps(_mm_castpd_ps(a), _mm_castpd_ps(b), 0xdd)));
   }
-  __m128d m_limit, m_tolerance, m_near;
+  __m128d m_limit;
+  double m_tolerance;
+  __m128d m_nearest;
 #else
   template <class T>
   unsigned four(const T* numbers)
@@ -57,7 +62,7 @@ private:
     for (unsigned n = 0; n < 4; ++n) {
       const double distance = static_cast<double>(numbers[n]) - m_limit;
       bits |= (distance < 0 ? 1u : 0u) << n;
-      m_near = m_near || !(std::abs(distance) > m_tolerance);
+      m_near = m_near || std::abs(distance) <= m_tolerance;
     }
     return bits;
   }
