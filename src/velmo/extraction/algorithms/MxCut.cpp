@@ -1,6 +1,7 @@
 #include <velmo/extraction/algorithms/MxCut.h>
 
 #include <velmo/extraction/algorithms/MxCutKinds.h>
+#include <velmo/extraction/algorithms/MxCutRuns.h>
 #include <velmo/extraction/algorithms/MxVolumeCells.h>
 
 namespace {
@@ -120,6 +121,68 @@ struct Kind<MiVolumeMeshHexahedronIjk>
   }
 };
 
+/// Where more than one cell in this many may be cut, the levels of all nodes are made.
+constexpr std::size_t kFewCells = 8;
+
+template <class Mesh>
+MxCutRunsKey orderKey(const Mesh& mesh)
+{
+  const auto& topology = mesh.getTopology();
+  const MiGeometryI& geometry = mesh.getGeometry();
+  MxCutRunsKey key;
+  key.topology = &topology;
+  key.topologyStamp = topology.getTimeStamp();
+  key.geometry = &geometry;
+  key.geometryStamp = geometry.getTimeStamp();
+  key.nodeCount = geometry.getNodeCount();
+  key.cellCount = MxIjkNumbering{Kind<Mesh>::cellCounts(mesh)}.total();
+  key.data = geometry.getView().data;
+  return key;
+}
+
+template <class Mesh>
+MxCutRunsKey runsKey(const Mesh& mesh, const MxCutShape& shape)
+{
+  MxCutRunsKey key = orderKey(mesh);
+  const auto* iso = std::get_if<MxIsovalue>(&shape);
+  if (!iso) return key;
+  key.values = iso->set;
+  key.valuesStamp = iso->set->getTimeStamp();
+  if (const auto* flat = dynamic_cast<const MiDataSetI<double>*>(iso->set))
+    key.data = flat->getView().data;
+  return key;
+}
+
+/// The runs for a shape, from the second time on that the same is cut; null before.
+template <class Mesh, class Cells, class Points>
+std::shared_ptr<const MxCutRuns>
+findRuns(const Mesh& mesh, const Cells& cells, const Points& points, const MxCutShape& shape,
+         const MxCutJob& job, MxExtractionMonitor& monitor, MxCutHistory& history)
+{
+  const MxCutRunsKey key = runsKey(mesh, shape);
+  const bool again = history.key == key;
+  if (!again) history.runs = nullptr;
+  history.key = key;
+  if (!history.runs) history.runs = recallRuns(key);
+  if (history.runs || !again) return history.runs;
+
+  monitor.beginPhase("Preparing for dragging", 1);
+  const MxPlaceReader<Points> places(points);
+  const MxCutRunsKey meshKey = orderKey(mesh);
+  std::shared_ptr<const MxCellOrder> order = recallOrder(meshKey);
+  if (!order) order = rememberOrder(meshKey, makeOrder(cells, job.unusable, places, job.parallel));
+  const auto keep = [&](const MxCutReader& reader, std::size_t componentCount) {
+    history.runs = rememberRuns(
+        key, makeRuns(cells, job.unusable, order, reader, componentCount, job.parallel, monitor));
+  };
+  if (const auto* iso = std::get_if<MxIsovalue>(&shape))
+    visitNodeValues(*iso->set, {job.nodeCount, 1, 1}, false,
+                    [&](const auto& values) { keep(MxValueReader(values), 1); });
+  else
+    keep(places, 3);
+  return history.runs;
+}
+
 } // namespace
 
 template <class Mesh, class Filter>
@@ -140,6 +203,7 @@ std::shared_ptr<const MxMeshCheck> cutMesh(const Mesh& mesh, const Filter* filte
   const bool isField = std::holds_alternative<MxIsovalue>(shape);
   std::shared_ptr<const MxMeshCheck> check =
       isField ? checkNodes(mesh, parallel, monitor) : recallCheck(mesh);
+  MxCutHistory& history = memory.part<MxCutHistory>();
   const typename Kind<Mesh>::KeepCells keep(mesh.getTopology(), filter);
   bool done = false;
   const auto cutAs = [&](const MxMeshCheck& known) {
@@ -157,7 +221,22 @@ std::shared_ptr<const MxMeshCheck> cutMesh(const Mesh& mesh, const Filter* filte
             job.source = &source;
             job.isLeftHanded = [&] { return Kind<Mesh>::isLeftHanded(mesh, known, points); };
             Kind<Mesh>::visitCells(mesh, [&](const auto& cells) {
-              done = cutCells(cells, job, memory.part<MxCutScratch>(), monitor, surface);
+              MxCutScratch& scratch = memory.part<MxCutScratch>();
+              const auto runs =
+                  check ? findRuns(mesh, cells, points, shape, job, monitor, history) : nullptr;
+              if (runs) {
+                monitor.beginPhase("Finding cells near the surface", 1);
+                const std::size_t active = findActiveCells(*runs, shape, parallel, scratch.active);
+                if (active <= cells.cellCount() / kFewCells) {
+                  monitor.beginPhase("Finding cut cells",
+                                     blockCount(active, velmo_detail::kCutBlock));
+                  collectActiveCells(cells, job, scratch.active, scratch, monitor);
+                  cutCollected(job, scratch, monitor, surface);
+                  done = true;
+                  return;
+                }
+              }
+              done = cutCells(cells, job, scratch, monitor, surface);
             });
             if (done) placeCut(points, parallel, surface);
           });
@@ -169,7 +248,11 @@ std::shared_ptr<const MxMeshCheck> cutMesh(const Mesh& mesh, const Filter* filte
     if (done) check = rememberClean(mesh);
   }
   if (!check) check = checkMesh(mesh, parallel, monitor);
-  if (!done) cutAs(*check);
+  if (!done)
+    cutAs(*check);
+  else if (history.check != check)
+    history.key = runsKey(mesh, shape);
+  history.check = check;
   return check;
 }
 

@@ -154,8 +154,11 @@ void placeCut(const Points& points, bool parallel, MeXSurfaceMeshUnstructured& s
         if (weight == 0) return first;
         return first * (1 - weight) + points[provenance.nodes[2 * n + 1]] * weight;
       },
-      [&](std::size_t n) { prefetchPoint(points, provenance.nodes[2 * n]); }, parallel,
-      surface.geometry);
+      [&](std::size_t n) {
+        prefetchPoint(points, provenance.nodes[2 * n]);
+        prefetchPoint(points, provenance.nodes[2 * n + 1]);
+      },
+      parallel, surface.geometry);
 }
 
 /// Cells that are dead or not accepted are left out.

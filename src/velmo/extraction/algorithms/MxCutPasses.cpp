@@ -422,6 +422,90 @@ void writeCutPolygons(bool parallel, const std::vector<MxCutScratch::Block>& blo
   });
 }
 
+/// Counts owners and makes their buckets.
+void makeBuckets(MxCutScratch& scratch, bool parallel)
+{
+  const MxArray<std::uint64_t>& words = scratch.owners.words();
+  scratch.ranks.resizeUninitialized(words.size());
+  std::vector<std::size_t> sums(blockCount(words.size(), kWordBlock));
+  forEachBlock(parallel, words.size(), kWordBlock,
+               [&](std::size_t block, std::size_t first, std::size_t last) {
+                 std::uint32_t sum = 0;
+                 for (std::size_t w = first; w < last; ++w) {
+                   scratch.ranks[w] = sum;
+                   sum += static_cast<std::uint32_t>(countBits(words[w]));
+                 }
+                 sums[block] = sum;
+               });
+  scratch.ownerCount = exclusivePrefixSum(std::span(sums));
+  forEachBlock(parallel, words.size(), kWordBlock,
+               [&](std::size_t block, std::size_t first, std::size_t last) {
+                 for (std::size_t w = first; w < last; ++w)
+                   scratch.ranks[w] += static_cast<std::uint32_t>(sums[block]);
+               });
+  bool hasOtherShapes = false;
+  for (const MxCutScratch::Block& block : scratch.blocks)
+    hasOtherShapes |= block.hasOtherShapes;
+  // The nodes of a lattice own three edges, those of its tetrahedra seven.
+  scratch.bucketRoom = hasOtherShapes ? 8 : 4;
+  if (scratch.ownerCount * scratch.bucketRoom > kLargestIndex)
+    throw std::length_error("The cut needs more than 2147483647 indices.");
+  const std::size_t slotCount = scratch.ownerCount * scratch.bucketRoom;
+  if (slotCount > scratch.buckets.capacity()) {
+    scratch.buckets.resizeZeroed(slotCount);
+    return;
+  }
+  scratch.buckets.resizeUninitialized(slotCount);
+  forEachBlock(parallel, slotCount, 65536, [&](std::size_t, std::size_t first, std::size_t last) {
+    std::fill(scratch.buckets.data() + first, scratch.buckets.data() + last, 0u);
+  });
+}
+
+/// The polygons of the cells of one block.
+void cutBlock(bool flip, bool parallel, MxCutScratch& scratch, MxCutScratch::Block& block)
+{
+  if (block.cells.empty()) return;
+  if (parallel)
+    cutShared(flip, scratch, block);
+  else
+    cutAlone(flip, scratch, block);
+}
+
+/// Numbers the vertices and fills the topology, the sources of cells and nodes and the weights.
+void finishCut(const MxCutJob& job, MxCutScratch& scratch, MxExtractionMonitor& monitor,
+               MeXSurfaceMeshUnstructured& surface)
+{
+  std::vector<MxCutKey> overflow;
+  for (const MxCutScratch::Block& block : scratch.blocks)
+    overflow.insert(overflow.end(), block.overflow.begin(), block.overflow.end());
+  std::sort(overflow.begin(), overflow.end());
+  overflow.erase(std::unique(overflow.begin(), overflow.end()), overflow.end());
+  MxArray<std::uint32_t> overflowVertices(overflow.size());
+
+  MeXProvenance& provenance = surface.provenance;
+  provenance.form = MeXProvenance::NodeForm::Edge;
+  provenance.offsets.clear();
+  provenance.nodeCells.clear();
+  numberVertices(job.parallel, scratch, overflow, overflowVertices, provenance);
+  monitor.beginPhase("Writing polygons", 1);
+  const std::uint32_t* slots = scratch.buckets.data();
+  writeCutPolygons(
+      job.parallel, scratch.blocks,
+      [&](const MxCutScratch::Block& block, std::uint32_t code) {
+        if (!(code & kOverflow)) return slots[code];
+        const auto found =
+            std::lower_bound(overflow.begin(), overflow.end(), block.overflow[code - kOverflow]);
+        return overflowVertices[static_cast<std::size_t>(found - overflow.begin())];
+      },
+      surface);
+  monitor.beginPhase("Placing vertices", 1);
+  forEachBlock(job.parallel, provenance.weights.size(), 4096,
+               [&](std::size_t, std::size_t first, std::size_t last) {
+                 job.source->weigh(provenance.nodes.data() + 2 * first, last - first,
+                                   provenance.weights.data() + first);
+               });
+}
+
 } // namespace
 
 bool isCutShapeUsable(const MxCutShape& shape)
@@ -463,82 +547,24 @@ void MxCutScratch::Block::clear()
 
 std::size_t MxCutScratch::getByteCount() const
 {
-  std::size_t sum = bytesOf(classes) + bytesOf(owners.words()) + bytesOf(ranks) + bytesOf(buckets);
+  std::size_t sum = bytesOf(classes) + bytesOf(active.words()) + bytesOf(owners.words()) +
+                    bytesOf(ranks) + bytesOf(buckets);
   for (const Block& block : blocks)
     sum += sizeof(Block) + bytesOf(block.cells) + bytesOf(block.nodes) + bytesOf(block.codes) +
            bytesOf(block.sizes) + bytesOf(block.sources) + bytesOf(block.overflow);
   return sum;
 }
 
-void makeBuckets(MxCutScratch& scratch, bool parallel)
+void cutCollected(const MxCutJob& job, MxCutScratch& scratch, MxExtractionMonitor& monitor,
+                  MeXSurfaceMeshUnstructured& surface)
 {
-  const MxArray<std::uint64_t>& words = scratch.owners.words();
-  scratch.ranks.resizeUninitialized(words.size());
-  std::vector<std::size_t> sums(blockCount(words.size(), kWordBlock));
-  forEachBlock(parallel, words.size(), kWordBlock,
-               [&](std::size_t block, std::size_t first, std::size_t last) {
-                 std::uint32_t sum = 0;
-                 for (std::size_t w = first; w < last; ++w) {
-                   scratch.ranks[w] = sum;
-                   sum += static_cast<std::uint32_t>(countBits(words[w]));
-                 }
-                 sums[block] = sum;
-               });
-  scratch.ownerCount = exclusivePrefixSum(std::span(sums));
-  forEachBlock(parallel, words.size(), kWordBlock,
-               [&](std::size_t block, std::size_t first, std::size_t last) {
-                 for (std::size_t w = first; w < last; ++w)
-                   scratch.ranks[w] += static_cast<std::uint32_t>(sums[block]);
-               });
-  bool hasOtherShapes = false;
-  for (const MxCutScratch::Block& block : scratch.blocks)
-    hasOtherShapes |= block.hasOtherShapes;
-  // The nodes of a lattice own three edges, those of its tetrahedra seven.
-  scratch.bucketRoom = hasOtherShapes ? 8 : 4;
-  if (scratch.ownerCount * scratch.bucketRoom > kLargestIndex)
-    throw std::length_error("The cut needs more than 2147483647 indices.");
-  scratch.buckets.resizeZeroed(scratch.ownerCount * scratch.bucketRoom);
-}
-
-void cutBlock(bool flip, bool parallel, MxCutScratch& scratch, MxCutScratch::Block& block)
-{
-  if (block.cells.empty()) return;
-  if (parallel)
-    cutShared(flip, scratch, block);
-  else
-    cutAlone(flip, scratch, block);
-}
-
-void finishCut(const MxCutJob& job, MxCutScratch& scratch, MxExtractionMonitor& monitor,
-               MeXSurfaceMeshUnstructured& surface)
-{
-  std::vector<MxCutKey> overflow;
-  for (const MxCutScratch::Block& block : scratch.blocks)
-    overflow.insert(overflow.end(), block.overflow.begin(), block.overflow.end());
-  std::sort(overflow.begin(), overflow.end());
-  overflow.erase(std::unique(overflow.begin(), overflow.end()), overflow.end());
-  MxArray<std::uint32_t> overflowVertices(overflow.size());
-
-  MeXProvenance& provenance = surface.provenance;
-  provenance.form = MeXProvenance::NodeForm::Edge;
-  provenance.offsets.clear();
-  provenance.nodeCells.clear();
-  numberVertices(job.parallel, scratch, overflow, overflowVertices, provenance);
-  monitor.beginPhase("Writing polygons", 1);
-  const std::uint32_t* slots = scratch.buckets.data();
-  writeCutPolygons(
-      job.parallel, scratch.blocks,
-      [&](const MxCutScratch::Block& block, std::uint32_t code) {
-        if (!(code & kOverflow)) return slots[code];
-        const auto found =
-            std::lower_bound(overflow.begin(), overflow.end(), block.overflow[code - kOverflow]);
-        return overflowVertices[static_cast<std::size_t>(found - overflow.begin())];
-      },
-      surface);
-  monitor.beginPhase("Placing vertices", 1);
-  forEachBlock(job.parallel, provenance.weights.size(), 4096,
-               [&](std::size_t, std::size_t first, std::size_t last) {
-                 job.source->weigh(provenance.nodes.data() + 2 * first, last - first,
-                                   provenance.weights.data() + first);
-               });
+  makeBuckets(scratch, job.parallel);
+  monitor.beginPhase("Cutting cells", scratch.blocks.size());
+  const bool flip = job.isLeftHanded && job.isLeftHanded();
+  forEachTask(job.parallel, scratch.blocks.size(), [&](std::size_t b) {
+    monitor.step();
+    cutBlock(flip, job.parallel, scratch, scratch.blocks[b]);
+  });
+  monitor.beginPhase("Numbering vertices", 1);
+  finishCut(job, scratch, monitor, surface);
 }

@@ -25,6 +25,8 @@ public:
   /// The classes of `count` nodes.
   virtual void classify(const std::uint32_t* nodes, std::size_t count,
                         std::uint8_t* classes) const = 0;
+  /// The classes of some nodes will be asked for soon.
+  virtual void announce(const std::uint32_t* nodes, std::size_t count) const = 0;
   /// The second nodes' weights of `count` cut edges, two nodes each; zero where both are the same.
   virtual void weigh(const std::uint32_t* edges, std::size_t count, double* weights) const = 0;
 };
@@ -37,6 +39,11 @@ struct MxFieldLevels
   double isovalue;
 
   double level(std::size_t node) const { return values[node] - isovalue; }
+  /// The node's level will be asked for soon.
+  void announce(std::size_t node) const
+  {
+    if constexpr (std::is_pointer_v<Values>) __builtin_prefetch(values + node);
+  }
   double weight(std::size_t a, std::size_t b) const { return linearCutWeight(level(a), level(b)); }
 };
 
@@ -48,6 +55,7 @@ struct MxShapeLevels
   Points points;
 
   double level(std::size_t node) const { return shape.level(points[node]); }
+  void announce(std::size_t node) const { prefetchPoint(points, node); }
   double weight(std::size_t a, std::size_t b) const { return shape.weight(points[a], points[b]); }
 };
 
@@ -81,8 +89,26 @@ public:
   }
   void classify(const std::uint32_t* nodes, std::size_t count, std::uint8_t* classes) const override
   {
+    const Levels levels = m_levels;
+    constexpr std::size_t kChunk = 512;
+    double chunk[kChunk];
+    std::uint8_t bytes[kChunk];
+    for (; count > 0;) {
+      const std::size_t now = std::min(kChunk, count);
+      for (std::size_t n = 0; n < now; ++n)
+        chunk[n] = levels.level(nodes[n]);
+      for (std::size_t n = 0; n < now; ++n)
+        bytes[n] = classifyLevel(chunk[n]);
+      std::copy(bytes, bytes + now, classes);
+      count -= now;
+      nodes += now;
+      classes += now;
+    }
+  }
+  void announce(const std::uint32_t* nodes, std::size_t count) const override
+  {
     for (std::size_t n = 0; n < count; ++n)
-      classes[n] = classifyLevel(m_levels.level(nodes[n]));
+      m_levels.announce(nodes[n]);
   }
   void weigh(const std::uint32_t* edges, std::size_t count, double* weights) const override
   {
@@ -152,24 +178,12 @@ public:
 
   MxArray<std::uint8_t> classes;
   std::vector<Block> blocks;
+  MxBits active; ///< cells that may be cut, where that was found first
   MxBits owners;
   MxArray<std::uint32_t> ranks;   ///< owners before each word of bits
   MxArray<std::uint32_t> buckets; ///< see MxCutEdges
   std::size_t bucketRoom = 0, ownerCount = 0;
 };
-
-/// After the cells are found: counts owners and makes their buckets.
-void makeBuckets(MxCutScratch& scratch, bool parallel);
-
-/// Then: the polygons of the cells of one block.
-/// @param flip  the cells are left-handed
-void cutBlock(bool flip, bool parallel, MxCutScratch& scratch, MxCutScratch::Block& block);
-
-/// After all polygons are found: numbers the vertices and fills the topology, the sources of cells
-/// and nodes and the weights.
-/// @throw std::length_error when there are too many
-void finishCut(const MxCutJob& job, MxCutScratch& scratch, MxExtractionMonitor& monitor,
-               MeXSurfaceMeshUnstructured& surface);
 
 inline MxCutKey cutKey(std::uint32_t a, bool aIsOn, std::uint32_t b, bool bIsOn)
 {
@@ -371,6 +385,10 @@ bool collectCutCells(const Cells& cells, const MxCutJob& job, MxCutScratch& scra
 
 } // namespace velmo_detail
 
+/// From the collected cells: fills all of the surface but its points.
+void cutCollected(const MxCutJob& job, MxCutScratch& scratch, MxExtractionMonitor& monitor,
+                  MeXSurfaceMeshUnstructured& surface);
+
 /// Cuts cells and fills all of the surface but its points.
 /// @return false when something that was not checked is not clean; nothing is filled then
 template <class Cells>
@@ -378,7 +396,6 @@ bool cutCells(const Cells& cells, const MxCutJob& job, MxCutScratch& scratch,
               MxExtractionMonitor& monitor, MeXSurfaceMeshUnstructured& surface)
 {
   using namespace velmo_detail;
-  const std::size_t steps = blockCount(cells.cellCount(), kCutBlock);
   const std::size_t firstEnd = std::min(cells.cellCount(), kCutBlock);
   if (job.sweep && !cells.isCleanBlock(0, firstEnd, job.nodeCount)) return false;
   monitor.beginPhase("Classifying nodes", 1);
@@ -391,16 +408,8 @@ bool cutCells(const Cells& cells, const MxCutJob& job, MxCutScratch& scratch,
           lost.store(true, std::memory_order_relaxed);
       });
   if (job.sweepNodes && lost) return false;
-  monitor.beginPhase("Finding cut cells", steps);
+  monitor.beginPhase("Finding cut cells", blockCount(cells.cellCount(), kCutBlock));
   if (!collectCutCells(cells, job, scratch, monitor)) return false;
-  makeBuckets(scratch, job.parallel);
-  monitor.beginPhase("Cutting cells", steps);
-  const bool flip = job.isLeftHanded && job.isLeftHanded();
-  forEachTask(job.parallel, scratch.blocks.size(), [&](std::size_t b) {
-    monitor.step();
-    cutBlock(flip, job.parallel, scratch, scratch.blocks[b]);
-  });
-  monitor.beginPhase("Numbering vertices", 1);
-  finishCut(job, scratch, monitor, surface);
+  cutCollected(job, scratch, monitor, surface);
   return true;
 }

@@ -121,6 +121,24 @@ public:
       return false;
     }
   }
+  /// Asks for where a usable cell's nodes stand, or for the nodes themselves.
+  void prefetch(std::size_t cell, bool nodes) const
+  {
+    if constexpr (std::is_pointer_v<Ids>) {
+      std::size_t begin = cell * m_uniformSize;
+      if (m_offsets64) {
+        if (!nodes) return __builtin_prefetch(m_offsets64 + cell);
+        begin = m_offsets64[cell];
+      } else if (m_offsets32) {
+        if (!nodes) return __builtin_prefetch(m_offsets32 + cell);
+        begin = m_offsets32[cell];
+      } else if (m_offsets || !nodes) {
+        return;
+      }
+      __builtin_prefetch(m_connectivity + begin);
+      __builtin_prefetch(m_connectivity + begin + 7);
+    }
+  }
   /// A run of cells of one shape, the nodes of each right after those of the one before.
   struct Run
   {
