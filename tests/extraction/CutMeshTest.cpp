@@ -56,6 +56,15 @@ double area(const MeXSurfaceMeshUnstructured& surface)
   return laws::sizeOf(surface).area;
 }
 
+/// The source cells of all polygons; structured grids have an order of their own.
+std::vector<std::uint32_t> sortedCells(const MeXSurfaceMeshUnstructured& surface)
+{
+  std::vector<std::uint32_t> cells(surface.provenance.cells.begin(),
+                                   surface.provenance.cells.end());
+  std::sort(cells.begin(), cells.end());
+  return cells;
+}
+
 /// Cuts that no symmetry makes easy.
 std::vector<MxCutShape> obliqueShapes()
 {
@@ -118,9 +127,11 @@ std::unique_ptr<MbVolumeMeshUnstructured> checkered(const MbIndex3& cells)
 
 std::vector<std::unique_ptr<MiMesh>> dragMeshes()
 {
-  const auto meshOf = [](const bench::CellArrays& arrays) -> std::unique_ptr<MiMesh> {
-    return std::make_unique<MbVolumeMeshUnstructured>(
-        MbTopologyI(arrays.types, arrays.offsets, arrays.connectivity), arrays.points);
+  const auto meshOf = [](bench::CellArrays arrays) -> std::unique_ptr<MiMesh> {
+    return std::make_unique<MbVolumeMeshUnstructured>(MbTopologyI(std::move(arrays.types),
+                                                                  std::move(arrays.offsets),
+                                                                  std::move(arrays.connectivity)),
+                                                      std::move(arrays.points));
   };
   std::vector<std::unique_ptr<MiMesh>> meshes;
   meshes.push_back(meshOf(bench::makeHex(21)));
@@ -168,14 +179,15 @@ TEST(CutMesh, AllKindsOfOneGridAgree)
         own.push_back(MxIsovalue{&grid, 0.15});
       for (const MxCutShape& one : own) {
         const auto serial = laws::cut(*mesh, one);
-        EXPECT_EQ(laws::bytesOf(*laws::cut(*mesh, one, {true})), laws::bytesOf(*serial));
-        EXPECT_EQ(laws::bytesOf(*laws::cut(*calls, one)), laws::bytesOf(*serial));
+        EXPECT_TRUE(laws::bytesOf(*laws::cut(*mesh, one, {true})) == laws::bytesOf(*serial));
+        EXPECT_TRUE(laws::bytesOf(*laws::cut(*calls, one)) == laws::bytesOf(*serial));
         EXPECT_EQ(serial->topology.getCellCount(), expected->topology.getCellCount());
         EXPECT_EQ(serial->geometry.getNodeCount(), expected->geometry.getNodeCount());
         EXPECT_NEAR(area(*serial), area(*expected), 1e-5);
         EXPECT_NEAR(laws::sizeOf(*serial).volume, laws::sizeOf(*expected).volume, 1e-5);
-        if (kind != VOLUME_MESH_VERTEX_HEXAHEDRON_IJK) {
-          EXPECT_EQ(laws::bytesOf(*serial), laws::bytesOf(*expected));
+        EXPECT_EQ(sortedCells(*serial), sortedCells(*expected));
+        if (kind <= VOLUME_MESH_HEXAHEDRON_IJK) {
+          EXPECT_TRUE(laws::bytesOf(*serial) == laws::bytesOf(*expected));
         }
       }
     }
@@ -254,12 +266,10 @@ TEST(CutMesh, DeadAndRefusedCellsAreNotCut)
       const auto whole = laws::cut(*zoo::block(kind, kCells), shape);
       const auto part = laws::cut(*zoo::block(kind, kCells, active), shape, options);
       std::vector<std::uint32_t> expected;
-      for (const std::uint32_t cell : whole->provenance.cells)
+      for (const std::uint32_t cell : sortedCells(*whole))
         if (cell % 3 != 0 && cell % 5 != 0) expected.push_back(cell);
       EXPECT_FALSE(expected.empty());
-      EXPECT_EQ(
-          std::vector<std::uint32_t>(part->provenance.cells.begin(), part->provenance.cells.end()),
-          expected);
+      EXPECT_EQ(sortedCells(*part), expected);
     }
   }
 }
@@ -278,14 +288,12 @@ TEST(CutMesh, NodesWithoutAValueLeaveTheirCellsOut)
       const auto whole = laws::cut(*mesh, MxIsovalue{&good, 0.15});
       const auto part = laws::cut(*mesh, MxIsovalue{&set, 0.15});
       std::vector<std::uint32_t> expected;
-      for (const std::uint32_t cell : whole->provenance.cells) {
+      for (const std::uint32_t cell : sortedCells(*whole)) {
         const std::size_t i = cell % 6, j = cell / 6 % 7, k = cell / 42;
         if (i < 2 || i > 3 || j < 3 || j > 4 || k < 3 || k > 4) expected.push_back(cell);
       }
       EXPECT_LT(expected.size(), whole->provenance.cells.size());
-      EXPECT_EQ(
-          std::vector<std::uint32_t>(part->provenance.cells.begin(), part->provenance.cells.end()),
-          expected);
+      EXPECT_EQ(sortedCells(*part), expected);
       for (std::size_t n = 0; n < part->geometry.getNodeCount(); ++n)
         EXPECT_TRUE(isFinite(part->geometry.getNode(n)));
     }
@@ -432,7 +440,7 @@ TEST(CutMesh, DraggingGivesWhatAFirstCutGives)
           const auto expected = laws::cut(*mesh, shape, options);
           options.memory = memory;
           options.parallel = step % 2 != 0;
-          EXPECT_EQ(laws::bytesOf(*laws::cut(*mesh, shape, options)), laws::bytesOf(*expected));
+          EXPECT_TRUE(laws::bytesOf(*laws::cut(*mesh, shape, options)) == laws::bytesOf(*expected));
           EXPECT_GT(expected->topology.getCellCount(), 0u);
         }
     }

@@ -1,58 +1,22 @@
 #include <velmo/extraction/algorithms/MxCutRuns.h>
 
+#include <velmo/extraction/algorithms/MxShared.h>
+
 #include <tbb/parallel_sort.h>
 
 #include <cmath>
 
 namespace {
 
-/// A list of what is alive, with what it was made of.
-template <class T>
-class Registry
+MxShared<MxCutRunsKey, MxCutRuns>& sharedRuns()
 {
-public:
-  std::shared_ptr<const T> recall(const MxCutRunsKey& key)
-  {
-    const std::lock_guard lock(m_mutex);
-    return find(key);
-  }
-  std::shared_ptr<const T> remember(const MxCutRunsKey& key, std::shared_ptr<const T> kept)
-  {
-    const std::lock_guard lock(m_mutex);
-    if (auto known = find(key)) return known;
-    m_entries.push_back({key, kept});
-    return kept;
-  }
-
-private:
-  struct Entry
-  {
-    MxCutRunsKey key;
-    std::weak_ptr<const T> kept;
-  };
-
-  std::shared_ptr<const T> find(const MxCutRunsKey& key)
-  {
-    std::erase_if(m_entries, [](const Entry& entry) { return entry.kept.expired(); });
-    for (const Entry& entry : m_entries)
-      if (entry.key == key)
-        if (auto known = entry.kept.lock()) return known;
-    return nullptr;
-  }
-
-  std::mutex m_mutex;
-  std::vector<Entry> m_entries;
-};
-
-Registry<MxCutRuns>& runsRegistry()
-{
-  static Registry<MxCutRuns> registry;
-  return registry;
+  static MxShared<MxCutRunsKey, MxCutRuns> shared;
+  return shared;
 }
-Registry<MxCellOrder>& orderRegistry()
+MxShared<MxCutRunsKey, MxCellOrder>& sharedOrders()
 {
-  static Registry<MxCellOrder> registry;
-  return registry;
+  static MxShared<MxCutRunsKey, MxCellOrder> shared;
+  return shared;
 }
 
 // Testers tell for a shape which runs, and which cells of a run, may be cut:
@@ -257,24 +221,22 @@ std::uint32_t spread(std::uint32_t x)
 
 std::shared_ptr<const MxCutRuns> recallRuns(const MxCutRunsKey& key)
 {
-  return runsRegistry().recall(key);
+  return sharedRuns().find(key);
 }
 
-std::shared_ptr<const MxCutRuns> rememberRuns(const MxCutRunsKey& key,
-                                              std::shared_ptr<const MxCutRuns> runs)
+void rememberRuns(const MxCutRunsKey& key, const std::shared_ptr<const MxCutRuns>& runs)
 {
-  return runsRegistry().remember(key, std::move(runs));
+  sharedRuns().keep(key, runs);
 }
 
 std::shared_ptr<const MxCellOrder> recallOrder(const MxCutRunsKey& key)
 {
-  return orderRegistry().recall(key);
+  return sharedOrders().find(key);
 }
 
-std::shared_ptr<const MxCellOrder> rememberOrder(const MxCutRunsKey& key,
-                                                 std::shared_ptr<const MxCellOrder> order)
+void rememberOrder(const MxCutRunsKey& key, const std::shared_ptr<const MxCellOrder>& order)
 {
-  return orderRegistry().remember(key, std::move(order));
+  sharedOrders().keep(key, order);
 }
 
 float velmo_detail::roundDown(double value)

@@ -3,8 +3,7 @@
 #include <velmo/extraction/algorithms/MxCutPasses.h>
 #include <velmo/extraction/algorithms/MxVolumeCells.h>
 
-#include <mutex>
-#include <typeinfo>
+#include <cmath>
 
 /// What makes dragging fast: the cells of a mesh in runs of eight, each with the range of a field
 /// or the box of its places, so that a cut looks at the few runs only that its surface crosses.
@@ -95,14 +94,11 @@ struct MxCutRunsKey
   friend bool operator==(const MxCutRunsKey&, const MxCutRunsKey&) = default;
 };
 
-/// Structures that live as long as somebody holds them. *Threads*: any.
+/// Structures that live as long as somebody holds them; null when there are none. *Threads*: any.
 std::shared_ptr<const MxCutRuns> recallRuns(const MxCutRunsKey& key);
-/// Keeps the runs, or gives those that another thread has kept meanwhile.
-std::shared_ptr<const MxCutRuns> rememberRuns(const MxCutRunsKey& key,
-                                              std::shared_ptr<const MxCutRuns> runs);
+void rememberRuns(const MxCutRunsKey& key, const std::shared_ptr<const MxCutRuns>& runs);
 std::shared_ptr<const MxCellOrder> recallOrder(const MxCutRunsKey& key);
-std::shared_ptr<const MxCellOrder> rememberOrder(const MxCutRunsKey& key,
-                                                 std::shared_ptr<const MxCellOrder> order);
+void rememberOrder(const MxCutRunsKey& key, const std::shared_ptr<const MxCellOrder>& order);
 
 /// An extractor's share of the structures, and what it has cut last.
 class MxCutHistory final : public MxCutKept
