@@ -19,7 +19,7 @@ bool hasLostNode(const Cursor& cursor, const MxBits& lost)
   return false;
 }
 
-Key cellsKeyOf(const MiVolumeMeshUnstructured& mesh)
+Key cellsKeyOf(const MiMeshUnstructuredI& mesh)
 {
   const std::size_t cellCount = mesh.getTopology().getCellCount();
   const std::size_t nodeCount = mesh.getGeometry().getNodeCount();
@@ -28,7 +28,7 @@ Key cellsKeyOf(const MiVolumeMeshUnstructured& mesh)
   return keyOf(mesh, cellCount, nodeCount, mesh.getTopology().getView().connectivity.data);
 }
 
-std::shared_ptr<MxMeshCheck> checkCells(const MiVolumeMeshUnstructured& mesh, const MxBits& lost,
+std::shared_ptr<MxMeshCheck> checkCells(const MiMeshUnstructuredI& mesh, const MxBits& lost,
                                         bool parallel, MxExtractionMonitor& monitor)
 {
   const MiTopologyI& topology = mesh.getTopology();
@@ -86,7 +86,7 @@ std::vector<std::string> MxMeshCheck::describe() const
   return sentences;
 }
 
-std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshUnstructured& mesh, bool parallel,
+std::shared_ptr<const MxMeshCheck> checkMesh(const MiMeshUnstructuredI& mesh, bool parallel,
                                              MxExtractionMonitor& monitor)
 {
   return remember(cellsKeyOf(mesh), [&] {
@@ -95,12 +95,12 @@ std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshUnstructured& mes
   });
 }
 
-std::shared_ptr<const MxMeshCheck> recallCheck(const MiVolumeMeshUnstructured& mesh)
+std::shared_ptr<const MxMeshCheck> recallCheck(const MiMeshUnstructuredI& mesh)
 {
   return recall(cellsKeyOf(mesh));
 }
 
-std::shared_ptr<const MxMeshCheck> checkNodes(const MiVolumeMeshUnstructured& mesh, bool parallel,
+std::shared_ptr<const MxMeshCheck> checkNodes(const MiMeshUnstructuredI& mesh, bool parallel,
                                               MxExtractionMonitor& monitor)
 {
   const Key key = cellsKeyOf(mesh);
@@ -110,7 +110,7 @@ std::shared_ptr<const MxMeshCheck> checkNodes(const MiVolumeMeshUnstructured& me
   return remember(key, [&] { return checkCells(mesh, lost, parallel, monitor); });
 }
 
-std::shared_ptr<const MxMeshCheck> rememberClean(const MiVolumeMeshUnstructured& mesh)
+std::shared_ptr<const MxMeshCheck> rememberClean(const MiMeshUnstructuredI& mesh)
 {
   return remember(cellsKeyOf(mesh), [] { return std::make_shared<MxMeshCheck>(); });
 }

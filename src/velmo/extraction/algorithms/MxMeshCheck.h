@@ -29,12 +29,13 @@ struct MxMeshCheck
   std::vector<std::string> describe() const;
 };
 
-/// The check of a mesh. What was found is kept as long as somebody holds it, and given again while
+/// The check of a mesh; cells without the nodes that their grid should have are broken too. What
+/// was found is kept as long as somebody holds it, and given again while
 /// the stamps of topology and geometry stay the same.
 /// *Threads*: may be called from several threads.
 /// @throw std::bad_alloc, MiCancellationException; std::length_error when the mesh has more than
 /// 2^32 - 1 cells or nodes
-std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshUnstructured& mesh, bool parallel,
+std::shared_ptr<const MxMeshCheck> checkMesh(const MiMeshUnstructuredI& mesh, bool parallel,
                                              MxExtractionMonitor& monitor);
 
 std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshHexahedronIjk& mesh, bool parallel,
@@ -42,16 +43,16 @@ std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshHexahedronIjk& me
 
 /// Parts of the same, for an algorithm that can look at nodes and cells itself while it works on
 /// them. First: the whole check when it is known already, otherwise null.
-std::shared_ptr<const MxMeshCheck> recallCheck(const MiVolumeMeshUnstructured& mesh);
+std::shared_ptr<const MxMeshCheck> recallCheck(const MiMeshUnstructuredI& mesh);
 std::shared_ptr<const MxMeshCheck> recallCheck(const MiVolumeMeshHexahedronIjk& mesh);
 /// The nodes: null when all are where they should be and the cells remain to be looked at, and the
 /// whole check when it is known already or the nodes are not.
-std::shared_ptr<const MxMeshCheck> checkNodes(const MiVolumeMeshUnstructured& mesh, bool parallel,
+std::shared_ptr<const MxMeshCheck> checkNodes(const MiMeshUnstructuredI& mesh, bool parallel,
                                               MxExtractionMonitor& monitor);
 std::shared_ptr<const MxMeshCheck> checkNodes(const MiVolumeMeshHexahedronIjk& mesh, bool parallel,
                                               MxExtractionMonitor& monitor);
 /// Last: notes that nothing was wrong with the cells either.
-std::shared_ptr<const MxMeshCheck> rememberClean(const MiVolumeMeshUnstructured& mesh);
+std::shared_ptr<const MxMeshCheck> rememberClean(const MiMeshUnstructuredI& mesh);
 std::shared_ptr<const MxMeshCheck> rememberClean(const MiVolumeMeshHexahedronIjk& mesh);
 
 std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshVertexHexahedronIjk& mesh,
@@ -64,6 +65,16 @@ std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshCurvilinear& mesh
                                              MxExtractionMonitor& monitor);
 /// Notes that all nodes were found to be where they should be, by an algorithm that has read them.
 std::shared_ptr<const MxMeshCheck> rememberClean(const MiVolumeMeshCurvilinear& mesh);
+std::shared_ptr<const MxMeshCheck> checkMesh(const MiSurfaceMeshRegular& mesh, bool parallel,
+                                             MxExtractionMonitor& monitor);
+std::shared_ptr<const MxMeshCheck> checkMesh(const MiSurfaceMeshRectilinear& mesh, bool parallel,
+                                             MxExtractionMonitor& monitor);
+std::shared_ptr<const MxMeshCheck> checkMesh(const MiSurfaceMeshCurvilinear& mesh, bool parallel,
+                                             MxExtractionMonitor& monitor);
+std::shared_ptr<const MxMeshCheck> checkMesh(const MiLineMeshRegular& mesh, bool parallel,
+                                             MxExtractionMonitor& monitor);
+std::shared_ptr<const MxMeshCheck> checkMesh(const MiLineMeshCurvilinear& mesh, bool parallel,
+                                             MxExtractionMonitor& monitor);
 
 /// The check of a box of the cells of a mesh numbered by I, J and K, at the cost of the box: cells
 /// outside do not count. Not kept.

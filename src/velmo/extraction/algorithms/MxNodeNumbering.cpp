@@ -97,8 +97,19 @@ void numberRanks(std::span<const int> indices, MxArray<std::uint32_t>& numbers)
 
 } // namespace
 
+MxArray<std::uint32_t> keepNumbers(std::size_t sourceNodeCount, bool parallel)
+{
+  MxArray<std::uint32_t> nodes(sourceNodeCount);
+  forEachBlock(parallel, sourceNodeCount, kBlock,
+               [&](std::size_t, std::size_t first, std::size_t last) {
+                 for (std::size_t node = first; node < last; ++node)
+                   nodes[node] = static_cast<std::uint32_t>(node);
+               });
+  return nodes;
+}
+
 MxArray<std::uint32_t> numberByFirstUse(std::span<int> indices, std::size_t sourceNodeCount,
-                                        bool parallel)
+                                        bool parallel, bool keepWhole)
 {
   if (indices.empty()) return {};
   parallel = parallel && indices.size() >= kParallelThreshold;
@@ -120,6 +131,7 @@ MxArray<std::uint32_t> numberByFirstUse(std::span<int> indices, std::size_t sour
   });
   std::size_t usedCount = 0;
   const MxArray<std::uint32_t> ranks = rankWords(used, parallel, usedCount);
+  if (keepWhole && usedCount == sourceNodeCount) return keepNumbers(sourceNodeCount, parallel);
 
   forEachBlock(
       parallel, indices.size(), kBlock, [&](std::size_t, std::size_t first, std::size_t last) {

@@ -10,9 +10,13 @@
 /// 32-bit patterns) by numbers in the order of their first use.
 ///
 /// @param sourceNodeCount  all nodes are below it
+/// @param keepWhole        a list that names every source node stays as it is
 /// @return the source node of each number
 MxArray<std::uint32_t> numberByFirstUse(std::span<int> indices, std::size_t sourceNodeCount,
-                                        bool parallel);
+                                        bool parallel, bool keepWhole = false);
+
+/// Every source node under its own number.
+MxArray<std::uint32_t> keepNumbers(std::size_t sourceNodeCount, bool parallel);
 
 /// An origin other than zero is used when the farthest coordinate is more than this many times as
 /// far from zero as the mesh is large: single precision then leaves less than 20 of its 24 bits.

@@ -9,15 +9,69 @@
 
 inline constexpr std::size_t kFaceBlock = 4096;
 
-/// Removes nodes that are named twice in a row, around the end too.
-inline void removeRepeats(std::vector<std::uint32_t>& polygon)
+/// Removes nodes that are named twice in a row, around the end too where the list is a polygon.
+inline void removeRepeats(std::vector<std::uint32_t>& nodes, bool isPolygon = true)
 {
   std::size_t kept = 0;
-  for (const std::uint32_t node : polygon)
-    if (kept == 0 || polygon[kept - 1] != node) polygon[kept++] = node;
-  while (kept > 1 && polygon[kept - 1] == polygon[0])
+  for (const std::uint32_t node : nodes)
+    if (kept == 0 || nodes[kept - 1] != node) nodes[kept++] = node;
+  while (isPolygon && kept > 1 && nodes[kept - 1] == nodes[0])
     --kept;
-  polygon.resize(kept);
+  nodes.resize(kept);
+}
+
+/// Polygons or polylines that one block of an algorithm has written, each ended by -1.
+struct MxPolygonBlock
+{
+  std::vector<int> indices;
+  std::vector<std::uint32_t> cells; ///< the source cell of each, where the algorithm tells
+  std::size_t count = 0;
+  std::size_t smallest = static_cast<std::size_t>(-1), largest = 0;
+
+  void add(std::span<const std::uint32_t> nodes)
+  {
+    indices.insert(indices.end(), nodes.begin(), nodes.end());
+    indices.push_back(-1);
+    ++count;
+    smallest = std::min(smallest, nodes.size());
+    largest = std::max(largest, nodes.size());
+  }
+};
+
+/// Writes the polygons of all blocks one after the other, and the source cells where the blocks
+/// have them.
+inline void joinPolygons(const std::vector<MxPolygonBlock>& blocks, bool parallel,
+                         MeXTopologyExplicitI& result, MxArray<std::uint32_t>* cells = nullptr)
+{
+  std::size_t count = 0, indexCount = 0, smallest = static_cast<std::size_t>(-1), largest = 0;
+  std::vector<std::size_t> begins, firsts;
+  for (const MxPolygonBlock& block : blocks) {
+    begins.push_back(indexCount);
+    firsts.push_back(count);
+    indexCount += block.indices.size();
+    count += block.count;
+    smallest = std::min(smallest, block.smallest);
+    largest = std::max(largest, block.largest);
+  }
+  const bool uniform = count > 0 && smallest == largest;
+  MxArray<int>& indices =
+      uniform ? result.setUniform(count, smallest) : result.setMixed(count, indexCount);
+  MxArray<std::uint32_t>& starts = result.begins();
+  if (!uniform) starts[count] = static_cast<std::uint32_t>(indexCount);
+  if (cells) cells->resizeUninitialized(count);
+  forEachTask(parallel && indexCount >= kParallelThreshold, blocks.size(), [&](std::size_t block) {
+    const MxPolygonBlock& own = blocks[block];
+    std::copy(own.indices.begin(), own.indices.end(), indices.data() + begins[block]);
+    if (cells) std::copy(own.cells.begin(), own.cells.end(), cells->data() + firsts[block]);
+    if (uniform) return;
+    // A polygon starts after the end of the one before.
+    std::size_t face = firsts[block];
+    bool starting = true;
+    for (std::size_t at = 0; at < own.indices.size(); ++at) {
+      if (starting) starts[face++] = static_cast<std::uint32_t>(begins[block] + at);
+      starting = own.indices[at] == -1;
+    }
+  });
 }
 
 /// Writes `count` polygons, each ended by -1: node numbers as 32-bit patterns, to be replaced by
@@ -29,51 +83,19 @@ template <class MakeReader>
 void writePolygons(std::size_t count, const MakeReader& makeReader, bool parallel,
                    MxExtractionMonitor& monitor, MeXTopologyExplicitI& result)
 {
-  struct Block
-  {
-    std::vector<int> indices;
-    std::size_t smallest = static_cast<std::size_t>(-1), largest = 0;
-  };
-  std::vector<Block> blocks(blockCount(count, kFaceBlock));
+  std::vector<MxPolygonBlock> blocks(blockCount(count, kFaceBlock));
   forEachBlock(parallel, count, kFaceBlock,
                [&](std::size_t block, std::size_t first, std::size_t last) {
                  monitor.step();
                  auto reader = makeReader();
                  std::vector<std::uint32_t> polygon;
-                 Block own;
+                 MxPolygonBlock own;
                  own.indices.reserve(5 * (last - first));
                  for (std::size_t face = first; face < last; ++face) {
                    reader(face, polygon);
-                   own.indices.insert(own.indices.end(), polygon.begin(), polygon.end());
-                   own.indices.push_back(-1);
-                   own.smallest = std::min(own.smallest, polygon.size());
-                   own.largest = std::max(own.largest, polygon.size());
+                   own.add(polygon);
                  }
                  blocks[block] = std::move(own);
                });
-  std::size_t indexCount = 0, smallest = static_cast<std::size_t>(-1), largest = 0;
-  std::vector<std::size_t> begins;
-  for (const Block& block : blocks) {
-    begins.push_back(indexCount);
-    indexCount += block.indices.size();
-    smallest = std::min(smallest, block.smallest);
-    largest = std::max(largest, block.largest);
-  }
-  const bool uniform = count > 0 && smallest == largest;
-  MxArray<int>& indices =
-      uniform ? result.setUniform(count, smallest) : result.setMixed(count, indexCount);
-  MxArray<std::uint32_t>& starts = result.begins();
-  if (!uniform) starts[count] = static_cast<std::uint32_t>(indexCount);
-  forEachBlock(parallel, count, kFaceBlock, [&](std::size_t block, std::size_t first, std::size_t) {
-    const std::vector<int>& own = blocks[block].indices;
-    std::copy(own.begin(), own.end(), indices.data() + begins[block]);
-    if (uniform) return;
-    // A polygon starts after the end of the one before.
-    std::size_t face = first;
-    bool starting = true;
-    for (std::size_t at = 0; at < own.size(); ++at) {
-      if (starting) starts[face++] = static_cast<std::uint32_t>(begins[block] + at);
-      starting = own[at] == -1;
-    }
-  });
+  joinPolygons(blocks, parallel, result);
 }

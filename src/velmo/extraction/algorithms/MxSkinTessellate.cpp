@@ -103,7 +103,7 @@ void addFace(const MiTessellator& tessellator, MiCellShape shape, std::uint32_t 
     const std::uint32_t firstPoint = pieces.pointCount();
     for (const std::uint32_t node : nodes)
       pieces.addNode(node);
-    for (const MxShapeFace& part : subFaces(shape))
+    for (const MxShapeFace& part : findFlatParts(shape))
       pieces.addCell(source, firstPoint, part.nodes, part.size);
     return;
   }
@@ -163,12 +163,14 @@ struct Nodes
   MbVec3d operator[](std::size_t node) const { return geometry->getNode(node); }
 };
 
-/// Joins the pieces of all blocks into an extracted mesh; cells with fewer than `fewest` different
-/// corners are left out.
+/// Joins the pieces of all blocks into an extracted mesh; faces with fewer than three different
+/// corners and lines with fewer than two are left out.
 template <class Mesh>
-void joinPieces(const MiVolumeMeshUnstructured& source, const std::vector<Pieces>& blocks,
-                std::size_t fewest, bool parallel, MxExtractionMonitor& monitor, Mesh& result)
+void joinPieces(const MiMeshUnstructuredI& source, const std::vector<Pieces>& blocks, bool parallel,
+                MxExtractionMonitor& monitor, Mesh& result)
 {
+  constexpr bool kIsSurface = std::is_same_v<Mesh, MeXSurfaceMeshUnstructured>;
+  constexpr std::size_t kFewest = kIsSurface ? 3 : 2;
   MeXProvenance& provenance = result.provenance;
   provenance.form = MeXProvenance::NodeForm::Weighted;
   provenance.cells.clear();
@@ -186,8 +188,8 @@ void joinPieces(const MiVolumeMeshUnstructured& source, const std::vector<Pieces
       polygon.clear();
       for (std::uint32_t n = 0; n < pieces.sizes[c]; ++n)
         polygon.push_back(numbers.number(pieces, pieces.corners[at++], provenance));
-      removeRepeats(polygon);
-      if (polygon.size() < fewest) continue;
+      removeRepeats(polygon, kIsSurface);
+      if (polygon.size() < kFewest) continue;
       corners.insert(corners.end(), polygon.begin(), polygon.end());
       begins.push_back(corners.size());
       provenance.cells.push_back(pieces.sources[c]);
@@ -267,6 +269,34 @@ std::vector<Edge> collectEdges(const MxWholeFaces& faces)
   return edges;
 }
 
+template <class Mesh>
+void tessellateAll(const MiMeshUnstructuredI& mesh, const MxWholeFaces& faces,
+                   const MiTessellator& tessellator, bool parallel, MxExtractionMonitor& monitor,
+                   Mesh& result)
+{
+  const MiGeometryI& geometry = mesh.getGeometry();
+  std::vector<Pieces> blocks(blockCount(faces.size(), kBlock));
+  visitPoints(geometry.getView(), geometry.getNodeCount(), Nodes{&geometry},
+              [&](const auto& points) {
+                forEachBlock(parallel, faces.size(), kBlock,
+                             [&](std::size_t block, std::size_t first, std::size_t last) {
+                               monitor.step();
+                               MiTessellation answer;
+                               std::vector<MbVec3d> places;
+                               for (std::size_t f = first; f < last; ++f) {
+                                 const auto nodes = faces.nodes.span().subspan(
+                                     faces.begins[f], faces.begins[f + 1] - faces.begins[f]);
+                                 places.clear();
+                                 for (const std::uint32_t node : nodes)
+                                   places.push_back(points[node]);
+                                 addFace(tessellator, faces.shapes[f], faces.cells[f], nodes,
+                                         places, answer, blocks[block]);
+                               }
+                             });
+              });
+  joinPieces(mesh, blocks, parallel, monitor, result);
+}
+
 } // namespace
 
 MxWholeFaces collectWholeFaces(const MiTopologyI& topology, std::size_t nodeCount,
@@ -290,34 +320,21 @@ MxWholeFaces collectWholeFaces(const MiTopologyI& topology, std::size_t nodeCoun
   return whole;
 }
 
-void writeTessellated(const MiVolumeMeshUnstructured& mesh, const MxWholeFaces& faces,
+void writeTessellated(const MiMeshUnstructuredI& mesh, const MxWholeFaces& faces,
                       const MiTessellator& tessellator, bool parallel, MxExtractionMonitor& monitor,
                       MeXSurfaceMeshUnstructured& surface)
 {
-  const MiGeometryI& geometry = mesh.getGeometry();
-  std::vector<Pieces> blocks(blockCount(faces.size(), kBlock));
-  visitPoints(geometry.getView(), geometry.getNodeCount(), Nodes{&geometry},
-              [&](const auto& points) {
-                forEachBlock(parallel, faces.size(), kBlock,
-                             [&](std::size_t block, std::size_t first, std::size_t last) {
-                               monitor.step();
-                               MiTessellation answer;
-                               std::vector<MbVec3d> places;
-                               for (std::size_t f = first; f < last; ++f) {
-                                 const auto nodes = faces.nodes.span().subspan(
-                                     faces.begins[f], faces.begins[f + 1] - faces.begins[f]);
-                                 places.clear();
-                                 for (const std::uint32_t node : nodes)
-                                   places.push_back(points[node]);
-                                 addFace(tessellator, faces.shapes[f], faces.cells[f], nodes,
-                                         places, answer, blocks[block]);
-                               }
-                             });
-              });
-  joinPieces(mesh, blocks, 3, parallel, monitor, surface);
+  tessellateAll(mesh, faces, tessellator, parallel, monitor, surface);
 }
 
-void writeTessellatedEdges(const MiVolumeMeshUnstructured& mesh, const MxWholeFaces& faces,
+void writeTessellated(const MiMeshUnstructuredI& mesh, const MxWholeFaces& cells,
+                      const MiTessellator& tessellator, bool parallel, MxExtractionMonitor& monitor,
+                      MeXLineMeshUnstructured& lines)
+{
+  tessellateAll(mesh, cells, tessellator, parallel, monitor, lines);
+}
+
+void writeTessellatedEdges(const MiMeshUnstructuredI& mesh, const MxWholeFaces& faces,
                            const MiTessellator& tessellator, bool parallel,
                            MxExtractionMonitor& monitor, MeXLineMeshUnstructured& lines)
 {
@@ -346,12 +363,12 @@ void writeTessellatedEdges(const MiVolumeMeshUnstructured& mesh, const MxWholeFa
     for (std::size_t part = 1; curved && part < 3; ++part)
       pieces.addCell(source, first, kParts[part], 2);
   }
-  joinPieces(mesh, blocks, 2, parallel, monitor, lines);
+  joinPieces(mesh, blocks, parallel, monitor, lines);
   lines.topology.touch();
 }
 
-void writeWholeFaceNodes(const MiVolumeMeshUnstructured& mesh, const MxWholeFaces& faces,
-                         bool parallel, MeXPointMeshCurvilinear& points)
+void writeWholeFaceNodes(const MiMeshUnstructuredI& mesh, const MxWholeFaces& faces, bool parallel,
+                         MeXPointMeshCurvilinear& points)
 {
   MxArray<int> used(faces.nodes.size());
   for (std::size_t n = 0; n < used.size(); ++n)

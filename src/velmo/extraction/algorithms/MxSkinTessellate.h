@@ -5,7 +5,8 @@
 #include <velmo/extraction/interfaces/MiTessellator.h>
 #include <velmo/mesh/MeXMesh.h>
 
-/// Skin faces as their cells have them, quadratic ones with all their nodes.
+/// Faces as their cells have them, quadratic ones with all their nodes; or cells of two or one
+/// dimensions likewise.
 struct MxWholeFaces
 {
   bool hasQuadratic = false; ///< without, nothing else is filled
@@ -24,15 +25,20 @@ MxWholeFaces collectWholeFaces(const MiTopologyI& topology, std::size_t nodeCoun
 /// where it declines or answers with something else than triangles or quads) and with the linear
 /// ones as they are. Points with the same nodes and weights become one node, so two faces meet in
 /// an edge without a gap where the tessellator refines it alike from both.
-void writeTessellated(const MiVolumeMeshUnstructured& mesh, const MxWholeFaces& faces,
+void writeTessellated(const MiMeshUnstructuredI& mesh, const MxWholeFaces& faces,
                       const MiTessellator& tessellator, bool parallel, MxExtractionMonitor& monitor,
                       MeXSurfaceMeshUnstructured& surface);
 
+/// The same for cells of one dimension.
+void writeTessellated(const MiMeshUnstructuredI& mesh, const MxWholeFaces& cells,
+                      const MiTessellator& tessellator, bool parallel, MxExtractionMonitor& monitor,
+                      MeXLineMeshUnstructured& lines);
+
 /// The edges of the whole faces, each once, refined likewise.
-void writeTessellatedEdges(const MiVolumeMeshUnstructured& mesh, const MxWholeFaces& faces,
+void writeTessellatedEdges(const MiMeshUnstructuredI& mesh, const MxWholeFaces& faces,
                            const MiTessellator& tessellator, bool parallel,
                            MxExtractionMonitor& monitor, MeXLineMeshUnstructured& lines);
 
 /// The mesh's own nodes of the whole faces.
-void writeWholeFaceNodes(const MiVolumeMeshUnstructured& mesh, const MxWholeFaces& faces,
-                         bool parallel, MeXPointMeshCurvilinear& points);
+void writeWholeFaceNodes(const MiMeshUnstructuredI& mesh, const MxWholeFaces& faces, bool parallel,
+                         MeXPointMeshCurvilinear& points);

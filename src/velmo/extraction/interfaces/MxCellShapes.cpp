@@ -5,7 +5,7 @@ namespace {
 // The shapes are numbered below 64.
 struct Tables
 {
-  std::array<MxShapeFaces, 64> linear, whole;
+  std::array<MxShapeFaces, 64> linear, whole, flat;
 };
 
 constexpr Tables makeTables()
@@ -15,6 +15,7 @@ constexpr Tables makeTables()
     const auto shape = static_cast<MiCellShape>(number);
     tables.whole[number] = shapeFaces(shape);
     tables.linear[number] = linearShapeFaces(shape);
+    tables.flat[number] = flatParts(shape);
   }
   return tables;
 }
@@ -37,4 +38,9 @@ const MxShapeFaces& findLinearFaces(MiCellShape shape)
 const MxShapeFaces& findWholeFaces(MiCellShape shape)
 {
   return kTables.whole[row(shape)];
+}
+
+const MxShapeFaces& findFlatParts(MiCellShape shape)
+{
+  return kTables.flat[row(shape)];
 }

@@ -193,6 +193,19 @@ constexpr MxShapeFaces subFaces(MiCellShape shape)
   }
 }
 
+/// The linear parts, through all nodes, of a shape of one or two dimensions by the cell's own node
+/// numbers: the sub-faces of a face, and one polyline of a quadratic line. None for shapes of
+/// variable size, which are linear, and for others.
+constexpr MxShapeFaces flatParts(MiCellShape shape)
+{
+  using S = MiCellShape;
+  MxShapeFaces parts;
+  if (shape == S::Line) parts.faces[parts.count++] = velmo_detail::makeFace(S::Line, {0, 1});
+  if (shape == S::QuadraticLine)
+    parts.faces[parts.count++] = velmo_detail::makeFace(S::Polyline, {0, 2, 1});
+  return parts.count > 0 ? parts : subFaces(shape);
+}
+
 /// The faces of a volume shape as linear polygons through all its nodes.
 constexpr MxShapeFaces linearShapeFaces(MiCellShape shape)
 {
@@ -215,5 +228,7 @@ inline constexpr MxShapeFaces kWholeFaces = shapeFaces(Shape);
 /// The table of linear faces of a shape that is known at run time; an empty table for shapes
 /// without.
 const MxShapeFaces& findLinearFaces(MiCellShape shape);
+/// The table of linear parts of a shape of one or two dimensions.
+const MxShapeFaces& findFlatParts(MiCellShape shape);
 /// The table of faces as they are.
 const MxShapeFaces& findWholeFaces(MiCellShape shape);
