@@ -26,6 +26,9 @@ struct MeXProvenance
   MxArray<std::uint32_t> nodes;
   MxArray<double> weights;
   MxArray<std::uint32_t> offsets;
+  /// Of lines that run through several cells, also where the nodes are given otherwise: the source
+  /// cell that the line goes on into at each node, at its end the one that it came from. Data per
+  /// cell then goes to the nodes.
   MxArray<std::uint32_t> nodeCells;
 
   /// Counts of the source's cells and nodes along I, J and K; {count, 1, 1} for sources of one

@@ -51,6 +51,14 @@ struct IjkValues
   }
 };
 
+template <class T>
+struct IjValues
+{
+  const MiDataSetIj<T>* set;
+  std::size_t countI;
+  T operator[](std::size_t i) const { return set->getValue(i % countI, i / countI); }
+};
+
 /// Calls visit(values): the set's array where it holds `count` items, else its functions.
 template <class T, class Fallback, class Visitor>
 void visitValues(const MiArrayView& view, std::size_t count, const Fallback& fallback,
@@ -103,7 +111,10 @@ void fill(const MeXProvenance& provenance, const Values& values, MiDataBinding b
     });
   };
   const std::uint32_t* nodes = provenance.nodes.data();
-  if (perCell)
+  if (perCell && !provenance.nodeCells.empty())
+    run(provenance.nodeCells.size(),
+        [&](std::size_t i) -> T { return values[provenance.nodeCells[i]]; });
+  else if (perCell)
     run(provenance.cells.size(), [&](std::size_t i) -> T { return values[provenance.cells[i]]; });
   else if (provenance.form == Form::Node)
     run(provenance.nodes.size(), [&](std::size_t i) -> T { return values[nodes[i]]; });
@@ -138,14 +149,21 @@ std::unique_ptr<MeXDataSetI<T>> mapDataSet(const MeXProvenance& provenance,
   const bool perCell = binding == MiDataBinding::PerCell;
   const MbIndex3& counts = perCell ? provenance.sourceCells : provenance.sourceNodes;
   const std::size_t total = counts.x * counts.y * counts.z;
-  auto mapped = std::make_unique<MeXDataSetI<T>>(set.getName(), binding);
+  const bool isAlongLines = perCell && !provenance.nodeCells.empty();
+  auto mapped = std::make_unique<MeXDataSetI<T>>(set.getName(),
+                                                 isAlongLines ? MiDataBinding::PerNode : binding);
   const auto fillFrom = [&](const auto& values) {
     fill<T>(provenance, values, binding, parallel, mapped->values);
   };
-  if ((perCell ? cells : nodes) == MxIndexing::I) {
+  const MxIndexing indexing = perCell ? cells : nodes;
+  if (indexing == MxIndexing::I) {
     const auto* flat = dynamic_cast<const MiDataSetI<T>*>(&set);
     if (!flat || flat->getSize() != total) return nullptr;
     visitValues<T>(flat->getView(), total, FlatValues<T>{flat}, fillFrom);
+  } else if (indexing == MxIndexing::Ij) {
+    const auto* grid = dynamic_cast<const MiDataSetIj<T>*>(&set);
+    if (!grid || grid->getSizeI() != counts.x || grid->getSizeJ() != counts.y) return nullptr;
+    visitValues<T>(grid->getView(), total, IjValues<T>{grid, counts.x}, fillFrom);
   } else {
     const auto* grid = dynamic_cast<const MiDataSetIjk<T>*>(&set);
     if (!grid || grid->getSizes() != counts) return nullptr;

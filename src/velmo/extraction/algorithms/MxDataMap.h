@@ -10,7 +10,7 @@
 /// came from them; values of nodes to the nodes, mixed by their weights (of a string, the one with
 /// the largest weight).
 ///
-/// @param cells,nodes  how the source mesh numbers its cells and nodes (I or Ijk)
+/// @param cells,nodes  how the source mesh numbers its cells and nodes
 /// @return null when the set's numbering or size does not fit the source
 template <class T>
 std::unique_ptr<MeXDataSetI<T>> mapDataSet(const MeXProvenance& provenance,

@@ -1,7 +1,8 @@
 #pragma once
 
 #include <velmo/base/MxParallel.h>
-#include <velmo/mesh/MeXGeometry.h>
+#include <velmo/extraction/algorithms/MxArrayAccess.h>
+#include <velmo/mesh/MeXMesh.h>
 
 #include <limits>
 #include <vector>
@@ -106,4 +107,24 @@ void placePoints(std::size_t count, const PointOf& pointOf, bool parallel, MeXGe
 {
   placePoints(
       count, pointOf, [](std::size_t) {}, parallel, geometry);
+}
+
+/// Places the nodes of an extracted mesh whose nodes are nodes of its source, and notes where they
+/// came from.
+/// @param cells,nodes  counts of the source along I, J and K
+/// @param points       the places of the source nodes, which stand in mesh.provenance.nodes
+template <class Points, class Mesh>
+void placeNodes(const MbIndex3& cells, const MbIndex3& nodes, const Points& points, bool parallel,
+                Mesh& mesh)
+{
+  MeXProvenance& provenance = mesh.provenance;
+  provenance.form = MeXProvenance::NodeForm::Node;
+  provenance.weights.clear();
+  provenance.offsets.clear();
+  provenance.sourceCells = cells;
+  provenance.sourceNodes = nodes;
+  const MxArray<std::uint32_t>& sources = provenance.nodes;
+  placePoints(
+      sources.size(), [&](std::size_t n) { return points[sources[n]]; },
+      [&](std::size_t n) { prefetchPoint(points, sources[n]); }, parallel, mesh.geometry);
 }

@@ -3,6 +3,7 @@
 #include <velmo/extraction/interfaces/MiDataSet.h>
 #include <velmo/extraction/interfaces/MiExtractorCallback.h>
 #include <velmo/extraction/interfaces/MiTessellator.h>
+#include <velmo/mesh/MeXLineMeshes.h>
 #include <velmo/mesh/MeXMesh.h>
 
 #include <memory>
@@ -45,6 +46,37 @@ public:
   extractStringSet(const MiTypedDataSet<std::string>& set) = 0;
   virtual const MeXDataSetI<double>* extractLineScalarSet(const MiTypedDataSet<double>& set) = 0;
   virtual const MeXDataSetI<double>* extractPointsScalarSet(const MiTypedDataSet<double>& set) = 0;
+};
+
+/// An extractor of lines, with the points that are drawn on them; as MiSurfaceExtractor.
+class MiLineExtractor : public MiExtractor
+{
+public:
+  /// The last extracted lines, null before the first extraction.
+  virtual const MeXLineMeshUnstructured* getLines() const = 0;
+  virtual const MeXDataSetI<double>* extractScalarSet(const MiTypedDataSet<double>& set) = 0;
+  virtual const MeXDataSetI<MbVec3d>* extractVec3Set(const MiTypedDataSet<MbVec3d>& set) = 0;
+  virtual const MeXDataSetI<std::string>*
+  extractStringSet(const MiTypedDataSet<std::string>& set) = 0;
+  virtual const MeXDataSetI<double>* extractPointsScalarSet(const MiTypedDataSet<double>& set) = 0;
+};
+
+/// An extractor of several sets of lines that are drawn apart.
+///
+/// The set functions map a data set of the source mesh onto line set `index` of the last
+/// extraction, as MiSurfaceExtractor does. Lines that run through several cells have the values of
+/// cells at their nodes: each node that of the cell into which the line goes on.
+class MiMultiLineExtractor : public MiExtractor
+{
+public:
+  /// The line sets of the last extraction; empty before the first.
+  virtual const MeXLineMeshes& getLines() const = 0;
+  virtual const MeXDataSetI<double>* extractScalarSet(std::size_t index,
+                                                      const MiTypedDataSet<double>& set) = 0;
+  virtual const MeXDataSetI<MbVec3d>* extractVec3Set(std::size_t index,
+                                                     const MiTypedDataSet<MbVec3d>& set) = 0;
+  virtual const MeXDataSetI<std::string>*
+  extractStringSet(std::size_t index, const MiTypedDataSet<std::string>& set) = 0;
 };
 
 /// Makes extractors of one class for one kind of mesh.

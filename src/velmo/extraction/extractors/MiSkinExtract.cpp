@@ -12,24 +12,6 @@ namespace {
 
 constexpr std::size_t kNoBound = static_cast<std::size_t>(-1);
 
-/// Places the nodes of numbered polygons and notes where they came from.
-/// @param points  the places of the source nodes, which stand in surface.provenance.nodes
-template <class Points>
-void placeNodes(const MbIndex3& cells, const MbIndex3& nodes, const Points& points, bool parallel,
-                MeXSurfaceMeshUnstructured& surface)
-{
-  MeXProvenance& provenance = surface.provenance;
-  provenance.form = MeXProvenance::NodeForm::Node;
-  provenance.weights.clear();
-  provenance.offsets.clear();
-  provenance.sourceCells = cells;
-  provenance.sourceNodes = nodes;
-  const MxArray<std::uint32_t>& sources = provenance.nodes;
-  placePoints(
-      sources.size(), [&](std::size_t n) { return points[sources[n]]; },
-      [&](std::size_t n) { prefetchPoint(points, sources[n]); }, parallel, surface.geometry);
-}
-
 /// Renumbers the written polygons, places their nodes and notes where they came from.
 template <class Points>
 void finishSurface(const MbIndex3& cells, const MbIndex3& nodes, std::size_t sourceNodeCount,

@@ -39,6 +39,8 @@ struct MxSurfaceWork
   using Mesh = typename Kind::Interface;
   using Filter = typename Kind::CellFilter;
   using Request = MxSurfaceRequest<Filter>;
+  /// What is extracted; works that extract lines say so.
+  using Result = MeXSurfaceMeshUnstructured;
 
   /// Lines and points of the surface that was built last.
   void buildLines(const Mesh&, const MeXSurfaceMeshUnstructured& surface, const Request& request,
@@ -97,6 +99,7 @@ public:
   using Mesh = typename Work::Mesh;
   using Filter = typename Work::Filter;
   using Arguments = typename Work::Arguments;
+  using Result = typename Work::Result;
 
   /// @param name  the extractor's, as callbacks hear it; a literal
   MxSurfaceResults(const Mesh& mesh, bool parallel, const MiTessellator* tessellator,
@@ -110,12 +113,9 @@ public:
     m_warningsRead = true;
     return m_warnings;
   }
-  const MeXSurfaceMeshUnstructured* getSurface() const
-  {
-    return m_hasSurface ? &m_surface : nullptr;
-  }
+  const Result* getSurface() const { return m_hasSurface ? &m_surface : nullptr; }
 
-  const MeXSurfaceMeshUnstructured& extractSurface(const Arguments& arguments, const Filter* filter)
+  const Result& extractSurface(const Arguments& arguments, const Filter* filter)
   {
     extract(arguments, filter, m_surfaceKey, [&](const auto& request) {
       m_scalars.clear();
@@ -262,7 +262,7 @@ private:
   Work m_work;
   bool m_hasSurface = false;
   std::optional<Key> m_surfaceKey, m_lineKey, m_pointsKey;
-  MeXSurfaceMeshUnstructured m_surface;
+  Result m_surface;
   MeXLineMeshUnstructured m_lines;
   MeXPointMeshCurvilinear m_points;
   MxMappedSets<double> m_scalars, m_lineScalars, m_pointScalars;
