@@ -50,13 +50,16 @@
 #include <velmo/representation/MoMeshSurfaceRepresentation.h>
 #include <velmo/representations/MoMeshCylinderSlice.h>
 #include <velmo/representations/MoMeshInterpolatedLogicalSlice.h>
+#include <velmo/representations/MoMeshIsoline.h>
 #include <velmo/representations/MoMeshIsosurface.h>
+#include <velmo/representations/MoMeshLine.h>
 #include <velmo/representations/MoMeshLogicalSlice.h>
 #include <velmo/representations/MoMeshPlaneSlice.h>
 #include <velmo/representations/MoMeshPointProbe.h>
 #include <velmo/representations/MoMeshSkin.h>
 #include <velmo/representations/MoMeshSlab.h>
 #include <velmo/representations/MoMeshSphereSlice.h>
+#include <velmo/representations/MoMeshSurface.h>
 #include <velmo/toolkit/MxOffscreenCanvas.h>
 #include <velmo/toolkit/MxToolkit.h>
 #include <velmo/toolkit/SoTarvinShaders.h>
@@ -141,6 +144,8 @@ constexpr ClassEntry kClasses[] = {
     ENTRY(MoMeshLogicalSlice),
     ENTRY(MoMeshInterpolatedLogicalSlice),
     ENTRY(MoDataBinding),
+    ENTRY(MoMeshSurface),
+    ENTRY(MoMeshLine),
     ENTRY(MoMaterial),
     ENTRY(MoDrawStyle),
     ENTRY(MoTessellator),

@@ -53,6 +53,33 @@ struct MdExtractorsByKind
   using Extractor = typename std::tuple_element_t<indexOf(K), std::tuple<Rows...>>::Extractor;
 };
 
+/// The extractors of a representation of surface or line meshes: for unstructured ones, and for
+/// those numbered by I and J or by I alone.
+template <class Unstructured, class Grid>
+struct MdFlatExtractorFamily
+{
+  static constexpr std::size_t indexOf(MeshType kind)
+  {
+    return kind == SURFACE_MESH_UNSTRUCTURED || kind == LINE_MESH_UNSTRUCTURED ? 0 : 1;
+  }
+  template <MeshType K>
+  using Extractor = std::conditional_t<indexOf(K) == 0, Unstructured, Grid>;
+};
+
+/// What an extractor extracted last, and of several line sets the first; null for nothing.
+inline const MeXSurfaceMeshUnstructured* mdExtracted(const MiSurfaceExtractor& extractor)
+{
+  return extractor.getSurface();
+}
+inline const MeXLineMeshUnstructured* mdExtracted(const MiLineExtractor& extractor)
+{
+  return extractor.getLines();
+}
+inline const MeXLineMeshUnstructured* mdExtracted(const MiMultiLineExtractor& extractor)
+{
+  return extractor.getLines().empty() ? nullptr : &extractor.getLines()[0];
+}
+
 /// What an extract wrapper needs to know: the mesh kind and the extractor that serves it.
 template <MeshType K, class Family>
 struct MdTraits
@@ -75,6 +102,7 @@ public:
   using Extractor = typename Traits::Extractor;
   /// Whether the preference for extracting in the background is read.
   static constexpr bool kMayBeAsynchronous = true;
+  using Extracted = std::remove_pointer_t<decltype(mdExtracted(std::declval<const Extractor&>()))>;
 
   /// @param extractorName  the extractor's class name, for warnings; a literal
   MdExtract(std::shared_ptr<Extractor> extractor, const char* extractorName)
@@ -86,8 +114,8 @@ public:
   /// For those who need the results longer than this wrapper lives.
   std::shared_ptr<const void> share() const { return m_extractor; }
 
-  /// The extracted mesh, null before the first extraction.
-  virtual const MeXSurfaceMeshUnstructured* getExtract() const { return m_extractor->getSurface(); }
+  /// The extracted mesh, null before the first extraction; of several the first.
+  virtual Extracted* getExtract() const { return mdExtracted(*m_extractor); }
   virtual const MeXPointMeshCurvilinear* extractPoints(SoState*, const CellFilter*)
   {
     return nullptr;
@@ -100,29 +128,61 @@ public:
   // enough.
   virtual const MeXDataSetI<double>* extractLineScalarSet(const MiTypedDataSet<double>* set)
   {
-    return set ? m_extractor->extractLineScalarSet(*set) : nullptr;
+    if constexpr (requires { m_extractor->extractLineScalarSet(*set); })
+      return set ? m_extractor->extractLineScalarSet(*set) : nullptr;
+    else
+      return nullptr;
   }
   virtual const MeXDataSetI<double>* extractPointsScalarSet(const MiTypedDataSet<double>* set)
   {
-    return set ? m_extractor->extractPointsScalarSet(*set) : nullptr;
+    if constexpr (requires { m_extractor->extractPointsScalarSet(*set); })
+      return set ? m_extractor->extractPointsScalarSet(*set) : nullptr;
+    else
+      return nullptr;
   }
-  /// The set's values on the extracted surface; null, with a warning, for a set that does not fit
-  /// the mesh.
+  /// The set's values on the extracted mesh; null, with a warning, for a set that does not fit the
+  /// source.
   virtual const MeXDataSetI<double>* extractScalarSet(const MiTypedDataSet<double>* set)
   {
     if (!set) return nullptr;
-    if (const MeXDataSetI<double>* values = m_extractor->extractScalarSet(*set)) return values;
-    const std::string function = std::string(m_extractorName) + "::extractScalarSet()";
-    SoDebugError::postWarning(
-        function.c_str(), "Cannot extract data set with the given binding on this type of mesh.");
+    if (const MeXDataSetI<double>* values = map(*set)) return values;
+    warnAboutSet();
     return nullptr;
   }
   const MeXDataSetI<MbVec3d>* extractVec3Set(const MiTypedDataSet<MbVec3d>* set)
   {
-    return set ? m_extractor->extractVec3Set(*set) : nullptr;
+    if (!set) return nullptr;
+    if constexpr (kIsMulti)
+      return m_extractor->extractVec3Set(0, *set);
+    else
+      return m_extractor->extractVec3Set(*set);
+  }
+  /// The set's values on one of several line sets; a set that does not fit is warned of once, for
+  /// the first.
+  const MeXDataSetI<double>* extractScalarSet(std::size_t index,
+                                              const MiTypedDataSet<double>* set) requires kIsMulti
+  {
+    if (index == 0) return extractScalarSet(set);
+    return set ? m_extractor->extractScalarSet(index, *set) : nullptr;
   }
 
 private:
+  static constexpr bool kIsMulti = std::is_base_of_v<MiMultiLineExtractor, Extractor>;
+
+  const MeXDataSetI<double>* map(const MiTypedDataSet<double>& set) const
+  {
+    if constexpr (kIsMulti)
+      return m_extractor->extractScalarSet(0, set);
+    else
+      return m_extractor->extractScalarSet(set);
+  }
+  void warnAboutSet() const
+  {
+    const std::string function = std::string(m_extractorName) + "::extractScalarSet()";
+    SoDebugError::postWarning(
+        function.c_str(), "Cannot extract data set with the given binding on this type of mesh.");
+  }
+
   std::shared_ptr<Extractor> m_extractor;
   const char* m_extractorName;
 };

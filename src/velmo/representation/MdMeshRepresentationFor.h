@@ -97,7 +97,9 @@ public:
   const MiMesh* getExtractedMesh(MeshType& type) override
   {
     const auto* mesh = m_extract ? m_extract->getExtract() : nullptr;
-    type = mesh ? SURFACE_MESH_UNSTRUCTURED : UNDEFINED_MESH;
+    constexpr bool kIsSurface =
+        std::is_base_of_v<MiSurfaceMeshUnstructured, typename Extract::Extracted>;
+    type = !mesh ? UNDEFINED_MESH : kIsSurface ? SURFACE_MESH_UNSTRUCTURED : LINE_MESH_UNSTRUCTURED;
     return mesh;
   }
 
@@ -134,6 +136,20 @@ protected:
     m_warnedStamp = resultStamp;
     for (const std::string& text : m_extract->getExtractor().getWarnings())
       warn(text.c_str());
+  }
+
+  /// Hands a result to its builder, or empties the builder; warns where a result has none.
+  template <class Builder, class Mesh>
+  void build(Builder* builder, SoState* state, const Mesh* mesh,
+             const std::vector<const MeXDataSetI<double>*>& sets, const char* missing)
+  {
+    if (!builder) {
+      if (mesh) warn(missing);
+    } else if (mesh) {
+      builder->set(state, *mesh, sets, getResult());
+    } else {
+      builder->clear();
+    }
   }
 
   MoMeshRepresentation& getOwner() const { return m_owner; }

@@ -60,25 +60,12 @@ protected:
       if (pointMesh) pointSets.push_back(extractor.extractPointsScalarSet(set));
     }
     if (m_surfaces) m_surfaces->setIgnoreExtraStyle(lineMesh || pointMesh);
-    build(m_surfaces, state, surface, surfaceSets, "Cannot find child surface nodes.");
-    build(m_lines, state, lineMesh, lineSets, "Cannot find child line nodes.");
-    build(m_points, state, pointMesh, pointSets, "Cannot find child point nodes.");
+    this->build(m_surfaces, state, surface, surfaceSets, "Cannot find child surface nodes.");
+    this->build(m_lines, state, lineMesh, lineSets, "Cannot find child line nodes.");
+    this->build(m_points, state, pointMesh, pointSets, "Cannot find child point nodes.");
   }
 
 private:
-  template <class Builder, class Mesh>
-  void build(Builder* builder, SoState* state, const Mesh* mesh,
-             const std::vector<const MeXDataSetI<double>*>& sets, const char* missing)
-  {
-    if (!builder) {
-      if (mesh) this->warn(missing);
-    } else if (mesh) {
-      builder->set(state, *mesh, sets, this->getResult());
-    } else {
-      builder->clear();
-    }
-  }
-
   MdSurfaceMesh* m_surfaces = nullptr;
   MdLineMesh* m_lines = nullptr;
   MdPointMesh* m_points = nullptr;

@@ -22,9 +22,9 @@ struct Edge
 };
 
 /// The surface's points and provenance of the given surface nodes.
-template <class Mesh>
-void takeNodes(const MeXSurfaceMeshUnstructured& surface,
-               const MxArray<std::uint32_t>& surfaceNodes, bool parallel, Mesh& result)
+template <class Source, class Mesh>
+void takeNodes(const Source& surface, const MxArray<std::uint32_t>& surfaceNodes, bool parallel,
+               Mesh& result)
 {
   const MeXProvenance& from = surface.provenance;
   MeXProvenance& to = result.provenance;
@@ -64,6 +64,13 @@ void takeNodes(const MeXSurfaceMeshUnstructured& surface,
     }
     to.offsets.push_back(static_cast<std::uint32_t>(to.nodes.size()));
   }
+}
+
+template <class Source>
+void takeAllNodes(const Source& source, bool parallel, MeXPointMeshCurvilinear& points)
+{
+  points.provenance.cells.clear();
+  takeNodes(source, keepNumbers(source.geometry.getNodeCount(), parallel), parallel, points);
 }
 
 } // namespace
@@ -119,9 +126,11 @@ void writeEdges(const MeXSurfaceMeshUnstructured& surface, bool insideCells, boo
 void writeNodes(const MeXSurfaceMeshUnstructured& surface, bool parallel,
                 MeXPointMeshCurvilinear& points)
 {
-  MxArray<std::uint32_t> all(surface.geometry.getNodeCount());
-  for (std::size_t n = 0; n < all.size(); ++n)
-    all[n] = static_cast<std::uint32_t>(n);
-  points.provenance.cells.clear();
-  takeNodes(surface, all, parallel, points);
+  takeAllNodes(surface, parallel, points);
+}
+
+void writeNodes(const MeXLineMeshUnstructured& lines, bool parallel,
+                MeXPointMeshCurvilinear& points)
+{
+  takeAllNodes(lines, parallel, points);
 }

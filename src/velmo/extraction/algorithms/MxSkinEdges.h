@@ -8,6 +8,8 @@
 void writeEdges(const MeXSurfaceMeshUnstructured& surface, bool insideCells, bool parallel,
                 MeXLineMeshUnstructured& lines);
 
-/// The nodes of a surface.
+/// The nodes of a surface or of lines.
 void writeNodes(const MeXSurfaceMeshUnstructured& surface, bool parallel,
+                MeXPointMeshCurvilinear& points);
+void writeNodes(const MeXLineMeshUnstructured& lines, bool parallel,
                 MeXPointMeshCurvilinear& points);
