@@ -381,6 +381,58 @@ std::unique_ptr<MiMesh> zoo::block(MeshType volumeKind, MbIndex3 cells, Active a
   }
 }
 
+std::unique_ptr<MiMesh> zoo::sheet(MeshType surfaceKind, MbIndex3 cells, Active active)
+{
+  const MbIndex3 nodes{cells.x + 1, cells.y + 1, 1};
+  switch (surfaceKind) {
+  case SURFACE_MESH_UNSTRUCTURED: {
+    std::vector<int> connectivity;
+    forEachIndex({cells.x, cells.y, 1}, [&](const MbIndex3& at) {
+      for (std::size_t c = 0; c < 4; ++c)
+        connectivity.push_back(static_cast<int>(flat(at + kCorners[c], nodes)));
+    });
+    return std::make_unique<MbSurfaceMeshUnstructured>(
+        MbTopologyI{S::Quad, std::move(connectivity), std::move(active)},
+        latticePoints(nodes, blockNode));
+  }
+  case SURFACE_MESH_REGULAR:
+    return std::make_unique<MbSurfaceMeshRegular>(MbTopologyIj{cells.x, cells.y, std::move(active)},
+                                                  MbVec3d{}, MbVec3d{1, 0, 0}, MbVec3d{0, 0.5, 0});
+  case SURFACE_MESH_RECTILINEAR:
+    return std::make_unique<MbSurfaceMeshRectilinear>(
+        MbTopologyIj{cells.x, cells.y, std::move(active)}, axis(nodes.x, 1), axis(nodes.y, 0.5f));
+  case SURFACE_MESH_CURVILINEAR:
+    return std::make_unique<MbSurfaceMeshCurvilinear>(
+        MbTopologyIj{cells.x, cells.y, std::move(active)}, latticePoints(nodes, blockNode));
+  default:
+    return nullptr;
+  }
+}
+
+std::unique_ptr<MiMesh> zoo::row(MeshType lineKind, std::size_t cells, Active active)
+{
+  const MbIndex3 nodes{cells + 1, 1, 1};
+  switch (lineKind) {
+  case LINE_MESH_UNSTRUCTURED: {
+    std::vector<int> connectivity;
+    for (std::size_t i = 0; i < cells; ++i)
+      for (const std::size_t node : {i, i + 1})
+        connectivity.push_back(static_cast<int>(node));
+    return std::make_unique<MbLineMeshUnstructured>(
+        MbTopologyI{S::Line, std::move(connectivity), std::move(active)},
+        latticePoints(nodes, blockNode));
+  }
+  case LINE_MESH_REGULAR:
+    return std::make_unique<MbLineMeshRegular>(MbTopologyRow{cells, std::move(active)}, MbVec3d{},
+                                               MbVec3d{1, 0, 0});
+  case LINE_MESH_CURVILINEAR:
+    return std::make_unique<MbLineMeshCurvilinear>(MbTopologyRow{cells, std::move(active)},
+                                                   latticePoints(nodes, blockNode));
+  default:
+    return nullptr;
+  }
+}
+
 std::unique_ptr<MiMesh> zoo::pillarBlock(MbIndex3 cells, Active active)
 {
   return pillarGrid<double>(cells, std::move(active), [](std::size_t) { return 0.; });

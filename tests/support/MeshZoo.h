@@ -26,6 +26,12 @@ std::unique_ptr<MiMesh> block(MeshType volumeKind, MbIndex3 cells, Active active
 /// block(VOLUME_MESH_VERTEX_HEXAHEDRON_IJK, ...) from pillars and depths instead of corners.
 std::unique_ptr<MiMesh> pillarBlock(MbIndex3 cells, Active active = {});
 
+/// One sheet of cells.x * cells.y rectangles as each of the four surface kinds. Node (i, j) lies at
+/// (i, j / 2, 0); unstructured ones are numbered I fastest.
+std::unique_ptr<MiMesh> sheet(MeshType surfaceKind, MbIndex3 cells, Active active = {});
+/// One row of segments as each of the three line kinds. Node i lies at (i, 0, 0).
+std::unique_ptr<MiMesh> row(MeshType lineKind, std::size_t cells, Active active = {});
+
 /// The same grid with every box split, in a conforming way, into cells of one volume shape: 1
 /// hexahedron or polyhedron, 2 wedges, 6 tetrahedra or 6 pyramids, each of any order.
 std::unique_ptr<MbVolumeMeshUnstructured> blockOf(MiCellShape shape, MbIndex3 cells);
@@ -51,6 +57,10 @@ inline constexpr MeshType kKinds[] = {
     SURFACE_MESH_UNSTRUCTURED, SURFACE_MESH_REGULAR,       SURFACE_MESH_RECTILINEAR,
     SURFACE_MESH_CURVILINEAR,  LINE_MESH_UNSTRUCTURED,     LINE_MESH_REGULAR,
     LINE_MESH_CURVILINEAR};
+inline constexpr MeshType kSurfaceKinds[] = {SURFACE_MESH_UNSTRUCTURED, SURFACE_MESH_REGULAR,
+                                             SURFACE_MESH_RECTILINEAR, SURFACE_MESH_CURVILINEAR};
+inline constexpr MeshType kLineKinds[] = {LINE_MESH_UNSTRUCTURED, LINE_MESH_REGULAR,
+                                          LINE_MESH_CURVILINEAR};
 inline constexpr MeshType kVolumeKinds[] = {
     VOLUME_MESH_UNSTRUCTURED, VOLUME_MESH_HEXAHEDRON_IJK, VOLUME_MESH_VERTEX_HEXAHEDRON_IJK,
     VOLUME_MESH_REGULAR,      VOLUME_MESH_RECTILINEAR,    VOLUME_MESH_CURVILINEAR};
