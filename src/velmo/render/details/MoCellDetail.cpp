@@ -2,6 +2,8 @@
 
 #include <velmo/render/details/MoMeshRepresentationDetail.h>
 
+#include <Inventor/details/SoPointDetail.h>
+
 namespace {
 
 // The toolkit's face detail owns an array and must not be copied memberwise.
@@ -32,6 +34,17 @@ int cellIndexOf(const SoLineDetail& detail)
   return detail.getLineIndex();
 }
 
+std::size_t firstNodeOf(const SoFaceDetail&)
+{
+  return MoPickedCell::kNone;
+}
+
+std::size_t firstNodeOf(const SoLineDetail& detail)
+{
+  const int node = detail.getPoint0() ? detail.getPoint0()->getCoordinateIndex() : -1;
+  return node >= 0 ? static_cast<std::size_t>(node) : MoPickedCell::kNone;
+}
+
 } // namespace
 
 template <class ToolkitDetail>
@@ -48,7 +61,8 @@ MoCellDetail<ToolkitDetail>::MoCellDetail(const ToolkitDetail& detail,
 {
   assignBase(*this, detail);
   if (mesh && cellIndexOf(detail) >= 0)
-    m_cell = mesh->getPickedCell(static_cast<std::size_t>(cellIndexOf(detail)));
+    m_cell =
+        mesh->getPickedCell(static_cast<std::size_t>(cellIndexOf(detail)), firstNodeOf(detail));
 }
 
 template class MoCellDetail<SoFaceDetail>;

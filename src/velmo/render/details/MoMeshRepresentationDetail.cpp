@@ -15,12 +15,15 @@ SoDetail* MoMeshRepresentationDetail::copy() const
   return new MoMeshRepresentationDetail(*this);
 }
 
-MoPickedCell MoMeshRepresentationDetail::getPickedCell(std::size_t extractedCell) const
+MoPickedCell MoMeshRepresentationDetail::getPickedCell(std::size_t extractedCell,
+                                                       std::size_t firstNode) const
 {
   MoPickedCell cell;
   cell.extractedCell = extractedCell;
   if (m_provenance && extractedCell < m_provenance->cells.size()) {
-    cell.sourceCell = m_provenance->cells[extractedCell];
+    const bool isAlongLine = firstNode < m_provenance->nodeCells.size();
+    cell.sourceCell =
+        isAlongLine ? m_provenance->nodeCells[firstNode] : m_provenance->cells[extractedCell];
     cell.sourceCells = m_provenance->sourceCells;
   }
   return cell;

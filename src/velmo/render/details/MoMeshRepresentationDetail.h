@@ -26,7 +26,10 @@ public:
   /// Null for a set that was missing.
   const ColorSets& getColorScalarSets() const { return m_colorSets; }
   /// What is known of a cell of the extracted mesh.
-  MoPickedCell getPickedCell(std::size_t extractedCell) const;
+  /// @param firstNode  where the picked segment of a line begins, which tells one source cell from
+  ///                   another on lines through several
+  MoPickedCell getPickedCell(std::size_t extractedCell,
+                             std::size_t firstNode = MoPickedCell::kNone) const;
 
 protected:
   MoMeshRepresentationDetail(const MiMesh* mesh, MeshType type, const MeXProvenance* provenance,
