@@ -18,6 +18,7 @@ constexpr Demo kDemos[] = {
     {"cloud", "a thunderstorm over the ground, cut open: a rectilinear grid", 96, makeCloud},
     {"turbine", "the draft tube of a turbine with a vortex rope: a curvilinear grid", 96,
      makeTurbine},
+    {"terrain", "a volcano over its foothills: a curvilinear surface", 480, makeTerrain},
 };
 
 } // namespace

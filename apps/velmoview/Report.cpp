@@ -126,7 +126,7 @@ std::optional<BadCells> findBadCells(const Model& model, bool parallel)
 {
   std::optional<BadCells> bad;
   MxExtractionMonitor silent(nullptr, "velmoview", 1);
-  visitMeshKind(MxVolumeKinds{}, model.kind, [&]<MeshType Kind>() {
+  visitMeshKind(MxAllKinds{}, model.kind, [&]<MeshType Kind>() {
     const auto* mesh = dynamic_cast<const typename MxMeshKind<Kind>::Interface*>(model.mesh);
     const auto check = checkMesh(*mesh, parallel, silent);
     bad = BadCells{check->brokenCount, check->firstBroken};

@@ -283,7 +283,12 @@ TEST(MoMeshIsoline, LiesOnWhatAnotherRepresentationExtracted)
   const SoRef<MoMesh> last(new MoMesh);
   last->connectFrom(isoline);
   const SoRef<MoMeshLine> again(new MoMeshLine);
-  for (SoNode* child : std::initializer_list<SoNode*>{next, isoline, last, again})
+  // Sets of the state are those of the block, two representations away.
+  const SoRef<MoMaterial> plain(new MoMaterial);
+  plain->faceColoring = MoMaterial::COLOR;
+  plain->lineColoring = MoMaterial::COLOR;
+  plain->pointColoring = MoMaterial::COLOR;
+  for (SoNode* child : std::initializer_list<SoNode*>{next, isoline, plain, last, again})
     scene.root->addChild(child);
   WarningLog warnings;
   scene.traverse(2);

@@ -18,6 +18,7 @@ DemoMesh makeOrbital(int size);
 DemoMesh makeWholeOrbital(int size);
 DemoMesh makeCloud(int size);
 DemoMesh makeTurbine(int size);
+DemoMesh makeTerrain(int size);
 
 /// Adds an array to fill: `count` items of `components` numbers.
 inline std::vector<float>& addArray(DemoMesh& demo, const char* name, MiDataBinding binding,

@@ -9,7 +9,7 @@
 namespace velmoview {
 
 Stage::Stage(const Subject& subject, SoGroup& group, int setCount)
-    : m_subject(subject), m_group(group), m_setCount(setCount)
+    : m_subject(subject), m_group(group), m_setCount(setCount), m_isColored(setCount > 0)
 {}
 
 int Stage::addScalarSet(const ModelArray& array)

@@ -37,10 +37,13 @@ struct Subject
 class Stage
 {
 public:
+  /// @param setCount  sets in the state before it: the one that colours, where there is one
   Stage(const Subject& subject, SoGroup& group, int setCount);
 
   const Subject& subject() const { return m_subject; }
   SoGroup& group() { return m_group; }
+  /// Values colour what is drawn.
+  bool isColored() const { return m_isColored; }
   /// Puts an array before the representation, a vector by its length.
   /// @param array  of this model
   /// @return the id that the fields of nodes know it by
@@ -50,6 +53,7 @@ private:
   const Subject& m_subject;
   SoGroup& m_group;
   int m_setCount; ///< sets in the state so far
+  bool m_isColored;
 };
 
 /// Which of two settings a node gets. Going to the second and back is how re-extraction is

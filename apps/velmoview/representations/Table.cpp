@@ -3,6 +3,7 @@
 namespace velmoview {
 
 extern const RepresentationRow kSkinRow;
+extern const RepresentationRow kSurfaceRow, kLineRow, kIsolinesRow;
 extern const RepresentationRow kIsosurfaceRow, kPlaneRow, kSphereRow, kCylinderRow;
 extern const RepresentationRow kLogicalSliceRow;
 extern const RepresentationRow kInterpolatedSliceRow;
@@ -11,8 +12,9 @@ extern const RepresentationRow kSlabRow;
 namespace {
 
 constexpr const RepresentationRow* kTable[] = {
-    &kSkinRow,         &kIsosurfaceRow,        &kPlaneRow, &kSphereRow, &kCylinderRow,
-    &kLogicalSliceRow, &kInterpolatedSliceRow, &kSlabRow,
+    &kSkinRow,  &kSurfaceRow, &kLineRow,     &kIsolinesRow,     &kIsosurfaceRow,
+    &kPlaneRow, &kSphereRow,  &kCylinderRow, &kLogicalSliceRow, &kInterpolatedSliceRow,
+    &kSlabRow,
 };
 
 } // namespace
