@@ -160,6 +160,58 @@ TEST_F(Reference, EveryVolumeMeshHasItsIsosurfacesAndSlices)
   EXPECT_GE(count, 60u);
 }
 
+TEST_F(Reference, EverySurfaceHasItsFacesAreaRimAndIsolines)
+{
+  int count = 0, lines = 0;
+  for (const auto& [name, set] : m_sets.items()) {
+    if (!set["mesh_kind_name"].get<std::string>().starts_with("SURFACE_MESH")) continue;
+    SCOPED_TRACE(name);
+    ++count;
+    std::vector<std::string> arguments{dataFile(set["file"]), "--report", "-", "--strict"};
+    const json surface = runProgram(arguments).report()["representations"].at(0);
+    EXPECT_EQ(surface["type"], "surface");
+    EXPECT_EQ(surface["cells"], set["cells"]);
+    EXPECT_EQ(surface["open_edges"], set["boundary_edges"]);
+    const double area = set["surface_area_fan0"];
+    EXPECT_NEAR(surface["area"].get<double>(), area, 1e-5 * area);
+    for (const json& isoline : set["isolines"]) {
+      ++lines;
+      const std::string array = isoline["array"];
+      std::vector<std::string> asked = arguments;
+      asked.insert(asked.end(), {"--isolines", array + "=" + isoline["value"].dump()});
+      const json drawn = runProgram(asked).report()["representations"].at(0);
+      const json& part = drawn["parts"].at(0);
+      EXPECT_EQ(part["value"], isoline["value"]);
+      const double length = isoline["length"], triangles = isoline["length_triangles"];
+      EXPECT_NEAR(part["length"].get<double>(), length,
+                  std::max(0.01 * length, 1.5 * std::abs(length - triangles)))
+          << array << part["value"];
+      EXPECT_EQ(drawn["length"], part["length"]);
+      EXPECT_LE(part["closed"].get<int>(), part["polylines"].get<int>());
+    }
+  }
+  EXPECT_EQ(count, 4);
+  EXPECT_EQ(lines, 10);
+}
+
+TEST_F(Reference, EveryLineHasItsSegmentsAndLength)
+{
+  int count = 0;
+  for (const auto& [name, set] : m_sets.items()) {
+    if (!set["mesh_kind_name"].get<std::string>().starts_with("LINE_MESH")) continue;
+    SCOPED_TRACE(name);
+    ++count;
+    const json line = runProgram({dataFile(set["file"]), "--report", "-", "--strict"})
+                          .report()["representations"]
+                          .at(0);
+    EXPECT_EQ(line["type"], "line");
+    EXPECT_EQ(line["cells"], set["segments"]);
+    const double length = set["total_length"];
+    EXPECT_NEAR(line["length"].get<double>(), length, 1e-6 * length);
+  }
+  EXPECT_EQ(count, 3);
+}
+
 TEST_F(Reference, PublishedFilesAgreeWithTheirConversions)
 {
   const std::pair<const char*, const char*> files[] = {

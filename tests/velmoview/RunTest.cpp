@@ -206,7 +206,7 @@ TEST(Run, StrictFailsOnWarningsAndOnNothingDrawn)
   EXPECT_EQ(runProgram(strict).code, 3);
 }
 
-TEST(Run, ASurfaceHasNoSkin)
+TEST(Run, ASurfaceHasNoSkinAndIsDrawnAsItIs)
 {
   const TemporaryFile square("square.vtk", kSquare);
   const Outcome asked = runProgram({square.path(), "--skin", "--report", "-"});
@@ -223,8 +223,15 @@ TEST(Run, ASurfaceHasNoSkin)
                   "MoMeshLogicalSlice::doExtract: Cannot compute logical slice on this type of "
                   "mesh."));
   const Outcome silent = runProgram({square.path(), "--report", "-", "--strict"});
-  EXPECT_EQ(silent.code, 3);
-  EXPECT_EQ(silent.report()["representations"], json::array());
+  EXPECT_EQ(silent.code, 0);
+  EXPECT_EQ(silent.report()["representations"].at(0)["type"], "surface");
+  for (const char* refused : {"--isolines", "id=", "id=x", "nothing=1", "id@cell=1"}) {
+    std::vector<std::string> arguments{square.path(), "--report", "-", "--isolines"};
+    if (refused[0] != '-') arguments.push_back(refused);
+    const Outcome bad = runProgram(arguments);
+    EXPECT_EQ(bad.code, 2) << refused;
+    EXPECT_THAT(bad.err, HasSubstr("--isolines")) << refused;
+  }
 }
 
 TEST(Run, BadInputIsExitCodeOneAndNamesTheFile)
@@ -474,7 +481,8 @@ TEST(Demos, EachDrawsACleanSkinOfItsKind)
       {"orbital", "VOLUME_MESH_REGULAR"},
       {"orbital-whole", "VOLUME_MESH_REGULAR"},
       {"cloud", "VOLUME_MESH_RECTILINEAR"},
-      {"turbine", "VOLUME_MESH_CURVILINEAR"}};
+      {"turbine", "VOLUME_MESH_CURVILINEAR"},
+      {"terrain", "SURFACE_MESH_CURVILINEAR"}};
   ASSERT_EQ(std::size(kinds), velmoview::allDemos().size());
   json reservoirs[2];
   for (const auto& [name, kind] : kinds) {
@@ -492,7 +500,7 @@ TEST(Demos, EachDrawsACleanSkinOfItsKind)
       EXPECT_EQ(report["picture"]["blank"], false);
       const json& skin = report["representations"][0];
       EXPECT_GT(skin["cells"], 10);
-      EXPECT_EQ(skin["open_edges"], 0);
+      EXPECT_EQ(skin["open_edges"] == 0, std::string(kind).starts_with("VOLUME"));
       if (std::string(name).starts_with("reservoir") && std::string(size) == "24")
         reservoirs[name == std::string("reservoir") ? 0 : 1] = skin;
     }

@@ -51,6 +51,7 @@ DemoMesh makeTerrain(int size)
   const auto ni = static_cast<std::size_t>(size);
   const std::size_t nj = std::max<std::size_t>(1, ni * 3 / 4);
   DemoMesh demo;
+  demo.arrays.reserve(2); // addArray's references stay valid
   std::vector<float>& heights =
       addArray(demo, "elevation", MiDataBinding::PerNode, (ni + 1) * (nj + 1));
   std::vector<double> points;
@@ -62,6 +63,15 @@ DemoMesh makeTerrain(int size)
       heights[node] = static_cast<float>(elevation(x, y));
       points.insert(points.end(), {x, y, static_cast<double>(heights[node])});
     }
+  }
+  // How steep the ground is, in degrees.
+  std::vector<float>& slopes = addArray(demo, "slope", MiDataBinding::PerCell, ni * nj);
+  for (std::size_t cell = 0; cell < slopes.size(); ++cell) {
+    const std::size_t node = cell + cell / ni;
+    const auto at = [&](std::size_t n) { return points[3 * n + 2]; };
+    const double dx = (at(node + 1) - at(node)) * static_cast<double>(ni) / kWidth;
+    const double dy = (at(node + ni + 1) - at(node)) * static_cast<double>(nj) / kDepth;
+    slopes[cell] = static_cast<float>(std::atan(std::hypot(dx, dy)) * 180 / std::numbers::pi);
   }
   demo.mesh = std::make_shared<MbSurfaceMeshCurvilinear>(MbTopologyIj(ni, nj), std::move(points));
   return demo;

@@ -126,12 +126,14 @@ public:
   void addToReport(const MoMeshRepresentation& node, nlohmann::ordered_json& report) const override
   {
     report["parts"] = nlohmann::ordered_json::array();
+    // The values as they were asked for; the fields have them in single precision.
+    auto asked = m_values.begin();
     for (const auto& [value, lines] : linesOf(node)) {
       std::size_t closed = 0;
       for (std::size_t c = 0; c < lines->topology.getCellCount(); ++c)
         closed += lines->topology.getCell(c).front() == lines->topology.getCell(c).back();
       const MiMesh* mesh = lines.get();
-      report["parts"].push_back({{"value", value},
+      report["parts"].push_back({{"value", *asked++},
                                  {"length", measure({&mesh, 1}).length},
                                  {"polylines", lines->topology.getCellCount()},
                                  {"closed", closed}});

@@ -143,6 +143,7 @@ constexpr ClassEntry kClasses[] = {
     ENTRY(MoMeshSlab),
     ENTRY(MoMeshLogicalSlice),
     ENTRY(MoMeshInterpolatedLogicalSlice),
+    ENTRY(MoMeshIsoline),
     ENTRY(MoDataBinding),
     ENTRY(MoMeshSurface),
     ENTRY(MoMeshLine),
