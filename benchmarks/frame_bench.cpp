@@ -7,6 +7,9 @@
 // traverses, fills buffers and, with the software renderer, transforms vertices. "changed" rows
 // hold a whole frame; the last column of the "change alone" rows compares what comes on top of an
 // unchanged one.
+//
+// frame_bench_nothing_drawn is the same program with drawing calls that do nothing: its times are
+// those outside of drawing, with what an empty frame takes (clearing, reading back) as a first row.
 #include <velmo/nodes/MoVelmo.h>
 #include <velmo/toolkit/MxOffscreenCanvas.h>
 #include <velmo/toolkit/SoIndexedFaceSetOutline.h>
@@ -109,6 +112,7 @@ enum class Edges
 {
   None,
   OnePass,
+  OnFaces, // a second pass that knows of the first
   TwoPasses
 };
 
@@ -129,7 +133,8 @@ struct Scene
     auto* hints = new SoShapeHints;
     hints->vertexOrdering = SoShapeHints::COUNTERCLOCKWISE;
     root->addChild(hints);
-    if (edges == Edges::TwoPasses) {
+    const bool secondPass = edges == Edges::TwoPasses || edges == Edges::OnFaces;
+    if (secondPass) {
       auto* offset = new SoPolygonOffset;
       offset->factor = 0.5f;
       offset->units = 15;
@@ -147,10 +152,12 @@ struct Scene
     shape->vertexProperty = property;
     shape->coordIndex.setValuesPointer(static_cast<int>(skin.indices.size()), skin.indices.data());
     root->addChild(shape);
-    if (auto* outline = dynamic_cast<SoIndexedFaceSetOutline*>(faceSet))
+    if (auto* outline = dynamic_cast<SoIndexedFaceSetOutline*>(faceSet)) {
       outline->outlineMode = edges == Edges::OnePass ? SoIndexedFaceSetOutline::FACES_AND_EDGES
                                                      : SoIndexedFaceSetOutline::NO_OUTLINE;
-    if (edges == Edges::TwoPasses) {
+      outline->setEdgesOnFaces(edges == Edges::OnFaces, nullptr);
+    }
+    if (secondPass) {
       auto* material = new SoMaterial;
       material->diffuseColor.setValue(0, 0, 0);
       material->setOverride(TRUE);
@@ -180,14 +187,31 @@ class Bench
 public:
   explicit Bench(const Options& options) : m_options(options) {}
 
-  void frames(const char* name, bool quads, Normals normals, Colors colors, Edges edges)
+  // What a face set is given and how it is drawn.
+  struct Look
+  {
+    Normals normals;
+    Colors colors;
+    Edges edges = Edges::None;
+  };
+
+  void empty()
+  {
+    const SoRef<SoSeparator> nothing(new SoSeparator);
+    const Times times = measure(
+        m_options.frames, [] {},
+        [&] { m_canvas[0].render(nothing, m_options.width, m_options.height); });
+    std::printf("\nempty frame %37.2f (%8.2f)\n", times.all, times.thread);
+  }
+
+  void frames(const char* name, const Look& look) { frames(name, look, look); }
+  void frames(const char* name, const Look& toolkits, const Look& own)
   {
     if (!wanted(name)) return;
     std::printf("\n%s\n%-34s %21s %21s %8s\n", name, "", "toolkit", "ours", "ratio");
-    Skin skin(m_options.triangles, quads);
-    Scene theirs(new SoIndexedFaceSet, skin, normals, colors,
-                 edges == Edges::None ? Edges::None : Edges::TwoPasses);
-    Scene ours(new SoIndexedFaceSetOutline, skin, normals, colors, edges);
+    Skin skin(m_options.triangles, false);
+    Scene theirs(new SoIndexedFaceSet, skin, toolkits.normals, toolkits.colors, toolkits.edges);
+    Scene ours(new SoIndexedFaceSetOutline, skin, own.normals, own.colors, own.edges);
     compare("first frame", theirs, ours, 1, [](Scene&) {});
     const auto still = compare("unchanged", theirs, ours, m_options.frames, [](Scene&) {});
     const auto alone = [&](const std::pair<Times, Times>& changed) {
@@ -200,19 +224,19 @@ public:
                   [](Scene& s) { s.property->vertex.touch(); }));
   }
 
-  // Both ways of drawing edges with our own face set.
-  void passes(const char* name, bool quads)
+  // Ways of drawing edges with our own face set.
+  void passes(const char* name, bool quads, Edges edges)
   {
     if (!wanted(name)) return;
     std::printf("\n%s\n", name);
     Skin skin(m_options.triangles, quads);
     Scene two(new SoIndexedFaceSetOutline, skin, Normals::Computed, Colors::PerVertex,
               Edges::TwoPasses);
-    Scene one(new SoIndexedFaceSetOutline, skin, Normals::Computed, Colors::PerVertex,
-              Edges::OnePass);
-    std::printf("%-34s %21s %21s %8s\n", "", "two passes", "one pass", "ratio");
-    compare("first frame", two, one, 1, [](Scene&) {});
-    compare("unchanged", two, one, m_options.frames, [](Scene&) {});
+    Scene other(new SoIndexedFaceSetOutline, skin, Normals::Computed, Colors::PerVertex, edges);
+    std::printf("%-34s %21s %21s %8s\n", "", "lines",
+                edges == Edges::OnePass ? "one pass" : "on faces", "ratio");
+    compare("first frame", two, other, 1, [](Scene&) {});
+    compare("unchanged", two, other, m_options.frames, [](Scene&) {});
   }
 
   void picks(const char* name)
@@ -318,20 +342,30 @@ int main(int argc, char** argv)
   }
   MoVelmo::init();
   {
-    std::printf("%s, %zu triangles, %d x %d, ms of processor time\n",
-                MxOffscreenCanvas::rendererName().c_str(), options.triangles, options.width,
-                options.height);
+#ifdef NOTHING_DRAWN
+    const char* what = "outside of drawing";
+#else
+    const char* what = "of processor time";
+#endif
+    std::printf("%s, %zu triangles, %d x %d, ms %s\n", MxOffscreenCanvas::rendererName().c_str(),
+                options.triangles, options.width, options.height, what);
     Bench bench(options);
-    bench.frames("given normals, colours per vertex", false, Normals::Given, Colors::PerVertex,
-                 Edges::None);
-    bench.frames("computed normals, colours per vertex", false, Normals::Computed,
-                 Colors::PerVertex, Edges::None);
-    bench.frames("computed normals, colours per face", false, Normals::Computed, Colors::PerFace,
-                 Edges::None);
-    bench.frames("outline of triangles against toolkit", false, Normals::Computed,
-                 Colors::PerVertex, Edges::OnePass);
-    bench.passes("passes of triangles", false);
-    bench.passes("passes of quads", true);
+    bench.empty();
+    const Bench::Look arrays{Normals::Given, Colors::PerVertex};
+    const Bench::Look usual{Normals::Computed, Colors::PerVertex};
+    const Bench::Look cells{Normals::Computed, Colors::PerFace};
+    bench.frames("given normals, colours per vertex", arrays);
+    bench.frames("computed normals, colours per vertex", usual);
+    bench.frames("computed normals, colours per face", cells);
+    bench.frames("computed normals against the toolkit's array path", arrays, usual);
+    bench.frames("colours per face against the toolkit's array path", arrays, cells);
+    bench.frames("outline of triangles against toolkit",
+                 {Normals::Computed, Colors::PerVertex, Edges::TwoPasses},
+                 {Normals::Computed, Colors::PerVertex, Edges::OnePass});
+    bench.passes("passes: triangles in one pass", false, Edges::OnePass);
+    bench.passes("passes: quads in one pass", true, Edges::OnePass);
+    bench.passes("passes: edges of triangles on faces", false, Edges::OnFaces);
+    bench.passes("passes: edges of quads on faces", true, Edges::OnFaces);
     bench.picks("picks");
   }
   MoVelmo::finish();

@@ -1,5 +1,6 @@
 #include <velmo/toolkit/MxFaceBuffers.h>
 #include <velmo/toolkit/MxFaceCache.h>
+#include <velmo/toolkit/MxFaceEdges.h>
 #include <velmo/toolkit/MxOffscreenCanvas.h>
 #include <velmo/toolkit/TkTexture2.h>
 
@@ -9,12 +10,14 @@
 
 #include <gmock/gmock.h>
 #include <Inventor/actions/SoGetBoundingBoxAction.h>
+#include <Inventor/actions/SoRayPickAction.h>
 #include <Inventor/nodes/SoCallback.h>
 #include <Inventor/nodes/SoDirectionalLight.h>
 #include <Inventor/nodes/SoDrawStyle.h>
 #include <Inventor/nodes/SoEnvironment.h>
 #include <Inventor/nodes/SoLightModel.h>
 #include <Inventor/nodes/SoMaterial.h>
+#include <Inventor/nodes/SoOrthographicCamera.h>
 #include <Inventor/nodes/SoPerspectiveCamera.h>
 #include <Inventor/nodes/SoPointLight.h>
 #include <Inventor/nodes/SoPolygonOffset.h>
@@ -183,28 +186,43 @@ void expectAlike(const Case& test, const std::function<void(Scene&)>& more, doub
   EXPECT_GT(drawn, 1000u) << test.name;
 }
 
-// One pass knows how much of a pixel an edge covers, the other counts which of four samples it
-// meets: pixels differ when they are more than one sample apart.
-double shareBeyondASample(const MxImage& one, const MxImage& other)
+// A picture of fewer pixels, each the mean of n by n. One pass knows how much of a pixel an edge
+// covers, lines count which of four samples they meet: compared pixel by pixel they would differ by
+// up to a quarter of the contrast.
+MxImage shrunk(const MxImage& picture, int n)
 {
-  if (one.rgba.size() != other.rgba.size() || one.empty()) return 1;
-  std::size_t count = 0;
-  for (std::size_t i = 0; i < one.rgba.size(); i += 4) {
-    int most = 0;
-    for (int c = 0; c < 4; ++c)
-      most = std::max(most, std::abs(one.rgba[i + c] - other.rgba[i + c]));
-    count += most > 64;
-  }
-  return static_cast<double>(count) / static_cast<double>(one.rgba.size() / 4);
+  MxImage small;
+  small.width = picture.width / n;
+  small.height = picture.height / n;
+  small.rgba.resize(4 * static_cast<std::size_t>(small.width) * small.height);
+  for (int y = 0; y < small.height; ++y)
+    for (int x = 0; x < small.width; ++x)
+      for (int c = 0; c < 4; ++c) {
+        int sum = 0;
+        for (int k = 0; k < n * n; ++k)
+          sum += picture.pixel(n * x + k % n, n * y + k / n)[c];
+        small.rgba[4 * (static_cast<std::size_t>(y) * small.width + x) + c] =
+            static_cast<std::uint8_t>(sum / (n * n));
+      }
+  return small;
 }
 
-// Faces and edges of one sheet, in one pass or with a LINES pass over faces that stand back.
-MxImage drawOutlined(bool onePass, const WavySheet& sheet, const Change& change,
-                     SbColor edgeColor = SbColor(0, 0, 0), int size = 300)
+enum class EdgePass
 {
+  One,
+  OnFaces, // a second pass that knows of the first
+  Lines    // over faces that stand back
+};
+
+// Faces and edges of one sheet.
+MxImage drawOutlined(EdgePass pass, const WavySheet& sheet, const Change& change,
+                     SbColor edgeColor = SbColor(0, 0, 0), int size = 300, float width = 1)
+{
+  const bool onePass = pass == EdgePass::One;
   auto* shape = new Outline;
   Scene scene(shape);
   scene.show(sheet);
+  scene.style->lineWidth = width;
   shape->edgeColor = edgeColor;
   shape->faceColor = scene.material->diffuseColor[0];
   change(scene, sheet);
@@ -212,7 +230,7 @@ MxImage drawOutlined(bool onePass, const WavySheet& sheet, const Change& change,
   if (!onePass) {
     shape->outlineMode = Outline::NO_OUTLINE;
     auto* offset = new SoPolygonOffset;
-    offset->factor = 0.5f;
+    offset->factor = width; // half would do for the half of a line, but for rounding
     offset->units = 15;
     scene.root->insertChild(offset, scene.root->findChild(shape));
     auto* edges = new SoMaterial;
@@ -221,8 +239,10 @@ MxImage drawOutlined(bool onePass, const WavySheet& sheet, const Change& change,
     scene.root->addChild(edges);
     auto* style = new SoDrawStyle;
     style->style = SoDrawStyle::LINES;
+    style->lineWidth = width;
     scene.root->addChild(style);
     scene.root->addChild(shape);
+    shape->setEdgesOnFaces(pass == EdgePass::OnFaces, nullptr);
   }
   return scene.draw(size);
 }
@@ -363,14 +383,14 @@ TEST(OutlineOnePass, FallsBackToTwoPassesOfItsOwn)
   };
   const WavySheet sheet(6, 0.05f);
   const auto none = [](Scene&, const WavySheet&) {};
-  const MxImage two = drawOutlined(true, sheet, fogged, SbColor(1, 0, 0), 600);
-  const MxImage separate = drawOutlined(false, sheet, none, SbColor(1, 0, 0), 600);
+  const MxImage two = drawOutlined(EdgePass::One, sheet, fogged, SbColor(1, 0, 0), 600);
+  const MxImage separate = drawOutlined(EdgePass::Lines, sheet, none, SbColor(1, 0, 0), 600);
   EXPECT_LT(differingShare(two, separate), 0.01);
 
   const auto edgesOnly = [](Scene& s, const WavySheet&) {
     static_cast<Outline*>(s.shape)->outlineMode = Outline::EDGES;
   };
-  const MxImage edges = drawOutlined(true, sheet, edgesOnly, SbColor(1, 0, 0), 600);
+  const MxImage edges = drawOutlined(EdgePass::One, sheet, edgesOnly, SbColor(1, 0, 0), 600);
   std::size_t white = 0, red = 0;
   for (std::size_t i = 0; i < edges.rgba.size(); i += 4) {
     white += edges.rgba[i + 1] > 250;
@@ -407,12 +427,48 @@ TEST(OutlineOnePass, LooksLikeTwoPasses)
   };
   // Not steep: there the faces of the two passes come before their own edges.
   const WavySheet sheet(6, 0.05f);
+  constexpr int kFiner = 4;
   for (const Case& test : cases) {
-    const MxImage one = drawOutlined(true, sheet, test.apply, SbColor(0, 0, 0), 900);
-    const MxImage two = drawOutlined(false, sheet, test.apply, SbColor(0, 0, 0), 900);
-    EXPECT_LT(shareBeyondASample(one, two), 0.01) << test.name;
+    const auto draw = [&](EdgePass pass) {
+      return shrunk(drawOutlined(pass, sheet, test.apply, SbColor(0, 0, 0), 300 * kFiner, kFiner),
+                    kFiner);
+    };
+    const MxImage lines = draw(EdgePass::Lines), one = draw(EdgePass::One);
+    EXPECT_LT(differingShare(one, lines), 0.01) << test.name;
   }
   EXPECT_THAT(warnings.texts(), IsEmpty());
+}
+
+TEST(OutlineOnFaces, LooksLikeOnePassHoweverSteepTheFaces)
+{
+  // So many faces that lines are not worth it.
+  WavySheet sheet(160, 0.4f);
+  const Change closer = [](Scene& s, const WavySheet& w) {
+    auto* camera = static_cast<SoPerspectiveCamera*>(s.root->getChild(0));
+    camera->heightAngle = 0.06f;
+    giveColors(s, w.colors, 8);
+  };
+  const MxImage one = drawOutlined(EdgePass::One, sheet, closer);
+  EXPECT_LT(differingShare(drawOutlined(EdgePass::OnFaces, sheet, closer), one), 0.002);
+  EXPECT_GT(differingShare(drawOutlined(EdgePass::Lines, sheet, closer), one), 0.01)
+      << "lines over faces that stand back are half hidden";
+}
+
+TEST(FaceEdges, FindsThoseOfOneFaceOnly)
+{
+  const auto openOf = [](const std::vector<std::int32_t>& indices, std::size_t vertexCount) {
+    MxFaceTable faces;
+    faces.build(indices, vertexCount);
+    const auto elements = mxOpenEdges(faces, vertexCount, MxFaceLayout::Indexed);
+    return std::vector<std::uint32_t>(elements.begin(), elements.end());
+  };
+  const WavySheet sheet(20);
+  EXPECT_EQ(openOf(sheet.indices, sheet.positions.size()).size(), 2u * 4 * 20);
+  const std::vector<std::int32_t> tetrahedron{0, 1, 2, -1, 0, 3, 1, -1, 1, 3, 2, -1, 2, 3, 0, -1};
+  EXPECT_THAT(openOf(tetrahedron, 4), IsEmpty());
+  // Three faces on one edge: it is not open, those around it are.
+  EXPECT_EQ(openOf({0, 1, 2, -1, 1, 0, 3, -1, 0, 1, 4, -1}, 5).size(), 2u * 6);
+  EXPECT_THAT(openOf({0, 1, 2, 2, -1}, 3), testing::ElementsAre(0, 1, 2, 0, 1, 2));
 }
 
 TEST(OutlineOnePass, ShowsTrueEdgesAndNoDiagonals)
@@ -432,19 +488,19 @@ TEST(OutlineOnePass, ShowsTrueEdgesAndNoDiagonals)
         dark += picture.pixel(x, y)[0] < 200;
     return dark;
   };
-  EXPECT_EQ(darkInside(drawOutlined(true, quad, white)), 0);
-  EXPECT_EQ(darkInside(drawOutlined(false, quad, white)), 0);
+  EXPECT_EQ(darkInside(drawOutlined(EdgePass::One, quad, white)), 0);
+  EXPECT_EQ(darkInside(drawOutlined(EdgePass::Lines, quad, white)), 0);
   WavySheet triangles(1);
   triangles.indices = {0, 1, 3, -1, 0, 3, 2, -1};
-  EXPECT_GT(darkInside(drawOutlined(true, triangles, white)), 30);
-  EXPECT_GT(darkInside(drawOutlined(false, triangles, white)), 30);
+  EXPECT_GT(darkInside(drawOutlined(EdgePass::One, triangles, white)), 30);
+  EXPECT_GT(darkInside(drawOutlined(EdgePass::Lines, triangles, white)), 30);
 }
 
 TEST(OutlineOnePass, ColoursItsEdgesAndFadesShortOnes)
 {
   const WavySheet sheet(12);
   const auto share = [&](const Change& change, const std::function<bool(const std::uint8_t*)>& is) {
-    const MxImage picture = drawOutlined(true, sheet, change, SbColor(1, 0, 0));
+    const MxImage picture = drawOutlined(EdgePass::One, sheet, change, SbColor(1, 0, 0));
     std::size_t count = 0;
     for (std::size_t i = 0; i < picture.rgba.size(); i += 4)
       count += is(&picture.rgba[i]);
@@ -487,7 +543,7 @@ TEST(OutlineOnePass, BlendsTransparentFacesUnderTheirEdges)
 {
   WavySheet flat(2, 0);
   const auto draw = [&](float transparency) {
-    return drawOutlined(true, flat, [&](Scene& s, const WavySheet&) {
+    return drawOutlined(EdgePass::One, flat, [&](Scene& s, const WavySheet&) {
       s.model->model = SoLightModel::BASE_COLOR;
       auto* shape = static_cast<Outline*>(s.shape);
       shape->faceColor.setValue(1, 0, 0);
@@ -574,4 +630,63 @@ TEST(OutlineUploads, AreFreedWithTheirContextAndComeBackInTheNext)
   }
   EXPECT_EQ(differingShare(first, second), 0);
   EXPECT_EQ(shape->getUploadCounts().positions, 2);
+}
+
+TEST(OutlineFaces, AreDrawnAndPickedAsTheyAreWhenTheyAreHollow)
+{
+  // An arrowhead whose first vertex is far from its notch, and a comb with three teeth.
+  WavySheet shapes(1, 0);
+  shapes.positions = {{-0.9f, -0.8f, 0}, {0.0f, -0.3f, 0}, {0.9f, -0.8f, 0}, {0, 0.0f, 0},
+                      {-0.9f, 0.1f, 0},  {0.9f, 0.1f, 0},  {0.9f, 0.9f, 0},  {0.5f, 0.9f, 0},
+                      {0.45f, 0.3f, 0},  {0.2f, 0.3f, 0},  {0.2f, 0.9f, 0},  {-0.2f, 0.9f, 0},
+                      {-0.2f, 0.3f, 0},  {-0.5f, 0.3f, 0}, {-0.5f, 0.9f, 0}, {-0.9f, 0.9f, 0}};
+  shapes.indices = {0, 1, 2, 3, -1, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, -1};
+  const auto inside = [&](float x, float y) {
+    bool in = false;
+    const auto crosses = [&](int a, int b) {
+      const SbVec3f &p = shapes.positions[a], &q = shapes.positions[b];
+      if ((p[1] > y) != (q[1] > y) && x < p[0] + (y - p[1]) / (q[1] - p[1]) * (q[0] - p[0]))
+        in = !in;
+    };
+    for (int k = 0; k < 4; ++k)
+      crosses(k, (k + 1) % 4);
+    for (int k = 0; k < 12; ++k)
+      crosses(4 + k, 4 + (k + 1) % 12);
+    return in;
+  };
+  for (const float side : {1.0f, -1.0f}) { // seen from the front and from the back
+    WavySheet sheet = shapes;
+    for (SbVec3f& p : sheet.positions)
+      p[0] *= side;
+    Scene scene(makeFaces());
+    scene.show(sheet);
+    auto* camera = new SoOrthographicCamera;
+    camera->position.setValue(0, 0, 2);
+    camera->height = 2;
+    scene.root->replaceChild(0, camera);
+    const MxImage picture = scene.draw(250);
+    SoRayPickAction pick(SbViewportRegion(250, 200));
+    int wrong = 0, wrongPicks = 0, hits = 0;
+    for (int y = 2; y < 200; y += 6)
+      for (int x = 2; x < 250; x += 6) {
+        const float px = (x + 0.5f - 125) / 100 * side, py = (100 - y - 0.5f) / 100;
+        bool near = false;
+        for (const float dx : {-0.02f, 0.0f, 0.02f})
+          for (const float dy : {-0.02f, 0.0f, 0.02f})
+            near |= inside(px + dx, py + dy) != inside(px, py);
+        if (near) continue;
+        wrong += (picture.pixel(x, y)[2] < 250) != inside(px, py);
+        pick.setRay(SbVec3f(px * side, py, 1), SbVec3f(0, 0, -1));
+        pick.apply(scene.root);
+        wrongPicks += (pick.getPickedPoint() != nullptr) != inside(px, py);
+        hits += inside(px, py);
+      }
+    EXPECT_EQ(wrong, 0) << side;
+    EXPECT_EQ(wrongPicks, 0) << side;
+    EXPECT_GT(hits, 200);
+  }
+  // The edges of a hollow face are its own.
+  EXPECT_LT(differingShare(drawOutlined(EdgePass::One, shapes, [](Scene&, const WavySheet&) {}),
+                           drawOutlined(EdgePass::Lines, shapes, [](Scene&, const WavySheet&) {})),
+            0.01);
 }

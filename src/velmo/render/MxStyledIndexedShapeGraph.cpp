@@ -143,6 +143,11 @@ void MxStyledIndexedFaceGraph::bypassOutlineRendering(bool bypassed)
   getFaceSet()->bypassSinglePassOutline(bypassed);
 }
 
+void MxStyledIndexedFaceGraph::setEdgesOnFaces(bool on, TkShaderProgram* fading)
+{
+  getFaceSet()->setEdgesOnFaces(on, fading);
+}
+
 void MxStyledIndexedFaceGraph::setNormalsFor(TkShaderProgram* program, bool transparent)
 {
   getFaceSet()->setNormalsFor(program, transparent);

@@ -55,6 +55,9 @@ public:
   /// Lets the one-pass outline fade by these values from now on.
   void connectSinglePassFading(SoSFFloat& edgePixelLength, SoSFFloat& edgeLengthReference);
   void bypassOutlineRendering(bool bypassed);
+  /// Whether the edges, drawn as lines by a graph that shares this one's shape, lie on its faces.
+  /// @param fading  the program that may fade them
+  void setEdgesOnFaces(bool on, TkShaderProgram* fading);
   /// Tells the shape that its normals are numbers for this program; null for true normals.
   void setNormalsFor(TkShaderProgram* program, bool transparent);
   /// Brings the shape's own material up to date; true when nothing changed.

@@ -54,6 +54,8 @@ bool MxSurfaceSceneGraph::isEnabled(SoState* state)
   }
   faceGraph.enableSinglePassOutline(false, state);
   faceGraph.bypassOutlineRendering(enhanced || !isSinglePassOutlineAllowed());
+  faceGraph.setEdgesOnFaces(hasDrawStyle && faces && edges && !isIgnoringExtraStyle(),
+                            static_cast<TkShaderProgram*>(getFadingShaderProgram()));
   return MxUnstrMeshSceneGraph::isEnabled(state);
 }
 

@@ -16,7 +16,7 @@ void fillCorners(T* out, const MxFaceTable& faces, const ValueOf& valueOf)
     for (std::size_t f = first; f < last; ++f) {
       const auto face = faces.face(f);
       T* corner = out + 3 * faces.triangleFirst(f);
-      MxFaceTable::forEachTriangle(face.size(), [&](std::size_t a, std::size_t b, std::size_t c) {
+      faces.forEachTriangle(f, [&](std::size_t a, std::size_t b, std::size_t c) {
         *corner++ = valueOf(f, face, a);
         *corner++ = valueOf(f, face, b);
         *corner++ = valueOf(f, face, c);
@@ -40,7 +40,7 @@ void fillEdgeMarks(std::uint32_t* out, const MxFaceTable& faces)
       const auto isDiagonal = [count](std::size_t a, std::size_t b) {
         return (a + 1) % count != b && (b + 1) % count != a;
       };
-      MxFaceTable::forEachTriangle(count, [&](std::size_t a, std::size_t b, std::size_t c) {
+      faces.forEachTriangle(f, [&](std::size_t a, std::size_t b, std::size_t c) {
         const std::uint32_t hidden = (isDiagonal(b, c) ? kSide[0] : 0) |
                                      (isDiagonal(c, a) ? kSide[1] : 0) |
                                      (isDiagonal(a, b) ? kSide[2] : 0);
@@ -155,6 +155,11 @@ void MxFaceBuffers::drawEdges(const MxFaceData& data, MxUploadCounts& counts)
   drawElements(GL_LINES, Edges, data, counts);
 }
 
+void MxFaceBuffers::drawOpenEdges(const MxFaceData& data, MxUploadCounts& counts)
+{
+  drawElements(GL_LINES, OpenEdges, data, counts);
+}
+
 void MxFaceBuffers::drawPoints(const MxFaceData& data, MxUploadCounts& counts)
 {
   drawElements(GL_POINTS, Points, data, counts);
@@ -168,8 +173,9 @@ void MxFaceBuffers::drawElements(unsigned mode, Name name, const MxFaceData& dat
   if (!stream.isFilledFrom(keys)) {
     const std::size_t vertexCount = data.positions.values.size();
     const MxArray<std::uint32_t> elements =
-        mode == GL_LINES ? mxUniqueEdges(*data.faces, vertexCount, m_layout)
-                         : mxUsedVertices(*data.faces, vertexCount, m_layout);
+        name == Edges       ? mxUniqueEdges(*data.faces, vertexCount, m_layout)
+        : name == OpenEdges ? mxOpenEdges(*data.faces, vertexCount, m_layout)
+                            : mxUsedVertices(*data.faces, vertexCount, m_layout);
     counts.indices += stream.update<std::uint32_t>(
         GL_ELEMENT_ARRAY_BUFFER, elements.size(), keys, 0, [&](std::uint32_t* out) {
           std::memcpy(out, elements.data(), elements.size() * sizeof(std::uint32_t));

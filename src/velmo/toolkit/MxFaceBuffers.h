@@ -31,6 +31,8 @@ public:
   void bind(const MxFaceData& data, int edgeAttribute, MxUploadCounts& counts);
   void drawTriangles(const MxFaceData& data, MxUploadCounts& counts);
   void drawEdges(const MxFaceData& data, MxUploadCounts& counts);
+  /// The edges of one face only.
+  void drawOpenEdges(const MxFaceData& data, MxUploadCounts& counts);
   void drawPoints(const MxFaceData& data, MxUploadCounts& counts);
 
 private:
@@ -43,6 +45,7 @@ private:
     EdgeMarks,
     Triangles,
     Edges,
+    OpenEdges,
     Points,
     Count
   };

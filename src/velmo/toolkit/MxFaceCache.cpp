@@ -1,13 +1,20 @@
 #include <velmo/toolkit/MxFaceCache.h>
 
 const MxFaceTable& MxFaceCache::faces(std::span<const std::int32_t> indices,
-                                      const MxArrayKey& topology, std::size_t vertexCount)
+                                      const MxArrayKey& topology,
+                                      const MxFaceAttribute<SbVec3f>& positions)
 {
-  if (m_facesStamp == 0 || m_topology != topology || m_vertexCount != vertexCount) {
+  const std::size_t vertexCount = positions.values.size();
+  const bool built = m_facesStamp == 0 || m_topology != topology || m_vertexCount != vertexCount;
+  if (built) {
     m_faces.build(indices, vertexCount);
     m_topology = topology;
     m_vertexCount = vertexCount;
-    m_facesStamp = MxFieldStamp::next();
+  }
+  if (built || m_positions != positions.key) {
+    m_positions = positions.key;
+    const bool changed = m_faces.splitHollow(positions.values);
+    if (built || changed) m_facesStamp = MxFieldStamp::next();
   }
   return m_faces;
 }

@@ -11,7 +11,9 @@ class MxFaceCache
 {
 public:
   const MxFaceTable& faces(std::span<const std::int32_t> indices, const MxArrayKey& topology,
-                           std::size_t vertexCount);
+                           const MxFaceAttribute<SbVec3f>& positions);
+  /// Changes with the triangles of the faces that faces() gave last.
+  std::uint64_t facesStamp() const { return m_facesStamp; }
 
   /// Normals of the faces that faces() gave last: one a face.
   MxFaceAttribute<SbVec3f> faceNormals(const MxFaceAttribute<SbVec3f>& positions,
@@ -29,6 +31,7 @@ public:
 private:
   MxFaceTable m_faces;
   MxArrayKey m_topology;
+  MxArrayKey m_positions; // that hollow faces were split by
   std::size_t m_vertexCount = 0;
   std::uint64_t m_facesStamp = 0;
 

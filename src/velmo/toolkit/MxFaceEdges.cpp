@@ -95,6 +95,57 @@ MxArray<std::uint32_t> mxUniqueEdges(const MxFaceTable& faces, std::size_t verte
   return elements;
 }
 
+MxArray<std::uint32_t> mxOpenEdges(const MxFaceTable& faces, std::size_t vertexCount,
+                                   MxFaceLayout layout)
+{
+  // Each vertex keeps the exclusive or of a hash of its edges: those of two faces cancel, and only
+  // the edges of vertices where something is left are looked at one by one.
+  MxArray<std::uint64_t> left(vertexCount, 0);
+  const auto hash = [](const Edge& edge) {
+    std::uint64_t h = (edge.other + 1) * std::uint64_t{0x9e3779b97f4a7c15};
+    h = (h ^ (h >> 30)) * 0xbf58476d1ce4e5b9;
+    h = (h ^ (h >> 27)) * 0x94d049bb133111eb;
+    return h ^ (h >> 31);
+  };
+  faces.forEachFaceBlock([&](std::size_t begin, std::size_t end) {
+    forEachEdge(faces, begin, end, [&](std::size_t v, const Edge& edge) {
+      std::atomic_ref(left[v]).fetch_xor(hash(edge), std::memory_order_relaxed);
+    });
+  });
+  struct Found
+  {
+    std::size_t vertex;
+    Edge edge;
+    bool sameAs(const Found& f) const { return vertex == f.vertex && edge.other == f.edge.other; }
+  };
+  std::vector<std::vector<Found>> parts(blockCount(faces.faceCount(), MxFaceTable::kBlock));
+  forEachBlock(true, faces.faceCount(), MxFaceTable::kBlock,
+               [&](std::size_t block, std::size_t begin, std::size_t end) {
+                 forEachEdge(faces, begin, end, [&](std::size_t v, const Edge& edge) {
+                   if (left[v] != 0) parts[block].push_back({v, edge});
+                 });
+               });
+  std::vector<Found> found;
+  for (const auto& part : parts)
+    found.insert(found.end(), part.begin(), part.end());
+  std::sort(found.begin(), found.end(), [](const Found& a, const Found& b) {
+    return a.vertex != b.vertex ? a.vertex < b.vertex : before(a.edge, b.edge);
+  });
+  std::vector<std::uint32_t> elements;
+  for (std::size_t i = 0; i < found.size(); ++i) {
+    if ((i > 0 && found[i].sameAs(found[i - 1])) ||
+        (i + 1 < found.size() && found[i].sameAs(found[i + 1])))
+      continue;
+    const Edge& edge = found[i].edge;
+    const std::size_t after = edge.place + 1 < faces.face(edge.face).size() ? edge.place + 1 : 0;
+    elements.push_back(elementOf(faces, edge.face, edge.place, layout));
+    elements.push_back(elementOf(faces, edge.face, after, layout));
+  }
+  MxArray<std::uint32_t> result(elements.size());
+  std::copy(elements.begin(), elements.end(), result.begin());
+  return result;
+}
+
 MxArray<std::uint32_t> mxUsedVertices(const MxFaceTable& faces, std::size_t vertexCount,
                                       MxFaceLayout layout)
 {

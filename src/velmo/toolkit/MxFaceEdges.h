@@ -10,6 +10,10 @@
 MxArray<std::uint32_t> mxUniqueEdges(const MxFaceTable& faces, std::size_t vertexCount,
                                      MxFaceLayout layout);
 
+/// The edges of one face only, as above.
+MxArray<std::uint32_t> mxOpenEdges(const MxFaceTable& faces, std::size_t vertexCount,
+                                   MxFaceLayout layout);
+
 /// The vertices that the faces use, each once, as element numbers of the layout; those of the
 /// last face.
 MxArray<std::uint32_t> mxUsedVertices(const MxFaceTable& faces, std::size_t vertexCount,

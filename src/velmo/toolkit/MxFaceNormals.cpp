@@ -73,7 +73,7 @@ void mxCornerNormals(const MxFaceTable& faces, std::span<const SbVec3f> faceNorm
       for (std::size_t k = 0; k < face.size(); ++k)
         ofFace[k] = normalAt(f, static_cast<std::size_t>(face[k]));
       SbVec3f* out = normals.data() + 3 * faces.triangleFirst(f);
-      MxFaceTable::forEachTriangle(face.size(), [&](std::size_t a, std::size_t b, std::size_t c) {
+      faces.forEachTriangle(f, [&](std::size_t a, std::size_t b, std::size_t c) {
         *out++ = ofFace[a];
         *out++ = ofFace[b];
         *out++ = ofFace[c];

@@ -173,31 +173,31 @@ void mxPickFaces(SoIndexedFaceSet& shape, SoRayPickAction& action, MxFaceState& 
   for (const std::size_t f : candidates) {
     const auto face = data.faces->face(f);
     bool hitBefore = false;
-    for (std::size_t k = 1; k + 1 < face.size(); ++k) {
-      const std::size_t places[3] = {0, k, k + 1};
+    data.faces->forEachTriangle(f, [&](std::size_t a, std::size_t b, std::size_t c) {
+      const std::size_t places[3] = {a, b, c};
       SbVec3f point, weights;
       SbBool front;
-      const bool hit = action.intersect(positions[face[0]], positions[face[k]],
-                                        positions[face[k + 1]], point, weights, front);
+      const bool hit = action.intersect(positions[face[a]], positions[face[b]], positions[face[c]],
+                                        point, weights, front);
       const bool again = hit && hitBefore && weights[2] < kSideTolerance;
       hitBefore = hit;
-      if (!hit || again || !action.isBetweenPlanes(point)) continue;
+      if (!hit || again || !action.isBetweenPlanes(point)) return;
       SoPickedPoint* picked = action.addIntersection(point, clockwise ? !front : front);
-      if (!picked) continue;
+      if (!picked) return;
       picked->setDetail(vertices.makeDetail(f), &shape);
       SbVec3f normal(0, 0, 0);
       SbVec4f texture(0, 0, 0, 0);
       int heaviest = 0;
-      for (int c = 0; c < 3; ++c) {
-        normal += vertices.normal(f, places[c]) * weights[c];
+      for (int i = 0; i < 3; ++i) {
+        normal += vertices.normal(f, places[i]) * weights[i];
         texture +=
-            vertices.textureCoordinates(f, places[c], positions[face[places[c]]]) * weights[c];
-        if (weights[c] > weights[heaviest]) heaviest = c;
+            vertices.textureCoordinates(f, places[i], positions[face[places[i]]]) * weights[i];
+        if (weights[i] > weights[heaviest]) heaviest = i;
       }
       if (normal.length() > 0) normal.normalize();
       picked->setObjectNormal(normal);
       picked->setObjectTextureCoords(texture);
       picked->setMaterialIndex(vertices.materialIndex(f, places[heaviest]));
-    }
+    });
   }
 }

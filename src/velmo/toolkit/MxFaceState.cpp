@@ -13,9 +13,11 @@ bool MxFaceState::readFaces(SoState* state)
 {
   m_data = {};
   if (!readPositions(state)) return false;
-  const MxArrayKey& topology = m_data.topology;
-  m_data.faces = &m_cache.faces({m_shape.coordIndex.getValues(0), topology.count}, topology,
-                                m_data.positions.values.size());
+  MxArrayKey& topology = m_data.topology;
+  m_data.faces =
+      &m_cache.faces({m_shape.coordIndex.getValues(0), topology.count}, topology, m_data.positions);
+  // Other coordinates may split hollow faces in another way.
+  topology.stamp = m_cache.facesStamp();
   return true;
 }
 

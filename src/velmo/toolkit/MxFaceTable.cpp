@@ -1,5 +1,6 @@
 #include <velmo/toolkit/MxFaceTable.h>
 #include <velmo/toolkit/MxIndexList.h>
+#include <velmo/toolkit/MxPolygonSplit.h>
 
 #include <algorithm>
 #include <vector>
@@ -10,12 +11,18 @@ void MxFaceTable::clear()
   m_first.release();
   m_triangleFirst.release();
   m_largest = 0;
+  m_hollow.clear();
+  m_placesFirst.clear();
+  m_places.clear();
 }
 
 void MxFaceTable::build(std::span<const std::int32_t> indices, std::size_t vertexCount)
 {
   m_indices = indices.data();
   m_largest = 0;
+  m_hollow.clear();
+  m_placesFirst.clear();
+  m_places.clear();
   mxCellBegins(indices, m_first);
   const std::size_t faces = faceCount();
 
@@ -36,4 +43,29 @@ void MxFaceTable::build(std::span<const std::int32_t> indices, std::size_t verte
   exclusivePrefixSum(m_triangleFirst.span());
   for (const std::size_t count : largest)
     m_largest = std::max(m_largest, count);
+}
+
+bool MxFaceTable::splitHollow(std::span<const SbVec3f> positions)
+{
+  if (!hasLargerThan(3)) return false;
+  std::vector<std::vector<std::size_t>> parts(blockCount(faceCount(), kBlock));
+  forEachBlock(true, faceCount(), kBlock,
+               [&](std::size_t block, std::size_t first, std::size_t last) {
+                 for (std::size_t f = first; f < last; ++f)
+                   if (mxIsHollow(face(f), positions)) parts[block].push_back(f);
+               });
+  std::vector<std::size_t> hollow, placesFirst;
+  for (const auto& part : parts)
+    hollow.insert(hollow.end(), part.begin(), part.end());
+  if (hollow.empty() && m_hollow.empty()) return false;
+  std::vector<std::uint32_t> places;
+  for (const std::size_t f : hollow) {
+    placesFirst.push_back(places.size());
+    mxSplitPolygon(face(f), positions, places);
+  }
+  const bool changed = hollow != m_hollow || places != m_places;
+  m_hollow = std::move(hollow);
+  m_placesFirst = std::move(placesFirst);
+  m_places = std::move(places);
+  return changed;
 }

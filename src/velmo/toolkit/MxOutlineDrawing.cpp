@@ -3,6 +3,7 @@
 #include <velmo/toolkit/MxOutlineDrawing.h>
 #include <velmo/toolkit/MxProgramBlending.h>
 #include <velmo/toolkit/SoIndexedFaceSetOutline.h>
+#include <velmo/toolkit/TkShaderProgram.h>
 
 #include <Inventor/actions/SoGLRenderAction.h>
 #include <Inventor/bundles/SoMaterialBundle.h>
@@ -11,6 +12,7 @@
 #include <Inventor/elements/SoGLCacheContextElement.h>
 #include <Inventor/elements/SoGLLazyElement.h>
 #include <Inventor/elements/SoGLShaderProgramElement.h>
+#include <Inventor/elements/SoLinePatternElement.h>
 #include <Inventor/elements/SoLineWidthElement.h>
 #include <Inventor/elements/SoPolygonOffsetElement.h>
 #include <Inventor/elements/SoShapeHintsElement.h>
@@ -21,6 +23,11 @@
 
 #include <algorithm>
 #include <optional>
+
+namespace {
+// Of so few, edges as lines cost next to nothing, and show the whole width along silhouettes too.
+constexpr std::size_t kFewTriangles = 20000;
+} // namespace
 
 MxOutlineDrawing::MxOutlineDrawing(SoIndexedFaceSetOutline& shape)
     : m_shape(shape), m_state(shape), m_cache(m_state.cache())
@@ -38,6 +45,32 @@ bool MxOutlineDrawing::allowsOnePass(SoState* state)
          mxTextureFits(state, replacing) && mxHasBuffers(state);
 }
 
+// An active fading program is replaced by our own fading.
+bool MxOutlineDrawing::allowsOverlay(SoState* state) const
+{
+  bool replacing;
+  const TkShaderProgram* fading = m_shape.getFadingProgram();
+  return m_shape.areEdgesOnFaces() && m_state.data().faces->triangleCount() > kFewTriangles &&
+         SoLinePatternElement::get(state) == 0xffff &&
+         (!SoGLShaderProgramElement::get(state) || (fading && fading->isInUse(state))) &&
+         !mxHasFog(state) && mxTextureFits(state, replacing) &&
+         !(SoShapeStyleElement::get(state)->getFlags() &
+           SoShapeStyleElement::TRANSP_SORTED_TRIANGLES);
+}
+
+bool MxOutlineDrawing::isFading() const
+{
+  return (m_pass == Pass::Overlay ? m_overlayFades : m_shape.fading.getValue() != FALSE) &&
+         m_shape.edgeLengthReference.getValue() > 0 && m_shape.fadingEdgePixelLength.getValue() > 0;
+}
+
+float MxOutlineDrawing::edgeWidth(SoState* state) const
+{
+  float width = m_shape.edgeWidth.getValue();
+  if (width <= 0) width = SoLineWidthElement::get(state);
+  return width > 0 ? width : 1;
+}
+
 bool MxOutlineDrawing::usesValues(int coloring) const
 {
   return coloring == SoIndexedFaceSetOutline::CONTOURING;
@@ -52,7 +85,7 @@ bool MxOutlineDrawing::prepare(SoGLRenderAction* action, bool outlined)
 
   switch (SoDrawStyleElement::get(state)) {
   case SoDrawStyleElement::LINES:
-    m_pass = Pass::Lines;
+    m_pass = allowsOverlay(state) ? Pass::Overlay : Pass::Lines;
     break;
   case SoDrawStyleElement::POINTS:
     m_pass = Pass::Points;
@@ -79,14 +112,11 @@ bool MxOutlineDrawing::prepare(SoGLRenderAction* action, bool outlined)
     SoShapeHintsElement::get(state, ordering, type, faceType);
     if (type == SoShapeHintsElement::SOLID && ordering != SoShapeHintsElement::UNKNOWN_ORDERING)
       return false;
-  } else if (SoShapeHintsElement::getFaceType(state) != SoShapeHintsElement::CONVEX &&
-             m_state.data().faces->hasLargerThan(3))
-  {
-    return false;
   }
 
+  m_overlayFades = m_pass == Pass::Overlay && SoGLShaderProgramElement::get(state);
   m_lit = SoLazyElement::getLightModel(state) != SoLazyElement::BASE_COLOR;
-  m_programActive = SoGLShaderProgramElement::get(state) != nullptr;
+  m_programActive = SoGLShaderProgramElement::get(state) != nullptr && m_pass != Pass::Overlay;
   const bool onePass = m_pass == Pass::OnePass || m_pass == Pass::TwoPasses;
   if (!m_state.readNormals(state, m_lit             ? MxFaceState::NormalUse::Always
                                   : m_programActive ? MxFaceState::NormalUse::IfGiven
@@ -110,44 +140,46 @@ MxFaceBuffers& MxOutlineDrawing::buffersFor(Context& context) const
   const auto needsCorners = [](MxFaceBinding binding) {
     return binding == MxFaceBinding::PerFace || binding == MxFaceBinding::PerCorner;
   };
-  return context.choose(m_pass == Pass::OnePass || needsCorners(m_data.normals.binding) ||
+  return context.choose(m_pass == Pass::OnePass || m_pass == Pass::Overlay ||
+                            needsCorners(m_data.normals.binding) ||
                             needsCorners(m_data.colors.binding),
                         m_data);
 }
 
-bool MxOutlineDrawing::useProgram(SoState* state, Context& context)
+// For the faces with their edges, for the edges on them, or for lines and points.
+bool MxOutlineDrawing::useProgram(SoState* state, Context& context, bool openEdges)
 {
-  const bool onePass = m_pass == Pass::OnePass;
+  const bool onePass = m_pass == Pass::OnePass, overlay = m_pass == Pass::Overlay;
   MxOutlineLook look;
-  look.edges = onePass;
+  look.edges = (onePass || overlay) && !openEdges;
+  look.edgesOnly = overlay && !openEdges;
   look.lit = m_lit;
   look.twoSided = SoLazyElement::getTwoSidedLighting(state);
   look.specular = m_lit && SoLazyElement::getSpecular(state) != SbColor(0, 0, 0);
   look.clipped = SoClipPlaneElement::getInstance(state)->getNum() > 0;
   look.textured = m_data.textureCoordinates.binding != MxFaceBinding::Overall;
   mxTextureFits(state, look.replacing);
-  look.faceValues = !onePass || usesValues(m_shape.faceColoring.getValue());
-  look.edgeValues = onePass && usesValues(m_shape.edgeColoring.getValue());
-  look.fading = onePass && m_shape.fading.getValue() &&
-                m_shape.edgeLengthReference.getValue() > 0 &&
-                m_shape.fadingEdgePixelLength.getValue() > 0;
+  const bool edgeValues = overlay || (onePass && usesValues(m_shape.edgeColoring.getValue()));
+  look.edgeValues = look.edges && edgeValues;
+  look.faceValues = openEdges    ? edgeValues
+                    : look.edges ? onePass && usesValues(m_shape.faceColoring.getValue())
+                                 : true;
+  look.fading = (onePass || overlay) && isFading();
   if (m_lit) look.lights = mxLightsOf(state);
 
   MxOutlineValues values;
   const float opacity = 1 - std::clamp(m_shape.transparency.getValue(), 0.0f, 1.0f);
-  const SbColor face = m_shape.faceColor.getValue();
   const SbColor edge = m_shape.edgeColor.getValue();
+  const SbColor face = openEdges ? edge : m_shape.faceColor.getValue();
   values.faceColor = {face[0], face[1], face[2], opacity};
   values.edgeColor = {edge[0], edge[1], edge[2], opacity};
-  values.edgeWidth = m_shape.edgeWidth.getValue();
-  if (values.edgeWidth <= 0) values.edgeWidth = SoLineWidthElement::get(state);
-  if (values.edgeWidth <= 0) values.edgeWidth = 1;
+  values.edgeWidth = edgeWidth(state);
   values.fadingEdgePixelLength = m_shape.fadingEdgePixelLength.getValue();
   values.edgeLengthReference = m_shape.edgeLengthReference.getValue();
   const SbVec2s size = SoViewportRegionElement::get(state).getViewportSizePixels();
   values.viewportSize = {static_cast<float>(size[0]), static_cast<float>(size[1])};
   if (!context.programs->use(look, values)) return false;
-  if (onePass && m_lit && look.twoSided) glEnable(GL_VERTEX_PROGRAM_TWO_SIDE);
+  if (look.edges && m_lit && look.twoSided) glEnable(GL_VERTEX_PROGRAM_TWO_SIDE);
   return true;
 }
 
@@ -175,21 +207,26 @@ void MxOutlineDrawing::draw(SoGLRenderAction* action)
     glNormal3fv(normal.getValue());
   }
   bool replacing;
+  // That of the scene, which only fades, comes back afterwards.
+  GLint programBefore = 0;
+  if (m_pass == Pass::Overlay) glGetIntegerv(GL_CURRENT_PROGRAM, &programBefore);
   const bool wantsProgram =
-      m_pass == Pass::OnePass ||
+      m_pass == Pass::OnePass || m_pass == Pass::Overlay ||
       (lines && m_lit && !m_programActive && SoLazyElement::getTwoSidedLighting(state) &&
        !mxHasFog(state) && mxTextureFits(state, replacing));
-  const bool hasProgram = wantsProgram && useProgram(state, context);
+  const bool hasProgram = wantsProgram && useProgram(state, context, false);
   if (m_pass == Pass::OnePass && !hasProgram) m_pass = Pass::TwoPasses;
+  if (m_pass == Pass::Overlay && !hasProgram) m_pass = Pass::Lines;
 
   if (m_pass == Pass::TwoPasses) {
     drawTwoPasses(state, context);
+  } else if (m_pass == Pass::OnePass || m_pass == Pass::Overlay) {
+    drawWithProgram(state, context, action->isRenderingTranspBackfaces());
   } else {
     std::optional<MxProgramBlending> blending;
     if (lines) blending.emplace(state);
     MxFaceBuffers& buffers = buffersFor(context);
-    buffers.bind(m_data, m_pass == Pass::OnePass ? MxOutlinePrograms::kEdgeAttribute : -1,
-                 m_counts);
+    buffers.bind(m_data, -1, m_counts);
     if (m_pass == Pass::Lines)
       buffers.drawEdges(m_data, m_counts);
     else if (m_pass == Pass::Points)
@@ -199,6 +236,7 @@ void MxOutlineDrawing::draw(SoGLRenderAction* action)
   }
   if (hasProgram) {
     MxOutlinePrograms::useNone();
+    if (programBefore) glUseProgram(static_cast<GLuint>(programBefore));
     glDisable(GL_VERTEX_PROGRAM_TWO_SIDE);
   }
   glPopClientAttrib();
@@ -209,6 +247,33 @@ void MxOutlineDrawing::draw(SoGLRenderAction* action)
       ->reset(state, SoLazyElement::DIFFUSE_MASK);
   // Display lists would copy what lies in graphics memory already.
   SoGLCacheContextElement::shouldAutoCache(state, SoGLCacheContextElement::DONT_AUTO_CACHE);
+}
+
+// Whoever draws inside of faces only leaves half of an edge out where there is no second face.
+// Lines draw it first; the faces cover the inner half again.
+void MxOutlineDrawing::drawWithProgram(SoState* state, Context& context, bool backFaces)
+{
+  MxFaceBuffers& buffers = buffersFor(context);
+  buffers.bind(m_data, MxOutlinePrograms::kEdgeAttribute, m_counts);
+  glPushAttrib(GL_POLYGON_BIT | GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL_LINE_BIT);
+  if (m_pass == Pass::Overlay || (isFading() && !glIsEnabled(GL_BLEND))) {
+    glEnable(GL_BLEND);
+    glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+  }
+  GLboolean writesDepth = GL_TRUE;
+  glGetBooleanv(GL_DEPTH_WRITEMASK, &writesDepth);
+  glDepthMask(GL_FALSE);
+  if (!backFaces && useProgram(state, context, true)) {
+    glLineWidth(edgeWidth(state));
+    buffers.drawOpenEdges(m_data, m_counts);
+  }
+  useProgram(state, context, false);
+  if (m_pass == Pass::Overlay)
+    glPolygonMode(GL_FRONT_AND_BACK, GL_FILL);
+  else
+    glDepthMask(writesDepth);
+  buffers.drawTriangles(m_data, m_counts);
+  glPopAttrib();
 }
 
 void MxOutlineDrawing::drawTwoPasses(SoState* state, Context& context)
@@ -223,10 +288,10 @@ void MxOutlineDrawing::drawTwoPasses(SoState* state, Context& context)
   };
   MxFaceBuffers& buffers = buffersFor(context);
   const bool edgesOnly = m_shape.outlineMode.getValue() == SoIndexedFaceSetOutline::EDGES;
-  // The faces stand back behind their edges.
+  // The faces stand back behind their edges, by what they recede over the width of one.
   glPushAttrib(GL_POLYGON_BIT | GL_COLOR_BUFFER_BIT | GL_LINE_BIT);
   glEnable(GL_POLYGON_OFFSET_FILL);
-  glPolygonOffset(0.5f, 15.0f);
+  glPolygonOffset(edgeWidth(state), 15.0f);
   if (edgesOnly) glColorMask(GL_FALSE, GL_FALSE, GL_FALSE, GL_FALSE);
   prepareColors(m_shape.faceColoring.getValue(), m_shape.faceColor.getValue());
   glPushClientAttrib(GL_CLIENT_VERTEX_ARRAY_BIT);
@@ -236,9 +301,7 @@ void MxOutlineDrawing::drawTwoPasses(SoState* state, Context& context)
   if (edgesOnly) glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
 
   prepareColors(m_shape.edgeColoring.getValue(), m_shape.edgeColor.getValue());
-  float width = m_shape.edgeWidth.getValue();
-  if (width <= 0) width = SoLineWidthElement::get(state);
-  glLineWidth(width > 0 ? width : 1);
+  glLineWidth(edgeWidth(state));
   buffers.bind(m_data, -1, m_counts);
   buffers.drawEdges(m_data, m_counts);
   glPopAttrib();

@@ -36,6 +36,7 @@ private:
   {
     Faces,
     Lines,
+    Overlay, ///< edges alone, over faces that are drawn already
     Points,
     OnePass,
     TwoPasses
@@ -44,7 +45,11 @@ private:
 
   MxFaceBuffers& buffersFor(Context& context) const;
   bool usesValues(int coloring) const;
-  bool useProgram(SoState* state, Context& context);
+  bool allowsOverlay(SoState* state) const;
+  bool isFading() const;
+  float edgeWidth(SoState* state) const;
+  bool useProgram(SoState* state, Context& context, bool openEdges);
+  void drawWithProgram(SoState* state, Context& context, bool backFaces);
   void bind(Context& context, int edgeAttribute);
   void drawTwoPasses(SoState* state, Context& context);
 
@@ -60,4 +65,5 @@ private:
   Pass m_pass = Pass::Faces;
   bool m_lit = false;
   bool m_programActive = false;
+  bool m_overlayFades = false;
 };

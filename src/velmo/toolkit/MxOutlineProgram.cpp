@@ -80,12 +80,17 @@ void main()
 #else
   vec4 edge = edgeColor;
 #endif
+#endif
 #ifdef FADING
   mat3 turn = mat3(gl_ModelViewMatrix);
   float viewScale = pow(abs(dot(cross(turn[0], turn[1]), turn[2])), 1.0 / 3.0);
   vec4 halfSquare = vec4(0.5 * fading.y * viewScale, 0.5 * fading.y * viewScale, 0.0, 0.0);
   vec2 diagonal = pixelOf(view + halfSquare) - pixelOf(view - halfSquare);
-  edge.a *= exp2(-2.0 * fading.x * fading.x / max(dot(diagonal, diagonal), 1e-12));
+  float strength = exp2(-2.0 * fading.x * fading.x / max(dot(diagonal, diagonal), 1e-12));
+#ifdef EDGES
+  edge.a *= strength;
+#else
+  face.a *= strength;
 #endif
 #endif
 #ifdef LIT
@@ -162,11 +167,19 @@ void main()
   vec4 edge = gl_SecondaryColor;
 #endif
   edge.a *= clamp(halfWidth + 0.5 - nearest, 0.0, 1.0);
+#ifdef EDGES_ONLY
+  if (edge.a < 1.0 / 512.0) discard;
+  gl_FragColor = edge;
+#else
   // The edge over the face, both still to be blended over what is behind.
   float under = face.a * (1.0 - edge.a);
   float alpha = edge.a + under;
   gl_FragColor = vec4((edge.rgb * edge.a + face.rgb * under) / max(alpha, 1e-6), alpha);
+#endif
 #else
+#ifdef FADING
+  if (face.a < 1.0 / 512.0) discard;
+#endif
   gl_FragColor = face;
 #endif
 }
@@ -272,6 +285,7 @@ bool MxOutlinePrograms::use(const MxOutlineLook& look, const MxOutlineValues& va
     if (on) options += std::string("#define ") + name + "\n";
   };
   option(look.edges, "EDGES");
+  option(look.edgesOnly, "EDGES_ONLY");
   option(look.lit, "LIT");
   option(look.tangents, "TANGENTS");
   option(look.lit && look.twoSided, "TWO_SIDED");

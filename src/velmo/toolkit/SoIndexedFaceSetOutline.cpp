@@ -66,6 +66,14 @@ void SoIndexedFaceSetOutline::setNormalsFor(TkShaderProgram* program, SbBool tra
   touch();
 }
 
+void SoIndexedFaceSetOutline::setEdgesOnFaces(SbBool on, TkShaderProgram* fading)
+{
+  if (m_edgesOnFaces == on && m_fadingProgram == fading) return;
+  m_edgesOnFaces = on;
+  m_fadingProgram.reset(fading);
+  touch();
+}
+
 void SoIndexedFaceSetOutline::replaceNumbers(SoState* state)
 {
   if (!m_numbersFor) return;
@@ -156,10 +164,7 @@ void SoIndexedFaceSetOutline::rayPick(SoRayPickAction* action)
   bool ours = false;
   try {
     MxFaceState& faces = m_drawing->state();
-    // The toolkit splits larger faces in its own way when they may be concave.
-    ours = faces.readFaces(state) &&
-           (SoShapeHintsElement::getFaceType(state) == SoShapeHintsElement::CONVEX ||
-            !faces.data().faces->hasLargerThan(4));
+    ours = faces.readFaces(state);
     if (ours && shouldRayPick(action)) {
       computeObjectSpaceRay(action);
       mxPickFaces(*this, *action, faces);

@@ -21,7 +21,8 @@ class TkShaderProgram;
 ///
 /// It looks like the toolkit's face set and hands over to it where the context or the data are
 /// unusual: graphics older than OpenGL 3.0, indexed normals, materials or texture coordinates, more
-/// than one texture, concave faces, colours that are not packed in the vertex property.
+/// than one texture, colours that are not packed in the vertex property. Hollow (concave) faces are
+/// drawn and picked as they are, whatever the face type of the shape hints.
 ///
 /// Only what changed is sent again. Changes are told by the fields' notifications: values that
 /// change in place, behind setValuesPointer, need a touch() of their field (vertex, normal,
@@ -69,6 +70,15 @@ public:
   void bypassSinglePassOutline(SbBool bypass);
   SbBool isSinglePassOutlineBypassed() const { return m_bypassed; }
 
+  /// Says that this node draws its edges, in draw style LINES, over faces that it has drawn just
+  /// before, with the same polygon offset. They are then drawn as in one pass: on their faces,
+  /// never half hidden by them, and faster than as lines.
+  /// @param fading  the program that fades the edges, or null; when it is in use, the node fades
+  ///                them itself, by its fadingEdgePixelLength and edgeLengthReference
+  void setEdgesOnFaces(SbBool on, TkShaderProgram* fading);
+  SbBool areEdgesOnFaces() const { return m_edgesOnFaces; }
+  const TkShaderProgram* getFadingProgram() const { return m_fadingProgram; }
+
   /// Says that the normals of the vertex property are numbers for a shader program. Wherever that
   /// program is not in use (another style, a pick, a context that cannot run it) the node computes
   /// its normals, and takes one packed colour a vertex where there are as many.
@@ -100,5 +110,7 @@ private:
   mutable SbBool m_compatible = FALSE;
   SoRef<TkShaderProgram> m_numbersFor;
   bool m_numbersBlend = false;
+  SoRef<TkShaderProgram> m_fadingProgram;
+  SbBool m_edgesOnFaces = FALSE;
   std::unique_ptr<MxOutlineDrawing> m_drawing;
 };

@@ -73,7 +73,7 @@ vec3 lightOf(int i, vec3 normal, vec3 position)
 void main()
 {
   vec4 view = gl_ModelViewMatrix * gl_Vertex;
-  gl_Position = gl_ProjectionMatrix * view;
+  gl_Position = ftransform(); // as the edges on the faces are placed
   gl_ClipVertex = view;
 
   ivec2 face = ivec2(int(gl_Normal.x) + int(gl_Normal.z), int(gl_Normal.y));
