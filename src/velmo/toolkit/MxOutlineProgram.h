@@ -8,8 +8,8 @@
 /// that a picture pays only for what it shows.
 struct MxOutlineLook
 {
-  bool edges = false;      ///< faces with their edges; otherwise lines or points by themselves
-  bool edgesOnly = false;  ///< with edges: the faces are drawn already
+  bool edges = false;     ///< faces with their edges; otherwise lines or points by themselves
+  bool edgesOnly = false; ///< with edges: the faces are drawn already
   bool lit = false;
   bool tangents = false; ///< lines are lit by their tangents, not by normals
   bool twoSided = false;
