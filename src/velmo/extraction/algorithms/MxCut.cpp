@@ -170,10 +170,14 @@ findRuns(const Mesh& mesh, const Cells& cells, const Points& points, const MxCut
   const MxPlaceReader<Points> places(points);
   const MxCutRunsKey meshKey = orderKey(mesh);
   std::shared_ptr<const MxCellOrder> order = recallOrder(meshKey);
-  if (!order) order = rememberOrder(meshKey, makeOrder(cells, job.unusable, places, job.parallel));
+  if (!order) {
+    order = makeOrder(cells, job.unusable, places, job.parallel);
+    rememberOrder(meshKey, order);
+  }
   const auto keep = [&](const MxCutReader& reader, std::size_t componentCount) {
-    history.runs = rememberRuns(
-        key, makeRuns(cells, job.unusable, order, reader, componentCount, job.parallel, monitor));
+    history.runs =
+        makeRuns(cells, job.unusable, order, reader, componentCount, job.parallel, monitor);
+    rememberRuns(key, history.runs);
   };
   if (const auto* iso = std::get_if<MxIsovalue>(&shape))
     visitNodeValues(*iso->set, {job.nodeCount, 1, 1}, false,
