@@ -36,6 +36,7 @@ struct CellArrays
 /// Numbers of the cell shapes in `types`.
 enum : std::uint8_t
 {
+  kTriangle = 5,
   kTetrahedron = 10,
   kHexahedron = 12,
   kWedge = 13,
@@ -232,7 +233,45 @@ inline CellArrays makeMixed(std::size_t n)
   return mesh;
 }
 
+// Surfaces of m x m cells: nodes (i, j), I fastest.
+
+inline std::vector<double> surfacePoints(std::size_t m)
+{
+  const double step = static_cast<double>(m);
+  std::vector<double> points;
+  points.reserve(3 * (m + 1) * (m + 1));
+  for (std::size_t j = 0; j <= m; ++j)
+    for (std::size_t i = 0; i <= m; ++i) {
+      const double u = static_cast<double>(i) / step, v = static_cast<double>(j) / step;
+      points.push_back(u + kDistortion * std::sin(2 * kPi * v + 1));
+      points.push_back(v + kDistortion * std::sin(2 * kPi * u + 2));
+      points.push_back(0.1 * std::sin(2 * kPi * u) * std::cos(2 * kPi * v));
+    }
+  return points;
+}
+
+/// Two triangles a cell.
+inline CellArrays makeSurface(std::size_t m)
+{
+  CellArrays mesh;
+  mesh.points = surfacePoints(m);
+  const auto row = static_cast<std::int64_t>(m + 1);
+  for (std::size_t j = 0; j < m; ++j)
+    for (std::size_t i = 0; i < m; ++i) {
+      const auto a = static_cast<std::int64_t>(i) + row * static_cast<std::int64_t>(j);
+      mesh.connectivity.insert(mesh.connectivity.end(),
+                               {a, a + 1, a + row + 1, a, a + row + 1, a + row});
+    }
+  finishUniform(mesh, kTriangle, 3);
+  return mesh;
+}
+
 // Values at nodes, of their coordinates.
+
+inline double smoothSurfaceField(const Point& p)
+{
+  return std::sin(6 * kPi * p[0]) * std::cos(6 * kPi * p[1]) + 0.5 * p[2];
+}
 
 inline double smoothField(const Point& p)
 {
@@ -253,6 +292,9 @@ inline double colourField(const Point& p)
 // What the meshes are cut by.
 
 inline constexpr double kSmoothValue = 0.1234, kBusyValue = 0.1001;
+/// Of the isolines: the first value, and from one to the next.
+inline constexpr double kFirstIsoline = -0.8869, kIsolineStep = 0.2;
+inline constexpr int kIsolineCount = 10;
 /// Between one cut and the next of a user who drags a value or a plane.
 inline constexpr double kDragStep = 0.002;
 inline constexpr Point kPlanePoint{0.503, 0.497, 0.511};
@@ -268,9 +310,9 @@ inline Point obliqueDirection()
 /// Lattice sizes of the workloads.
 struct Sizes
 {
-  std::size_t hex, tet, tetshuf, mixed, curv, rect, image;
+  std::size_t hex, tet, tetshuf, mixed, curv, rect, image, surface;
 };
-inline constexpr Sizes kFullSizes{200, 100, 60, 128, 200, 200, 256};
-inline constexpr Sizes kQuickSizes{64, 40, 24, 48, 64, 64, 96};
+inline constexpr Sizes kFullSizes{200, 100, 60, 128, 200, 200, 256, 1000};
+inline constexpr Sizes kQuickSizes{64, 40, 24, 48, 64, 64, 96, 300};
 
 } // namespace bench

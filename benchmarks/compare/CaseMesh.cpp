@@ -20,8 +20,14 @@ CaseMesh::CaseMesh(const std::string& name, const bench::Sizes& sizes)
     m_arrays = bench::makeShuffledTet(sizes.tetshuf);
   else if (name == "mixed")
     m_arrays = bench::makeMixed(sizes.mixed);
+  else if (name == "surf" || name == "surfug")
+    m_arrays = bench::makeSurface(sizes.surface);
+  else if (name == "surfij")
+    setSurface(sizes.surface);
   else
     throw std::invalid_argument("There is no mesh of the name " + name + ".");
+  m_view.isSurface = name.rfind("surf", 0) == 0;
+  m_view.isPolygons = name == "surf";
   if (!m_view.isStructured()) setUnstructured();
   fillFields();
 }
@@ -44,6 +50,17 @@ void CaseMesh::setStructured(MeshKind kind, std::size_t n)
   } else {
     m_view.spacing = 1 / static_cast<double>(n);
   }
+}
+
+void CaseMesh::setSurface(std::size_t m)
+{
+  m_view.kind = MeshKind::Curvilinear;
+  m_view.nodeCount = (m + 1) * (m + 1);
+  m_view.cellCount = m * m;
+  m_view.axisNodes[0] = m_view.axisNodes[1] = m + 1;
+  m_view.axisNodes[2] = 1;
+  m_arrays.points = bench::surfacePoints(m);
+  m_view.points = m_arrays.points.data();
 }
 
 void CaseMesh::setUnstructured()
@@ -79,7 +96,7 @@ void CaseMesh::fillFields()
   tbb::parallel_for(tbb::blocked_range<std::size_t>(0, m_view.nodeCount), [&](const auto& range) {
     for (std::size_t node = range.begin(); node != range.end(); ++node) {
       const bench::Point p = pointOf(node);
-      m_smooth[node] = bench::smoothField(p);
+      m_smooth[node] = m_view.isSurface ? bench::smoothSurfaceField(p) : bench::smoothField(p);
       m_busy[node] = bench::busyField(p);
       m_colour[node] = bench::colourField(p);
     }

@@ -20,6 +20,7 @@ public:
 
 private:
   void setStructured(MeshKind kind, std::size_t n);
+  void setSurface(std::size_t m);
   void setUnstructured();
   bench::Point pointOf(std::size_t node) const;
   void fillFields();

@@ -180,6 +180,36 @@ Case quadric(Cut cut, const std::string& mesh, double aim)
           sliceBytes};
 }
 
+double isolineBytes(const MeshArrays& mesh, const CheckValues& output)
+{
+  return connectivityBytes(mesh) + 8.0 * static_cast<double>(mesh.nodeCount) +
+         48.0 * static_cast<double>(output.vertices) + 16.0 * static_cast<double>(output.faces);
+}
+
+Case isolines(const std::string& mesh, bool drag)
+{
+  Task task;
+  task.cut = Cut::Isolines;
+  task.value = bench::kFirstIsoline;
+  task.valueStep = bench::kIsolineStep;
+  task.valueCount = bench::kIsolineCount;
+  if (drag) {
+    task.steps = kDragSteps;
+    task.stepSize = bench::kDragStep;
+  }
+  CheckRule rule = cutRule(false);
+  // Quads with four crossed edges are everyone's own.
+  if (mesh == "surfij") rule.sizes = 1e-4;
+  return {keep((drag ? "drag_isoline_" : "isoline_") + mesh),
+          keep(mesh),
+          4,
+          makeOurIsolines,
+          peerIsolineFilters(),
+          task,
+          rule,
+          isolineBytes};
+}
+
 std::vector<Case> makeCases()
 {
   std::vector<Case> cases;
@@ -216,6 +246,9 @@ std::vector<Case> makeCases()
         cases.push_back(isosurfaceDrag(name, busy, busy ? 2 : 5));
     if (large) cases.push_back(planeDrag(name, 5));
   }
+  for (const char* mesh : {"surf", "surfug", "surfij"})
+    for (const bool drag : {false, true})
+      cases.push_back(isolines(mesh, drag));
   return cases;
 }
 

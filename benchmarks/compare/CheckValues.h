@@ -52,6 +52,16 @@ struct CheckValues
     cellDigest += h ^ (h >> 33);
   }
 
+  /// Counts a segment of a line; its length stands where faces have their area.
+  void addSegment(const double* from, const double* to)
+  {
+    const double way[3] = {to[0] - from[0], to[1] - from[1], to[2] - from[2]};
+    ++faces;
+    ++triangles;
+    area += lengthOf(way);
+    fanArea += lengthOf(way);
+  }
+
 private:
   static double lengthOf(const double (&v)[3])
   {

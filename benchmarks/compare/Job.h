@@ -29,6 +29,8 @@ struct MeshArrays
   const double* points = nullptr;
   std::size_t nodeCount = 0;
   std::size_t cellCount = 0;
+  bool isSurface = false;  ///< cells of two dimensions
+  bool isPolygons = false; ///< for the peer: a mesh that can hold nothing else
   const std::int64_t* connectivity = nullptr;
   std::size_t connectivityCount = 0;
   const std::int64_t* offsets = nullptr;
@@ -47,7 +49,8 @@ enum class Cut
   Isosurface,
   Plane,
   Sphere,
-  Cylinder
+  Cylinder,
+  Isolines
 };
 
 /// What the work of a case is told beside the mesh.
@@ -55,7 +58,9 @@ struct Task
 {
   Cut cut = Cut::None;
   bool busy = false;        ///< isosurfaces: of the field `busy`, not of `smooth`
-  double value = 0;         ///< isosurfaces
+  double value = 0;         ///< isosurfaces; the first one of isolines
+  double valueStep = 0;     ///< isolines: from one value to the next
+  int valueCount = 1;       ///< isolines
   double point[3] = {};     ///< on the plane, the centre of the sphere, or on the cylinder's axis
   double direction[3] = {}; ///< the plane's unit normal, or the cylinder's axis
   double radius = 0;

@@ -4,4 +4,5 @@
 
 /// Each is one JobMaker of our own library.
 std::unique_ptr<Job> makeOurSkin(const MeshArrays& mesh, const Task& task, int threads);
+std::unique_ptr<Job> makeOurIsolines(const MeshArrays& mesh, const Task& task, int threads);
 std::unique_ptr<Job> makeOurCut(const MeshArrays& mesh, const Task& task, int threads);

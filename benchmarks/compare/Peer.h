@@ -26,5 +26,6 @@ std::vector<PeerFilter> peerIsosurfaceFilters(MeshKind kind);
 std::vector<PeerFilter> peerPlaneFilters(MeshKind kind);
 /// Of spheres and cylinders.
 std::vector<PeerFilter> peerQuadricFilters(MeshKind kind);
+std::vector<PeerFilter> peerIsolineFilters();
 std::vector<PeerFilter> peerIsosurfaceDragFilters();
 std::vector<PeerFilter> peerPlaneDragFilters(MeshKind kind);

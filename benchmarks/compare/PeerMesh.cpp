@@ -76,6 +76,12 @@ vtkSmartPointer<vtkDataSet> makeGeometry(const MeshArrays& mesh)
   vtkNew<vtkCellArray> cells;
   cells->SetData(lend<vtkIdTypeArray>(mesh.offsets, mesh.cellCount + 1),
                  lend<vtkIdTypeArray>(mesh.connectivity, mesh.connectivityCount));
+  if (mesh.isPolygons) {
+    auto polygons = vtkSmartPointer<vtkPolyData>::New();
+    polygons->SetPoints(points);
+    polygons->SetPolys(cells);
+    return polygons;
+  }
   auto grid = vtkSmartPointer<vtkUnstructuredGrid>::New();
   grid->SetPoints(points);
   grid->SetCells(lend<vtkUnsignedCharArray>(mesh.shapes, mesh.cellCount), cells);
@@ -88,6 +94,18 @@ void addSurface(vtkPolyData& surface, CheckValues& values)
   auto* cells = vtkIdTypeArray::SafeDownCast(surface.GetCellData()->GetArray("vtkOriginalCellIds"));
   auto* colour = surface.GetPointData()->GetArray(kColour);
   std::vector<double> corners, colours;
+  auto lines = vtk::TakeSmartPointer(surface.GetLines()->NewIterator());
+  for (lines->GoToFirstCell(); !lines->IsDoneWithTraversal(); lines->GoToNextCell()) {
+    vtkIdType size = 0;
+    const vtkIdType* ids = nullptr;
+    lines->GetCurrentCell(size, ids);
+    for (vtkIdType i = 1; i < size; ++i) {
+      double from[3], to[3];
+      surface.GetPoint(ids[i - 1], from);
+      surface.GetPoint(ids[i], to);
+      values.addSegment(from, to);
+    }
+  }
   auto walk = vtk::TakeSmartPointer(surface.GetPolys()->NewIterator());
   for (walk->GoToFirstCell(); !walk->IsDoneWithTraversal(); walk->GoToNextCell()) {
     vtkIdType size = 0;
@@ -116,7 +134,7 @@ vtkSmartPointer<vtkDataSet> makePeerMesh(const MeshArrays& mesh, const Task& tas
     array->SetName(name);
     grid->GetPointData()->AddArray(array);
   };
-  if (task.cut == Cut::Isosurface) {
+  if (task.cut == Cut::Isosurface || task.cut == Cut::Isolines) {
     addField("field", task.busy ? mesh.busy : mesh.smooth);
     grid->GetPointData()->SetActiveScalars("field");
   }
