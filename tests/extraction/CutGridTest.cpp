@@ -1,3 +1,4 @@
+#include <velmo/extraction/algorithms/MxIjkGrid.h>
 #include <velmo/mesh/MbCellFilter.h>
 #include <velmo/mesh/MbDataSet.h>
 
@@ -406,4 +407,106 @@ TEST(CutGrid, FarGridsKeepTheirPrecision)
   EXPECT_NE(surface->geometry.origin, MbVec3d{});
   for (std::size_t n = 0; n < surface->geometry.getNodeCount(); ++n)
     EXPECT_NEAR(length(surface->geometry.getNode(n) - centre), 0.4, 1e-6);
+}
+
+namespace {
+
+/// A block of several bricks with a fault through it, whose far side is thrown by a fraction of a
+/// cell: with corners of its own, and with a node for each place that its cells share.
+struct Faulted
+{
+  static constexpr MbIndex3 kCells{11, 9, 6};
+  static constexpr std::size_t kFault = 6; ///< the first layer of cells behind the fault
+  std::unique_ptr<MbVolumeMeshVertexHexahedronIjk> own;
+  std::unique_ptr<MbVolumeMeshHexahedronIjk> shared;
+  std::vector<double> values, sharedValues;
+  zoo::Active active;
+
+  Faulted()
+  {
+    bench::Generator random{3};
+    const MxIjkNumbering nodes{{kCells.x + 1, kCells.y + 1, kCells.z + 1}};
+    for (std::size_t n = 0; n < nodes.total(); ++n)
+      values.push_back(random.uniform());
+    const auto place = [](std::size_t i, std::size_t j, std::size_t k, bool isBehind) {
+      return MbVec3d{static_cast<double>(i), static_cast<double>(j) + 0.1 * static_cast<double>(k),
+                     static_cast<double>(k) + (isBehind ? 0.37 : 0.0)};
+    };
+    std::vector<double> corners, points;
+    std::vector<std::int64_t> connectivity;
+    std::map<std::pair<std::size_t, bool>, std::int64_t> numbers;
+    forEachIndex(kCells, [&](std::size_t i, std::size_t j, std::size_t k) {
+      for (const auto& step : kCornerSteps) {
+        const bool isBehind = i >= kFault;
+        const MbIndex3 at{i + step[0], j + step[1], k + step[2]};
+        const MbVec3d p = place(at.x, at.y, at.z, isBehind);
+        corners.insert(corners.end(), {p.x, p.y, p.z});
+        const std::size_t node = nodes.flat(at.x, at.y, at.z);
+        const auto [entry, isNew] =
+            numbers.try_emplace({node, isBehind}, static_cast<std::int64_t>(numbers.size()));
+        connectivity.push_back(entry->second);
+        if (!isNew) continue;
+        points.insert(points.end(), {p.x, p.y, p.z});
+        sharedValues.push_back(values[node]);
+      }
+      return MbVec3d{};
+    });
+    for (std::size_t cell = 0; cell < kCells.x * kCells.y * kCells.z; ++cell)
+      active.push_back(random.below(9) > 0);
+    own = std::make_unique<MbVolumeMeshVertexHexahedronIjk>(MbTopologyIjk(kCells, active),
+                                                            std::move(corners));
+    shared = std::make_unique<MbVolumeMeshHexahedronIjk>(
+        MbTopologyHexahedronIjk(kCells, std::move(connectivity), active), std::move(points));
+  }
+};
+
+/// The source cell of each polygon and the places of its corners, to a thousandth.
+std::multiset<std::pair<std::uint32_t, std::set<std::array<std::int64_t, 3>>>>
+placedPolygons(const MeXSurfaceMeshUnstructured& surface)
+{
+  std::multiset<std::pair<std::uint32_t, std::set<std::array<std::int64_t, 3>>>> polygons;
+  for (std::size_t f = 0; f < surface.topology.getCellCount(); ++f) {
+    std::set<std::array<std::int64_t, 3>> corners;
+    for (const int n : surface.topology.getCell(f)) {
+      const MbVec3d p = surface.geometry.getNode(static_cast<std::size_t>(n));
+      // Off the places where many nodes lie, which rounding would move to either side.
+      const auto part = [](double x) { return std::llround(1000 * x + 0.2871); };
+      corners.insert({part(p.x), part(p.y), part(p.z)});
+    }
+    polygons.emplace(surface.provenance.cells[f], std::move(corners));
+  }
+  return polygons;
+}
+
+} // namespace
+
+TEST(CutVertexGrid, IsCutAsTheGridWithSharedNodesAndOpensAtTheFault)
+{
+  const Faulted grid;
+  const MbScalardSetIjk set("f", MiDataBinding::PerNode,
+                            {Faulted::kCells.x + 1, Faulted::kCells.y + 1, Faulted::kCells.z + 1},
+                            grid.values);
+  const MbScalardSetI sharedSet("f", MiDataBinding::PerNode, grid.sharedValues);
+  const std::vector<std::pair<MxCutShape, MxCutShape>> shapes = {
+      {MxIsovalue{&set, 0.4}, MxIsovalue{&sharedSet, 0.4}},
+      {MxCutPlane{{0.3, 0.2, 1}, 5.01}, MxCutPlane{{0.3, 0.2, 1}, 5.01}},
+      {MxCutPlane{{0, 0, 1}, 3}, MxCutPlane{{0, 0, 1}, 3}},
+      {MxCutSphere{{5.9, 4.3, 3.1}, 2.23}, MxCutSphere{{5.9, 4.3, 3.1}, 2.23}}};
+  const MbFunctionFilterIjk refused(
+      [](std::size_t i, std::size_t j, std::size_t k) { return (i + j + k) % 7 != 2; });
+  for (const auto& [shape, sharedShape] : shapes)
+    for (const MiCellFilter* filter :
+         {static_cast<const MiCellFilter*>(nullptr), static_cast<const MiCellFilter*>(&refused)})
+    {
+      MxCutMemory memory;
+      const auto surface = laws::cut(*grid.own, shape, {false, filter, &memory});
+      const auto expected = laws::cut(*grid.shared, sharedShape, {false, filter});
+      EXPECT_GT(surface->topology.getCellCount(), 20u);
+      EXPECT_EQ(placedPolygons(*surface), placedPolygons(*expected));
+      // As many vertices and open edges: those of the two sides of the fault are not shared.
+      EXPECT_EQ(surface->geometry.getNodeCount(), expected->geometry.getNodeCount());
+      EXPECT_EQ(laws::openEdges(*surface).size(), laws::openEdges(*expected).size());
+      EXPECT_EQ(laws::bytesOf(*laws::cut(*grid.own, shape, {true, filter, &memory})),
+                laws::bytesOf(*surface));
+    }
 }
