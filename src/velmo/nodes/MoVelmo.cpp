@@ -59,6 +59,7 @@
 #include <velmo/representations/MoMeshSkin.h>
 #include <velmo/representations/MoMeshSlab.h>
 #include <velmo/representations/MoMeshSphereSlice.h>
+#include <velmo/representations/MoMeshStreamline.h>
 #include <velmo/representations/MoMeshSurface.h>
 #include <velmo/toolkit/MxOffscreenCanvas.h>
 #include <velmo/toolkit/MxToolkit.h>
@@ -143,6 +144,7 @@ constexpr ClassEntry kClasses[] = {
     ENTRY(MoMeshSlab),
     ENTRY(MoMeshLogicalSlice),
     ENTRY(MoMeshInterpolatedLogicalSlice),
+    ENTRY(MoMeshStreamline),
     ENTRY(MoMeshIsoline),
     ENTRY(MoDataBinding),
     ENTRY(MoMeshSurface),

@@ -167,6 +167,25 @@ public:
     const auto& nodes = cursor.nodes();
     return boxOfPoints(cursor.size(), [&](std::size_t n) { return m_points[nodes[n]]; });
   }
+  void prefetchNodes(std::size_t cell) const override
+  {
+    if constexpr (!std::is_same_v<Cells, MxVirtualCells>) {
+      typename Cells::Cursor cursor(m_cells);
+      cursor.load(cell);
+      if constexpr (std::is_pointer_v<std::remove_cvref_t<decltype(cursor.nodes())>>)
+        __builtin_prefetch(cursor.nodes());
+    }
+  }
+  void prefetchPoints(std::size_t cell) const override
+  {
+    if constexpr (!std::is_same_v<Cells, MxVirtualCells>) {
+      typename Cells::Cursor cursor(m_cells);
+      cursor.load(cell);
+      const auto& nodes = cursor.nodes();
+      for (std::size_t n = 0; n < cursor.size(); ++n)
+        prefetchPoint(m_points, nodes[n]);
+    }
+  }
 
 private:
   bool isDead(std::size_t cell) const
@@ -242,6 +261,13 @@ public:
     if (isDead(cell, at)) return MxBox3d::empty();
     const std::size_t first = m_nodes.flat(at.x, at.y, at.z);
     return boxOfPoints(8, [&](std::size_t n) { return m_points[first + m_corners[n]]; });
+  }
+  void prefetchPoints(std::size_t cell) const override
+  {
+    const MbIndex3 at = m_cells.split(cell);
+    const std::size_t first = m_nodes.flat(at.x, at.y, at.z);
+    for (std::size_t n = 0; n < 8; ++n)
+      prefetchPoint(m_points, first + m_corners[n]);
   }
 
 private:

@@ -18,6 +18,11 @@ public:
   /// The box of all points that are found in the cell; empty for a cell that cannot be read.
   virtual MxBox3d box(std::size_t cell) const = 0;
 
+  /// Announces that a cell will be read soon: first what names its nodes, then the nodes
+  /// themselves, for which the former is read.
+  virtual void prefetchNodes(std::size_t) const {}
+  virtual void prefetchPoints(std::size_t) const {}
+
   std::size_t cellCount() const { return cellCounts.x * cellCounts.y * cellCounts.z; }
 
   /// Cells and nodes along I, J and K, as data sets number them.

@@ -91,7 +91,7 @@ private:
 /// same, byte for byte, for any number of threads and whatever the memory holds.
 ///
 /// @param filter       null for all cells
-/// @param tessellator  not asked yet: higher-order cells are cut by their own linear cells
+/// @param tessellator  how higher-order cells are refined; null for their own linear cells
 /// @param surface      filled but for the stamp of its topology
 /// @return what had to be left out
 /// @throw std::bad_alloc, MiCancellationException; std::length_error when the mesh or the surface

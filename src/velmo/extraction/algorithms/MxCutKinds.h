@@ -101,15 +101,6 @@ bool visitNodeValues(const MiTypedDataSet<double>& set, const MbIndex3& nodeCoun
   return true;
 }
 
-/// Calls visit(level) with the levels of a shape in space; not at all for a field.
-template <class Visitor>
-void visitCutLevel(const MxCutShape& shape, const Visitor& visit)
-{
-  if (const auto* plane = std::get_if<MxCutPlane>(&shape)) visit(MxPlaneLevel(*plane));
-  if (const auto* sphere = std::get_if<MxCutSphere>(&shape)) visit(MxSphereLevel(*sphere));
-  if (const auto* cylinder = std::get_if<MxCutCylinder>(&shape)) visit(MxCylinderLevel(*cylinder));
-}
-
 /// Calls visit(source) with the levels of a cut; false when there are none.
 /// @param points     positions by flat node
 /// @param isGrid     the data sets per node are numbered (i, j, k)
@@ -123,9 +114,15 @@ bool visitCutSource(const MxCutShape& shape, const Points& points, const MbIndex
       const auto byNode = dataNode(values);
       visit(MxCutSourceOf(MxFieldLevels<std::decay_t<decltype(byNode)>>{byNode, iso->value}));
     });
-  visitCutLevel(shape, [&]<class Shape>(const Shape& level) {
+  const auto visitShape = [&]<class Shape>(const Shape& level) {
     visit(MxCutSourceOf(MxShapeLevels<Shape, Points>{level, points}));
-  });
+  };
+  if (const auto* plane = std::get_if<MxCutPlane>(&shape))
+    visitShape(MxPlaneLevel(*plane));
+  else if (const auto* sphere = std::get_if<MxCutSphere>(&shape))
+    visitShape(MxSphereLevel(*sphere));
+  else
+    visitShape(MxCylinderLevel(std::get<MxCutCylinder>(shape)));
   return true;
 }
 

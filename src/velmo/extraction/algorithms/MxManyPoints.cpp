@@ -8,6 +8,8 @@
 namespace {
 
 constexpr std::size_t kBlock = 512;
+// Points whose cells are announced together.
+constexpr std::size_t kGroup = 16;
 // Below this many points the order is not worth making.
 constexpr std::size_t kSortedCount = 256;
 constexpr int kCodeBits = 10; // along each axis
@@ -85,7 +87,23 @@ std::size_t probeMany(const MxCellLocator& locator, const MxCellsLeft& left,
   std::vector<std::size_t> found(blockCount(count, kBlock));
   const auto probe = [&](std::size_t block, std::size_t first, std::size_t last) {
     MxCellCursor cursor(locator, left);
+    // Groups of points are asked for in turns, so that memory answers for all of a group at once.
+    std::array<std::size_t, 2 * kGroup> cells;
     for (std::size_t i = first; i < last; ++i) {
+      if (!order.empty() && (i - first) % kGroup == 0) {
+        std::size_t count = 0;
+        for (std::size_t g = i; g < std::min(i + kGroup, last); ++g) {
+          const MbVec3d& p = points[order[g]];
+          locator.tree().findAt({p.x, p.y, p.z}, [&](std::size_t cell) {
+            if (count < cells.size()) cells[count++] = cell;
+            return false;
+          });
+        }
+        for (std::size_t c = 0; c < count; ++c)
+          locator.reader().prefetchNodes(cells[c]);
+        for (std::size_t c = 0; c < count; ++c)
+          locator.reader().prefetchPoints(cells[c]);
+      }
       const std::size_t p = order.empty() ? i : order[i];
       values[p] = MxFieldValues<T>::nothing();
       if (!cursor.find(points[p])) continue;

@@ -1,0 +1,258 @@
+#include <velmo/extraction/algorithms/MxStreamlines.h>
+
+#include <velmo/extraction/algorithms/MxNodeNumbering.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+// Steps get no shorter than this part of the longest one for the sake of their error.
+constexpr double kLeastStep = 1e-3;
+// A step that leads out of the mesh is halved down to this part of a cell; the rest is straight.
+constexpr double kRimStep = 1e-4;
+constexpr int kRimHalvings = 24;
+// From step to step.
+constexpr double kMostGrowth = 4, kMostShrinking = 0.2, kSafety = 0.9;
+// Of the length that is left, when a line is cut at its greatest length.
+constexpr double kLengthTolerance = 1e-9;
+
+class Tracer
+{
+public:
+  Tracer(const MxCellLocator& locator, const MxCellsLeft& left, const MxFieldValues<MbVec3d>& field,
+         const MxStreamlineLimits& limits, MxStreamline& line)
+      : m_cursor(locator, left), m_field(field), m_limits(limits), m_line(line)
+  {}
+
+  MiStreamlineEnd trace(const MbVec3d& seed)
+  {
+    Point here{seed, {}};
+    if (!evaluate(seed, here.velocity)) return MiStreamlineEnd::NotInMesh;
+    record(here);
+    double next = 0; // time of the next step, 0 for the longest
+    for (std::size_t steps = 0;; ++steps) {
+      const double speed = length(here.velocity);
+      if (!std::isfinite(speed)) return MiStreamlineEnd::NotFinite;
+      if (!(speed > 0) || speed < m_limits.minSpeed) return MiStreamlineEnd::LowSpeed;
+      const double timeLeft = leftOf(m_limits.maxLifeTime, m_time);
+      const double lengthLeft = leftOf(m_limits.maxLength, m_length);
+      if (timeLeft <= 0) return MiStreamlineEnd::LifeTime;
+      if (lengthLeft <= 0) return MiStreamlineEnd::Length;
+      if (steps >= stepLimit()) return MiStreamlineEnd::StepNumber;
+
+      const double size = m_cursor.sizeAlong(here.velocity);
+      const double longest = m_limits.stepLengthFactor * size / speed;
+      if (!(longest > 0) || !std::isfinite(longest)) return MiStreamlineEnd::LowSpeed;
+      double time = next > 0 ? std::min(next, longest) : longest;
+      bool isLast = time >= timeLeft;
+      if (isLast) time = timeLeft;
+      Point there;
+      double error = 0;
+      bool leaves = false;
+      for (;;) {
+        if (!step(here, time, there, error)) {
+          leaves = true;
+          isLast = false;
+          if (time * speed <= kRimStep * size) return finishAtRim(here, time);
+          time *= 0.5;
+          continue;
+        }
+        const double allowed = kStreamlineStepError * size;
+        if (error <= allowed || time <= kLeastStep * longest) {
+          // What the error allows for the next step.
+          const double growth =
+              error > 0 ? kSafety * std::sqrt(std::sqrt(allowed / error)) : kMostGrowth;
+          next = time * std::clamp(growth, kMostShrinking, leaves ? 1.0 : kMostGrowth);
+          break;
+        }
+        time *= std::clamp(kSafety * std::sqrt(std::sqrt(allowed / error)), kMostShrinking, 0.9);
+        isLast = false;
+      }
+      const double way = length(there.position - here.position);
+      if (way > lengthLeft) {
+        shorten(here, time, way, lengthLeft, there);
+        m_length = m_limits.maxLength;
+        advance(there, time);
+        return MiStreamlineEnd::Length;
+      }
+      m_length += way;
+      advance(there, time);
+      if (isLast) {
+        m_line.times.values.back() = m_time = m_limits.maxLifeTime;
+        return MiStreamlineEnd::LifeTime;
+      }
+      here = there;
+    }
+  }
+
+private:
+  struct Point
+  {
+    MbVec3d position, velocity;
+  };
+
+  static double leftOf(double limit, double used)
+  {
+    return limit > 0 ? limit - used : std::numeric_limits<double>::infinity();
+  }
+  std::size_t stepLimit() const
+  {
+    return m_limits.maxStepNumber > 0 ? std::min(m_limits.maxStepNumber, kMostStreamlineSteps)
+                                      : kMostStreamlineSteps;
+  }
+
+  /// The vector at a point, in the direction that is followed. False outside the mesh.
+  bool evaluate(const MbVec3d& point, MbVec3d& velocity)
+  {
+    if (!m_cursor.find(point)) return false;
+    const std::span<const std::uint32_t> nodes = m_cursor.nodes();
+    if (m_cell != m_cursor.cell()) {
+      // The vectors at the nodes are read once a cell.
+      m_cell = m_cursor.cell();
+      if (m_field.isPerCell()) {
+        m_vectors.assign(1, m_field[m_cell]);
+      } else {
+        m_vectors.resizeUninitialized(nodes.size());
+        for (std::size_t n = 0; n < nodes.size(); ++n)
+          m_vectors[n] = m_field[nodes[n]];
+      }
+    }
+    if (m_field.isPerCell()) {
+      velocity = m_vectors[0];
+    } else {
+      velocity = {};
+      const double* weights = m_cursor.weights().data();
+      for (std::size_t n = 0; n < nodes.size(); ++n)
+        velocity += m_vectors[n] * weights[n];
+    }
+    if (m_limits.isBackward) velocity = velocity * -1.0;
+    return true;
+  }
+
+  /// One step; afterwards the cursor stands at its end. False when it leads out of the mesh.
+  bool step(const Point& from, double time, Point& to, double& error)
+  {
+    const MbVec3d& k1 = from.velocity;
+    MbVec3d k2, k3, k4;
+    if (!evaluate(from.position + k1 * (0.5 * time), k2)) return false;
+    if (!evaluate(from.position + k2 * (0.5 * time), k3)) return false;
+    if (!evaluate(from.position + k3 * time, k4)) return false;
+    to.position = from.position + (k1 + (k2 + k3) * 2.0 + k4) * (time / 6);
+    if (!evaluate(to.position, to.velocity)) return false;
+    error = length(k4 - to.velocity) * (time / 10);
+    return true;
+  }
+
+  /// Shortens a step whose length is `way` to `wanted`.
+  void shorten(const Point& from, double& time, double way, double wanted, Point& to)
+  {
+    double error = 0;
+    for (int pass = 0; pass < 4 && std::abs(way - wanted) > kLengthTolerance * wanted; ++pass) {
+      const double shorter = time * wanted / way;
+      Point trial;
+      if (!step(from, shorter, trial, error)) return;
+      time = shorter;
+      to = trial;
+      way = length(to.position - from.position);
+    }
+  }
+
+  /// Goes straight on to the last point that is in the mesh.
+  MiStreamlineEnd finishAtRim(const Point& from, double time)
+  {
+    Point last = from, trial;
+    double inside = 0, outside = 2 * time;
+    for (int halving = 0; halving < kRimHalvings; ++halving) {
+      const double middle = 0.5 * (inside + outside);
+      trial.position = from.position + from.velocity * middle;
+      if (evaluate(trial.position, trial.velocity)) {
+        inside = middle;
+        last = trial;
+      } else {
+        outside = middle;
+      }
+    }
+    if (inside > 0 && last.position != from.position) {
+      m_length += length(last.position - from.position);
+      Point there = last;
+      if (evaluate(there.position, there.velocity)) advance(there, inside);
+    }
+    return MiStreamlineEnd::LeftMesh;
+  }
+
+  void advance(const Point& point, double time)
+  {
+    m_time += time;
+    record(point);
+  }
+
+  /// Writes down a point, where the cursor stands.
+  void record(const Point& point)
+  {
+    if (m_cursor.cell() == MxCellCursor::kNoCell) return;
+    MeXProvenance& provenance = m_line.mesh.provenance;
+    const double speed = length(point.velocity);
+    m_line.points.push_back(point.position);
+    m_line.times.values.push_back(m_time);
+    m_line.speeds.values.push_back(speed);
+    m_line.tangents.values.push_back(speed > 0 ? point.velocity * (1 / speed) : MbVec3d{});
+    const std::span<const std::uint32_t> nodes = m_cursor.nodes();
+    const double* weights = m_cursor.weights().data();
+    const std::size_t begin = provenance.nodes.size();
+    provenance.nodes.resize(begin + nodes.size());
+    provenance.weights.resize(begin + nodes.size());
+    for (std::size_t n = 0; n < nodes.size(); ++n) {
+      provenance.nodes[begin + n] = nodes[n];
+      provenance.weights[begin + n] = weights[n];
+    }
+    provenance.offsets.push_back(static_cast<std::uint32_t>(provenance.nodes.size()));
+    provenance.nodeCells.push_back(static_cast<std::uint32_t>(m_cursor.cell()));
+  }
+
+  MxCellCursor m_cursor;
+  const MxFieldValues<MbVec3d>& m_field;
+  const MxStreamlineLimits& m_limits;
+  MxStreamline& m_line;
+  std::size_t m_cell = MxCellCursor::kNoCell; // whose vectors are in m_vectors
+  MxArray<MbVec3d> m_vectors;
+  double m_time = 0, m_length = 0;
+};
+
+} // namespace
+
+void traceStreamline(const MxCellLocator& locator, const MxCellsLeft& left,
+                     const MxFieldValues<MbVec3d>& field, const MxStreamlineLimits& limits,
+                     const MbVec3d& seed, MxStreamline& line)
+{
+  MeXProvenance& provenance = line.mesh.provenance;
+  provenance = {};
+  provenance.form = MeXProvenance::NodeForm::Cell;
+  provenance.sourceCells = locator.cellCounts();
+  provenance.sourceNodes = locator.nodeCounts();
+  provenance.offsets.push_back(0);
+  line.points.clear();
+  line.times.values.clear();
+  line.speeds.values.clear();
+  line.tangents.values.clear();
+  line.end = Tracer(locator, left, field, limits, line).trace(seed);
+
+  const std::size_t count = line.points.size();
+  if (count > 1) {
+    MxArray<int>& indices = line.mesh.topology.setMixed(1, count + 1);
+    for (std::size_t n = 0; n < count; ++n)
+      indices[n] = static_cast<int>(n);
+    indices[count] = -1;
+    line.mesh.topology.begins()[0] = 0;
+    line.mesh.topology.begins()[1] = static_cast<std::uint32_t>(count + 1);
+    provenance.cells.push_back(provenance.nodeCells[0]);
+  } else {
+    line.mesh.topology.setUniform(0, 2);
+  }
+  line.mesh.topology.touch();
+  placePoints(
+      count, [&](std::size_t n) { return line.points[n]; }, false, line.mesh.geometry);
+  line.times.touch();
+  line.speeds.touch();
+  line.tangents.touch();
+}
