@@ -1,5 +1,7 @@
 #pragma once
 
+#include "WorkloadPoints.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -15,10 +17,7 @@
 /// ones has the volume 1.
 namespace bench {
 
-inline constexpr double kPi = 3.14159265358979323846;
 inline constexpr double kDistortion = 0.04;
-
-using Point = std::array<double, 3>;
 
 /// An unstructured mesh: cell c has the shape types[c] and the nodes
 /// connectivity[offsets[c] .. offsets[c + 1]). Points are xyz triples.
@@ -41,16 +40,6 @@ enum : std::uint8_t
   kHexahedron = 12,
   kWedge = 13,
   kPyramid = 14
-};
-
-/// The linear congruential generator that shuffles meshes and draws points.
-struct Generator
-{
-  std::uint64_t state;
-
-  std::uint64_t next() { return state = state * 6364136223846793005ull + 1442695040888963407ull; }
-  std::uint64_t below(std::uint64_t bound) { return (next() >> 11) % bound; }
-  double uniform() { return static_cast<double>(next() >> 11) * 0x1.0p-53; }
 };
 
 inline Point distort(double u, double v, double w)
@@ -289,6 +278,16 @@ inline double colourField(const Point& p)
   return p[0] + 2 * p[1] + 3 * p[2] + 0.1 * std::sin(20 * p[0]);
 }
 
+/// A flow without divergence whose lines are wound all through the domain (Arnold, Beltrami and
+/// Childress), with k = 2 pi.
+inline Point vectorField(const Point& p)
+{
+  constexpr double k = 2 * kPi, a = 1.7320508075688772, b = 1.4142135623730951, c = 1;
+  return {a * std::sin(k * p[2]) + c * std::cos(k * p[1]),
+          b * std::sin(k * p[0]) + a * std::cos(k * p[2]),
+          c * std::sin(k * p[1]) + b * std::cos(k * p[0])};
+}
+
 // What the meshes are cut by.
 
 inline constexpr double kSmoothValue = 0.1234, kBusyValue = 0.1001;
@@ -311,8 +310,9 @@ inline Point obliqueDirection()
 struct Sizes
 {
   std::size_t hex, tet, tetshuf, mixed, curv, rect, image, surface;
+  std::size_t hexP, tetP; ///< for probes and streamlines
 };
-inline constexpr Sizes kFullSizes{200, 100, 60, 128, 200, 200, 256, 1000};
-inline constexpr Sizes kQuickSizes{64, 40, 24, 48, 64, 64, 96, 300};
+inline constexpr Sizes kFullSizes{200, 100, 60, 128, 200, 200, 256, 1000, 100, 50};
+inline constexpr Sizes kQuickSizes{64, 40, 24, 48, 64, 64, 96, 300, 40, 24};
 
 } // namespace bench

@@ -6,7 +6,15 @@
 
 CaseMesh::CaseMesh(const std::string& name, const bench::Sizes& sizes)
 {
-  if (name == "curv")
+  if (name == "curvP")
+    setStructured(MeshKind::Curvilinear, sizes.hexP);
+  else if (name == "imageP")
+    setStructured(MeshKind::Regular, sizes.hexP);
+  else if (name == "hexP")
+    m_arrays = bench::makeHex(sizes.hexP);
+  else if (name == "tetP")
+    m_arrays = bench::makeTet(sizes.tetP);
+  else if (name == "curv")
     setStructured(MeshKind::Curvilinear, sizes.curv);
   else if (name == "rect")
     setStructured(MeshKind::Rectilinear, sizes.rect);
@@ -30,6 +38,7 @@ CaseMesh::CaseMesh(const std::string& name, const bench::Sizes& sizes)
   m_view.isPolygons = name == "surf";
   if (!m_view.isStructured()) setUnstructured();
   fillFields();
+  if (name.back() == 'P') fillVectors();
 }
 
 void CaseMesh::setStructured(MeshKind kind, std::size_t n)
@@ -104,4 +113,14 @@ void CaseMesh::fillFields()
   m_view.smooth = m_smooth.data();
   m_view.busy = m_busy.data();
   m_view.colour = m_colour.data();
+}
+
+void CaseMesh::fillVectors()
+{
+  m_vec.resize(3 * m_view.nodeCount);
+  for (std::size_t node = 0; node < m_view.nodeCount; ++node) {
+    const bench::Point v = bench::vectorField(pointOf(node));
+    std::copy(v.begin(), v.end(), m_vec.begin() + static_cast<std::ptrdiff_t>(3 * node));
+  }
+  m_view.vec = m_vec.data();
 }

@@ -24,9 +24,10 @@ private:
   void setUnstructured();
   bench::Point pointOf(std::size_t node) const;
   void fillFields();
+  void fillVectors();
 
   bench::CellArrays m_arrays;
   std::vector<double> m_axes[3];
-  std::vector<double> m_smooth, m_busy, m_colour;
+  std::vector<double> m_smooth, m_busy, m_colour, m_vec;
   MeshArrays m_view;
 };

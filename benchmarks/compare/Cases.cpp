@@ -53,9 +53,9 @@ double dragBytes(const MeshArrays&, const CheckValues& output)
 
 MeshKind kindOf(const std::string& mesh)
 {
-  if (mesh == "curv") return MeshKind::Curvilinear;
+  if (mesh == "curv" || mesh == "curvP") return MeshKind::Curvilinear;
   if (mesh == "rect") return MeshKind::Rectilinear;
-  return mesh == "image" ? MeshKind::Regular : MeshKind::Unstructured;
+  return mesh == "image" || mesh == "imageP" ? MeshKind::Regular : MeshKind::Unstructured;
 }
 
 Task cutTask(Cut cut)
@@ -210,6 +210,37 @@ Case isolines(const std::string& mesh, bool drag)
           isolineBytes};
 }
 
+/// What is found is one number; values and ways are moved for each.
+double probeBytes(const MeshArrays&, const CheckValues& output)
+{
+  return 32.0 * static_cast<double>(output.triangles);
+}
+
+/// The first run builds what finds cells, the steps that follow keep it.
+Case flow(Flow what, const std::string& mesh, double aim, bool isAdaptive = false)
+{
+  Task task;
+  task.flow = what;
+  task.steps = 3;
+  task.colour = what == Flow::Stream;
+  CheckRule rule = cutRule(false);
+  // A few points lie on the rim; the last step is cut in one's own way.
+  rule.triangles = 1e-3;
+  rule.sizes = rule.integral = what == Flow::Stream ? 1e-2 : 1e-3;
+  const std::string name = what == Flow::Probe  ? "probe_"
+                           : what == Flow::Walk ? "probewalk_"
+                           : isAdaptive         ? "stream_rk45_"
+                                                : "stream_rk4_";
+  return {keep(name + mesh.substr(0, mesh.size() - 1)),
+          keep(mesh),
+          aim,
+          makeOurFlow,
+          what == Flow::Stream ? peerStreamFilters(isAdaptive) : peerProbeFilters(kindOf(mesh)),
+          task,
+          rule,
+          probeBytes};
+}
+
 std::vector<Case> makeCases()
 {
   std::vector<Case> cases;
@@ -249,6 +280,12 @@ std::vector<Case> makeCases()
   for (const char* mesh : {"surf", "surfug", "surfij"})
     for (const bool drag : {false, true})
       cases.push_back(isolines(mesh, drag));
+  for (const char* mesh : {"hexP", "tetP", "curvP", "imageP"}) {
+    cases.push_back(flow(Flow::Probe, mesh, 3));
+    cases.push_back(flow(Flow::Walk, mesh, 3));
+    cases.push_back(flow(Flow::Stream, mesh, 3));
+    if (std::string(mesh) != "tetP") cases.push_back(flow(Flow::Stream, mesh, 3, true));
+  }
   return cases;
 }
 

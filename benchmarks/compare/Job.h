@@ -2,6 +2,7 @@
 
 #include "CheckValues.h"
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -39,6 +40,7 @@ struct MeshArrays
   const double* axes[3] = {nullptr, nullptr, nullptr};
   double spacing = 0;
   const double *smooth = nullptr, *busy = nullptr, *colour = nullptr;
+  const double* vec = nullptr; ///< three numbers a node; of the meshes that have it
 
   bool isStructured() const { return kind != MeshKind::Unstructured; }
 };
@@ -53,10 +55,19 @@ enum class Cut
   Isolines
 };
 
+enum class Flow
+{
+  None,
+  Probe, ///< values at points in no order
+  Walk,  ///< values at points along a line, one after the other
+  Stream ///< streamlines
+};
+
 /// What the work of a case is told beside the mesh.
 struct Task
 {
   Cut cut = Cut::None;
+  Flow flow = Flow::None;
   bool busy = false;        ///< isosurfaces: of the field `busy`, not of `smooth`
   double value = 0;         ///< isosurfaces; the first one of isolines
   double valueStep = 0;     ///< isolines: from one value to the next
@@ -79,6 +90,21 @@ struct Task
            step * stepSize;
   }
 };
+
+// Probes and streamlines: as many as the size of the mesh asks for, and the size of a lattice cell.
+
+inline std::size_t probeCount(const MeshArrays& mesh)
+{
+  return mesh.cellCount > 500000 ? 100000 : 20000;
+}
+inline std::size_t seedCount(const MeshArrays& mesh)
+{
+  return probeCount(mesh) / 100;
+}
+inline double cellSizeOf(const MeshArrays& mesh)
+{
+  return 1 / (std::cbrt(static_cast<double>(mesh.nodeCount)) - 1);
+}
 
 /// One piece of work, made anew for every run, so that nothing is remembered.
 class Job

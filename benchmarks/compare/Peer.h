@@ -28,4 +28,7 @@ std::vector<PeerFilter> peerPlaneFilters(MeshKind kind);
 std::vector<PeerFilter> peerQuadricFilters(MeshKind kind);
 std::vector<PeerFilter> peerIsolineFilters();
 std::vector<PeerFilter> peerIsosurfaceDragFilters();
+std::vector<PeerFilter> peerProbeFilters(MeshKind kind);
+/// @param isAdaptive  with the integrator that adapts its steps
+std::vector<PeerFilter> peerStreamFilters(bool isAdaptive);
 std::vector<PeerFilter> peerPlaneDragFilters(MeshKind kind);

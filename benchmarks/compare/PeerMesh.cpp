@@ -129,8 +129,9 @@ void addSurface(vtkPolyData& surface, CheckValues& values)
 vtkSmartPointer<vtkDataSet> makePeerMesh(const MeshArrays& mesh, const Task& task)
 {
   vtkSmartPointer<vtkDataSet> grid = makeGeometry(mesh);
-  const auto addField = [&](const char* name, const double* values) {
-    auto array = lend<vtkDoubleArray>(values, mesh.nodeCount);
+  const auto addField = [&](const char* name, const double* values, int components = 1) {
+    auto array = lend<vtkDoubleArray>(values, mesh.nodeCount * static_cast<std::size_t>(components),
+                                      components);
     array->SetName(name);
     grid->GetPointData()->AddArray(array);
   };
@@ -139,6 +140,7 @@ vtkSmartPointer<vtkDataSet> makePeerMesh(const MeshArrays& mesh, const Task& tas
     grid->GetPointData()->SetActiveScalars("field");
   }
   if (task.colour) addField(kColour, mesh.colour);
+  if (task.flow == Flow::Stream) addField("vec", mesh.vec, 3);
   // One of the filters does nothing without scalars, though it needs none.
   if (task.cut == Cut::Plane) grid->GetPointData()->SetActiveScalars(kColour);
   return grid;
