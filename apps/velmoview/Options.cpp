@@ -120,6 +120,12 @@ void readBackground(const OptionRow& row, const std::string& value, Options& opt
   options.background = readColor(row.name, row.takes, value);
 }
 
+void readProbe(const OptionRow& row, const std::string& value, Options& options)
+{
+  const auto p = readNumbers(row.name, row.takes, value, 3, 3);
+  options.probes.push_back({p[0], p[1], p[2]});
+}
+
 constexpr const char* kNoValue = "";
 /// The heading before which the representations are listed.
 constexpr const char* kAfterRepresentations = "What of it";
@@ -168,6 +174,8 @@ constexpr OptionRow kRows[] = {
     {"--output", "a FILE.png", "write the picture there", readText<&Options::output>},
     {"--report", "a FILE.json, or - for the terminal", "write what was read and drawn as JSON",
      readText<&Options::report>},
+    {"--probe", "X,Y,Z", "with --report: the cell at a point and the values there; any number",
+     readProbe},
     {"--threads", "a whole number from 1 to 1024", "threads to work with",
      readCount<&Options::threads, 1, 1024>},
     {"--strict", kNoValue, "a warning, or a representation that drew nothing, is exit code 3",
@@ -255,6 +263,9 @@ void checkTogether(const Options& options)
     throw UsageError("--no-faces leaves nothing to draw; add --edges or --points");
   if (options.fading > 0 && !options.edges && !options.points)
     throw UsageError("--fading takes effect only with --edges or --points");
+  if (!options.probes.empty() && options.report.empty())
+    throw UsageError(
+        "--probe answers in the report; add --report FILE.json, or - for the terminal");
   checkColors(options);
 }
 

@@ -88,6 +88,8 @@ struct Options
 
   bool help = false;
   bool version = false;
+
+  std::vector<std::array<double, 3>> probes; ///< points whose cell and values are reported
 };
 
 /// Reads a command line, without the program's name.

@@ -1,5 +1,6 @@
 #include <velmoview/Report.h>
 
+#include <velmoview/Probes.h>
 #include <velmoview/representations/Representation.h>
 #include <velmoview/Scene.h>
 
@@ -142,6 +143,7 @@ nlohmann::ordered_json makeReport(const Model& model, const Options& options,
   json["representations"] = Json::array();
   for (const Drawn& one : drawn)
     json["representations"].push_back(drawnReport(one, options));
+  if (!options.probes.empty()) json["probes"] = probeReport(model, options.probes, !options.serial);
   if (facts.picture) {
     json["picture"]["path"] = options.output;
     json["picture"]["blank"] = facts.picture->blank;

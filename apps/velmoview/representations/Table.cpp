@@ -9,12 +9,14 @@ extern const RepresentationRow kLogicalSliceRow;
 extern const RepresentationRow kInterpolatedSliceRow;
 extern const RepresentationRow kSlabRow;
 
+extern const RepresentationRow kStreamlinesRow;
+
 namespace {
 
 constexpr const RepresentationRow* kTable[] = {
-    &kSkinRow,  &kSurfaceRow, &kLineRow,     &kIsolinesRow,     &kIsosurfaceRow,
-    &kPlaneRow, &kSphereRow,  &kCylinderRow, &kLogicalSliceRow, &kInterpolatedSliceRow,
-    &kSlabRow,
+    &kSkinRow,  &kSurfaceRow,     &kLineRow,     &kIsolinesRow,     &kIsosurfaceRow,
+    &kPlaneRow, &kSphereRow,      &kCylinderRow, &kLogicalSliceRow, &kInterpolatedSliceRow,
+    &kSlabRow,  &kStreamlinesRow,
 };
 
 } // namespace

@@ -1,0 +1,129 @@
+#include "RunProgram.h"
+
+#include <cmath>
+#include <gmock/gmock.h>
+
+using nlohmann::json;
+
+namespace {
+
+std::string textOf(const json& numbers)
+{
+  std::string text;
+  for (const json& number : numbers)
+    text += (text.empty() ? "" : ",") + number.dump();
+  return text;
+}
+
+double distanceOf(const json& a, const json& b)
+{
+  double sum = 0;
+  for (std::size_t n = 0; n < 3; ++n)
+    sum += std::pow(a[n].get<double>() - b[n].get<double>(), 2);
+  return std::sqrt(sum);
+}
+
+/// The files of the reference, with the options that they are read by.
+template <class Visit>
+void forEachReference(const char* what, const Visit& visit)
+{
+  std::ifstream file(dataFile("reference.json"));
+  const json all = json::parse(file);
+  for (const auto& [name, set] : all["sets"].items()) {
+    if (!set.contains(what)) continue;
+    SCOPED_TRACE(name);
+    std::vector<std::string> arguments{dataFile(set["file"]), "--report", "-"};
+    if (set["mesh_kind_name"] == "VOLUME_MESH_HEXAHEDRON_IJK")
+      arguments.insert(arguments.end(), {"--ijk", textOf(set["ijk_dims"]), "--active", "ACTNUM"});
+    visit(set, arguments);
+  }
+}
+
+} // namespace
+
+TEST(Flow, ProbesFindTheCellsAndTheirValuesOfTheReference)
+{
+  if (dataFile("reference.json").empty()) GTEST_SKIP() << "VELMO_TEST_DATA is not set";
+  int count = 0;
+  forEachReference("probe", [&](const json& set, std::vector<std::string> arguments) {
+    if (set["mesh_kind_name"].get<std::string>().starts_with("LINE")) return;
+    for (const json& probe : set["probe"])
+      arguments.insert(arguments.end(), {"--probe", textOf(probe["point"])});
+    const Outcome outcome = runProgram(arguments);
+    ASSERT_EQ(outcome.code, 0) << outcome.err;
+    const json report = outcome.report();
+    for (std::size_t n = 0; n < set["probe"].size(); ++n) {
+      const json &wanted = set["probe"][n], &found = report["probes"].at(n);
+      ASSERT_TRUE(found["found"]) << wanted["point"];
+      json cell = wanted.contains("cell_ijk") ? wanted["cell_ijk"] : json{wanted["cell"]};
+      while (cell.size() > found["cell"].size())
+        cell.erase(cell.size() - 1);
+      EXPECT_EQ(found["cell"], cell);
+      // What the reference gives for nodes belongs to the cell it looked at last, not to this one.
+      for (const auto& [name, value] : wanted.value("cell_values", json::object()).items()) {
+        const json& values = found["values"];
+        const json own = values.value(name + "@cell", values.value(name, json()));
+        if (own.is_number() && value.is_number())
+          EXPECT_NEAR(own.get<double>(), value.get<double>(),
+                      1e-5 * (1 + std::abs(value.get<double>())));
+      }
+      ++count;
+    }
+  });
+  EXPECT_GE(count, 80);
+}
+
+TEST(Flow, StreamlinesPassTheirReferencePositions)
+{
+  if (dataFile("reference.json").empty()) GTEST_SKIP() << "VELMO_TEST_DATA is not set";
+  int count = 0;
+  forEachReference("streamlines", [&](const json& set, std::vector<std::string> arguments) {
+    for (const json& line : set["streamlines"])
+      arguments.insert(arguments.end(),
+                       {"--streamlines", line["array"], "--seeds", textOf(line["seed"]),
+                        "--sample-times", textOf(line["time"])});
+    const Outcome outcome = runProgram(arguments);
+    ASSERT_EQ(outcome.code, 0) << outcome.err;
+    const json report = outcome.report();
+    const json& b = set["bbox"];
+    const double diagonal = distanceOf({b[0], b[2], b[4]}, {b[1], b[3], b[5]});
+    for (std::size_t n = 0; n < set["streamlines"].size(); ++n) {
+      const json& wanted = set["streamlines"][n];
+      const json& line = report["representations"].at(n)["lines"].at(0);
+      // What twice the steps changed in the reference, and a thousandth of the mesh.
+      const double allowed =
+          std::max(1e-3 * diagonal, 10 * wanted["change_with_double_step"].get<double>());
+      ASSERT_EQ(line["at"].size(), wanted["position"].size());
+      for (std::size_t t = 0; t < line["at"].size(); ++t) {
+        EXPECT_LT(distanceOf(line["at"][t]["position"], wanted["position"][t]), allowed);
+        EXPECT_NEAR(line["at"][t]["length"].get<double>(),
+                    wanted["length_at_time"][t].get<double>(), allowed);
+        ++count;
+      }
+      if (wanted["end"]["reason"] == "left the mesh") EXPECT_EQ(line["reason"], "left the mesh");
+    }
+  });
+  EXPECT_GE(count, 40);
+}
+
+TEST(Flow, RefusesBadArguments)
+{
+  const auto refusalOf = [](std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {"--demo", "turbine", "--report", "-"});
+    const Outcome outcome = runProgram(arguments);
+    EXPECT_EQ(outcome.code, 2);
+    return outcome.err;
+  };
+  using testing::HasSubstr;
+  EXPECT_THAT(refusalOf({"--streamlines", "suction"}),
+              HasSubstr("--streamlines follows vectors: 'suction' has one number a node"));
+  EXPECT_THAT(refusalOf({"--streamlines", "velocity", "--seeds", "1,2"}),
+              HasSubstr("'1,2' holds 2"));
+  EXPECT_THAT(refusalOf({"--streamlines", "velocity", "--seeds", "1,2,3", "--seed-count", "4"}),
+              HasSubstr("--seeds and --seed-count are two ways"));
+  EXPECT_THAT(refusalOf({"--streamlines", "velocity", "--max-time", "0"}),
+              HasSubstr("0 is not above 0"));
+  EXPECT_THAT(refusalOf({"--skin", "--backward"}),
+              HasSubstr("--backward belongs to --streamlines"));
+  EXPECT_THAT(refusalOf({"--probe", "1,2"}), HasSubstr("--probe takes X,Y,Z"));
+}
