@@ -1,4 +1,5 @@
-// Frames of a large skin with colours: our face set beside the toolkit's, in one process.
+// Frames of a large skin with colours, and of large line and point sets: our shapes beside the
+// toolkit's, in one process.
 //
 //   frame_bench [--triangles N] [--frames N] [--width W] [--height H] [--case TEXT]
 //
@@ -14,6 +15,8 @@
 #include <velmo/toolkit/MxOffscreenCanvas.h>
 #include <velmo/toolkit/SoIndexedFaceSetOutline.h>
 #include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/TkLineSet.h>
+#include <velmo/toolkit/TkPointSet.h>
 #include <velmo/toolkit/TkVertexProperty.h>
 
 #include <Inventor/actions/SoRayPickAction.h>
@@ -33,6 +36,7 @@
 #include <ctime>
 #include <functional>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -173,6 +177,66 @@ struct Scene
   TkVertexProperty* property;
 };
 
+// Polylines of a number of segments, all over a square.
+struct Strokes
+{
+  Strokes(std::size_t segments, std::size_t length)
+  {
+    const std::size_t lines = segments / length;
+    const auto rows = static_cast<std::size_t>(std::sqrt(static_cast<double>(lines))) + 1;
+    for (std::size_t l = 0; l < lines; ++l) {
+      for (std::size_t k = 0; k <= length; ++k) {
+        indices.push_back(static_cast<int>(positions.size()));
+        const double a = 0.4 * static_cast<double>(k) + static_cast<double>(l);
+        const double r = 1.5 / static_cast<double>(rows * length) * static_cast<double>(k + 1);
+        const auto place = [&](std::size_t n) {
+          return 2.0 * static_cast<double>(n) / static_cast<double>(rows) - 1;
+        };
+        positions.emplace_back(static_cast<float>(place(l % rows) + r * std::cos(a)),
+                               static_cast<float>(place(l / rows) + r * std::sin(a)), 0.0f);
+        colors.push_back(static_cast<std::uint32_t>(positions.size()) * 2654435761u | 0xffu);
+      }
+      indices.push_back(-1);
+      lineColors.push_back(static_cast<std::uint32_t>(l) * 2246822519u | 0xffu);
+    }
+  }
+  std::vector<SbVec3f> positions;
+  std::vector<std::uint32_t> colors, lineColors;
+  std::vector<std::int32_t> indices;
+};
+
+// A line or point set, with the same interface as Scene.
+struct StrokeScene
+{
+  StrokeScene(SoVertexShape* shape, Strokes& strokes, Colors colors, unsigned short pattern)
+  {
+    root.reset(new SoSeparator);
+    root->renderCaching = SoSeparator::OFF;
+    auto* camera = new SoPerspectiveCamera;
+    camera->position.setValue(0, 0, 2.6f);
+    camera->nearDistance = 0.5f;
+    camera->farDistance = 6;
+    root->addChild(camera);
+    auto* style = new SoDrawStyle;
+    style->linePattern = pattern;
+    root->addChild(style);
+    property = new TkVertexProperty;
+    property->vertex.setValuesPointer(static_cast<int>(strokes.positions.size()),
+                                      strokes.positions.data());
+    auto& values = colors == Colors::PerVertex ? strokes.colors : strokes.lineColors;
+    property->orderedRGBA.setValuesPointer(static_cast<int>(values.size()), values.data());
+    property->materialBinding = colors == Colors::PerVertex ? SoVertexProperty::PER_VERTEX_INDEXED
+                                                            : SoVertexProperty::PER_FACE;
+    shape->vertexProperty = property;
+    if (auto* lines = dynamic_cast<SoIndexedLineSet*>(shape))
+      lines->coordIndex.setValuesPointer(static_cast<int>(strokes.indices.size()),
+                                         strokes.indices.data());
+    root->addChild(shape);
+  }
+  SoRef<SoSeparator> root;
+  TkVertexProperty* property;
+};
+
 struct Options
 {
   std::size_t triangles = 1000000;
@@ -212,16 +276,23 @@ public:
     Skin skin(m_options.triangles, false);
     Scene theirs(new SoIndexedFaceSet, skin, toolkits.normals, toolkits.colors, toolkits.edges);
     Scene ours(new SoIndexedFaceSetOutline, skin, own.normals, own.colors, own.edges);
-    compare("first frame", theirs, ours, 1, [](Scene&) {});
-    const auto still = compare("unchanged", theirs, ours, m_options.frames, [](Scene&) {});
-    const auto alone = [&](const std::pair<Times, Times>& changed) {
-      row("  change alone", excess(changed.first, still.first),
-          excess(changed.second, still.second));
+    compareChanges(theirs, ours);
+  }
+
+  // Half as many segments as triangles, in polylines of `length` segments; points where it is 0.
+  void strokes(const char* name, std::size_t length, Colors colors, unsigned short pattern)
+  {
+    if (!wanted(name)) return;
+    std::printf("\n%s\n%-34s %21s %21s %8s\n", name, "", "toolkit", "ours", "ratio");
+    Strokes strokes(m_options.triangles / 2, length ? length : 1);
+    const auto shape = [&](bool own) -> SoVertexShape* {
+      if (length > 0) return own ? new TkLineSet : new SoIndexedLineSet;
+      return own ? new TkPointSet : new SoPointSet;
     };
-    alone(compare("colours changed", theirs, ours, m_options.frames,
-                  [](Scene& s) { s.property->orderedRGBA.touch(); }));
-    alone(compare("geometry changed", theirs, ours, m_options.frames,
-                  [](Scene& s) { s.property->vertex.touch(); }));
+    StrokeScene theirs(shape(false), strokes, colors, pattern);
+    StrokeScene ours(shape(true), strokes, colors, pattern);
+    compareChanges(theirs, ours);
+    comparePicks(theirs, ours);
   }
 
   // Ways of drawing edges with our own face set.
@@ -247,12 +318,37 @@ public:
     Scene theirs(new SoIndexedFaceSet, skin, Normals::Computed, Colors::PerVertex, Edges::None);
     Scene ours(new SoIndexedFaceSetOutline, skin, Normals::Computed, Colors::PerVertex,
                Edges::None);
+    comparePicks(theirs, ours);
+  }
+
+private:
+  template <class AnyScene>
+  void compareChanges(AnyScene& theirs, AnyScene& ours)
+  {
+    compare("first frame", theirs, ours, 1, [](AnyScene&) {});
+    const auto still = compare("unchanged", theirs, ours, m_options.frames, [](AnyScene&) {});
+    const auto alone = [&](const std::pair<Times, Times>& changed) {
+      row("  change alone", excess(changed.first, still.first),
+          excess(changed.second, still.second));
+    };
+    alone(compare("colours changed", theirs, ours, m_options.frames,
+                  [](AnyScene& s) { s.property->orderedRGBA.touch(); }));
+    alone(compare("geometry changed", theirs, ours, m_options.frames,
+                  [](AnyScene& s) { s.property->vertex.touch(); }));
+  }
+
+  template <class AnyScene>
+  void comparePicks(AnyScene& theirs, AnyScene& ours)
+  {
     float x = -0.4f;
     int hits[2] = {};
-    const auto pick = [&](Scene& scene, int& hit) {
+    const auto pick = [&](AnyScene& scene, int& hit) {
       SoRayPickAction action(SbViewportRegion(800, 600));
       x = x > 0.4f ? -0.4f : x + 0.0137f;
-      action.setRay(SbVec3f(x, 0.1f, 3), SbVec3f(0.05f, 0.02f, -1));
+      if constexpr (std::is_same_v<AnyScene, Scene>)
+        action.setRay(SbVec3f(x, 0.1f, 3), SbVec3f(0.05f, 0.02f, -1));
+      else
+        action.setNormalizedPoint(SbVec2f(0.5f + 0.5f * x, 0.47f));
       action.apply(scene.root);
       hit += action.getPickedPoint() != nullptr;
     };
@@ -264,16 +360,16 @@ public:
     std::printf("  hits: %d of %d and %d of 201\n", hits[0], m_options.frames + 1, hits[1]);
   }
 
-private:
   bool wanted(const char* name) const
   {
     return std::string(name).find(m_options.only) != std::string::npos;
   }
-  std::pair<Times, Times> compare(const char* what, Scene& one, Scene& other, int repeats,
-                                  const std::function<void(Scene&)>& change)
+  template <class AnyScene, class Change>
+  std::pair<Times, Times> compare(const char* what, AnyScene& one, AnyScene& other, int repeats,
+                                  const Change& change)
   {
     // A canvas of its own for each: the toolkit gives each its own buffers.
-    const auto timesOf = [&](Scene& scene, MxOffscreenCanvas& canvas) {
+    const auto timesOf = [&](AnyScene& scene, MxOffscreenCanvas& canvas) {
       return measure(
           repeats, [&] { change(scene); },
           [&] {
@@ -367,6 +463,11 @@ int main(int argc, char** argv)
     bench.passes("passes: edges of triangles on faces", false, Edges::OnFaces);
     bench.passes("passes: edges of quads on faces", true, Edges::OnFaces);
     bench.picks("picks");
+    bench.strokes("segments, colours per vertex", 1, Colors::PerVertex, 0xffff);
+    bench.strokes("polylines, colours per vertex", 50, Colors::PerVertex, 0xffff);
+    bench.strokes("polylines, colours per line", 50, Colors::PerFace, 0xffff);
+    bench.strokes("polylines, a pattern and colours per line", 50, Colors::PerFace, 0x0ff0);
+    bench.strokes("points, colours per vertex", 0, Colors::PerVertex, 0xffff);
   }
   MoVelmo::finish();
   return 0;

@@ -24,6 +24,8 @@ struct OptionRow
 constexpr std::uint32_t kMaxCount = std::numeric_limits<std::uint32_t>::max();
 /// The largest upper bound: the library reads it as "one more than this".
 constexpr std::uint32_t kMaxCellIndex = kMaxCount - 1;
+/// Pixels along a side of the picture.
+constexpr std::uint32_t kMaxSize = 8192;
 
 template <auto Member>
 void readText(const OptionRow& row, const std::string& value, Options& options)
@@ -75,6 +77,12 @@ void readCellRange(const OptionRow& row, const std::string& value, Options& opti
   options.cellRange = std::move(range);
 }
 
+void readPick(const OptionRow& row, const std::string& value, Options& options)
+{
+  const auto pixel = readCounts(row.name, row.takes, value, ',', 2, 2, 0, kMaxSize - 1);
+  options.picks.push_back({static_cast<int>(pixel[0]), static_cast<int>(pixel[1])});
+}
+
 void readColorBy(const OptionRow& row, const std::string& value, Options& options)
 {
   options.colorBy = readArrayName(row.name, row.takes, value);
@@ -103,7 +111,7 @@ void readFading(const OptionRow& row, const std::string& value, Options& options
 
 void readSize(const OptionRow& row, const std::string& value, Options& options)
 {
-  const auto size = readCounts(row.name, row.takes, value, 'x', 2, 2, 1, 8192);
+  const auto size = readCounts(row.name, row.takes, value, 'x', 2, 2, 1, kMaxSize);
   options.size = {static_cast<int>(size[0]), static_cast<int>(size[1])};
 }
 
@@ -146,6 +154,8 @@ constexpr OptionRow kRows[] = {
     {"--cells", "ARRAY=MIN,MAX", "keep only cells whose value lies between MIN and MAX", readCells},
     {"--cell-range", "MIN,MAX or I,J,K,I,J,K", "keep only cells with these indices, both included",
      readCellRange},
+    {"--pick", "PX,PY", "report the cell and the values at this pixel; may be given several times",
+     readPick},
     {"--serial", kNoValue, "extract with one thread", readSwitch<&Options::serial, true>},
 
     {nullptr, kNoValue, "How to draw it", nullptr},
@@ -228,6 +238,19 @@ const OwnOption* findOwn(const LastAsked& last, const std::string& name)
   return nullptr;
 }
 
+void checkPicks(const Options& options)
+{
+  for (const auto& pixel : options.picks) {
+    if (pixel[0] < options.size[0] && pixel[1] < options.size[1]) continue;
+    throw UsageError(
+        "--pick takes PX,PY from 0,0 in the upper left corner: " + std::to_string(pixel[0]) + "," +
+        std::to_string(pixel[1]) + " is outside the picture of " + std::to_string(options.size[0]) +
+        "x" + std::to_string(options.size[1]));
+  }
+  if (!options.picks.empty() && options.report.empty())
+    throw UsageError("--pick writes into the report; add --report FILE.json, or --report -");
+}
+
 void checkColors(const Options& options)
 {
   if (options.contouring && options.enhanced)
@@ -266,6 +289,7 @@ void checkTogether(const Options& options)
   if (!options.probes.empty() && options.report.empty())
     throw UsageError(
         "--probe answers in the report; add --report FILE.json, or - for the terminal");
+  checkPicks(options);
   checkColors(options);
 }
 

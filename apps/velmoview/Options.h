@@ -64,6 +64,7 @@ struct Options
   std::vector<ValueFilter> cells;                     ///< a cell must pass all of them
   std::optional<CellRange> cellRange;
   bool serial = false;
+  std::vector<std::array<int, 2>> picks; ///< pixels, counted from the upper left corner
 
   ArrayName colorBy;
   std::string colormap; ///< empty: the default

@@ -121,6 +121,25 @@ Json drawnReport(const Drawn& drawn, const Options& options)
   return json;
 }
 
+Json pickReport(const Picked& picked)
+{
+  Json json;
+  json["pixel"] = picked.pixel;
+  json["found"] = picked.found;
+  if (!picked.found) return json;
+  json["type"] = picked.type;
+  json["cell"] = picked.cell;
+  json["point"] = {picked.point.x, picked.point.y, picked.point.z};
+  json["values"] = Json::object();
+  for (const auto& [name, values] : picked.values) {
+    if (values.size() == 1)
+      json["values"][name] = values[0];
+    else
+      json["values"][name] = values;
+  }
+  return json;
+}
+
 } // namespace
 
 std::optional<BadCells> findBadCells(const Model& model, bool parallel)
@@ -144,6 +163,8 @@ nlohmann::ordered_json makeReport(const Model& model, const Options& options,
   for (const Drawn& one : drawn)
     json["representations"].push_back(drawnReport(one, options));
   if (!options.probes.empty()) json["probes"] = probeReport(model, options.probes, !options.serial);
+  for (const Picked& picked : facts.picks)
+    json["picks"].push_back(pickReport(picked));
   if (facts.picture) {
     json["picture"]["path"] = options.output;
     json["picture"]["blank"] = facts.picture->blank;

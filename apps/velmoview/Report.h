@@ -1,6 +1,7 @@
 #pragma once
 
 #include <velmoview/Model.h>
+#include <velmoview/Picking.h>
 #include <velmoview/Picture.h>
 
 #include <nlohmann/json_fwd.hpp>
@@ -25,6 +26,7 @@ struct RunFacts
 {
   double readMs = 0;
   std::optional<BadCells> badCells;
+  std::vector<Picked> picks;
   std::optional<Picture> picture;
   int threads = 1;
   std::vector<std::string> warnings;

@@ -104,10 +104,9 @@ int draw(const Options& options, std::ostream& out, std::ostream& err)
   Scene scene(model, options);
   scene.extract(!options.report.empty());
   addOwnWarnings(model, scene, warnings);
-  if (!options.output.empty()) {
-    scene.aim();
-    facts.picture = drawPicture(scene.root(), options);
-  }
+  if (!options.output.empty() || !options.picks.empty()) scene.aim();
+  facts.picks = pickPixels(scene, model, options);
+  if (!options.output.empty()) facts.picture = drawPicture(scene.root(), options);
   if (!options.report.empty()) facts.badCells = findBadCells(model, !options.serial);
   facts.warnings = warnings.texts();
   for (const std::string& text : facts.warnings) {

@@ -1,21 +1,17 @@
 #include <velmo/colormapping/MdLevelColorMapping.h>
-#include <velmo/colormapping/MdLinearColorMapping.h>
 #include <velmo/colormapping/MoColorMappingElement.h>
 #include <velmo/colormapping/MoCombineColorMappingElement.h>
 #include <velmo/nodes/MoDrawStyle.h>
 #include <velmo/nodes/MoMaterial.h>
-#include <velmo/render/MdLineMesh.h>
-#include <velmo/render/MdPointMesh.h>
 #include <velmo/render/MdSurfaceMesh.h>
 #include <velmo/toolkit/SoIndexedFaceSetOutline.h>
 
+#include <tests/render/BuilderParts.h>
 #include <tests/support/StateProbe.h>
 #include <tests/support/WarningLog.h>
 
 #include <Inventor/actions/SoGetBoundingBoxAction.h>
 #include <Inventor/actions/SoSearchAction.h>
-#include <Inventor/nodes/SoCoordinate3.h>
-#include <Inventor/nodes/SoIndexedLineSet.h>
 #include <Inventor/nodes/SoPolygonOffset.h>
 #include <Inventor/nodes/SoShaderObject.h>
 #include <Inventor/nodes/SoShaderProgram.h>
@@ -58,18 +54,6 @@ public:
   MeXSurfaceMeshUnstructured mesh;
   MeXDataSetI<double> perNode{"node values", MiDataBinding::PerNode};
   MeXDataSetI<double> perCell{"cell values", MiDataBinding::PerCell};
-};
-
-// Black at 0, white at 5.
-class GreyMapping
-{
-public:
-  GreyMapping() { setWhite(5); }
-  void setWhite(double value)
-  {
-    mapping.setColors({{0.0, SbColorRGBA(0, 0, 0, 1)}, {value, SbColorRGBA(1, 1, 1, 1)}});
-  }
-  MdLinearColorMapping mapping;
 };
 
 class AverageMapping final : public MiCombineColorMapping
@@ -159,18 +143,6 @@ private:
     return node;
   }
 };
-
-std::vector<std::string> childrenOf(const SoGroup* group)
-{
-  std::vector<std::string> names;
-  for (int i = 0; i < group->getNumChildren(); ++i) {
-    const SoNode* child = group->getChild(i);
-    const SbName name = child->getName();
-    names.emplace_back(name.getLength() > 0 ? name.getString()
-                                            : child->getTypeId().getName().getString());
-  }
-  return names;
-}
 
 std::string fillsOf(const BuilderScene& scene)
 {
@@ -495,68 +467,4 @@ TEST(MxStyledShapeGraph, WarnsOfMissingBuffersAndKeepsPlaceholdersInert)
   placeholder.enable(true);
   EXPECT_FALSE(placeholder.isEnabled());
   EXPECT_TRUE(placeholder.isCacheValid(MoMaterial::CONTOURING, SbColor(1, 0, 0), 0.5f));
-}
-
-TEST(MdPointMesh, DrawsItsOwnPointsAndNoOthers)
-{
-  const SoRef<SoSeparator> root(new SoSeparator);
-  auto* foreign = new SoCoordinate3;
-  foreign->point.set1Value(0, SbVec3f(7, 7, 7));
-  root->addChild(foreign);
-  MdPointMesh builder(root);
-  MeXPointMeshCurvilinear points;
-  points.geometry.points().assign(3, MbVec3f{1, 2, 3});
-  points.geometry.touch(false);
-  const StateProbe probe([&](SoAction* action) { builder.set(action->getState(), points, {}); });
-  SoGetBoundingBoxAction box(SbViewportRegion(100, 100));
-  box.apply(root);
-  EXPECT_TRUE(box.getBoundingBox().isEmpty());
-  SoCallbackAction().apply(probe.node());
-  box.apply(root);
-  EXPECT_EQ(box.getBoundingBox(), SbBox3f(1, 2, 3, 1, 2, 3));
-  builder.clear();
-  box.apply(root);
-  EXPECT_TRUE(box.getBoundingBox().isEmpty());
-}
-
-TEST(MdLineMesh, DrawsLinesAndPatterns)
-{
-  const SoRef<SoSeparator> root(new SoSeparator);
-  MdLineMesh builder(root);
-  MeXLineMeshUnstructured lines;
-  lines.geometry.points().assign(3, MbVec3f{1, 2, 3});
-  lines.geometry.touch(false);
-  MxArray<int>& indices = lines.topology.setUniform(1, 3);
-  const int list[] = {0, 1, 2, -1};
-  std::copy(std::begin(list), std::end(list), indices.data());
-  lines.topology.touch();
-  const SoRef<MoDrawStyle> style(new MoDrawStyle);
-  style->displayEdges = TRUE;
-  const StateProbe probe([&](SoAction* action) { builder.set(action->getState(), lines, {}); });
-  const SoRef<SoSeparator> scene(new SoSeparator);
-  scene->addChild(style);
-  scene->addChild(probe.node());
-  SoCallbackAction().apply(scene);
-
-  auto* mainStyle = static_cast<SoSeparator*>(builder.getSeparator()->getChild(1));
-  EXPECT_THAT(childrenOf(mainStyle),
-              ElementsAre("LevelTexture", "DrawStyle", "UniformColor", "IndexedLineSet"));
-  EXPECT_EQ(static_cast<SoIndexedLineSet*>(mainStyle->getChild(3))->coordIndex.getNum(), 4);
-  EXPECT_EQ(builder.getFadingShaderProgram(), nullptr);
-  auto* drawStyle = static_cast<SoDrawStyle*>(mainStyle->getChild(1));
-  EXPECT_TRUE(drawStyle->linePattern.isIgnored());
-  builder.setLinePattern(0x0f0f);
-  EXPECT_FALSE(drawStyle->linePattern.isIgnored());
-  EXPECT_EQ(drawStyle->linePattern.getValue(), 0x0f0f);
-
-  MeXDataSetI<MbVec3d> tangents("tangents", MiDataBinding::PerNode);
-  tangents.values.assign(3, MbVec3d{0, 0, 1});
-  builder.setTangents(&tangents);
-  const auto* property = static_cast<TkVertexProperty*>(
-      static_cast<SoIndexedLineSet*>(mainStyle->getChild(3))->vertexProperty.getValue());
-  EXPECT_EQ(property->tangent.getNum(), 3);
-  EXPECT_EQ(property->tangentBinding.getValue(), SoVertexProperty::PER_VERTEX_INDEXED);
-  builder.clear();
-  EXPECT_TRUE(drawStyle->linePattern.isIgnored());
-  EXPECT_EQ(property->tangent.getNum(), 0);
 }

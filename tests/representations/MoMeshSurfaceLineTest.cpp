@@ -32,13 +32,6 @@ using testing::SizeIs;
 
 namespace {
 
-std::vector<double> counted(std::size_t count)
-{
-  std::vector<double> values(count);
-  std::iota(values.begin(), values.end(), 0.0);
-  return values;
-}
-
 /// Leaves every cell to its own parts.
 class IdleTessellator final : public MiTessellator
 {

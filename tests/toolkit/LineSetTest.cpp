@@ -206,16 +206,53 @@ TEST(TkLineSet, RunsPatternsAlongPolylines)
   EXPECT_NEAR(darkPixels(pieces, 0x000f), solid, 0.1 * solid) << "each piece is a line of its own";
 }
 
-TEST(TkLineSet, BlendsTransparentLinesOnce)
+TEST(TkLineSet, BlendsTransparentLinesAndPointsOnceHoweverTheyAreSorted)
 {
-  Scene scene(new TkLineSet);
-  const std::vector<SbVec3f> positions = {{-1, 0, 0}, {1, 0, 0}};
-  const std::vector<std::int32_t> indices = {0, 1, -1};
-  scene.show(positions, indices);
-  scene.style->lineWidth = 8;
-  scene.material->diffuseColor.setValue(0, 0, 0);
-  scene.material->transparency = 0.5f;
-  EXPECT_NEAR(scene.draw().pixel(120, 120)[0], 128, 2);
+  const std::vector<SbVec3f> positions = {{-1, 0, 0}, {0, 0, 0}, {1, 0, 0}};
+  const std::vector<std::int32_t> indices = {0, 1, 2, -1};
+  Scene lines(new TkLineSet), points(new TkPointSet);
+  lines.show(positions, indices);
+  points.show(positions);
+  for (Scene* scene : {&lines, &points}) {
+    scene->style->lineWidth = 8;
+    scene->style->pointSize = 8;
+    scene->material->diffuseColor.setValue(0, 0, 0);
+    scene->material->transparency = 0.5f;
+    for (const auto type : {SoGLRenderAction::BLEND, SoGLRenderAction::DELAYED_BLEND,
+                            SoGLRenderAction::SORTED_OBJECT_BLEND, SoGLRenderAction::NONE})
+    {
+      MxOffscreenCanvas canvas;
+      canvas.setBackground(SbColor4f(1, 1, 1, 1));
+      canvas.setTransparencyType(type);
+      const MxImage picture = canvas.render(scene->root, 100, 100);
+      ASSERT_FALSE(picture.empty());
+      EXPECT_NEAR(picture.pixel(51, 50)[0], type == SoGLRenderAction::NONE ? 0 : 128, 2) << type;
+    }
+  }
+}
+
+TEST(TkLineSet, LooksTheSameInARenderCache)
+{
+  Curls curls(12);
+  for (SoVertexShape* shape :
+       {static_cast<SoVertexShape*>(new TkLineSet), static_cast<SoVertexShape*>(new TkPointSet)})
+  {
+    Scene scene(shape);
+    scene.show(curls.positions);
+    if (auto* lines = dynamic_cast<TkLineSet*>(shape))
+      lines->coordIndex.setValuesPointer(static_cast<int>(curls.indices.size()),
+                                         curls.indices.data());
+    scene.color(curls.colors, SoVertexProperty::PER_VERTEX_INDEXED);
+    MxOffscreenCanvas canvas;
+    const auto draw = [&] { return canvas.render(scene.root, 100, 100); };
+    const MxImage plain = draw();
+    scene.root->renderCaching = SoSeparator::ON;
+    for (int i = 0; i < 3; ++i)
+      EXPECT_EQ(differingShare(draw(), plain), 0) << i;
+    scene.style->lineWidth = 6;
+    scene.style->pointSize = 9;
+    EXPECT_GT(differingShare(draw(), plain), 0.01) << "a change is seen";
+  }
 }
 
 TEST(TkLineSet, LightsLinesByTheirTangents)
@@ -354,11 +391,12 @@ TEST(TkLineSet, PicksWhatTheToolkitsPicks)
   EXPECT_THAT(warnings.texts(), IsEmpty());
 }
 
-TEST(TkLineSet, GivesTheToolkitsPrimitivesAndBoxes)
+TEST(TkLineSet, GivesPrimitivesOfWhatIsDrawnAndTheToolkitsBoxes)
 {
   const Curls curls(9);
-  const auto describe = [&](SoVertexShape* shape) {
+  const auto describe = [&](SoVertexShape* shape, SoDrawStyle::Style style) {
     Scene scene(shape);
+    scene.style->style = style;
     if (shape->isOfType(SoIndexedLineSet::getClassTypeId()))
       scene.show(curls.positions, curls.indices);
     else
@@ -381,17 +419,25 @@ TEST(TkLineSet, GivesTheToolkitsPrimitivesAndBoxes)
     callbacks.apply(scene.root);
     SoGetPrimitiveCountAction count;
     count.apply(scene.root);
-    seen.emplace_back(count.getLineCount(), count.getPointCount(), 0);
+    if (style == SoDrawStyle::FILLED)
+      seen.emplace_back(count.getLineCount(), count.getPointCount(), 0);
     SoGetBoundingBoxAction box(SbViewportRegion(10, 10));
     box.apply(scene.root);
     seen.push_back(box.getBoundingBox().getMin());
     seen.push_back(box.getBoundingBox().getMax());
     return seen;
   };
-  EXPECT_EQ(describe(new TkLineSet), describe(new SoIndexedLineSet));
-  EXPECT_GT(describe(new TkLineSet).size(), 100u);
-  EXPECT_EQ(describe(new TkPointSet), describe(new SoPointSet));
-  EXPECT_GT(describe(new TkPointSet).size(), 50u);
+  const auto filled = SoDrawStyle::FILLED, hidden = SoDrawStyle::INVISIBLE;
+  const auto lines = describe(new TkLineSet, filled), points = describe(new TkPointSet, filled);
+  EXPECT_EQ(lines, describe(new SoIndexedLineSet, filled));
+  EXPECT_GT(lines.size(), 100u);
+  EXPECT_EQ(points, describe(new SoPointSet, filled));
+  EXPECT_GT(points.size(), 50u);
+  EXPECT_EQ(describe(new TkLineSet, SoDrawStyle::POINTS),
+            describe(new TkPointSet, SoDrawStyle::LINES))
+      << "every vertex once";
+  EXPECT_EQ(describe(new TkLineSet, hidden).size(), 2u) << "the box alone";
+  EXPECT_EQ(describe(new TkPointSet, hidden).size(), 2u);
 }
 
 TEST(TkPointSet, LooksAndPicksLikeTheToolkits)

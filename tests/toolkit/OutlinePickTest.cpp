@@ -10,12 +10,15 @@
 #include <Inventor/actions/SoRayPickAction.h>
 #include <Inventor/details/SoFaceDetail.h>
 #include <Inventor/details/SoPointDetail.h>
+#include <Inventor/nodes/SoDrawStyle.h>
 #include <Inventor/nodes/SoShapeHints.h>
 #include <Inventor/nodes/SoTransform.h>
 #include <Inventor/SoPickedPoint.h>
 #include <Inventor/SoPrimitiveVertex.h>
 
+#include <algorithm>
 #include <random>
+#include <set>
 
 namespace {
 
@@ -188,4 +191,65 @@ TEST(OutlinePick, LeavesPrimitivesAndBoxesToTheToolkit)
   const auto one = describe(ours);
   EXPECT_EQ(one, describe(theirs));
   EXPECT_GT(one.size(), 300u);
+}
+
+TEST(OutlinePick, GivesCallbacksWhatIsDrawn)
+{
+  // A pentagon and a quadrilateral that share an edge, and a vertex that nothing uses.
+  const std::vector<SbVec3f> positions = {{0, 0, 0}, {2, 0, 0}, {2, 2, 0}, {1, 3, 0},
+                                          {0, 2, 0}, {4, 0, 0}, {4, 2, 0}, {9, 9, 9}};
+  const std::vector<std::int32_t> indices = {0, 1, 2, 3, 4, -1, 1, 5, 6, 2, -1};
+  PickScene scene(new SoIndexedFaceSetOutline);
+  scene.property->vertex.setValuesPointer(static_cast<int>(positions.size()), positions.data());
+  scene.shape->coordIndex.setValuesPointer(static_cast<int>(indices.size()), indices.data());
+  auto* style = new SoDrawStyle;
+  scene.root->insertChild(style, 0);
+  struct Seen
+  {
+    int triangles = 0;
+    std::set<std::pair<int, int>> lines;
+    std::vector<SbVec3f> lineEnds, points;
+  };
+  const auto look = [&](SoDrawStyle::Style drawn) {
+    style->style = drawn;
+    Seen seen;
+    SoCallbackAction callbacks;
+    callbacks.addTriangleCallback(
+        SoShape::getClassTypeId(),
+        [](void* data, SoCallbackAction*, const SoPrimitiveVertex*, const SoPrimitiveVertex*,
+           const SoPrimitiveVertex*) { ++static_cast<Seen*>(data)->triangles; },
+        &seen);
+    callbacks.addLineSegmentCallback(
+        SoShape::getClassTypeId(),
+        [](void* data, SoCallbackAction*, const SoPrimitiveVertex* a, const SoPrimitiveVertex* b) {
+          for (const auto* v : {a, b})
+            static_cast<Seen*>(data)->lineEnds.push_back(v->getPoint());
+        },
+        &seen);
+    callbacks.addPointCallback(
+        SoShape::getClassTypeId(),
+        [](void* data, SoCallbackAction*, const SoPrimitiveVertex* v) {
+          static_cast<Seen*>(data)->points.push_back(v->getPoint());
+        },
+        &seen);
+    callbacks.apply(scene.root);
+    const auto vertexAt = [&](const SbVec3f& p) {
+      return static_cast<int>(std::find(positions.begin(), positions.end(), p) - positions.begin());
+    };
+    for (std::size_t i = 0; i < seen.lineEnds.size(); i += 2)
+      seen.lines.insert(std::minmax(vertexAt(seen.lineEnds[i]), vertexAt(seen.lineEnds[i + 1])));
+    return seen;
+  };
+  EXPECT_EQ(look(SoDrawStyle::FILLED).triangles, 5);
+  const Seen edges = look(SoDrawStyle::LINES);
+  EXPECT_EQ(edges.triangles, 0);
+  EXPECT_EQ(edges.lineEnds.size(), 16u) << "the shared edge once";
+  EXPECT_EQ(edges.lines, (std::set<std::pair<int, int>>{
+                             {0, 1}, {1, 2}, {2, 3}, {3, 4}, {0, 4}, {1, 5}, {5, 6}, {2, 6}}));
+  const Seen points = look(SoDrawStyle::POINTS);
+  EXPECT_EQ(points.triangles, 0);
+  EXPECT_EQ(points.points.size(), 7u);
+  const Seen nothing = look(SoDrawStyle::INVISIBLE);
+  EXPECT_EQ(nothing.triangles, 0);
+  EXPECT_TRUE(nothing.lineEnds.empty() && nothing.points.empty());
 }

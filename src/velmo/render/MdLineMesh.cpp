@@ -18,6 +18,12 @@ void MdLineMesh::set(SoState* state, const MeXLineMeshUnstructured& lines,
            colorSets, keep);
 }
 
+void MdLineMesh::set(SoState* state, const MeXLineMeshUnstructured& lines,
+                     const MeXDataSetI<double>* colorSet, const MxRefCounted* keep)
+{
+  set(state, lines, ColorSets{colorSet}, keep);
+}
+
 void MdLineMesh::setLinePattern(unsigned short pattern)
 {
   sceneGraph().setLinePattern(pattern);

@@ -4,6 +4,8 @@
 #include <velmo/colormapping/MoCombineColorMappingElement.h>
 #include <velmo/nodes/MoDrawStyleElement.h>
 #include <velmo/nodes/MoMaterialElement.h>
+#include <velmo/render/details/MoCellDetail.h>
+#include <velmo/render/details/MoMeshRepresentationDetail.h>
 #include <velmo/render/MxSetField.h>
 #include <velmo/toolkit/SoPreferences.h>
 #include <velmo/toolkit/TkShaderObject.h>
@@ -141,6 +143,7 @@ void MxMeshSceneGraph::clear()
   m_contouring.reset();
   resetFading();
   m_tangents.clear();
+  m_tangentsStamp = MxTimeStamp::kNone;
 }
 
 void MxMeshSceneGraph::setDetails(SoRayPickAction*, const MoMeshRepresentationDetail*) {}
@@ -222,6 +225,9 @@ bool MxMeshSceneGraph::fillMappedColors(const ColorSets& sets, const MiScalarCol
 
 void MxMeshSceneGraph::fillTangents(const MeXDataSetI<MbVec3d>* tangents)
 {
+  if (tangents && m_tangentsStamp == tangents->getTimeStamp()) return;
+  ++m_fillCounts.tangents;
+  m_tangentsStamp = tangents ? tangents->getTimeStamp() : MxTimeStamp::kNone;
   m_tangents.clear();
   if (!tangents) {
     m_main->setTangents(nullptr, SoVertexProperty::OVERALL);
@@ -317,14 +323,14 @@ void MxMeshSceneGraph::setLinePattern(unsigned short pattern)
   m_edges->setLinePattern(pattern);
 }
 
-void MxUnstrMeshSceneGraph::fillIndices(const MeXTopologyExplicitI& topology)
+void MxUnstrMeshSceneGraph::fillIndices(const MiTopologyI& topology, const MxBuffer* indices)
 {
   ++m_fillCounts.indices;
   if (topology.hasDeadCells())
     SoDebugError::postWarning("MxUnstrMeshSceneGraph::fillIndices",
                               "Extracted topology should not have dead cells");
   static_cast<MxStyledIndexedShapeGraph&>(getMainGraph())
-      .setCoordIndex(dynamic_cast<const MxCpuBuffer<int>*>(topology.getBuffer()));
+      .setCoordIndex(dynamic_cast<const MxCpuBuffer<int>*>(indices));
   resetFading();
 }
 
@@ -336,7 +342,14 @@ void MxUnstrMeshSceneGraph::setDetails(SoRayPickAction* action,
     SoPickedPoint* point = points[i];
     const auto* path = static_cast<const SoFullPath*>(point->getPath());
     if (!getMainGraph().isEndingPath(path)) continue;
-    if (SoDetail* detail = getMainGraph().createDetail(point->getDetail(), mesh))
-      point->setDetail(detail, path->getTail());
+    // The same shape may have been picked at another place of the scene, showing another mesh.
+    if (dynamic_cast<const MoCellPick*>(point->getDetail())) continue;
+    SoDetail* detail = getMainGraph().createDetail(point->getDetail(), mesh);
+    if (!detail) continue;
+    if (auto* pick = dynamic_cast<MoCellPick*>(detail)) {
+      const SbVec3f at = point->getObjectPoint();
+      pick->setPickedPoint(mesh->getOrigin() + MbVec3d{at[0], at[1], at[2]});
+    }
+    point->setDetail(detail, path->getTail());
   }
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <velmo/base/MxTimeStamp.h>
 #include <velmo/colormapping/MiColorMapping.h>
 #include <velmo/mesh/MeXDataSetI.h>
 #include <velmo/mesh/MeXGeometry.h>
@@ -34,6 +35,7 @@ public:
     std::size_t indices = 0;
     std::size_t geometry = 0;
     std::size_t colors = 0;
+    std::size_t tangents = 0;
   };
 
   virtual ~MxMeshSceneGraph();
@@ -52,7 +54,8 @@ public:
   /// Colours by the first set through the colour mapping of the state, or by all sets through the
   /// combined one.
   void fillColors(SoState* state, const ColorSets& sets);
-  /// @param tangents  null for none
+  /// Copies the tangents, unless they are those of the last fill.
+  /// @param tangents  null for none, which warns
   void fillTangents(const MeXDataSetI<MbVec3d>* tangents);
   /// Brings material and level texture up to date.
   /// @return whether the colours have to be filled again
@@ -122,6 +125,7 @@ private:
   bool m_enhancedColoring = false;
   bool m_singlePassOutline = false;
   std::vector<MbVec3f> m_tangents;
+  std::uint64_t m_tangentsStamp = MxTimeStamp::kNone;
   std::vector<std::uint32_t> m_colors;
   std::vector<SbVec2f> m_textureCoordinates;
   SoRef<SoShaderParameter1f> m_edgeLengthReference;
@@ -135,7 +139,13 @@ class MxUnstrMeshSceneGraph : public MxMeshSceneGraph
 {
 public:
   void setDetails(SoRayPickAction* action, const MoMeshRepresentationDetail* mesh) override;
-  void fillIndices(const MeXTopologyExplicitI& topology);
+  void fillIndices(const MeXTopologyExplicitI& topology)
+  {
+    fillIndices(topology, topology.getBuffer());
+  }
+  /// @param topology  of the cells; dead ones among them cause a warning
+  /// @param indices   their index list, an MxCpuBuffer<int>
+  void fillIndices(const MiTopologyI& topology, const MxBuffer* indices);
 
 protected:
   using MxMeshSceneGraph::MxMeshSceneGraph;

@@ -71,8 +71,9 @@ void MxStyledIndexedShapeGraph::setCoordIndex(const MxCpuBuffer<int>* buffer)
 
 void MxStyledIndexedShapeGraph::setLinePattern(unsigned short pattern)
 {
-  getDrawStyle()->linePattern.setIgnored(FALSE);
-  getDrawStyle()->linePattern = pattern;
+  SoSFUShort& field = getDrawStyle()->linePattern;
+  if (field.isIgnored()) field.setIgnored(FALSE);
+  setIfDifferent(field, pattern);
 }
 
 MxStyledIndexedFaceGraph::MxStyledIndexedFaceGraph(SoSeparator* parent, SoDrawStyle::Style style,

@@ -17,7 +17,10 @@
 #include <Inventor/actions/SoRayPickAction.h>
 #include <Inventor/errors/SoError.h>
 #include <Inventor/errors/SoMemoryError.h>
+#include <Inventor/lists/SoPickedPointList.h>
 #include <Inventor/sensors/SoFieldSensor.h>
+#include <Inventor/SoFullPath.h>
+#include <Inventor/SoPickedPoint.h>
 
 #include <exception>
 #include <new>
@@ -164,6 +167,13 @@ void MoMeshRepresentation::rayPick(SoRayPickAction* action)
 {
   doAction(action);
   m_implementation->rayPick(action);
+  if (!m_detail) return;
+  const SoPickedPointList& points = action->getPickedPointList();
+  for (int i = 0; i < points.getLength(); ++i) {
+    const auto* path = static_cast<const SoFullPath*>(points[i]->getPath());
+    if (path->containsNode(this) && !points[i]->getDetail(this))
+      points[i]->setDetail(m_detail->copy(), this);
+  }
 }
 
 void MoMeshRepresentation::clear()

@@ -39,7 +39,8 @@ public:
   SoSFBool parallel;
 
   void doAction(SoAction* action) override;
-  /// Also gives the picked points of this representation details that name the picked cell.
+  /// Also gives the picked points of this representation their details: for this node a
+  /// MoMeshDetail, for the picked shape a MoFaceDetail or MoLineDetail that names the picked cell.
   void rayPick(SoRayPickAction* action) override;
 
   /// Throws away what was extracted and built; the next traversal extracts again.

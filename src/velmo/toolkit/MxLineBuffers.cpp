@@ -13,21 +13,6 @@ const void* atStart()
   return nullptr;
 }
 
-// The vertices that the polylines use, each once.
-MxArray<std::uint32_t> usedVertices(const MxLineTable& lines, std::size_t vertexCount)
-{
-  std::vector<bool> used(vertexCount);
-  for (std::size_t l = 0; l < lines.lineCount(); ++l)
-    for (const std::int32_t v : lines.line(l))
-      used[static_cast<std::size_t>(v)] = true;
-  MxArray<std::uint32_t> vertices(
-      static_cast<std::size_t>(std::count(used.begin(), used.end(), true)));
-  std::uint32_t* out = vertices.data();
-  for (std::size_t v = 0; v < vertexCount; ++v)
-    if (used[v]) *out++ = static_cast<std::uint32_t>(v);
-  return vertices;
-}
-
 // The places of all vertices in the index list.
 MxArray<std::uint32_t> usedPlaces(const MxLineTable& lines, std::size_t placeCount)
 {
@@ -41,6 +26,20 @@ MxArray<std::uint32_t> usedPlaces(const MxLineTable& lines, std::size_t placeCou
 }
 
 } // namespace
+
+MxArray<std::uint32_t> mxUsedVertices(const MxLineTable& lines, std::size_t vertexCount)
+{
+  std::vector<bool> used(vertexCount);
+  for (std::size_t l = 0; l < lines.lineCount(); ++l)
+    for (const std::int32_t v : lines.line(l))
+      used[static_cast<std::size_t>(v)] = true;
+  MxArray<std::uint32_t> vertices(
+      static_cast<std::size_t>(std::count(used.begin(), used.end(), true)));
+  std::uint32_t* out = vertices.data();
+  for (std::size_t v = 0; v < vertexCount; ++v)
+    if (used[v]) *out++ = static_cast<std::uint32_t>(v);
+  return vertices;
+}
 
 void MxLineBuffers::release()
 {
@@ -180,8 +179,9 @@ void MxLineBuffers::drawPoints(const MxLineData& data, MxUploadCounts& counts)
   const MxGlBuffer::Keys keys{data.topology, MxArrayKey{}};
   if (!stream.isFilledFrom(keys)) {
     const MxArray<std::uint32_t> elements =
-        m_layout == MxFaceLayout::Corners ? usedPlaces(*data.lines, data.topology.count)
-                                          : usedVertices(*data.lines, data.positions.values.size());
+        m_layout == MxFaceLayout::Corners
+            ? usedPlaces(*data.lines, data.topology.count)
+            : mxUsedVertices(*data.lines, data.positions.values.size());
     counts.indices += stream.update<std::uint32_t>(
         GL_ELEMENT_ARRAY_BUFFER, elements.size(), keys, 0, [&](std::uint32_t* out) {
           std::memcpy(out, elements.data(), elements.size() * sizeof(std::uint32_t));

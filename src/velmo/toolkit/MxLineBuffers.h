@@ -5,6 +5,9 @@
 
 #include <vector>
 
+/// The vertices that the polylines use, each once.
+MxArray<std::uint32_t> mxUsedVertices(const MxLineTable& lines, std::size_t vertexCount);
+
 /// Everything that the buffers of a line or point set are filled from.
 struct MxLineData : MxShapeData
 {

@@ -23,6 +23,8 @@ public:
   /// The same for a pick; `wanted` also brings the ray into object space.
   bool pick(SoRayPickAction* action, int pointCount, const std::function<bool()>& wanted);
 
+  /// What a line set read last is made of.
+  MxLineState& state() { return m_state; }
   const MxUploadCounts& counts() const { return m_counts; }
   int treesBuilt() const { return m_state.treesBuilt(); }
 

@@ -1,3 +1,4 @@
+#include <velmo/toolkit/MxDrawnStyle.h>
 #include <velmo/toolkit/MxFacePick.h>
 #include <velmo/toolkit/MxOutlineDrawing.h>
 #include <velmo/toolkit/SoIndexedFaceSetOutline.h>
@@ -11,6 +12,7 @@
 #include <Inventor/elements/SoOverrideElement.h>
 #include <Inventor/elements/SoShapeHintsElement.h>
 #include <Inventor/nodes/SoVertexProperty.h>
+#include <Inventor/SoPrimitiveVertex.h>
 
 #include <new>
 
@@ -98,12 +100,41 @@ void SoIndexedFaceSetOutline::replaceNumbers(SoState* state)
   SoOverrideElement::setMaterialBindingOverride(state, this, TRUE);
 }
 
+// The ends of the edges, or the vertices, that the draw style shows.
+MxArray<std::uint32_t> SoIndexedFaceSetOutline::drawnVertices(SoAction* action, bool edges)
+{
+  MxFaceState& faces = m_drawing->state();
+  if (!faces.readFaces(action->getState())) return {};
+  const std::size_t vertexCount = faces.data().positions.values.size();
+  return edges ? mxUniqueEdges(*faces.data().faces, vertexCount, MxFaceLayout::Indexed)
+               : mxUsedVertices(*faces.data().faces, vertexCount, MxFaceLayout::Indexed);
+}
+
 void SoIndexedFaceSetOutline::generatePrimitives(SoAction* action)
 {
+  const SoDrawStyleElement::Style style = mxDrawnStyle(action);
+  if (style == SoDrawStyleElement::INVISIBLE) return;
   SoState* state = action->getState();
   state->push();
-  replaceNumbers(state);
-  inherited::generatePrimitives(action);
+  if (style == SoDrawStyleElement::FILLED) {
+    replaceNumbers(state);
+    inherited::generatePrimitives(action);
+    state->pop();
+    return;
+  }
+  if (SoNode* property = vertexProperty.getValue()) property->doAction(action);
+  const bool edges = style == SoDrawStyleElement::LINES;
+  const bool colored =
+      SoMaterialBindingElement::get(state) == SoMaterialBindingElement::PER_VERTEX_INDEXED;
+  beginShape(action, edges ? LINES : POINTS);
+  SoPrimitiveVertex vertex;
+  vertex.setNormal(SbVec3f(0, 0, 1));
+  for (const std::uint32_t v : drawnVertices(action, edges)) {
+    vertex.setPoint(m_drawing->state().data().positions.values[v]);
+    if (colored) vertex.setMaterialIndex(static_cast<int>(v));
+    shapeVertex(&vertex);
+  }
+  endShape();
   state->pop();
 }
 

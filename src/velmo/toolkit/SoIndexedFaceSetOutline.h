@@ -1,5 +1,6 @@
 #pragma once
 
+#include <velmo/base/MxArray.h>
 #include <velmo/toolkit/MoClassMacros.h>
 #include <velmo/toolkit/SoRef.h>
 
@@ -98,12 +99,15 @@ public:
 
 protected:
   ~SoIndexedFaceSetOutline() override;
+  /// To callbacks, what is drawn: in draw style LINES each edge once as a line, in POINTS each
+  /// vertex as a point, and nothing of an invisible shape.
   void generatePrimitives(SoAction* action) override;
 
 private:
   bool drawOurs(SoGLRenderAction* action);
   void lightBothSides(SoState* state);
   void replaceNumbers(SoState* state);
+  MxArray<std::uint32_t> drawnVertices(SoAction* action, bool edges);
   bool isOutlined() const { return !m_bypassed && outlineMode.getValue() != NO_OUTLINE; }
 
   SbBool m_bypassed = FALSE;

@@ -1,5 +1,10 @@
+#include <velmo/toolkit/MxDrawnStyle.h>
 #include <velmo/toolkit/MxLineDrawing.h>
 #include <velmo/toolkit/TkLineSet.h>
+
+#include <Inventor/actions/SoCallbackAction.h>
+#include <Inventor/elements/SoMaterialBindingElement.h>
+#include <Inventor/SoPrimitiveVertex.h>
 
 MO_NODE_SOURCE(TkLineSet, SoIndexedLineSet)
 
@@ -27,6 +32,39 @@ void TkLineSet::rayPick(SoRayPickAction* action)
     return true;
   };
   if (!m_drawing->pick(action, -1, wanted)) inherited::rayPick(action);
+}
+
+MxArray<std::uint32_t> TkLineSet::drawnPoints(SoAction* action)
+{
+  MxLineState& lines = m_drawing->state();
+  if (!lines.read(action->getState(), -1)) return {};
+  return mxUsedVertices(*lines.data().lines, lines.data().positions.values.size());
+}
+
+void TkLineSet::callback(SoCallbackAction* action)
+{
+  const SoDrawStyleElement::Style style = mxDrawnStyle(action);
+  if (style == SoDrawStyleElement::INVISIBLE) return;
+  if (style != SoDrawStyleElement::POINTS) {
+    inherited::callback(action);
+    return;
+  }
+  if (!action->shouldGeneratePrimitives(this)) return;
+  SoState* state = action->getState();
+  state->push();
+  if (SoNode* property = vertexProperty.getValue()) property->doAction(action);
+  const bool colored =
+      SoMaterialBindingElement::get(state) == SoMaterialBindingElement::PER_VERTEX_INDEXED;
+  beginShape(action, POINTS);
+  SoPrimitiveVertex vertex;
+  vertex.setNormal(SbVec3f(0, 0, 1));
+  for (const std::uint32_t v : drawnPoints(action)) {
+    vertex.setPoint(m_drawing->state().data().positions.values[v]);
+    if (colored) vertex.setMaterialIndex(static_cast<int>(v));
+    shapeVertex(&vertex);
+  }
+  endShape();
+  state->pop();
 }
 
 const MxUploadCounts& TkLineSet::getUploadCounts() const

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <velmo/base/MxArray.h>
 #include <velmo/toolkit/MoClassMacros.h>
 
 #include <Inventor/nodes/SoIndexedLineSet.h>
@@ -35,6 +36,8 @@ public:
   void GLRender(SoGLRenderAction* action) override;
   /// One point for each segment that is near enough to the ray.
   void rayPick(SoRayPickAction* action) override;
+  /// Gives what is drawn: in draw style POINTS each vertex once, and nothing of an invisible shape.
+  void callback(SoCallbackAction* action) override;
 
   /// What was sent to graphics memory so far, in all contexts.
   const MxUploadCounts& getUploadCounts() const;
@@ -44,5 +47,7 @@ protected:
   ~TkLineSet() override;
 
 private:
+  MxArray<std::uint32_t> drawnPoints(SoAction* action);
+
   std::unique_ptr<MxLineDrawing> m_drawing;
 };

@@ -1,5 +1,8 @@
+#include <velmo/toolkit/MxDrawnStyle.h>
 #include <velmo/toolkit/MxLineDrawing.h>
 #include <velmo/toolkit/TkPointSet.h>
+
+#include <Inventor/actions/SoCallbackAction.h>
 
 MO_NODE_SOURCE(TkPointSet, SoPointSet)
 
@@ -28,6 +31,11 @@ void TkPointSet::rayPick(SoRayPickAction* action)
   };
   if (startIndex.getValue() != 0 || !m_drawing->pick(action, numPoints.getValue(), wanted))
     inherited::rayPick(action);
+}
+
+void TkPointSet::callback(SoCallbackAction* action)
+{
+  if (mxDrawnStyle(action) != SoDrawStyleElement::INVISIBLE) inherited::callback(action);
 }
 
 const MxUploadCounts& TkPointSet::getUploadCounts() const

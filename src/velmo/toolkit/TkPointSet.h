@@ -22,6 +22,8 @@ public:
   void GLRender(SoGLRenderAction* action) override;
   /// One point for each that is near enough to the ray.
   void rayPick(SoRayPickAction* action) override;
+  /// Gives nothing of an invisible shape.
+  void callback(SoCallbackAction* action) override;
 
   /// What was sent to graphics memory so far, in all contexts.
   const MxUploadCounts& getUploadCounts() const;

@@ -1,8 +1,11 @@
 #include <velmo/render/details/MoCellDetail.h>
 
 #include <velmo/render/details/MoMeshRepresentationDetail.h>
+#include <velmo/render/details/MxPickedValues.h>
 
 #include <Inventor/details/SoPointDetail.h>
+
+#include <limits>
 
 namespace {
 
@@ -45,24 +48,63 @@ std::size_t firstNodeOf(const SoLineDetail& detail)
   return node >= 0 ? static_cast<std::size_t>(node) : MoPickedCell::kNone;
 }
 
+double firstOf(const std::vector<double>& values)
+{
+  return values.empty() ? std::numeric_limits<double>::quiet_NaN() : values.front();
+}
+
 } // namespace
+
+MoCellPick::~MoCellPick() = default;
+
+MoCellPick::MoCellPick(const MoMeshRepresentationDetail* mesh, int extractedCell,
+                       std::size_t firstNode)
+{
+  if (!mesh || extractedCell < 0) return;
+  m_cell = mesh->getPickedCell(static_cast<std::size_t>(extractedCell), firstNode);
+  m_values = mesh->getPickedValues(m_cell.extractedCell);
+}
+
+double MoCellPick::getValue(const SbVec3f& point) const
+{
+  return firstOf(getValues(point));
+}
+
+std::vector<double> MoCellPick::getValues(const SbVec3f& point) const
+{
+  if (!m_values) return {};
+  return m_values->valuesAt({point[0], point[1], point[2]});
+}
+
+double MoCellPick::getValue() const
+{
+  return firstOf(getValues());
+}
+
+std::vector<double> MoCellPick::getValues() const
+{
+  return m_values ? m_values->valuesAt(m_point) : std::vector<double>();
+}
+
+std::vector<MoPickedNode> MoCellPick::getSourceNodes() const
+{
+  return m_values ? m_values->sourceNodesAt(m_point) : std::vector<MoPickedNode>();
+}
 
 template <class ToolkitDetail>
 void MoCellDetail<ToolkitDetail>::assign(const MoCellDetail& other)
 {
   if (this == &other) return;
   assignBase(*this, other);
-  m_cell = other.m_cell;
+  MoCellPick::operator=(other);
 }
 
 template <class ToolkitDetail>
 MoCellDetail<ToolkitDetail>::MoCellDetail(const ToolkitDetail& detail,
                                           const MoMeshRepresentationDetail* mesh)
+    : MoCellPick(mesh, cellIndexOf(detail), firstNodeOf(detail))
 {
   assignBase(*this, detail);
-  if (mesh && cellIndexOf(detail) >= 0)
-    m_cell =
-        mesh->getPickedCell(static_cast<std::size_t>(cellIndexOf(detail)), firstNodeOf(detail));
 }
 
 template class MoCellDetail<SoFaceDetail>;

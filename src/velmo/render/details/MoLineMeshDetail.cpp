@@ -5,8 +5,7 @@
 MO_DETAIL_SOURCE(MoLineMeshDetail, MoMeshRepresentationDetail)
 
 MoLineMeshDetail::MoLineMeshDetail(const MeXLineMeshUnstructured* mesh, ColorSets colorSets)
-    : MoMeshRepresentationDetail(mesh, LINE_MESH_UNSTRUCTURED, &mesh->getProvenance(),
-                                 std::move(colorSets))
+    : MoMeshRepresentationDetail(*mesh, LINE_MESH_UNSTRUCTURED, std::move(colorSets))
 {}
 
 SoDetail* MoLineMeshDetail::copy() const

@@ -1,14 +1,8 @@
 #include <velmo/render/details/MoMeshRepresentationDetail.h>
 
-#include <utility>
+#include <velmo/render/details/MxPickedValues.h>
 
 MO_DETAIL_SOURCE(MoMeshRepresentationDetail, SoDetail)
-
-MoMeshRepresentationDetail::MoMeshRepresentationDetail(const MiMesh* mesh, MeshType type,
-                                                       const MeXProvenance* provenance,
-                                                       ColorSets colorSets)
-    : m_mesh(mesh), m_type(type), m_provenance(provenance), m_colorSets(std::move(colorSets))
-{}
 
 SoDetail* MoMeshRepresentationDetail::copy() const
 {
@@ -27,4 +21,21 @@ MoPickedCell MoMeshRepresentationDetail::getPickedCell(std::size_t extractedCell
     cell.sourceCells = m_provenance->sourceCells;
   }
   return cell;
+}
+
+std::vector<double> MoMeshRepresentationDetail::computeValues(const SbVec3f& point,
+                                                              std::size_t cellIndex) const
+{
+  const auto values = getPickedValues(cellIndex);
+  return values ? values->valuesAt({point[0], point[1], point[2]}) : std::vector<double>();
+}
+
+std::shared_ptr<const MxPickedValues>
+MoMeshRepresentationDetail::getPickedValues(std::size_t extractedCell) const
+{
+  if (!m_mesh) return nullptr;
+  if (!m_last || m_last->cell() != extractedCell)
+    m_last = std::make_shared<MxPickedValues>(*m_topology, *m_geometry, *m_provenance, m_colorSets,
+                                              extractedCell);
+  return m_last;
 }

@@ -6,8 +6,7 @@ MO_DETAIL_SOURCE(MoSurfaceMeshDetail, MoMeshRepresentationDetail)
 
 MoSurfaceMeshDetail::MoSurfaceMeshDetail(const MeXSurfaceMeshUnstructured* mesh,
                                          ColorSets colorSets)
-    : MoMeshRepresentationDetail(mesh, SURFACE_MESH_UNSTRUCTURED, &mesh->getProvenance(),
-                                 std::move(colorSets))
+    : MoMeshRepresentationDetail(*mesh, SURFACE_MESH_UNSTRUCTURED, std::move(colorSets))
 {}
 
 SoDetail* MoSurfaceMeshDetail::copy() const

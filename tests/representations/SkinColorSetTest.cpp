@@ -1,0 +1,175 @@
+#include <tests/representations/SkinScene.h>
+
+#include <velmo/colormapping/MoCombineColorMapping.h>
+#include <velmo/extraction/extractors/MiSkinExtract.h>
+#include <velmo/mesh/MbDataSet.h>
+#include <velmo/nodes/MoDataBinding.h>
+#include <velmo/nodes/MoMaterial.h>
+#include <velmo/nodes/MoScalarSetI.h>
+#include <velmo/representation/MxAttributesManager.h>
+
+#include <tests/support/StateProbe.h>
+#include <tests/support/WarningLog.h>
+
+#include <gmock/gmock.h>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+TEST(MoMeshSkin, LooksForNoValuesWhereNothingIsColouredByThem)
+{
+  const Row row;
+  SkinScene scene;
+  scene.mesh->setMesh(row.mesh.get());
+  scene.set->setScalarSet(&row.perNode);
+  const SoRef<MoMaterial> material(new MoMaterial);
+  material->faceColoring = MoMaterial::COLOR;
+  scene.above->addChild(material);
+  scene.traverse();
+  SoState* state = nullptr;
+  std::vector<const MiTypedDataSet<double>*> sets;
+  const StateProbe probe([&](SoAction* action) {
+    state = action->getState();
+    sets = scene.skin->getColorSetFromState(state, VOLUME_MESH_UNSTRUCTURED);
+  });
+  scene.root->addChild(probe.node());
+  scene.traverse();
+  EXPECT_THAT(sets, IsEmpty());
+  material->faceColoring = MoMaterial::CONTOURING;
+  scene.traverse();
+  EXPECT_THAT(sets, ElementsAre(&row.perNode));
+
+  WarningLog warnings;
+  scene.skin->colorScalarSetId = 7;
+  scene.traverse();
+  EXPECT_THAT(sets, ElementsAre(nullptr));
+  EXPECT_THAT(warnings.texts(), IsEmpty()) << "an id without a set means no values";
+  EXPECT_EQ(scene.faceCount(), 18);
+}
+
+TEST(MoMeshSkin, FindsTypedSetsOnlyWithoutGeneralOnes)
+{
+  const Row row;
+  SkinScene scene;
+  scene.mesh->setMesh(row.mesh.get());
+  const SoRef<MoScalarSetI> typed(new MoScalarSetI);
+  typed->setScalarSet(&row.perNode);
+  scene.above->addChild(typed);
+  const MiTypedDataSet<double>* found = nullptr;
+  const StateProbe probe([&](SoAction* action) {
+    const auto sets =
+        scene.skin->getColorSetFromState(action->getState(), VOLUME_MESH_UNSTRUCTURED);
+    found = sets.empty() ? nullptr : sets.front();
+  });
+  scene.root->addChild(probe.node());
+  scene.traverse();
+  EXPECT_EQ(found, nullptr) << "the general node, though empty, hides the typed one";
+  scene.root->removeChild(scene.set);
+  scene.traverse();
+  EXPECT_EQ(found, &row.perNode);
+}
+
+TEST(MoMeshSkin, GathersTheSetsThatSuitMeshAndBindingForACombinedMapping)
+{
+  const Row row(VOLUME_MESH_HEXAHEDRON_IJK);
+  const MbScalardSetIjk cells("cells", MiDataBinding::PerCell, {4, 1, 1}, counted(4));
+  const MbScalardSetIjk gridNodes("grid nodes", MiDataBinding::PerNode, {5, 2, 2}, counted(20));
+  class Sum final : public MiCombineColorMapping
+  {
+  public:
+    SbColorRGBA getColor(std::vector<double>) const override { return {1, 1, 1, 1}; }
+    void getRange(double&, double&) const override {}
+    std::uint64_t getTimeStamp() const override { return 1; }
+  } sum;
+  SkinScene scene;
+  scene.mesh->setMesh(row.mesh.get());
+  const SoRef<MoCombineColorMapping> combine(new MoCombineColorMapping);
+  combine->setColorMapping(&sum);
+  const SoRef<MoDataBinding> binding(new MoDataBinding);
+  scene.above->addChild(combine);
+  scene.above->addChild(binding);
+  for (const MiTypedDataSet<double>* set : std::initializer_list<const MiTypedDataSet<double>*>{
+           &cells, &gridNodes, &row.perNode, &row.perCell})
+  {
+    auto* node = new MoScalarSet;
+    node->setScalarSet(set);
+    scene.above->addChild(node);
+  }
+  const auto gathered = [&] {
+    std::vector<const MiTypedDataSet<double>*> sets;
+    const StateProbe probe([&](SoAction* action) {
+      sets = scene.skin->getColorSetFromState(action->getState(), VOLUME_MESH_HEXAHEDRON_IJK);
+    });
+    scene.root->addChild(probe.node());
+    scene.traverse();
+    scene.root->removeChild(probe.node());
+    return sets;
+  };
+  binding->dataBinding = MoDataBinding::AUTO;
+  EXPECT_THAT(gathered(), ElementsAre(&cells, &row.perNode))
+      << "cells of this kind are numbered by I, J and K, its nodes by one index";
+  binding->dataBinding = MoDataBinding::PER_CELL;
+  EXPECT_THAT(gathered(), ElementsAre(&cells));
+  binding->dataBinding = MoDataBinding::PER_NODE;
+  EXPECT_THAT(gathered(), ElementsAre(&row.perNode));
+}
+
+TEST(MoMeshSkin, WarnsOfASetThatDoesNotFitTheMesh)
+{
+  const Row row;
+  const MbScalardSetIjk grid("grid", MiDataBinding::PerNode, {5, 2, 2}, counted(20));
+  SkinScene scene;
+  scene.mesh->setMesh(row.mesh.get());
+  scene.set->setScalarSet(&grid);
+  WarningLog warnings;
+  scene.traverse();
+  EXPECT_THAT(warnings.texts(),
+              ElementsAre("MiSkinExtractUnstructured::extractScalarSet(): Cannot extract data set "
+                          "with the given binding on this type of mesh."));
+  EXPECT_EQ(scene.faceCount(), 18);
+  EXPECT_EQ(scene.fills(), "1 1 1");
+}
+
+TEST(MoMeshSkin, PassesItsResultAndMappedSetsOn)
+{
+  const Row row;
+  SkinScene scene;
+  scene.mesh->setMesh(row.mesh.get());
+  scene.set->setScalarSet(&row.perNode);
+  scene.skin->maxCellRanges = 1;
+  const SoRef<MoMesh> next(new MoMesh);
+  next->connectFrom(scene.skin);
+  scene.root->addChild(next);
+  MeshType type = UNDEFINED_MESH;
+  const MiMesh* seen = nullptr;
+  const MiDataSetI<double>* mapped = nullptr;
+  const MiDataSetI<double>* typed = nullptr;
+  const StateProbe probe([&](SoAction* action) {
+    MxAttributesManager attributes;
+    bool changed;
+    seen = attributes.getMesh(action->getState(), type, changed);
+    mapped =
+        dynamic_cast<const MiDataSetI<double>*>(attributes.getScalarSet(action->getState(), 0));
+    typed = attributes.getDataSet<MiDataSetI<double>>(action->getState(), 0);
+    EXPECT_EQ(attributes.getDataSet<MiDataSetIj<double>>(action->getState(), 0), nullptr);
+  });
+  scene.root->addChild(probe.node());
+  scene.traverse();
+  EXPECT_EQ(type, SURFACE_MESH_UNSTRUCTURED);
+  ASSERT_EQ(seen, scene.surface());
+  ASSERT_NE(mapped, nullptr);
+  EXPECT_EQ(mapped->getSize(), scene.surface()->getGeometry().getNodeCount());
+  EXPECT_EQ(mapped, typed);
+  for (std::size_t node = 0; node < mapped->getSize(); ++node) {
+    const MbVec3d p = scene.surface()->getGeometry().getNode(node);
+    EXPECT_EQ(mapped->getValue(node), p.x + 5 * (p.y * 2) + 10 * (p.z * 4));
+  }
+  scene.skin->clear();
+  const SoRef<SoSeparator> later(new SoSeparator);
+  later->addChild(next);
+  later->addChild(probe.node());
+  mapped = nullptr;
+  SoCallbackAction().apply(later);
+  EXPECT_EQ(seen, nullptr);
+  EXPECT_EQ(type, UNDEFINED_MESH);
+}

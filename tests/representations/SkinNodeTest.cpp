@@ -1,0 +1,113 @@
+#include <tests/representations/SkinScene.h>
+
+#include <velmo/render/MdLineMesh.h>
+#include <velmo/render/MdPointMesh.h>
+
+#include <Inventor/actions/SoSearchAction.h>
+#include <Inventor/actions/SoWriteAction.h>
+#include <Inventor/sensors/SoNodeSensor.h>
+#include <Inventor/SoDB.h>
+#include <Inventor/SoInput.h>
+#include <Inventor/SoOutput.h>
+
+#include <gmock/gmock.h>
+
+using testing::HasSubstr;
+
+TEST(MoMeshSkin, RemembersFieldChangesUntilItIsTraversed)
+{
+  SkinScene scene;
+  EXPECT_TRUE(scene.skin->isModified());
+  scene.traverse();
+  EXPECT_FALSE(scene.skin->isModified());
+  scene.skin->maxCellRanges = 3;
+  EXPECT_TRUE(scene.skin->isModified());
+  scene.traverse();
+  scene.skin->getSurfaceMesh().getSeparator()->touch();
+  EXPECT_FALSE(scene.skin->isModified()) << "hidden nodes are no fields";
+}
+
+TEST(MoMeshSkin, TellsNobodyAboveWhatItBuilds)
+{
+  const Row row;
+  SkinScene scene;
+  scene.mesh->setMesh(row.mesh.get());
+  scene.set->setScalarSet(&row.perNode);
+  int heard = 0;
+  SoNodeSensor sensor([](void* count, SoSensor*) { ++*static_cast<int*>(count); }, &heard);
+  sensor.setPriority(0);
+  sensor.attach(scene.root);
+  scene.traverse(2);
+  EXPECT_EQ(heard, 0);
+  EXPECT_TRUE(scene.drawsAnything());
+  scene.mesh->reset();
+  const int afterReset = heard;
+  scene.traverse(2);
+  EXPECT_EQ(heard, afterReset) << "emptying is silent too";
+  scene.skin->maxCellRanges = 1;
+  EXPECT_GT(heard, afterReset) << "the node itself is heard";
+}
+
+TEST(MoMeshSkin, HidesItsNodesFromSearchesAndFiles)
+{
+  const Row row;
+  SkinScene scene;
+  scene.mesh->setMesh(row.mesh.get());
+  scene.skin->maxCellRanges = 2;
+  scene.traverse();
+  SoSearchAction search;
+  search.setSearchingAll(TRUE);
+  search.setName("SurfaceMesh_Display");
+  search.apply(scene.root);
+  EXPECT_EQ(search.getPath(), nullptr);
+
+  SoOutput out;
+  std::vector<char> buffer(1 << 16);
+  out.setBuffer(buffer.data(), buffer.size(), [](void*, std::size_t) -> void* { return nullptr; });
+  SoWriteAction(&out).apply(scene.skin);
+  const std::string text(buffer.data());
+  EXPECT_THAT(text, HasSubstr("maxCellRanges 0x2"));
+  EXPECT_THAT(text, testing::Not(HasSubstr("SurfaceMesh_Display")));
+
+  SoInput in;
+  in.setBuffer(text.data(), text.size());
+  const SoRef<SoSeparator> read(SoDB::readAll(&in));
+  ASSERT_NE(read.get(), nullptr);
+  ASSERT_EQ(read->getNumChildren(), 1);
+  ASSERT_TRUE(read->getChild(0)->isOfType(MoMeshSkin::getClassTypeId()));
+  EXPECT_EQ(static_cast<MoMeshSkin*>(read->getChild(0))->maxCellRanges[0], 2u);
+}
+
+TEST(MoMeshSkin, CopiesBuildTheirOwnNodes)
+{
+  const Row row;
+  SkinScene scene;
+  scene.mesh->setMesh(row.mesh.get());
+  scene.skin->maxCellRanges = 1;
+  scene.traverse();
+  const SoRef<MoMeshSkin> copy(static_cast<MoMeshSkin*>(scene.skin->copy()));
+  EXPECT_EQ(copy->maxCellRanges[0], 1u);
+  EXPECT_NE((*copy->getChildren())[0], (*scene.skin->getChildren())[0]);
+  MeshType type;
+  EXPECT_EQ(copy->getExtractedMesh(type), nullptr);
+  scene.root->addChild(copy);
+  scene.traverse();
+  ASSERT_NE(copy->getExtractedMesh(type), nullptr);
+  EXPECT_NE(copy->getExtractedMesh(type), scene.surface());
+}
+
+TEST(MoMeshSkin, ShowsItsHiddenRootInOrder)
+{
+  const SoRef<MoMeshSkin> skin(new MoMeshSkin);
+  EXPECT_EQ(skin->getChildren()->getLength(), 1);
+  const auto* root = static_cast<SoSeparator*>((*skin->getChildren())[0]);
+  ASSERT_EQ(root->getNumChildren(), 5);
+  EXPECT_EQ(root->getChild(0), skin->getSurfaceMesh().getSeparator());
+  EXPECT_STREQ(root->getChild(1)->getName().getString(), "Fading_Shader");
+  EXPECT_STREQ(root->getChild(2)->getTypeId().getName().getString(), "PickStyle");
+  EXPECT_EQ(root->getChild(3), skin->getLineMesh().getSeparator());
+  EXPECT_EQ(root->getChild(4), skin->getPointMesh().getSeparator());
+  EXPECT_FALSE(skin->affectsState());
+  EXPECT_EQ(skin->minCellRanges.getNum(), 0);
+  EXPECT_TRUE(skin->maxCellRanges.isDefault());
+}
