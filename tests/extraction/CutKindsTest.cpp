@@ -188,6 +188,25 @@ TEST_P(CutKinds, AllKindsOfOneGridAgree)
   compare(cuts.isosurface(flat, 0.5, nullptr), expected.isosurface(*other, 0.5, nullptr));
 }
 
+TEST_P(CutKinds, TellsOfAsManyPhasesAsItSays)
+{
+  class Recorder : public MiExtractorCallback
+  {
+  public:
+    void beginExtract(const std::string&, std::size_t count) override { promised = count; }
+    void endExtract() override {}
+    void beginPhase(const std::string&, std::size_t) override { ++begun; }
+    void endPhase() override {}
+    bool endStep(std::size_t) override { return true; }
+    std::size_t promised = 0, begun = 0;
+  } recorder;
+  const auto mesh = zoo::block(GetParam(), kCells);
+  CutExtractors cuts(*mesh);
+  cuts.planes->setCallback(&recorder);
+  cuts.plane(kNormal, 12, nullptr);
+  EXPECT_EQ(recorder.begun, recorder.promised);
+}
+
 TEST_P(CutKinds, AFilterTakesCellsAwayAsIfDead)
 {
   zoo::Active active(kCells.x * kCells.y * kCells.z, 1);

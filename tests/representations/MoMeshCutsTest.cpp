@@ -18,6 +18,7 @@
 #include <tests/support/Offscreen.h>
 #include <tests/support/WarningLog.h>
 
+#include <velmo/toolkit/MxShapeData.h>
 #include <velmo/toolkit/SoIndexedFaceSetOutline.h>
 
 #include <Inventor/actions/SoSearchAction.h>
@@ -175,18 +176,6 @@ public:
   }
 };
 TYPED_TEST_SUITE(MoMeshCuts, CutNodes, NodeNames);
-
-/// Says that its mesh is a regular one.
-class LyingMesh final : public MoMesh
-{
-public:
-  const MiMesh* getMesh(MeshType& type) override
-  {
-    const MiMesh* mesh = MoMesh::getMesh(type);
-    type = VOLUME_MESH_REGULAR;
-    return mesh;
-  }
-};
 
 class DecliningTessellator final : public MiTessellator
 {
@@ -539,6 +528,7 @@ TEST(CutPicture, ASphereIsRoundAndLitInsideAndOutside)
       }
   };
   expectRound(false);
+  EXPECT_GT(scene.faces().getUploadCounts().positions, 0) << "not handed to the toolkit's shape";
   // Without the half that faces the viewer.
   camera->nearDistance = 24.5f;
   expectRound(true);

@@ -34,6 +34,18 @@ public:
   std::string lastName;
 };
 
+/// Says that its mesh is a regular one, whatever it is.
+class LyingMesh final : public MoMesh
+{
+public:
+  const MiMesh* getMesh(MeshType& type) override
+  {
+    const MiMesh* mesh = MoMesh::getMesh(type);
+    type = VOLUME_MESH_REGULAR;
+    return mesh;
+  }
+};
+
 /// A scene of one mesh, one general scalar set, a mapping from black at 0 to white at 10, and a
 /// representation that makes a surface.
 template <class Node>

@@ -28,6 +28,7 @@ class MdSliceExtract final : public MdExtract<MdTraits<K, typename Slice::Extrac
 
 public:
   using typename Base::CellFilter, typename Base::Extractor;
+  static constexpr bool kMayBeAsynchronous = false;
 
   MdSliceExtract(std::shared_ptr<Extractor> extractor, const Node& node)
       : Base(std::move(extractor), Slice::kTexts.extractors[Base::kExtractorIndex]), m_node(node)

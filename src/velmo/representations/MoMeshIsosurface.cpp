@@ -38,6 +38,7 @@ class MdIsosurfExtract final : public MdExtract<MdTraits<K, Extractors>>
 
 public:
   using typename Base::CellFilter, typename Base::Extractor;
+  static constexpr bool kMayBeAsynchronous = false;
 
   MdIsosurfExtract(std::shared_ptr<Extractor> extractor, const MoMeshIsosurface& node)
       : Base(std::move(extractor), kTexts.extractors[Base::kExtractorIndex]), m_node(node)

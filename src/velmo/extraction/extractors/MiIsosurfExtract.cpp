@@ -44,7 +44,7 @@ public:
   }
 
 private:
-  static constexpr bool kIsGrid = Kind::kNodeIndexing == MxIndexing::Ijk;
+  static constexpr bool kHasGridNodes = Kind::kNodeIndexing == MxIndexing::Ijk;
 
   /// The set as one with a value for each node, numbered as the nodes are; null where it does not
   /// fit. What is made here for a set stays until its stamp or its cells change.
@@ -60,7 +60,7 @@ private:
           return findMeans(mesh, *grid, arguments.stamp, request);
       return nullptr;
     }
-    if constexpr (kIsGrid) {
+    if constexpr (kHasGridNodes) {
       const MbIndex3 nodes = nodeCountsOf(mesh.getTopology().getCellCounts());
       if (grid && grid->getSizes() == nodes) return grid;
       return flat && flat->getSize() == nodes.x * nodes.y * nodes.z ? flat : nullptr;

@@ -9,7 +9,10 @@ struct MxCutWork : MxSurfaceWork<K>
 {
   using typename MxSurfaceWork<K>::Mesh, typename MxSurfaceWork<K>::Request;
 
-  static constexpr std::size_t kPhaseCount = 4;
+  /// Grids are cut in fewer passes.
+  static constexpr bool kIsGrid =
+      K == VOLUME_MESH_REGULAR || K == VOLUME_MESH_RECTILINEAR || K == VOLUME_MESH_CURVILINEAR;
+  static constexpr std::size_t kPhaseCount = kIsGrid ? 3 : 7;
 
   std::shared_ptr<const MxMeshCheck> cut(const Mesh& mesh, const MxCutShape& shape,
                                          const Request& request,
