@@ -9,10 +9,10 @@ struct MxCutWork : MxSurfaceWork<K>
 {
   using typename MxSurfaceWork<K>::Mesh, typename MxSurfaceWork<K>::Request;
 
-  /// Grids are cut in fewer passes.
+  /// Grids are cut in fewer passes; what is known of a mesh already is not done again.
   static constexpr bool kIsGrid =
       K == VOLUME_MESH_REGULAR || K == VOLUME_MESH_RECTILINEAR || K == VOLUME_MESH_CURVILINEAR;
-  static constexpr std::size_t kPhaseCount = kIsGrid ? 3 : 7;
+  static constexpr std::size_t kPhaseCount = kIsGrid ? 4 : 7; // at most
 
   std::shared_ptr<const MxMeshCheck> cut(const Mesh& mesh, const MxCutShape& shape,
                                          const Request& request,
