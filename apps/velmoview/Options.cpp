@@ -156,6 +156,9 @@ constexpr OptionRow kRows[] = {
      readCellRange},
     {"--pick", "PX,PY", "report the cell and the values at this pixel; may be given several times",
      readPick},
+    {"--tessellate", "a whole number from 1 to 64",
+     "draw quadratic cells with so many parts along every edge",
+     readCount<&Options::tessellate, 1, 64>},
     {"--serial", kNoValue, "extract with one thread", readSwitch<&Options::serial, true>},
 
     {nullptr, kNoValue, "How to draw it", nullptr},

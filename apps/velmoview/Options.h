@@ -65,6 +65,7 @@ struct Options
   std::optional<CellRange> cellRange;
   bool serial = false;
   std::vector<std::array<int, 2>> picks; ///< pixels, counted from the upper left corner
+  int tessellate = 0; ///< parts of the edges of higher-order cells; 0: as they are
 
   ArrayName colorBy;
   std::string colormap; ///< empty: the default

@@ -90,6 +90,7 @@ Json argumentsReport(const Representation& what, const Options& options)
   for (const ValueFilter& filter : options.cells)
     json["cells"].push_back(
         {{"array", filter.array.text()}, {"min", filter.min}, {"max", filter.max}});
+  if (options.tessellate > 0) json["tessellate"] = options.tessellate;
   if (options.cellRange) {
     json["cell_range"] = options.cellRange->lower;
     for (const std::uint32_t upper : options.cellRange->upper)

@@ -12,6 +12,7 @@
 #include <velmo/nodes/MoMaterial.h>
 #include <velmo/nodes/MoMesh.h>
 #include <velmo/nodes/MoScalarSet.h>
+#include <velmo/nodes/MoTessellator.h>
 
 #include <Inventor/actions/SoGetMatrixAction.h>
 #include <Inventor/nodes/SoDirectionalLight.h>
@@ -167,6 +168,12 @@ void Scene::addAppearance(SoGroup& root)
   auto* mesh = new MoMesh;
   mesh->setMesh(m_model.mesh);
   root.addChild(mesh);
+  if (m_options.tessellate > 0) {
+    m_tessellator.setPartCount(static_cast<unsigned>(m_options.tessellate));
+    auto* refine = new MoTessellator;
+    refine->setTessellator(&m_tessellator);
+    root.addChild(refine);
+  }
 
   const bool byValue = m_coloring.set != nullptr;
   if (byValue) {

@@ -4,6 +4,7 @@
 #include <velmoview/Coloring.h>
 
 #include <velmo/extraction/interfaces/MiMesh.h>
+#include <velmo/mesh/MbTessellator.h>
 #include <velmo/toolkit/SoRef.h>
 
 #include <memory>
@@ -72,6 +73,7 @@ private:
   ViewAxes m_axes;
   MbVec3d m_shift; ///< moved to the origin, so that a mesh far away does not tremble
   std::vector<std::unique_ptr<MiCellFilter>> m_filters;
+  MbUniformTessellator m_tessellator;
   SoRef<SoSeparator> m_root;
   SoPerspectiveCamera* m_camera = nullptr;
   std::vector<Drawn> m_drawn;

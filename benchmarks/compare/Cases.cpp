@@ -243,6 +243,31 @@ Case flow(Flow what, const std::string& mesh, double aim, bool isAdaptive = fals
           probeBytes};
 }
 
+/// The result is the same, but for the diagonals that its faces are measured along.
+CheckRule layerRule(bool closed)
+{
+  CheckRule rule = cutRule(closed);
+  rule.perCell = 1;
+  return rule;
+}
+
+Case layers(const std::string& mesh, std::size_t axis, std::size_t count, double aim)
+{
+  Task task;
+  task.colour = true;
+  task.axis = axis;
+  task.layerCount = count;
+  const std::string name = count > 0 ? "slab_" : "logical_";
+  return {keep(name + mesh + (axis == 0 ? "_I" : "_K")),
+          keep(mesh),
+          aim,
+          makeOurLayers,
+          count > 0 ? peerSlabFilters() : peerLayerFilters(kindOf(mesh)),
+          task,
+          layerRule(count > 0),
+          structuredBytes};
+}
+
 std::vector<Case> makeCases()
 {
   std::vector<Case> cases;
@@ -288,6 +313,10 @@ std::vector<Case> makeCases()
     cases.push_back(flow(Flow::Stream, mesh, 3));
     if (std::string(mesh) != "tetP") cases.push_back(flow(Flow::Stream, mesh, 3, true));
   }
+  for (const char* mesh : {"curv", "image"})
+    for (const std::size_t axis : {0, 2})
+      cases.push_back(layers(mesh, axis, 0, 4));
+  cases.push_back(layers("curv", 0, 4, 4));
   return cases;
 }
 

@@ -81,6 +81,11 @@ struct Task
   /// `stepSize` each time; 0 for one extraction.
   int steps = 0;
   double stepSize = 0;
+  /// Layers of a grid: the faces below the middle cells along `axis`, or the boundary of
+  /// `layerCount` layers of cells from there on.
+  std::size_t axis = 0, layerCount = 0;
+  /// The middle layer of a mesh.
+  std::size_t layer(const MeshArrays& mesh) const { return (mesh.axisNodes[axis] - 1) / 2; }
 
   double movedValue(int step) const { return value + step * stepSize; }
   /// The plane's distance from the origin.

@@ -8,3 +8,4 @@ std::unique_ptr<Job> makeOurIsolines(const MeshArrays& mesh, const Task& task, i
 std::unique_ptr<Job> makeOurCut(const MeshArrays& mesh, const Task& task, int threads);
 /// Probes and streamlines.
 std::unique_ptr<Job> makeOurFlow(const MeshArrays& mesh, const Task& task, int threads);
+std::unique_ptr<Job> makeOurLayers(const MeshArrays& mesh, const Task& task, int threads);

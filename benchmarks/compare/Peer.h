@@ -32,3 +32,5 @@ std::vector<PeerFilter> peerProbeFilters(MeshKind kind);
 /// @param isAdaptive  with the integrator that adapts its steps
 std::vector<PeerFilter> peerStreamFilters(bool isAdaptive);
 std::vector<PeerFilter> peerPlaneDragFilters(MeshKind kind);
+std::vector<PeerFilter> peerLayerFilters(MeshKind kind);
+std::vector<PeerFilter> peerSlabFilters();

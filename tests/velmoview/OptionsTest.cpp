@@ -97,6 +97,7 @@ TEST(Options, RefusesWithTheOptionAndWhatItTakes)
       {{"m.vtk", "--logical-slice", "J=1,lower"}, "--logical-slice", "INDEX,upper"},
       {{"m.vtk", "--interpolated-slice", "K=nan"}, "--interpolated-slice", "'nan'"},
       {{"m.vtk", "--interpolated-slice", "K=1,2"}, "--interpolated-slice", "holds 2"},
+      {{"m.vtk", "--tessellate", "0"}, "--tessellate", "1 to 64"},
       {{"m.vtk", "--slab", "K=1,0"}, "--slab", "THICKNESS of 0"},
       {{"m.vtk", "--slab", "K=1,2,3"}, "--slab", "holds 3"},
       {{"m.vtk", "--demo", "beam"}, "--demo", "m.vtk"},
@@ -138,13 +139,13 @@ TEST(Options, HelpNamesEveryOptionOfTheCommandLine)
 {
   const std::string help = helpText();
   for (const char* option :
-       {"--demo",       "--ijk",      "--vertex",        "--active",
-        "--skin",       "--color-by", "--colormap",      "--range",
-        "--edges",      "--points",   "--no-faces",      "--cells",
-        "--cell-range", "--opacity",  "--background",    "--size",
-        "--view",       "--output",   "--report",        "--threads",
-        "--serial",     "--strict",   "--levels",        "--contouring",
-        "--enhanced",   "--fading",   "--logical-slice", "--interpolated-slice",
-        "--slab"})
+       {"--demo",       "--ijk",       "--vertex",        "--active",
+        "--skin",       "--color-by",  "--colormap",      "--range",
+        "--edges",      "--points",    "--no-faces",      "--cells",
+        "--cell-range", "--opacity",   "--background",    "--size",
+        "--view",       "--output",    "--report",        "--threads",
+        "--serial",     "--strict",    "--levels",        "--contouring",
+        "--enhanced",   "--fading",    "--logical-slice", "--interpolated-slice",
+        "--slab",       "--tessellate"})
     EXPECT_THAT(help, HasSubstr(std::string("  ") + option + " ")) << option;
 }

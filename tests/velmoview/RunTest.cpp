@@ -184,6 +184,30 @@ TEST(Run, DrawsLayersOfAGridInTheOrderAskedFor)
   EXPECT_EQ(runProgram(arguments).report()["representations"][2]["cells"], 0);
 }
 
+TEST(Run, TessellatesQuadraticCells)
+{
+  const auto skin = [](std::vector<std::string> how) {
+    how.insert(how.begin(), {"--demo", "lug", "--demo-size", "8", "--report", "-", "--strict"});
+    const Outcome outcome = runProgram(how);
+    EXPECT_EQ(outcome.code, 0) << outcome.err;
+    return outcome.report()["representations"][0];
+  };
+  const json plain = skin({}), one = skin({"--tessellate", "1"}), two = skin({"--tessellate", "2"}),
+             four = skin({"--tessellate", "4"});
+  EXPECT_EQ(four["arguments"], (json{{"tessellate", 4}}));
+  EXPECT_EQ(four["open_edges"], 0);
+  EXPECT_EQ(two["cells"].get<int>(), 4 * one["cells"].get<int>());
+  EXPECT_EQ(four["cells"].get<int>(), 4 * two["cells"].get<int>());
+  EXPECT_GT(two["area"], one["area"]); // chords of the hole become arcs
+  EXPECT_GE(plain["cells"], one["cells"]);
+  // Cuts go through the same cells.
+  const auto cells = [&](const char* parts) {
+    const json plane = skin({"--plane", "1,0,0,2.01", "--tessellate", parts});
+    return plane["cells"].get<int>();
+  };
+  EXPECT_GT(cells("4"), 3 * cells("2"));
+}
+
 TEST(Run, StrictFailsOnWarningsAndOnNothingDrawn)
 {
   const TemporaryFile broken("broken.vtk", twoCubes(true));

@@ -2,6 +2,7 @@
 
 #include <velmo/extraction/algorithms/MxCutKinds.h>
 #include <velmo/extraction/algorithms/MxCutRuns.h>
+#include <velmo/extraction/algorithms/MxCutTessellate.h>
 #include <velmo/extraction/algorithms/MxVolumeCells.h>
 
 namespace {
@@ -190,11 +191,14 @@ findRuns(const Mesh& mesh, const Cells& cells, const Points& points, const MxCut
 } // namespace
 
 template <class Mesh, class Filter>
-std::shared_ptr<const MxMeshCheck> cutMesh(const Mesh& mesh, const Filter* filter,
-                                           const MxCutShape& shape, const MiTessellator*,
-                                           bool parallel, MxExtractionMonitor& monitor,
-                                           MxCutMemory& memory, MeXSurfaceMeshUnstructured& surface)
+std::shared_ptr<const MxMeshCheck>
+cutMesh(const Mesh& mesh, const Filter* filter, const MxCutShape& shape,
+        [[maybe_unused]] const MiTessellator* tessellator, bool parallel,
+        MxExtractionMonitor& monitor, MxCutMemory& memory, MeXSurfaceMeshUnstructured& surface)
 {
+  if constexpr (std::is_same_v<Mesh, MiVolumeMeshUnstructured>)
+    if (tessellator && isCutShapeUsable(shape) && hasQuadraticCells(mesh.getTopology()))
+      return cutTessellated(mesh, filter, shape, *tessellator, parallel, monitor, surface);
   const MiGeometryI& geometry = mesh.getGeometry();
   clearCut(surface);
   surface.provenance.sourceCells = Kind<Mesh>::cellCounts(mesh);

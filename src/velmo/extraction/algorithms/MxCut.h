@@ -87,6 +87,9 @@ private:
 /// So the cut is that of the limit from below: faces of cells that lie in the surface are polygons
 /// of the cell below.
 ///
+/// A tessellator's sub-cells are cut instead of quadratic cells; vertices then are
+/// NodeForm::Weighted.
+///
 /// Nodes without a finite level are on no side; cells that have one are not cut. The result is the
 /// same, byte for byte, for any number of threads and whatever the memory holds.
 ///

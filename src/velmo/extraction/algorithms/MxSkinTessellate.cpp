@@ -4,102 +4,21 @@
 #include <velmo/extraction/algorithms/MxNodeNumbering.h>
 #include <velmo/extraction/algorithms/MxPolygons.h>
 #include <velmo/extraction/algorithms/MxSkinUnstructured.h>
+#include <velmo/extraction/algorithms/MxTessellated.h>
 #include <velmo/extraction/interfaces/MxCellShapes.h>
 
 #include <cmath>
 #include <tuple>
-#include <unordered_map>
 
 namespace {
 
 constexpr std::size_t kBlock = 512;
-/// Weights that differ by less are the same; smaller ones are none.
-constexpr double kWeightStep = 0x1p-40;
-
-bool isQuadratic(MiCellShape shape)
-{
-  const MiCellShapeFacts facts = cellShapeFacts(shape);
-  return facts.nodeCount > facts.cornerCount;
-}
-
-/// Cells over weighted points, made by one block of faces or edges.
-struct Pieces
-{
-  std::vector<std::uint32_t> sizes, sources; ///< of each cell: corners, source cell
-  std::vector<std::uint32_t> corners;        ///< of all cells, by point
-  std::vector<std::uint32_t> offsets{0};     ///< of each point: its nodes and weights
-  std::vector<std::uint32_t> nodes;
-  std::vector<double> weights;
-
-  std::uint32_t pointCount() const { return static_cast<std::uint32_t>(offsets.size() - 1); }
-
-  void addPoint(std::span<const std::uint32_t> from, const double* with)
-  {
-    std::vector<std::pair<std::uint32_t, double>> parts;
-    for (std::size_t n = 0; n < from.size(); ++n)
-      if (std::abs(with[n]) >= kWeightStep) parts.emplace_back(from[n], with[n]);
-    // In the order of the nodes, so that two faces that share an edge compute the same sums.
-    std::sort(parts.begin(), parts.end());
-    for (const auto& [node, weight] : parts) {
-      nodes.push_back(node);
-      weights.push_back(weight);
-    }
-    offsets.push_back(static_cast<std::uint32_t>(nodes.size()));
-  }
-  void addNode(std::uint32_t node)
-  {
-    const double whole = 1;
-    addPoint({&node, 1}, &whole);
-  }
-  template <class Corners>
-  void addCell(std::uint32_t source, std::uint32_t firstPoint, const Corners& points,
-               std::size_t size)
-  {
-    for (std::size_t c = 0; c < size; ++c)
-      corners.push_back(firstPoint + static_cast<std::uint32_t>(points[c]));
-    sizes.push_back(static_cast<std::uint32_t>(size));
-    sources.push_back(source);
-  }
-};
-
-/// True when the answer can be used: linear cells of the dimension asked for over points that are
-/// there.
-bool isUsable(const MiTessellation& answer, std::size_t nodeCount, int dimension)
-{
-  const MiCellShapeFacts facts = cellShapeFacts(answer.shape);
-  if (facts.dimension != dimension || facts.nodeCount == 0 || isQuadratic(answer.shape))
-    return false;
-  if (answer.weights.size() / nodeCount < answer.pointCount) return false;
-  if (answer.points.size() % facts.nodeCount != 0) return false;
-  for (const std::uint32_t point : answer.points)
-    if (point >= answer.pointCount) return false;
-  return std::all_of(answer.weights.begin(), answer.weights.end(),
-                     [](double weight) { return std::isfinite(weight); });
-}
-
-/// Adds what the tessellator makes of a face or an edge; false when it is left to its own parts.
-bool addTessellated(const MiTessellator& tessellator, MiCellShape shape, std::uint32_t source,
-                    std::span<const std::uint32_t> nodes, const std::vector<MbVec3d>& places,
-                    MiTessellation& answer, Pieces& pieces)
-{
-  answer.clear();
-  if (!tessellator.tessellate(shape, places, answer)) return false;
-  if (!isUsable(answer, nodes.size(), cellShapeFacts(shape).dimension)) return false;
-  const std::uint32_t firstPoint = pieces.pointCount();
-  for (std::size_t p = 0; p < answer.pointCount; ++p)
-    pieces.addPoint(nodes, answer.weights.data() + p * nodes.size());
-  const std::size_t size = cellShapeFacts(answer.shape).nodeCount;
-  for (std::size_t at = 0; at < answer.points.size(); at += size)
-    pieces.addCell(source, firstPoint, answer.points.data() + at, size);
-  return true;
-}
-
 void addFace(const MiTessellator& tessellator, MiCellShape shape, std::uint32_t source,
              std::span<const std::uint32_t> nodes, const std::vector<MbVec3d>& places,
-             MiTessellation& answer, Pieces& pieces)
+             MiTessellation& answer, MxTessellated& pieces)
 {
   if (isQuadratic(shape)) {
-    if (addTessellated(tessellator, shape, source, nodes, places, answer, pieces)) return;
+    if (pieces.addRefined(tessellator, shape, source, nodes, places, answer)) return;
     const std::uint32_t firstPoint = pieces.pointCount();
     for (const std::uint32_t node : nodes)
       pieces.addNode(node);
@@ -116,47 +35,6 @@ void addFace(const MiTessellator& tessellator, MiCellShape shape, std::uint32_t 
   pieces.addCell(source, firstPoint, order, order.size());
 }
 
-/// Points by their nodes and rounded weights.
-class PointNumbers
-{
-public:
-  std::uint32_t number(const Pieces& pieces, std::uint32_t point, MeXProvenance& provenance)
-  {
-    const std::uint32_t first = pieces.offsets[point], last = pieces.offsets[point + 1];
-    m_signature.clear();
-    for (std::uint32_t n = first; n < last; ++n) {
-      const std::int64_t steps =
-          std::llround(std::clamp(pieces.weights[n], -1e6, 1e6) / kWeightStep);
-      m_signature.push_back(pieces.nodes[n]);
-      m_signature.push_back(static_cast<std::uint64_t>(steps));
-    }
-    const auto next = static_cast<std::uint32_t>(m_numbers.size());
-    const auto [entry, isNew] = m_numbers.try_emplace(m_signature, next);
-    if (isNew) {
-      for (std::uint32_t n = first; n < last; ++n) {
-        provenance.nodes.push_back(pieces.nodes[n]);
-        provenance.weights.push_back(pieces.weights[n]);
-      }
-      provenance.offsets.push_back(static_cast<std::uint32_t>(provenance.nodes.size()));
-    }
-    return entry->second;
-  }
-
-private:
-  struct Hash
-  {
-    std::size_t operator()(const std::vector<std::uint64_t>& signature) const
-    {
-      std::uint64_t hash = signature.size();
-      for (const std::uint64_t item : signature)
-        hash = mixBits(hash ^ item);
-      return static_cast<std::size_t>(hash);
-    }
-  };
-  std::unordered_map<std::vector<std::uint64_t>, std::uint32_t, Hash> m_numbers;
-  std::vector<std::uint64_t> m_signature;
-};
-
 struct Nodes
 {
   const MiGeometryI* geometry;
@@ -166,8 +44,8 @@ struct Nodes
 /// Joins the pieces of all blocks into an extracted mesh; faces with fewer than three different
 /// corners and lines with fewer than two are left out.
 template <class Mesh>
-void joinPieces(const MiMeshUnstructuredI& source, const std::vector<Pieces>& blocks, bool parallel,
-                MxExtractionMonitor& monitor, Mesh& result)
+void joinPieces(const MiMeshUnstructuredI& source, const std::vector<MxTessellated>& blocks,
+                bool parallel, MxExtractionMonitor& monitor, Mesh& result)
 {
   constexpr bool kIsSurface = std::is_same_v<Mesh, MeXSurfaceMeshUnstructured>;
   constexpr std::size_t kFewest = kIsSurface ? 3 : 2;
@@ -178,10 +56,10 @@ void joinPieces(const MiMeshUnstructuredI& source, const std::vector<Pieces>& bl
   provenance.weights.clear();
   provenance.offsets.clear();
   provenance.offsets.push_back(0);
-  PointNumbers numbers;
+  MxTessellatedPoints numbers;
   std::vector<std::uint32_t> corners, polygon;
   std::vector<std::size_t> begins{0};
-  for (const Pieces& pieces : blocks) {
+  for (const MxTessellated& pieces : blocks) {
     monitor.step();
     std::size_t at = 0;
     for (std::size_t c = 0; c < pieces.sizes.size(); ++c) {
@@ -275,7 +153,7 @@ void tessellateAll(const MiMeshUnstructuredI& mesh, const MxWholeFaces& faces,
                    Mesh& result)
 {
   const MiGeometryI& geometry = mesh.getGeometry();
-  std::vector<Pieces> blocks(blockCount(faces.size(), kBlock));
+  std::vector<MxTessellated> blocks(blockCount(faces.size(), kBlock));
   visitPoints(geometry.getView(), geometry.getNodeCount(), Nodes{&geometry},
               [&](const auto& points) {
                 forEachBlock(parallel, faces.size(), kBlock,
@@ -340,8 +218,8 @@ void writeTessellatedEdges(const MiMeshUnstructuredI& mesh, const MxWholeFaces& 
 {
   const std::vector<Edge> edges = collectEdges(faces);
   const MiGeometryI& geometry = mesh.getGeometry();
-  std::vector<Pieces> blocks(1);
-  Pieces& pieces = blocks[0];
+  std::vector<MxTessellated> blocks(1);
+  MxTessellated& pieces = blocks[0];
   MiTessellation answer;
   std::vector<MbVec3d> places;
   for (const Edge& edge : edges) {
@@ -351,8 +229,8 @@ void writeTessellatedEdges(const MiMeshUnstructuredI& mesh, const MxWholeFaces& 
       places.clear();
       for (const std::uint32_t node : edge.nodes)
         places.push_back(geometry.getNode(node));
-      if (addTessellated(tessellator, MiCellShape::QuadraticLine, source, edge.nodes, places,
-                         answer, pieces))
+      if (pieces.addRefined(tessellator, MiCellShape::QuadraticLine, source, edge.nodes, places,
+                            answer))
         continue;
     }
     const std::uint32_t first = pieces.pointCount();

@@ -1,0 +1,82 @@
+#include <velmo/extraction/algorithms/MxTessellated.h>
+
+#include <velmo/extraction/algorithms/MxBits.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+/// Weights that differ by less are the same; smaller ones are none.
+constexpr double kWeightStep = 0x1p-40;
+
+/// True when the answer can be used: linear cells of the dimension asked for over points that are
+/// there.
+bool isUsable(const MiTessellation& answer, std::size_t nodeCount, int dimension)
+{
+  const MiCellShapeFacts facts = cellShapeFacts(answer.shape);
+  if (facts.dimension != dimension || facts.nodeCount == 0 || isQuadratic(answer.shape))
+    return false;
+  if (answer.weights.size() / nodeCount < answer.pointCount) return false;
+  if (answer.points.size() % facts.nodeCount != 0) return false;
+  for (const std::uint32_t point : answer.points)
+    if (point >= answer.pointCount) return false;
+  return std::all_of(answer.weights.begin(), answer.weights.end(),
+                     [](double weight) { return std::isfinite(weight); });
+}
+
+} // namespace
+
+void MxTessellated::addPoint(std::span<const std::uint32_t> from, const double* with)
+{
+  std::vector<std::pair<std::uint32_t, double>> parts;
+  for (std::size_t n = 0; n < from.size(); ++n)
+    if (std::abs(with[n]) >= kWeightStep) parts.emplace_back(from[n], with[n]);
+  // In the order of the nodes, so that two faces that share an edge compute the same sums.
+  std::sort(parts.begin(), parts.end());
+  for (const auto& [node, weight] : parts) {
+    nodes.push_back(node);
+    weights.push_back(weight);
+  }
+  offsets.push_back(static_cast<std::uint32_t>(nodes.size()));
+}
+
+bool MxTessellated::addRefined(const MiTessellator& tessellator, MiCellShape shape,
+                               std::uint32_t source, std::span<const std::uint32_t> nodes,
+                               const std::vector<MbVec3d>& places, MiTessellation& answer,
+                               MiCellShape* made)
+{
+  answer.clear();
+  if (!tessellator.tessellate(shape, places, answer)) return false;
+  if (!isUsable(answer, nodes.size(), cellShapeFacts(shape).dimension)) return false;
+  const std::uint32_t firstPoint = pointCount();
+  for (std::size_t p = 0; p < answer.pointCount; ++p)
+    addPoint(nodes, answer.weights.data() + p * nodes.size());
+  const std::size_t size = cellShapeFacts(answer.shape).nodeCount;
+  for (std::size_t at = 0; at < answer.points.size(); at += size)
+    addCell(source, firstPoint, answer.points.data() + at, size);
+  if (made) *made = answer.shape;
+  return true;
+}
+
+std::uint32_t MxTessellatedPoints::number(const MxTessellated& pieces, std::uint32_t point,
+                                          MeXProvenance& provenance)
+{
+  const std::uint32_t first = pieces.offsets[point], last = pieces.offsets[point + 1];
+  m_signature.clear();
+  for (std::uint32_t n = first; n < last; ++n) {
+    const std::int64_t steps = std::llround(std::clamp(pieces.weights[n], -1e6, 1e6) / kWeightStep);
+    m_signature.push_back(pieces.nodes[n]);
+    m_signature.push_back(static_cast<std::uint64_t>(steps));
+  }
+  const auto next = static_cast<std::uint32_t>(m_numbers.size());
+  const auto [entry, isNew] = m_numbers.try_emplace(m_signature, next);
+  if (isNew) {
+    for (std::uint32_t n = first; n < last; ++n) {
+      provenance.nodes.push_back(pieces.nodes[n]);
+      provenance.weights.push_back(pieces.weights[n]);
+    }
+    provenance.offsets.push_back(static_cast<std::uint32_t>(provenance.nodes.size()));
+  }
+  return entry->second;
+}
