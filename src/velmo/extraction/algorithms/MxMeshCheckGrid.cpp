@@ -9,6 +9,7 @@ using namespace velmo_check;
 namespace {
 
 constexpr std::size_t kRowBlock = 64;
+constexpr std::size_t kRowsAhead = 8;
 
 struct VirtualIjkNodes
 {
@@ -237,6 +238,8 @@ bool boxIsFinite(const Points& points, const IndexBox& nodes, bool parallel,
     return findLostNodes(points, nodes.numbering.total(), parallel, monitor).empty();
   std::vector<std::uint8_t> lost(rowBlockCount(nodes), 0);
   forEachRow(nodes, parallel, [&](std::size_t block, std::size_t first, std::size_t last) {
+    // Rows are too far apart for the hardware to see where the next one is.
+    prefetchPoint(points, first + kRowsAhead * nodes.numbering.counts.x);
     if (!blockIsFinite(points, first, last)) lost[block] = 1;
   });
   return std::find(lost.begin(), lost.end(), 1) == lost.end();

@@ -40,7 +40,8 @@ bool allFinite(const T* values, std::size_t count)
 template <class T>
 bool blockIsFinite(const MxPointArray<T>& points, std::size_t first, std::size_t last)
 {
-  if (points.stride == 3 * sizeof(T))
+  constexpr std::size_t kFew = 12; // not worth the many sums of long sweeps
+  if (points.stride == 3 * sizeof(T) && last - first > kFew)
     return allFinite(reinterpret_cast<const T*>(points.data) + 3 * first, 3 * (last - first));
   for (std::size_t node = first; node < last; ++node)
     if (!isFinite(points[node])) return false;
