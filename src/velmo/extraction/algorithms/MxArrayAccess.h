@@ -93,12 +93,15 @@ struct MxPointArray
     const T* p = reinterpret_cast<const T*>(data + i * stride);
     return {static_cast<double>(p[0]), static_cast<double>(p[1]), static_cast<double>(p[2])};
   }
-  void prefetch(std::size_t i) const { __builtin_prefetch(data + i * stride); }
+  [[gnu::always_inline]] void prefetch(std::size_t i) const
+  {
+    __builtin_prefetch(data + i * stride);
+  }
 };
 
 /// Asks for a point that will be read soon, where it lies in memory.
 template <class Points>
-void prefetchPoint(const Points& points, std::size_t i)
+[[gnu::always_inline]] inline void prefetchPoint(const Points& points, std::size_t i)
 {
   if constexpr (requires { points.prefetch(i); }) points.prefetch(i);
 }

@@ -19,7 +19,7 @@ struct MxTightPoints
     const T* p = data + 3 * i;
     return {static_cast<double>(p[0]), static_cast<double>(p[1]), static_cast<double>(p[2])};
   }
-  void prefetch(std::size_t i) const { __builtin_prefetch(data + 3 * i); }
+  [[gnu::always_inline]] void prefetch(std::size_t i) const { __builtin_prefetch(data + 3 * i); }
 };
 
 /// Points in any other form.

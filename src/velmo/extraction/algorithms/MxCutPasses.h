@@ -40,7 +40,7 @@ struct MxFieldLevels
 
   double level(std::size_t node) const { return values[node] - isovalue; }
   /// The node's level will be asked for soon.
-  void announce(std::size_t node) const
+  [[gnu::always_inline]] void announce(std::size_t node) const
   {
     if constexpr (std::is_pointer_v<Values>) __builtin_prefetch(values + node);
   }
@@ -55,7 +55,7 @@ struct MxShapeLevels
   Points points;
 
   double level(std::size_t node) const { return shape.level(points[node]); }
-  void announce(std::size_t node) const { prefetchPoint(points, node); }
+  [[gnu::always_inline]] void announce(std::size_t node) const { prefetchPoint(points, node); }
   double weight(std::size_t a, std::size_t b) const { return shape.weight(points[a], points[b]); }
 };
 
