@@ -54,18 +54,6 @@ struct Strange
   static void fail() { throw 42; }
 };
 
-/// Says that its mesh is of another kind than it is.
-class LyingMesh final : public MoMesh
-{
-public:
-  const MiMesh* getMesh(MeshType& type) override
-  {
-    const MiMesh* mesh = MoMesh::getMesh(type);
-    type = VOLUME_MESH_REGULAR;
-    return mesh;
-  }
-};
-
 } // namespace
 
 TEST(MoMeshSkin, RefusesOtherKindsAtEveryAttemptAndDrawsNothing)

@@ -60,12 +60,14 @@ TEST(Flow, ProbesFindTheCellsAndTheirValuesOfTheReference)
         cell.erase(cell.size() - 1);
       EXPECT_EQ(found["cell"], cell);
       // What the reference gives for nodes belongs to the cell it looked at last, not to this one.
-      for (const auto& [name, value] : wanted.value("cell_values", json::object()).items()) {
-        const json& values = found["values"];
-        const json own = values.value(name + "@cell", values.value(name, json()));
-        if (own.is_number() && value.is_number())
+      const json values = wanted.value("cell_values", json::object());
+      for (const auto& [name, value] : values.items()) {
+        const json& ours = found["values"];
+        const json own = ours.value(name + "@cell", ours.value(name, json()));
+        if (own.is_number() && value.is_number()) {
           EXPECT_NEAR(own.get<double>(), value.get<double>(),
                       1e-5 * (1 + std::abs(value.get<double>())));
+        }
       }
       ++count;
     }
@@ -100,7 +102,9 @@ TEST(Flow, StreamlinesPassTheirReferencePositions)
                     wanted["length_at_time"][t].get<double>(), allowed);
         ++count;
       }
-      if (wanted["end"]["reason"] == "left the mesh") EXPECT_EQ(line["reason"], "left the mesh");
+      if (wanted["end"]["reason"] == "left the mesh") {
+        EXPECT_EQ(line["reason"], "left the mesh");
+      }
     }
   });
   EXPECT_GE(count, 40);
