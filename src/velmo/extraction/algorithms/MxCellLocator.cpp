@@ -2,7 +2,7 @@
 
 #include <velmo/extraction/algorithms/MxIjkGrid.h>
 #include <velmo/extraction/algorithms/MxMeshCheck.h>
-#include <velmo/extraction/algorithms/MxMeshMemory.h>
+#include <velmo/extraction/algorithms/MxShared.h>
 #include <velmo/mesh/views/MxCells.h>
 
 #include <algorithm>
@@ -87,9 +87,9 @@ MxGridAxis::Answer MxGridAxis::find(double x, std::size_t hint) const
 
 namespace {
 
-MxMeshMemory<MxCellLocator>& locators()
+MxShared<MxMeshKey, MxCellLocator>& locators()
 {
-  static MxMeshMemory<MxCellLocator> memory;
+  static MxShared<MxMeshKey, MxCellLocator> memory;
   return memory;
 }
 

@@ -19,7 +19,7 @@ bool hasLostNode(const Cursor& cursor, const MxBits& lost)
   return false;
 }
 
-Key cellsKeyOf(const MiMeshUnstructuredI& mesh)
+MxMeshKey cellsKeyOf(const MiMeshUnstructuredI& mesh)
 {
   const std::size_t cellCount = mesh.getTopology().getCellCount();
   const std::size_t nodeCount = mesh.getGeometry().getNodeCount();
@@ -103,7 +103,7 @@ std::shared_ptr<const MxMeshCheck> recallCheck(const MiMeshUnstructuredI& mesh)
 std::shared_ptr<const MxMeshCheck> checkNodes(const MiMeshUnstructuredI& mesh, bool parallel,
                                               MxExtractionMonitor& monitor)
 {
-  const Key key = cellsKeyOf(mesh);
+  const MxMeshKey key = cellsKeyOf(mesh);
   if (auto known = recall(key)) return known;
   const MxBits lost = findLostNodes(mesh.getGeometry(), parallel, monitor);
   if (lost.empty()) return nullptr;

@@ -92,7 +92,7 @@ MbIndex3 cellCountsOf(const Mesh& mesh)
 
 /// @return the key of a mesh with cells
 template <class Mesh>
-Key gridKeyOf(const Mesh& mesh)
+MxMeshKey gridKeyOf(const Mesh& mesh)
 {
   const MbIndex3 cells = cellCountsOf(mesh);
   const std::size_t count = countOrRefuse(cells, "cells");
@@ -102,14 +102,14 @@ Key gridKeyOf(const Mesh& mesh)
     data = mesh.getGeometry().getView().data;
   return keyOf(mesh, count, nodeCount, data);
 }
-Key gridKeyOf(const MiVolumeMeshHexahedronIjk& mesh)
+MxMeshKey gridKeyOf(const MiVolumeMeshHexahedronIjk& mesh)
 {
   const std::size_t count = countOrRefuse(cellCountsOf(mesh), "cells");
   const std::size_t nodeCount = mesh.getGeometry().getNodeCount();
   refuseAbove32Bits(nodeCount, "nodes");
   return keyOf(mesh, count, nodeCount, mesh.getTopology().getConnectivityView().data);
 }
-Key gridKeyOf(const MiVolumeMeshVertexHexahedronIjk& mesh)
+MxMeshKey gridKeyOf(const MiVolumeMeshVertexHexahedronIjk& mesh)
 {
   const MbIndex3 cells = cellCountsOf(mesh);
   const std::size_t count = countOrRefuse(cells, "cells");
@@ -298,7 +298,7 @@ std::shared_ptr<const MxMeshCheck> recallCheck(const MiVolumeMeshHexahedronIjk& 
 std::shared_ptr<const MxMeshCheck> checkNodes(const MiVolumeMeshHexahedronIjk& mesh, bool parallel,
                                               MxExtractionMonitor& monitor)
 {
-  const Key key = gridKeyOf(mesh);
+  const MxMeshKey key = gridKeyOf(mesh);
   if (auto known = recall(key)) return known;
   const MxBits lost = findLostNodes(mesh.getGeometry(), parallel, monitor);
   if (lost.empty()) return nullptr;

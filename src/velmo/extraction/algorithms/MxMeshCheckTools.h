@@ -3,8 +3,8 @@
 #include <velmo/base/MxParallel.h>
 #include <velmo/extraction/algorithms/MxArrayAccess.h>
 #include <velmo/extraction/algorithms/MxMeshCheck.h>
+#include <velmo/extraction/algorithms/MxShared.h>
 
-#include <mutex>
 #include <stdexcept>
 
 /// What the checks of all kinds of meshes are made of.
@@ -141,54 +141,25 @@ std::shared_ptr<MxMeshCheck> inspectCells(std::size_t cellCount, bool parallel,
 
 // --- Memory of checks ------------------------------------------------------------------------
 
-/// Identifies what was checked. Addresses and counts stand beside the stamps so that a stale stamp
-/// cannot vouch for other arrays.
-struct Key
+inline MxShared<MxMeshKey, MxMeshCheck>& rememberedChecks()
 {
-  const void* topology;
-  std::uint64_t topologyStamp;
-  const void* geometry;
-  std::uint64_t geometryStamp;
-  std::size_t cellCount, nodeCount;
-  const void* data;
-  friend bool operator==(const Key&, const Key&) = default;
-};
-
-struct Remembered
-{
-  Key key;
-  std::weak_ptr<const MxMeshCheck> check;
-};
-
-inline std::mutex s_mutex;
-inline std::vector<Remembered>& rememberedChecks()
-{
-  static std::vector<Remembered> checks;
+  static MxShared<MxMeshKey, MxMeshCheck> checks;
   return checks;
 }
 
-inline std::shared_ptr<const MxMeshCheck> recall(const Key& key)
+inline std::shared_ptr<const MxMeshCheck> recall(const MxMeshKey& key)
 {
-  const std::lock_guard lock(s_mutex);
-  std::erase_if(rememberedChecks(), [](const Remembered& r) { return r.check.expired(); });
-  for (const Remembered& r : rememberedChecks())
-    if (r.key == key)
-      if (auto check = r.check.lock()) return check;
-  return nullptr;
+  return rememberedChecks().find(key);
 }
 
 template <class Compute>
-std::shared_ptr<const MxMeshCheck> remember(const Key& key, const Compute& compute)
+std::shared_ptr<const MxMeshCheck> remember(const MxMeshKey& key, const Compute& compute)
 {
-  if (auto known = recall(key)) return known;
-  std::shared_ptr<const MxMeshCheck> check = compute();
-  const std::lock_guard lock(s_mutex);
-  rememberedChecks().push_back({key, check});
-  return check;
+  return rememberedChecks().remember(key, compute);
 }
 
 template <class Mesh>
-Key keyOf(const Mesh& mesh, std::size_t cellCount, std::size_t nodeCount, const void* data)
+MxMeshKey keyOf(const Mesh& mesh, std::size_t cellCount, std::size_t nodeCount, const void* data)
 {
   const auto& topology = mesh.getTopology();
   const auto& geometry = mesh.getGeometry();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <utility>
@@ -15,19 +17,49 @@ public:
   std::shared_ptr<const Value> find(const Key& key)
   {
     const std::lock_guard lock(m_mutex);
-    std::erase_if(m_entries, [](const auto& entry) { return entry.second.expired(); });
-    for (const auto& [known, value] : m_entries)
-      if (known == key)
-        if (auto held = value.lock()) return held;
-    return nullptr;
+    return findLocked(key);
   }
   void keep(const Key& key, const std::shared_ptr<const Value>& value)
   {
     const std::lock_guard lock(m_mutex);
     m_entries.emplace_back(key, value);
   }
+  /// What is known under the key, else what compute() answers, which is called without a lock: two
+  /// threads that ask at once both compute, and the first to end has it for both.
+  template <class Compute>
+  std::shared_ptr<const Value> remember(const Key& key, const Compute& compute)
+  {
+    if (auto known = find(key)) return known;
+    std::shared_ptr<const Value> made = compute();
+    const std::lock_guard lock(m_mutex);
+    if (auto known = findLocked(key)) return known;
+    m_entries.emplace_back(key, made);
+    return made;
+  }
 
 private:
+  std::shared_ptr<const Value> findLocked(const Key& key)
+  {
+    std::erase_if(m_entries, [](const auto& entry) { return entry.second.expired(); });
+    for (const auto& [known, value] : m_entries)
+      if (known == key)
+        if (auto held = value.lock()) return held;
+    return nullptr;
+  }
+
   std::mutex m_mutex;
   std::vector<std::pair<Key, std::weak_ptr<const Value>>> m_entries;
+};
+
+/// Names a state of a mesh. Addresses and counts stand beside the stamps so that a stale stamp
+/// cannot vouch for other arrays.
+struct MxMeshKey
+{
+  const void* topology;
+  std::uint64_t topologyStamp;
+  const void* geometry;
+  std::uint64_t geometryStamp;
+  std::size_t cellCount, nodeCount;
+  const void* data;
+  friend bool operator==(const MxMeshKey&, const MxMeshKey&) = default;
 };
