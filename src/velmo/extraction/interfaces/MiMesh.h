@@ -10,8 +10,9 @@
 class MiMesh
 {
 public:
-  /// An index along which cells are numbered.
-  enum Dimension
+  /// An index along which cells are numbered. Other values name no index: what is asked for along
+  /// one of them is empty.
+  enum Dimension : int
   {
     DIMENSION_I = 0,
     DIMENSION_J = 1,
