@@ -1,6 +1,5 @@
 #include <velmo/io/MbMeshFile.h>
-#include <velmo/io/MxFileBytes.h>
-#include <velmo/io/MxFileMesh.h>
+#include <velmo/io/MxFileFormats.h>
 #include <velmo/io/MxFileStatistics.h>
 #include <velmo/io/MxMeshMaker.h>
 #include <velmo/mesh/MbMeshSummary.h>
@@ -8,24 +7,6 @@
 #include <algorithm>
 
 namespace {
-
-/// A file format: how to know it by its first bytes, and how to read it.
-struct Reader
-{
-  bool (*recognises)(std::string_view head);
-  MxFileMesh (*read)(const MxFileBytes& file, bool parallel);
-};
-constexpr Reader kReaders[] = {{mxIsLegacyVtk, mxReadLegacyVtk}, {mxIsVtu, mxReadVtu}};
-constexpr std::size_t kHeadBytes = 4096;
-
-MxFileMesh readFormat(const MxFileBytes& file, bool parallel)
-{
-  if (file.size() == 0) file.fail("", "is empty");
-  const std::string_view head = file.text().substr(0, kHeadBytes);
-  for (const Reader& reader : kReaders)
-    if (reader.recognises(head)) return reader.read(file, parallel);
-  file.fail("", "is of no format that can be read (legacy .vtk, .vtu)");
-}
 
 /// Gives arrays of one name and binding names of their own.
 void renameDuplicates(MxFileMesh& mesh)
@@ -48,6 +29,7 @@ void renameDuplicates(MxFileMesh& mesh)
 /// Brings the arrays per cell to the cells that stayed.
 void followCells(MxFileMesh& mesh, const std::vector<std::size_t>& source, bool parallel)
 {
+  if (mesh.active) mesh.active = mxGather(mesh.active, 1, source, parallel);
   for (MxFileSet& set : mesh.sets)
     if (set.binding == MiDataBinding::PerCell && set.values)
       set.values = mxGather(set.values, set.components, source, parallel);
@@ -94,7 +76,7 @@ struct MbMeshFile::Impl
 
   void setActive(const std::string& name)
   {
-    plan.active = {};
+    plan.active = content.active;
     if (name.empty()) return;
     for (const MxFileSet& set : content.sets) {
       if (set.binding != MiDataBinding::PerCell || set.name != name) continue;
@@ -110,6 +92,8 @@ struct MbMeshFile::Impl
   void setIjk(const MbIndex3& cells, bool vertex)
   {
     const MxFileCells& own = content.cells;
+    if (content.vertex && !vertex)
+      fail("has cells with eight vertices of their own, not shared nodes");
     if (content.layout != MxFileLayout::Cells)
       fail("is structured already; only an unstructured mesh of hexahedra can be read as IJK");
     if (own.count > 0 && (own.uniform != MiCellShape::Hexahedron || own.offsets))
@@ -129,7 +113,7 @@ struct MbMeshFile::Impl
     const bool any = std::any_of(content.sets.begin(), content.sets.end(), [](const auto& set) {
       return set.binding == MiDataBinding::PerNode && set.values;
     });
-    if (!any) return;
+    if (!any || content.vertex) return;
     bool several = false;
     const std::vector<std::size_t> source =
         mxLogicalCornerNodes(content, plan.cells, plan.active, parallel, several);
@@ -169,18 +153,19 @@ MbMeshFile MbMeshFile::read(const std::string& path, const MbMeshFileOptions& op
   auto impl = std::make_unique<Impl>();
   impl->path = path;
   impl->parallel = options.parallel;
-  {
-    const MxFileBytes file(path);
-    MxFileMesh& content = impl->content;
-    content = readFormat(file, options.parallel);
-    MxCellFacts facts;
-    if (content.layout == MxFileLayout::Cells)
-      facts = mxNormalizeCells(content.cells, file, content.notes, options.parallel);
-    if (facts.changed) followCells(content, facts.source, options.parallel);
-    dropMisfits(content);
-    renameDuplicates(content);
-    impl->plan = mxPlanMesh(content, facts.kind);
-  }
+  MxFileMesh& content = impl->content;
+  content = mxReadMeshFile(path, {.parallel = options.parallel,
+                                  .sharedNodes = options.sharedNodes,
+                                  .time = options.time,
+                                  .progress = options.progress});
+  MxCellFacts facts;
+  if (content.layout == MxFileLayout::Cells)
+    facts = mxNormalizeCells(content.cells, path, content.notes, options.parallel);
+  if (facts.changed) followCells(content, facts.source, options.parallel);
+  dropMisfits(content);
+  renameDuplicates(content);
+  impl->plan = mxPlanMesh(content, facts.kind);
+  if (content.ijk && !options.ijk) impl->setIjk(*content.ijk, content.vertex);
   if (options.ijk) impl->setIjk(*options.ijk, options.vertex);
   impl->setActive(options.active);
   if (options.ijk && options.vertex) impl->followCorners();

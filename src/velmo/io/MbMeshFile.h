@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -37,8 +38,17 @@ struct MbMeshFileOptions
   std::optional<MbIndex3> ijk;
   /// With `ijk`: gives every cell eight vertices of its own (vertex hexahedron IJK mesh).
   bool vertex = false;
-  /// The array, one number a cell, whose zeros mark dead cells; any mesh kind. Empty for none.
+  /// The array, one number a cell, whose zeros mark dead cells; any mesh kind. Empty for the cells
+  /// that the file itself marks, if it does.
   std::string active;
+  /// Corner-point grids: welds the corners of a pillar that coincide exactly, which makes a
+  /// hexahedron IJK mesh in place of one with eight vertices a cell.
+  bool sharedNodes = false;
+  /// The time wanted of a series: its nearest step is read. None reads the first step.
+  std::optional<double> time = {};
+  /// Told how much is done, 0 to 1 and never less than before, by the thread that reads; may be
+  /// empty.
+  std::function<void(double)> progress = {};
 };
 
 /// The range of one component of an array, or of the magnitude of its vectors.
@@ -132,7 +142,8 @@ public:
   /// Reads an unstructured mesh of hexahedra, cells in the order i + ni * (j + nj * k), as a
   /// hexahedron IJK mesh (nodes stay shared, data per node stays flat) or, with `vertex`, as a
   /// vertex hexahedron IJK mesh (each cell its own eight corners; a node value goes to the logical
-  /// corner, at a fault the one of the first live cell). Empty `active` means no dead cells.
+  /// corner, at a fault the one of the first live cell). Empty `active` means those cells that the
+  /// file itself marks, if it does.
   /// @throw MbMeshFileError when the mesh has other cells, or counts do not fit
   static MbMeshFile asHexahedronIjk(MbMeshFile file, const MbIndex3& cells, bool vertex,
                                     const std::string& active = {});

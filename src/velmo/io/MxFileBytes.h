@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -8,7 +9,7 @@
 ///
 /// *Threads*: the bytes may be read from several threads at once. The file must not be shortened
 /// by someone else meanwhile.
-class MxFileBytes
+class MxFileBytes : public std::enable_shared_from_this<MxFileBytes>
 {
 public:
   /// @throw MbMeshFileError when the path cannot be opened or is no ordinary file
@@ -22,6 +23,8 @@ public:
   const char* end() const { return m_data + m_size; }
   std::size_t size() const { return m_size; }
   std::string_view text() const { return {m_data, m_size}; }
+  /// What tells the format.
+  std::string_view head() const { return text().substr(0, 4096); }
 
   /// @throw MbMeshFileError always
   [[noreturn]] void fail(const std::string& place, const std::string& problem) const;

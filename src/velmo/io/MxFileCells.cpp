@@ -1,4 +1,4 @@
-#include <velmo/io/MxFileBytes.h>
+#include <velmo/io/MbMeshFile.h>
 #include <velmo/io/MxFileMesh.h>
 
 #include <algorithm>
@@ -74,9 +74,10 @@ const char* nameOf(std::uint8_t type)
   }
 }
 
-std::string nodeText(std::size_t cell)
+[[noreturn]] void failFaceStream(const std::string& path, std::size_t cell)
 {
-  return "cell " + std::to_string(cell);
+  throw MbMeshFileError(path, "cell " + std::to_string(cell),
+                        "the face stream of the polyhedron does not fit its length");
 }
 
 /// True when `stream` is "face count, then per face its node count and its nodes" and nothing else.
@@ -119,8 +120,8 @@ template <class T>
 class CellRewriter
 {
 public:
-  CellRewriter(const MxFileCells& cells, const MxFileBytes& file, int dimension)
-      : m_cells(cells), m_file(file), m_dimension(dimension)
+  CellRewriter(const MxFileCells& cells, const std::string& path, int dimension)
+      : m_cells(cells), m_path(path), m_dimension(dimension)
   {}
 
   MxFileCells run(std::vector<std::size_t>& source)
@@ -227,8 +228,7 @@ private:
       finish(MiCellShape::Polyhedron, nodes);
       return;
     }
-    if (!isFaceStream(nodes))
-      m_file.fail(nodeText(m_cell), "the face stream of the polyhedron does not fit its length");
+    if (!isFaceStream(nodes)) failFaceStream(m_path, m_cell);
     m_faces.insert(m_faces.end(), nodes.begin(), nodes.end());
     std::vector<T> own;
     for (std::size_t at = 1; at < nodes.size();) {
@@ -243,7 +243,7 @@ private:
   }
 
   const MxFileCells& m_cells;
-  const MxFileBytes& m_file;
+  const std::string& m_path;
   const int m_dimension;
   std::size_t m_cell = 0;
   std::vector<std::uint8_t> m_types;
@@ -267,7 +267,7 @@ std::size_t firstBad(std::size_t count, bool parallel, const IsBad& isBad)
   return found.empty() ? count : *std::min_element(found.begin(), found.end());
 }
 
-void checkFaceStreams(const MxFileCells& cells, const MxFileBytes& file, bool parallel)
+void checkFaceStreams(const MxFileCells& cells, const std::string& path, bool parallel)
 {
   const auto types = cells.types.span<const std::uint8_t>();
   const std::size_t bad = visitIndices(cells.faceOffsets, [&](auto offsets) {
@@ -281,8 +281,7 @@ void checkFaceStreams(const MxFileCells& cells, const MxFileBytes& file, bool pa
       });
     });
   });
-  if (bad < cells.count)
-    file.fail(nodeText(bad), "the face stream of the polyhedron does not fit its length");
+  if (bad < cells.count) failFaceStream(path, bad);
 }
 
 MxFileArray widened(const MxFileArray& indices)
@@ -370,9 +369,9 @@ std::size_t mxFirstBadOffset(const MxFileArray& offsets, std::size_t limit)
   });
 }
 
-void mxShiftFaceNodes(MxFileCells& cells, std::size_t shift, const MxFileBytes& file)
+void mxShiftFaceNodes(MxFileCells& cells, std::size_t shift, const std::string& path)
 {
-  checkFaceStreams(cells, file, true);
+  checkFaceStreams(cells, path, true);
   const auto types = cells.types.span<const std::uint8_t>();
   visitIndices(cells.faces, [&](auto faces) {
     using T = typename decltype(faces)::value_type;
@@ -389,7 +388,7 @@ void mxShiftFaceNodes(MxFileCells& cells, std::size_t shift, const MxFileBytes& 
   });
 }
 
-MxCellFacts mxNormalizeCells(MxFileCells& cells, const MxFileBytes& file,
+MxCellFacts mxNormalizeCells(MxFileCells& cells, const std::string& path,
                              std::vector<std::string>& notes, bool parallel)
 {
   MxCellFacts facts;
@@ -422,7 +421,7 @@ MxCellFacts mxNormalizeCells(MxFileCells& cells, const MxFileBytes& file,
     rewrite |= type == kTriangleStrip || type == kPentagonalPrism || type == kHexagonalPrism;
   }
   const bool polyhedra = counts[static_cast<std::size_t>(MiCellShape::Polyhedron)] > 0;
-  if (polyhedra && cells.faceOffsets) checkFaceStreams(cells, file, parallel);
+  if (polyhedra && cells.faceOffsets) checkFaceStreams(cells, path, parallel);
   if (polyhedra && !cells.faceOffsets) rewrite = true;
   if (cells.faces && cells.faces.type != cells.connectivity.type) {
     cells.faces = widened(cells.faces);
@@ -433,7 +432,7 @@ MxCellFacts mxNormalizeCells(MxFileCells& cells, const MxFileBytes& file,
     const std::size_t before = cells.count;
     visitIndices(cells.connectivity, [&](auto nodes) {
       using T = typename decltype(nodes)::value_type;
-      cells = CellRewriter<T>(cells, file, kept).run(facts.source);
+      cells = CellRewriter<T>(cells, path, kept).run(facts.source);
     });
     for (std::size_t i = 0; i < facts.source.size() && !facts.changed; ++i)
       facts.changed = facts.source[i] != i;

@@ -7,6 +7,7 @@
 #include <velmo/io/MxFileArray.h>
 
 #include <array>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -46,6 +47,17 @@ enum class MxFileLayout
   Curvilinear
 };
 
+/// What a reader is asked for besides the file.
+struct MxReadRequest
+{
+  bool parallel = true;
+  bool sharedNodes = false;   ///< corner-point grids: weld the corners of a pillar that coincide
+  std::optional<double> time; ///< the wanted time of a series; none for its first step
+  /// Told how much is done, 0 to 1, by the reading thread; may be empty.
+  std::function<void(double)> progress;
+  int depth = 0; ///< files that name files: how many are open already
+};
+
 /// What a reader takes from a file: arrays and counts that fit each other, no mesh yet.
 struct MxFileMesh
 {
@@ -58,10 +70,16 @@ struct MxFileMesh
   std::size_t nodeCount = 0;
   MxFileArray points; ///< three numbers a node: unstructured and curvilinear
   MxFileCells cells;  ///< unstructured
-  MbIndex3 nodes;     ///< structured: nodes along each axis, none zero
+  /// Unstructured hexahedra that are an IJK grid: its cells along each axis, I fastest.
+  std::optional<MbIndex3> ijk;
+  /// With `ijk`: `points` has the eight corners of every cell, the connectivity is empty.
+  bool vertex = false;
+  MbIndex3 nodes; ///< structured: nodes along each axis, none zero
   MbVec3d origin, spacing;
   std::array<MxFileArray, 3> axes; ///< rectilinear
 
+  /// One number a cell, zero for a dead one; empty when all cells live.
+  MxFileArray active;
   std::vector<MxFileSet> sets;
 
   std::size_t cellCount() const;
@@ -83,7 +101,7 @@ struct MxCellFacts
 /// strips into triangles, unpacks face streams, and drops types and offsets where all cells are
 /// alike. Shapes that are not known stay; so do cells with a wrong number of nodes.
 /// @throw MbMeshFileError for a face stream that does not fit its cell
-MxCellFacts mxNormalizeCells(MxFileCells& cells, const MxFileBytes& file,
+MxCellFacts mxNormalizeCells(MxFileCells& cells, const std::string& path,
                              std::vector<std::string>& notes, bool parallel);
 
 /// The counts of cells per file type; a type beyond 255 counts as 255.
@@ -95,15 +113,15 @@ std::size_t mxFirstBadOffset(const MxFileArray& offsets, std::size_t limit);
 
 /// Adds `shift` to the nodes in the face streams.
 /// @throw MbMeshFileError for a face stream that does not fit its cell
-void mxShiftFaceNodes(MxFileCells& cells, std::size_t shift, const MxFileBytes& file);
+void mxShiftFaceNodes(MxFileCells& cells, std::size_t shift, const std::string& path);
 
 /// Unstructured parts of one file as one mesh, part after part; arrays that a part lacks are left
 /// out with a note.
 /// @throw MbMeshFileError
-MxFileMesh mxJoinParts(std::vector<MxFileMesh> parts, const MxFileBytes& file);
+MxFileMesh mxJoinParts(std::vector<MxFileMesh> parts, const std::string& path);
 
 // Readers.
-bool mxIsLegacyVtk(std::string_view head);
-MxFileMesh mxReadLegacyVtk(const MxFileBytes& file, bool parallel);
-bool mxIsVtu(std::string_view head);
-MxFileMesh mxReadVtu(const MxFileBytes& file, bool parallel);
+bool mxIsLegacyVtk(const MxFileBytes& file);
+MxFileMesh mxReadLegacyVtk(const MxFileBytes& file, const MxReadRequest& request);
+bool mxIsVtkXml(const MxFileBytes& file);
+MxFileMesh mxReadVtkXml(const MxFileBytes& file, const MxReadRequest& request);

@@ -1,4 +1,4 @@
-#include <velmo/io/MxFileBytes.h>
+#include <velmo/io/MbMeshFile.h>
 #include <velmo/io/MxFileMesh.h>
 
 #include <algorithm>
@@ -10,7 +10,7 @@ namespace {
 class Join
 {
 public:
-  explicit Join(const MxFileBytes& file) : m_file(file) {}
+  explicit Join(const std::string& path) : m_path(path) {}
 
   MxFileArray run(const char* what, const std::vector<const MxFileArray*>& parts,
                   const std::vector<std::size_t>& shifts = {}, std::size_t skip = 0) const
@@ -20,7 +20,8 @@ public:
     for (const MxFileArray* part : parts) {
       if (!*part) continue;
       if (first && part->type != first->type)
-        m_file.fail("", std::string(what) + " of the pieces are of different types");
+        throw MbMeshFileError(m_path, "",
+                              std::string(what) + " of the pieces are of different types");
       total += part->size - (first ? skip : 0);
       if (!first) first = part;
     }
@@ -39,7 +40,8 @@ public:
         }
         if constexpr (std::is_integral_v<T>) {
           if (shift > static_cast<std::uint64_t>(std::numeric_limits<T>::max()) / 2)
-            m_file.fail("", std::string(what) + " is of too small a type for all pieces together");
+            throw MbMeshFileError(
+                m_path, "", std::string(what) + " is of too small a type for all pieces together");
           // In 64 bits without a sign, as damaged numbers may be as large as they like.
           for (const T value : from)
             *to++ = static_cast<T>(static_cast<std::uint64_t>(value) + shift);
@@ -50,7 +52,7 @@ public:
   }
 
 private:
-  const MxFileBytes& m_file;
+  const std::string& m_path;
 };
 
 template <class Member>
@@ -94,7 +96,7 @@ void joinSets(const std::vector<MxFileMesh>& parts, const Join& join, MxFileMesh
 
 } // namespace
 
-MxFileMesh mxJoinParts(std::vector<MxFileMesh> parts, const MxFileBytes& file)
+MxFileMesh mxJoinParts(std::vector<MxFileMesh> parts, const std::string& path)
 {
   MxFileMesh result;
   std::vector<std::size_t> nodeShifts, connectivityShifts, faceShifts;
@@ -104,7 +106,7 @@ MxFileMesh mxJoinParts(std::vector<MxFileMesh> parts, const MxFileBytes& file)
   });
   for (MxFileMesh& part : parts) {
     if (part.cells.faces) {
-      if (result.nodeCount > 0) mxShiftFaceNodes(part.cells, result.nodeCount, file);
+      if (result.nodeCount > 0) mxShiftFaceNodes(part.cells, result.nodeCount, path);
     } else if (polyhedra && part.cells.count > 0) {
       part.cells.faceOffsets = zeroOffsets(parts, part.cells.count + 1);
     }
@@ -117,7 +119,7 @@ MxFileMesh mxJoinParts(std::vector<MxFileMesh> parts, const MxFileBytes& file)
     faces += part.cells.faces.size;
     result.notes.insert(result.notes.end(), part.notes.begin(), part.notes.end());
   }
-  const Join join(file);
+  const Join join(path);
   using Part = const MxFileMesh&;
   MxFileCells& cells = result.cells;
   result.points = join.run("points", collect(

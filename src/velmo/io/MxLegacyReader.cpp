@@ -452,12 +452,12 @@ private:
 
 } // namespace
 
-bool mxIsLegacyVtk(std::string_view head)
+bool mxIsLegacyVtk(const MxFileBytes& file)
 {
-  return head.substr(0, kMagic.size()) == kMagic;
+  return file.text().starts_with(kMagic);
 }
 
-MxFileMesh mxReadLegacyVtk(const MxFileBytes& file, bool parallel)
+MxFileMesh mxReadLegacyVtk(const MxFileBytes& file, const MxReadRequest& request)
 {
-  return LegacyReader(file, parallel).run();
+  return LegacyReader(file, request.parallel).run();
 }

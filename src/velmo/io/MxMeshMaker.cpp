@@ -177,6 +177,7 @@ std::unique_ptr<MiDataSet> mxMakeDataSet(const MxFileSet& set, const MxMeshPlan&
 
 MxFileArray mxCellCorners(const MxFileMesh& mesh, bool parallel)
 {
+  if (mesh.vertex) return mesh.points;
   const std::size_t count = mesh.cells.connectivity.size;
   MxFileArray corners(mesh.points.type, 3 * count);
   visitNumbers(corners, [&](auto to) {

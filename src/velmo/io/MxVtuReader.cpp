@@ -379,22 +379,24 @@ private:
 
 } // namespace
 
-bool mxIsVtu(std::string_view head)
+bool mxIsVtkXml(const MxFileBytes& file)
 {
+  std::string_view head = file.head();
   while (!head.empty() && (isBlank(head.front()) || static_cast<unsigned char>(head.front()) > 127))
     head.remove_prefix(1); // a byte order mark as well
   return head.substr(0, 1) == "<" && head.find(kHead) != std::string_view::npos;
 }
 
-MxFileMesh mxReadVtu(const MxFileBytes& file, bool parallel)
+MxFileMesh mxReadVtkXml(const MxFileBytes& file, const MxReadRequest& request)
 {
-  XmlScan scan(file, parallel);
+  XmlScan scan(file, request.parallel);
   scan.run();
   const PieceReader reader(file, scan.reader);
   std::vector<MxFileMesh> parts;
   for (const Piece& piece : scan.pieces)
     parts.push_back(reader.read(piece));
-  MxFileMesh mesh = parts.size() == 1 ? std::move(parts[0]) : mxJoinParts(std::move(parts), file);
+  MxFileMesh mesh =
+      parts.size() == 1 ? std::move(parts[0]) : mxJoinParts(std::move(parts), file.getPath());
   mesh.format = "vtu";
   for (const MxXmlArray& field : scan.fields) {
     const bool time = field.name == "TimeValue" || field.name == "TIME";
