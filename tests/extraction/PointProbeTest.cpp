@@ -5,6 +5,7 @@
 #include <velmo/mesh/MbDataSet.h>
 #include <velmo/mesh/views/MxCellView.h>
 
+#include <atomic>
 #include <gmock/gmock.h>
 #include <random>
 
@@ -427,25 +428,62 @@ TEST(PointProbe, BearsBrokenCellsAndDegenerateGrids)
 
 TEST(PointProbe, AnswersManyPointsAsItAnswersEach)
 {
-  const auto mesh = bentBlockOf(S::Tetrahedron, {5, 5, 5});
-  const auto field = nodeField<VOLUME_MESH_UNSTRUCTURED>(*mesh);
   auto points = pointsIn({-0.3, -0.3, -0.1}, {5.3, 2.8, 1.5}, 6000);
   points[77].x = std::numeric_limits<double>::quiet_NaN();
-  std::vector<double> serial(points.size()), parallel(points.size());
-  const std::size_t found = MiPointProbeUnstructured::getNewInstance(*mesh, false)
-                                ->getValues(points, nullptr, *field, serial);
-  EXPECT_EQ(make<MiPointProbeUnstructured>(*mesh)->getValues(points, nullptr, *field, parallel),
-            found);
-  const auto probe = make<MiPointProbeUnstructured>(*mesh);
-  std::size_t count = 0;
-  for (std::size_t n = 0; n < points.size(); ++n) {
-    const bool isFound = probe->locate(points[n], kNone, nullptr);
-    count += isFound;
-    ASSERT_EQ(std::isnan(serial[n]), !isFound);
-    if (!isFound) continue;
-    EXPECT_NEAR(serial[n], linear(points[n]), kTiny);
-    ASSERT_EQ(serial[n], parallel[n]) << n;
-  }
-  EXPECT_EQ(found, count);
-  EXPECT_GT(found, 2000u);
+  const auto check = [&]<class Probe>(std::type_identity<Probe>, const auto& mesh,
+                                      const auto& field) {
+    std::vector<double> serial(points.size()), parallel(points.size());
+    const std::size_t found =
+        Probe::getNewInstance(mesh, false)->getValues(points, nullptr, field, serial);
+    const auto probe = make<Probe>(mesh);
+    EXPECT_EQ(probe->getValues(points, nullptr, field, parallel), found);
+    std::size_t count = 0;
+    for (std::size_t n = 0; n < points.size(); ++n) {
+      const bool isFound = probe->locate(points[n], probe->getCell(), nullptr);
+      count += isFound;
+      ASSERT_EQ(std::isnan(serial[n]), !isFound);
+      if (!isFound) continue;
+      EXPECT_NEAR(serial[n], linear(points[n]), kTiny);
+      ASSERT_EQ(serial[n], parallel[n]) << n;
+    }
+    EXPECT_EQ(found, count);
+    EXPECT_GT(found, 2000u);
+  };
+  const auto bentMesh = bentBlockOf(S::Tetrahedron, {5, 5, 5});
+  check(std::type_identity<MiPointProbeUnstructured>(), *bentMesh,
+        *nodeField<VOLUME_MESH_UNSTRUCTURED>(*bentMesh));
+  const auto block = zoo::block(VOLUME_MESH_REGULAR, {5, 5, 5});
+  const auto& grid = zoo::as<VOLUME_MESH_REGULAR>(*block);
+  check(std::type_identity<MiPointProbeIjk>(), grid, *nodeField<VOLUME_MESH_REGULAR>(grid));
+}
+
+TEST(PointProbe, PreparesTheMeshOnceForManyCalls)
+{
+  struct Geometry final : MiGeometryI
+  {
+    std::size_t getNodeCount() const override { return 4; }
+    MbVec3d getNode(std::size_t n) const override
+    {
+      ++asked;
+      return {n == 1 ? 1.0 : 0, n == 2 ? 1.0 : 0, n == 3 ? 1.0 : 0};
+    }
+    std::uint64_t getTimeStamp() const override { return 1; }
+    mutable std::atomic<int> asked = 0;
+  };
+  struct Mesh final : MiVolumeMeshUnstructured
+  {
+    const MiTopologyI& getTopology() const override { return topology; }
+    const MiGeometryI& getGeometry() const override { return geometry; }
+    MbTopologyI topology{S::Tetrahedron, std::vector<int>{0, 1, 2, 3}};
+    Geometry geometry;
+  };
+  const Mesh mesh;
+  const MbDataSetI<double> field("f", MiDataBinding::PerNode, std::vector<double>{1, 2, 3, 4});
+  const auto probe = make<MiPointProbeUnstructured>(mesh);
+  const std::vector<MbVec3d> outside(1, {2, 2, 2});
+  std::vector<double> values(1);
+  probe->getValues(outside, nullptr, field, values);
+  const int once = mesh.geometry.asked;
+  probe->getValues(outside, nullptr, field, values);
+  EXPECT_EQ(mesh.geometry.asked, once);
 }

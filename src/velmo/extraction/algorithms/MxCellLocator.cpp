@@ -2,86 +2,11 @@
 
 #include <velmo/extraction/algorithms/MxIjkGrid.h>
 #include <velmo/extraction/algorithms/MxMeshCheck.h>
+#include <velmo/extraction/algorithms/MxShapeFunctions.h>
 #include <velmo/extraction/algorithms/MxShared.h>
 #include <velmo/mesh/views/MxCells.h>
 
-#include <algorithm>
 #include <cmath>
-
-// --- A grid's axis ---------------------------------------------------------------------------
-
-bool MxGridAxis::isOrdered(const std::vector<double>& nodes)
-{
-  if (nodes.size() < 2) return false;
-  bool rising = true, falling = true;
-  for (std::size_t i = 0; i + 1 < nodes.size(); ++i) {
-    rising = rising && nodes[i] <= nodes[i + 1];
-    falling = falling && nodes[i] >= nodes[i + 1];
-  }
-  return (rising || falling) && std::isfinite(nodes.front()) && std::isfinite(nodes.back());
-}
-
-MxGridAxis::MxGridAxis(std::vector<double> nodes, double step)
-    : m_nodes(std::move(nodes)), m_inverseStep(step != 0 ? 1 / step : 0),
-      m_sign(m_nodes.back() < m_nodes.front() ? -1 : 1)
-{
-  if (!std::isfinite(m_inverseStep)) m_inverseStep = 0;
-}
-
-std::size_t MxGridAxis::intervalOf(double x, std::size_t hint) const
-{
-  const std::size_t last = m_nodes.size() - 2;
-  if (m_inverseStep != 0) {
-    const double at = (x - m_nodes.front()) * m_inverseStep;
-    return at > 0 ? std::min(static_cast<std::size_t>(std::min(at, 1e15)), last) : 0;
-  }
-  const double u = m_sign * x;
-  if (hint <= last && m_sign * m_nodes[hint] <= u && u < m_sign * m_nodes[hint + 1]) return hint;
-  const auto above =
-      std::upper_bound(m_nodes.begin(), m_nodes.end(), u,
-                       [this](double value, double node) { return value < m_sign * node; });
-  const std::size_t interval = static_cast<std::size_t>(above - m_nodes.begin());
-  return std::min(interval > 0 ? interval - 1 : 0, last);
-}
-
-MxGridAxis::Answer MxGridAxis::find(double x, std::size_t hint) const
-{
-  Answer answer;
-  std::size_t interval = intervalOf(x, hint);
-  // Intervals without width hold nothing: the next one with a width counts.
-  const std::size_t last = m_nodes.size() - 2;
-  while (width(interval) == 0 && interval > 0)
-    --interval;
-  while (width(interval) == 0 && interval < last)
-    ++interval;
-  const auto consider = [&](std::size_t candidate) {
-    const double low = m_nodes[candidate], size = m_nodes[candidate + 1] - low;
-    const double place = (x - low) / size;
-    if (!(place >= -kInsideTolerance && place <= 1 + kInsideTolerance)) return;
-    answer.interval[answer.count] = candidate;
-    answer.place[answer.count++] = place;
-  };
-  const double place = (x - m_nodes[interval]) / (m_nodes[interval + 1] - m_nodes[interval]);
-  if (!std::isfinite(place)) return answer;
-  if (place > kInsideTolerance && place < 1 - kInsideTolerance) {
-    answer = {1, {interval, 0}, {place, 0}};
-    return answer;
-  }
-  // On a node: the interval before it and the one behind.
-  std::size_t before = interval, behind = interval;
-  if (place <= kInsideTolerance) {
-    while (before > 0 && width(--before) == 0) {
-    }
-    if (width(before) == 0) before = interval;
-  } else {
-    while (behind < last && width(++behind) == 0) {
-    }
-    if (width(behind) == 0) behind = interval;
-  }
-  consider(before);
-  if (behind != before) consider(behind);
-  return answer;
-}
 
 // --- The locator -----------------------------------------------------------------------------
 
@@ -120,13 +45,13 @@ std::vector<MxGridAxis> makeGridAxes(const Mesh& mesh)
   if (cells.x == 0 || cells.y == 0 || cells.z == 0) return axes;
   countOrRefuse(nodeCountsOf(cells), "nodes");
   if (mesh.getGeometry().getNodeCounts() != nodeCountsOf(cells)) return axes;
-  MxAxes nodes = makeAxes(mesh);
+  const MxAxes nodes = makeAxes(mesh);
   for (std::size_t a = 0; a < 3; ++a) {
     if (!MxGridAxis::isOrdered(nodes.values[a])) return {};
     double step = 0;
     if constexpr (std::is_same_v<Mesh, MiVolumeMeshRegular>)
       step = mesh.getGeometry().getSpacing()[a];
-    axes.emplace_back(std::move(nodes.values[a]), step);
+    axes.emplace_back(nodes.values[a], step);
   }
   return axes;
 }
@@ -171,27 +96,49 @@ MxCellLocator::get(const typename MxMeshKind<Kind>::Interface& mesh, bool parall
 
 MxCellCursor::MxCellCursor(const MxCellLocator& locator, const MxCellsLeft& left)
     : m_locator(&locator), m_left(&left)
-{}
+{
+  if (!locator.isGrid()) return;
+  m_weights.resizeUninitialized(8);
+  const MxIjkNumbering nodes{locator.nodeCounts()};
+  for (std::size_t n = 0; n < 8; ++n)
+    m_corners[n] = static_cast<std::uint32_t>(
+        nodes.flat(kCornerSteps[n][0], kCornerSteps[n][1], kCornerSteps[n][2]));
+}
 
 bool MxCellCursor::find(const MbVec3d& point)
 {
   m_isFound = false;
   if (!isFinite(point)) return false;
-  m_isFound = m_locator->axes().empty() ? findInTree(point) : findInGrid(point);
+  if (m_locator->isGrid())
+    m_isFound = findInGrid(point, m_at);
+  else
+    m_isFound = findInTree(point, [&](const auto& visit) {
+      m_locator->tree().findAt({point.x, point.y, point.z}, visit);
+    });
+  return m_isFound;
+}
+
+bool MxCellCursor::findAmong(std::span<const std::uint32_t> cells, const MbVec3d& point)
+{
+  m_isFound = isFinite(point) && findInTree(point, [&](const auto& visit) {
+                for (const std::uint32_t cell : cells)
+                  if (visit(cell)) return;
+              });
   return m_isFound;
 }
 
 bool MxCellCursor::findFrom(std::size_t hint, const MbVec3d& point)
 {
   if (hint != m_cell && hint < m_locator->reader().cellCount()) {
-    if (!m_locator->axes().empty()) {
-      m_at = MxIjkNumbering{m_locator->cellCounts()}.split(hint);
-    } else if (isLeft(hint)) {
+    if (m_locator->isGrid()) {
+      m_isFound = isFinite(point) && findInGrid(point, splitIndex(hint, m_locator->cellCounts()));
+      return m_isFound;
+    }
+    if (isLeft(hint)) {
       MxCellMap& map = m_maps[m_current];
       m_cell = m_locator->reader().read(hint, map) ? hint : kNoCell;
       m_place = map.middle();
-      const MxBox3d box = map.box();
-      m_extent = {box.max[0] - box.min[0], box.max[1] - box.min[1], box.max[2] - box.min[2]};
+      m_extent = map.extent();
     }
   }
   return find(point);
@@ -200,23 +147,18 @@ bool MxCellCursor::findFrom(std::size_t hint, const MbVec3d& point)
 void MxCellCursor::standIn(MxCellMap& map, const MxPlace& place)
 {
   m_place = place;
-  if (m_cell != map.cell() || m_size != map.size()) {
-    m_cell = map.cell();
-    m_size = map.size();
-    m_weights.resizeUninitialized(m_size);
-    MbVec3d low = map.points()[0], high = low;
-    for (std::size_t n = 1; n < m_size; ++n) {
-      const MbVec3d& p = map.points()[n];
-      low = {std::min(low.x, p.x), std::min(low.y, p.y), std::min(low.z, p.z)};
-      high = {std::max(high.x, p.x), std::max(high.y, p.y), std::max(high.z, p.z)};
-    }
-    m_extent = high - low;
-  }
+  m_cell = map.cell();
+  m_size = map.size();
+  m_extent = map.extent();
   m_nodes = map.nodes();
+  m_weights.resizeUninitialized(m_size);
   map.weights(place, m_weights.data());
 }
 
-bool MxCellCursor::findInTree(const MbVec3d& point)
+/// @param visitCandidates  calls visit(cell) for all cells that may hold the point, until one call
+///                         answers true
+template <class VisitCandidates>
+bool MxCellCursor::findInTree(const MbVec3d& point, const VisitCandidates& visitCandidates)
 {
   MxCellMap* current = &m_maps[m_current];
   const std::size_t here = current->cell();
@@ -229,12 +171,12 @@ bool MxCellCursor::findInTree(const MbVec3d& point)
       return true;
     }
   }
-  // On the rim of a cell or elsewhere: the cells whose boxes hold the point.
+  // On the rim of a cell or elsewhere.
   std::size_t best = kNoCell;
   MxPlace bestPlace;
   MxCellMap& trial = m_maps[1 - m_current];
   const MxCellReader& reader = m_locator->reader();
-  const bool inside = m_locator->tree().findAt({point.x, point.y, point.z}, [&](std::size_t cell) {
+  visitCandidates([&](std::size_t cell) {
     MxPlace place = placeHere;
     double outside = outsideHere;
     if (cell != here) {
@@ -253,7 +195,6 @@ bool MxCellCursor::findInTree(const MbVec3d& point)
     }
     return false;
   });
-  (void)inside;
   if (best == kNoCell) return false;
   if (best != here) {
     if (trial.cell() != best && !reader.read(best, trial)) return false;
@@ -264,39 +205,55 @@ bool MxCellCursor::findInTree(const MbVec3d& point)
   return true;
 }
 
-bool MxCellCursor::findInGrid(const MbVec3d& point)
+/// @param from  a box to look at first
+bool MxCellCursor::findInGrid(const MbVec3d& point, const MbIndex3& from)
 {
+  MbIndex3 at;
+  double place[3];
+  if (m_box[0].holds(point.x, place[0]) && m_box[1].holds(point.y, place[1]) &&
+      m_box[2].holds(point.z, place[2]))
+  {
+    shapeWeights<MiCellShape::Hexahedron>(place, m_weights.data());
+    return true;
+  }
   const std::vector<MxGridAxis>& axes = m_locator->axes();
-  const MxGridAxis::Answer x = axes[0].find(point.x, m_at.x), y = axes[1].find(point.y, m_at.y),
-                           z = axes[2].find(point.z, m_at.z);
-  const MbIndex3& counts = m_locator->cellCounts();
+  const bool inX = axes[0].findInside(point.x, from.x, at.x, place[0]),
+             inY = axes[1].findInside(point.y, from.y, at.y, place[1]),
+             inZ = axes[2].findInside(point.z, from.z, at.z, place[2]);
+  if (inX && inY && inZ) return standInBox(at, place);
+  // On the rim of boxes, or outside.
+  const MxGridAxis::Answer x = axes[0].find(point.x, from.x), y = axes[1].find(point.y, from.y),
+                           z = axes[2].find(point.z, from.z);
   for (std::uint32_t c = 0; c < z.count; ++c)
     for (std::uint32_t b = 0; b < y.count; ++b)
-      for (std::uint32_t a = 0; a < x.count; ++a) {
-        const MbIndex3 at{x.interval[a], y.interval[b], z.interval[c]};
-        const std::size_t cell = at.x + counts.x * (at.y + counts.y * at.z);
-        if (cell != m_cell || m_size != 8) {
-          if (m_locator->isDead(cell) || !isLeft(cell)) continue;
-          m_cell = cell;
-          m_size = 8;
-          m_at = at;
-          m_weights.resizeUninitialized(8);
-          m_nodes = m_gridNodes.data();
-          m_extent = {axes[0].width(at.x), axes[1].width(at.y), axes[2].width(at.z)};
-          const MbIndex3& nodes = m_locator->nodeCounts();
-          for (std::size_t n = 0; n < 8; ++n)
-            m_gridNodes[n] = static_cast<std::uint32_t>(
-                at.x + kCornerSteps[n][0] +
-                nodes.x * (at.y + kCornerSteps[n][1] + nodes.y * (at.z + kCornerSteps[n][2])));
-        }
-        const double r = x.place[a], s = y.place[b], t = z.place[c];
-        double* w = m_weights.data();
-        const double w00 = (1 - r) * (1 - s), w10 = r * (1 - s), w11 = r * s, w01 = (1 - r) * s;
-        w[0] = w00 * (1 - t), w[1] = w10 * (1 - t), w[2] = w11 * (1 - t), w[3] = w01 * (1 - t);
-        w[4] = w00 * t, w[5] = w10 * t, w[6] = w11 * t, w[7] = w01 * t;
-        return true;
-      }
+      for (std::uint32_t a = 0; a < x.count; ++a)
+        if (standInBox({x.interval[a], y.interval[b], z.interval[c]},
+                       {x.place[a], y.place[b], z.place[c]}))
+          return true;
   return false;
+}
+
+/// False for a cell that is dead or not left.
+bool MxCellCursor::standInBox(const MbIndex3& at, const double (&place)[3])
+{
+  const std::size_t cell = MxIjkNumbering{m_locator->cellCounts()}.flat(at.x, at.y, at.z);
+  if (cell != m_cell) {
+    if (m_locator->isDead(cell) || !isLeft(cell)) return false;
+    m_cell = cell;
+    m_at = at;
+    m_size = 8;
+    m_nodes = m_gridNodes.data();
+    const auto first =
+        static_cast<std::uint32_t>(MxIjkNumbering{m_locator->nodeCounts()}.flat(at.x, at.y, at.z));
+    for (std::size_t n = 0; n < 8; ++n)
+      m_gridNodes[n] = first + m_corners[n];
+    const std::vector<MxGridAxis>& axes = m_locator->axes();
+    for (std::size_t a = 0; a < 3; ++a)
+      m_box[a] = axes[a].step(at[a]);
+    m_extent = {axes[0].width(at.x), axes[1].width(at.y), axes[2].width(at.z)};
+  }
+  shapeWeights<MiCellShape::Hexahedron>(place, m_weights.data());
+  return true;
 }
 
 double MxCellCursor::sizeAlong(const MbVec3d& direction) const
@@ -312,13 +269,4 @@ double MxCellCursor::sizeAlong(const MbVec3d& direction) const
   template std::shared_ptr<const MxCellLocator> MxCellLocator::get<Kind>(                          \
       const MxMeshKind<Kind>::Interface&, bool);
 
-VELMO_INSTANTIATE(VOLUME_MESH_UNSTRUCTURED)
-VELMO_INSTANTIATE(VOLUME_MESH_HEXAHEDRON_IJK)
-VELMO_INSTANTIATE(VOLUME_MESH_VERTEX_HEXAHEDRON_IJK)
-VELMO_INSTANTIATE(VOLUME_MESH_REGULAR)
-VELMO_INSTANTIATE(VOLUME_MESH_RECTILINEAR)
-VELMO_INSTANTIATE(VOLUME_MESH_CURVILINEAR)
-VELMO_INSTANTIATE(SURFACE_MESH_UNSTRUCTURED)
-VELMO_INSTANTIATE(SURFACE_MESH_REGULAR)
-VELMO_INSTANTIATE(SURFACE_MESH_RECTILINEAR)
-VELMO_INSTANTIATE(SURFACE_MESH_CURVILINEAR)
+VELMO_FOR_CELL_MESHES(VELMO_INSTANTIATE)

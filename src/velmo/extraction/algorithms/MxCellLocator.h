@@ -2,7 +2,9 @@
 
 #include <velmo/base/MxPointTree.h>
 #include <velmo/extraction/algorithms/MxCellReader.h>
+#include <velmo/extraction/algorithms/MxGridAxis.h>
 #include <velmo/extraction/interfaces/MiCellFilter.h>
+#include <velmo/mesh/views/MxArrayRead.h>
 
 #include <functional>
 #include <span>
@@ -14,6 +16,7 @@ class MxCellsLeft
 public:
   MxCellsLeft() = default;
   explicit MxCellsLeft(const MiCellFilterI* filter) : m_i(filter) {}
+  MxCellsLeft(const MiCellFilterI* filter, const MbIndex3&) : m_i(filter) {}
   MxCellsLeft(const MiCellFilterIj* filter, const MbIndex3& counts) : m_ij(filter), m_counts(counts)
   {}
   MxCellsLeft(const MiCellFilterIjk* filter, const MbIndex3& counts)
@@ -36,39 +39,6 @@ private:
   MbIndex3 m_counts;
 };
 
-/// One axis of a grid of boxes: finds the interval that holds a coordinate.
-class MxGridAxis
-{
-public:
-  /// @param nodes  coordinates that do not change their direction; equal neighbours are allowed
-  /// @param step   the step between all of them, 0 when it differs
-  MxGridAxis(std::vector<double> nodes, double step);
-
-  /// True for coordinates that an axis can be made of.
-  static bool isOrdered(const std::vector<double>& nodes);
-
-  /// One or two intervals, in ascending order, that hold a coordinate, and its place in each.
-  struct Answer
-  {
-    std::uint32_t count = 0;
-    std::size_t interval[2];
-    double place[2];
-  };
-  Answer find(double x, std::size_t hint) const;
-  double width(std::size_t interval) const
-  {
-    return std::abs(m_nodes[interval + 1] - m_nodes[interval]);
-  }
-  double node(std::size_t i) const { return m_nodes[i]; }
-
-private:
-  std::size_t intervalOf(double x, std::size_t hint) const;
-
-  std::vector<double> m_nodes;
-  double m_inverseStep;
-  double m_sign; ///< -1 for a falling axis
-};
-
 /// Finds the cell of a mesh that holds a point. Made once for a mesh and its stamps and shared by
 /// all who ask; see MxCellCursor for asking. Regular and rectilinear grids are answered by
 /// arithmetic, all others through a tree over the boxes of their cells.
@@ -87,7 +57,8 @@ public:
   const MxCellReader& reader() const { return *m_reader; }
   const MbIndex3& cellCounts() const { return m_reader->cellCounts; }
   const MbIndex3& nodeCounts() const { return m_reader->nodeCounts; }
-  /// Not empty for grids of boxes: I, J and K.
+  /// Whether the mesh is a grid of boxes: then it has axes along I, J and K, and no tree.
+  bool isGrid() const { return !m_axes.empty(); }
   const std::vector<MxGridAxis>& axes() const { return m_axes; }
   const MxPointTree& tree() const { return m_tree; }
   bool isDead(std::size_t cell) const { return m_isDead && m_isDead(cell); }
@@ -122,10 +93,17 @@ public:
   bool find(const MbVec3d& point);
   /// The same from another cell, whose number need not exist.
   bool findFrom(std::size_t hint, const MbVec3d& point);
+  /// The same where the tree was asked before: with the cells that it has for the point.
+  bool findAmong(std::span<const std::uint32_t> cells, const MbVec3d& point);
 
   /// Of the last point found.
   bool isFound() const { return m_isFound; }
   std::size_t cell() const { return m_cell; }
+  /// The cell of a structured mesh along I, J and K.
+  MbIndex3 cellIndex() const
+  {
+    return m_locator->isGrid() ? m_at : splitIndex(m_cell, m_locator->cellCounts());
+  }
   /// The cell's nodes as data sets per node number them, and their weights at the point.
   std::span<const std::uint32_t> nodes() const { return {m_nodes, m_size}; }
   std::span<const double> weights() const { return {m_weights.data(), m_size}; }
@@ -133,8 +111,10 @@ public:
   double sizeAlong(const MbVec3d& direction) const;
 
 private:
-  bool findInTree(const MbVec3d& point);
-  bool findInGrid(const MbVec3d& point);
+  template <class VisitCandidates>
+  bool findInTree(const MbVec3d& point, const VisitCandidates& visitCandidates);
+  bool findInGrid(const MbVec3d& point, const MbIndex3& from);
+  bool standInBox(const MbIndex3& at, const double (&place)[3]);
   void standIn(MxCellMap& map, const MxPlace& place);
   bool isLeft(std::size_t cell) const { return m_left->all() || m_left->has(cell); }
 
@@ -151,6 +131,8 @@ private:
   int m_current = 0;
   MxPlace m_place;
 
-  MbIndex3 m_at; // in a grid of boxes
+  MbIndex3 m_at;                           // in a grid of boxes
+  std::array<MxGridAxis::Step, 3> m_box{}; ///< of m_cell
   std::array<std::uint32_t, 8> m_gridNodes{};
+  std::array<std::uint32_t, 8> m_corners{}; // from node 0 of a box
 };

@@ -11,6 +11,11 @@ constexpr int kMostNewtonSteps = 20;
 constexpr double kLastStep = 1e-7;
 // A place that far from the reference cell does not come back into it.
 constexpr double kLost = 50;
+// Where a step is shorter than the one before by this factor, Newton's method converges faster
+// than that, so that what is still to come is shorter than this last step ...
+constexpr double kConverging = 0.25;
+// ... and a place that is further outside stays there.
+constexpr double kClearlyOutside = 2;
 
 double largestOf(const MbVec3d& v)
 {
@@ -56,6 +61,52 @@ double bulgeOf(const MbVec3d* points)
   return bulge;
 }
 
+enum class Search
+{
+  Found,
+  Outside,
+  Lost
+};
+
+/// Newton's method from a place on.
+/// @param moveFrom  moveFrom(r, move) answers the step from r; false where there is none
+template <MiCellShape Linear, class MoveFrom>
+Search searchFrom(double (&r)[3], const MoveFrom& moveFrom)
+{
+  double before = 0;
+  for (int step = 0; step < kMostNewtonSteps; ++step) {
+    double move[3];
+    if (!moveFrom(r, move)) return Search::Lost;
+    double largest = 0, farthest = 0;
+    for (int a = 0; a < cellShapeFacts(Linear).dimension; ++a) {
+      r[a] += move[a];
+      largest = std::max(largest, std::abs(move[a]));
+      farthest = std::max(farthest, std::abs(r[a]));
+    }
+    if (largest < kLastStep) return Search::Found;
+    if (farthest > kLost) return Search::Lost;
+    if (largest < kConverging * before &&
+        outsideOf(Linear, r[0], r[1], r[2]) > kClearlyOutside * largest)
+      return Search::Outside;
+    before = largest;
+  }
+  return Search::Lost;
+}
+
+/// From a guess on, and where that fails from other starts: a cell that is badly bent may need one
+/// nearer to the point. @return whether r is the place of the point
+template <MiCellShape Linear, class MoveFrom>
+bool searchPlace(double (&r)[3], const MxPlace& middle, const MoveFrom& moveFrom)
+{
+  Search search = searchFrom<Linear>(r, moveFrom);
+  for (std::size_t n = 0; n < cellShapeFacts(Linear).cornerCount && search == Search::Lost; ++n) {
+    for (std::size_t a = 0; a < 3; ++a)
+      r[a] = 0.4 * middle.r[a] + 0.6 * kShapeNodes<Linear>.at[n][a];
+    search = searchFrom<Linear>(r, moveFrom);
+  }
+  return search == Search::Found;
+}
+
 // The weights of the middle nodes of any of the shapes have absolute values that sum to at most 3,
 // in the middle of the 20-node hexahedron.
 constexpr double kMostMiddleWeight = 3;
@@ -70,21 +121,10 @@ bool MxCellMap::finish()
   m_isSurface = facts.dimension == 2;
   m_linear = facts.linear;
   MbVec3d sum{};
-  for (std::size_t n = 0; n < size; ++n)
-    sum += m_points[n];
+  for (const MbVec3d& point : m_points)
+    sum += point;
   if (!isFinite(sum)) return false;
-  m_reach = 0;
-  if (m_isSurface) {
-    MxBox3d box = MxBox3d::empty();
-    double largest = 0;
-    for (std::size_t n = 0; n < size; ++n) {
-      box.extendBy(m_points[n]);
-      largest = std::max(largest, largestOf(m_points[n]));
-    }
-    const MbVec3d diagonal{box.max[0] - box.min[0], box.max[1] - box.min[1],
-                           box.max[2] - box.min[2]};
-    m_reach = kSurfaceReach * length(diagonal) + kSurfaceReachOfCoordinate * largest;
-  }
+  prepareBox();
   switch (m_shape) {
   case MiCellShape::Triangle:
   case MiCellShape::Tetrahedron:
@@ -103,29 +143,29 @@ bool MxCellMap::finish()
   }
 }
 
-MxBox3d MxCellMap::box() const
+void MxCellMap::prepareBox()
 {
-  MxBox3d box = MxBox3d::empty();
-  for (const MbVec3d& point : m_points)
-    box.extendBy(point);
-  if (m_points.size() <= cellShapeFacts(m_shape).cornerCount ||
-      cellShapeFacts(m_shape).nodeCount == 0)
-    return box;
-  double bulge = 0;
-  visitFixedShape(m_shape, [&]<MiCellShape Shape>() { bulge = bulgeOf<Shape>(m_points.data()); });
-  for (int a = 0; a < 3; ++a) {
-    box.min[a] -= kMostMiddleWeight * bulge;
-    box.max[a] += kMostMiddleWeight * bulge;
+  MbVec3d low = m_points[0], high = low;
+  for (std::size_t n = 1; n < m_points.size(); ++n) {
+    const MbVec3d& p = m_points[n];
+    low = {std::min(low.x, p.x), std::min(low.y, p.y), std::min(low.z, p.z)};
+    high = {std::max(high.x, p.x), std::max(high.y, p.y), std::max(high.z, p.z)};
   }
-  return box;
-}
-
-double MxCellMap::reach() const
-{
-  double size = 0;
-  for (std::size_t n = 1; n < m_points.size(); ++n)
-    size = std::max(size, largestOf(m_points[n] - m_points[0]));
-  return m_reach + 4 * kInsideTolerance * size;
+  m_extent = high - low;
+  m_reach = 0;
+  if (m_isSurface)
+    m_reach = kSurfaceReach * length(m_extent) +
+              kSurfaceReachOfCoordinate * std::max(largestOf(low), largestOf(high));
+  double reach = m_reach + 4 * kInsideTolerance * largestOf(m_extent);
+  if (m_shape != m_linear) { // sides may be curved
+    double bulge = 0;
+    visitFixedShape(m_shape, [&]<MiCellShape Shape>() { bulge = bulgeOf<Shape>(m_points.data()); });
+    reach += kMostMiddleWeight * bulge;
+  }
+  for (std::size_t a = 0; a < 3; ++a) {
+    m_box.min[a] = low[a] - reach;
+    m_box.max[a] = high[a] + reach;
+  }
 }
 
 MxPlace MxCellMap::middle() const
@@ -148,6 +188,8 @@ MxPlace MxCellMap::middle() const
 
 double MxCellMap::findPlace(const MbVec3d& point, MxPlace& place) const
 {
+  for (std::size_t a = 0; a < 3; ++a)
+    if (!(point[a] >= m_box.min[a] && point[a] <= m_box.max[a])) return kNowhere;
   switch (m_shape) {
   case MiCellShape::Tetrahedron:
   case MiCellShape::Triangle:
@@ -167,13 +209,6 @@ double MxCellMap::findPlace(const MbVec3d& point, MxPlace& place) const
 
 void MxCellMap::weights(const MxPlace& place, double* w) const
 {
-  if (m_shape == MiCellShape::Hexahedron) {
-    const double r = place.r[0], s = place.r[1], t = place.r[2];
-    const double a = (1 - r) * (1 - s), b = r * (1 - s), c = r * s, d = (1 - r) * s;
-    w[0] = a * (1 - t), w[1] = b * (1 - t), w[2] = c * (1 - t), w[3] = d * (1 - t);
-    w[4] = a * t, w[5] = b * t, w[6] = c * t, w[7] = d * t;
-    return;
-  }
   if (visitFixedShape(m_shape, [&]<MiCellShape Shape>() { shapeWeights<Shape>(place.r, w); }))
     return;
   // A part of a polygon or polyhedron.
@@ -232,37 +267,20 @@ double MxCellMap::invertHexahedron(const MbVec3d& point, MxPlace& place) const
 {
   const auto& c = m_terms;
   const MbVec3d target = point - c[0];
-  const auto newton = [&](double(&r)[3]) {
-    for (int step = 0; step < kMostNewtonSteps; ++step) {
-      const double x = r[0], y = r[1], z = r[2];
-      const MbVec3d a = c[1] + c[4] * y + (c[6] + c[7] * y) * z; // by r
-      const MbVec3d b = c[2] + c[5] * z + (c[4] + c[7] * z) * x; // by s
-      const MbVec3d d = c[3] + c[5] * y + (c[6] + c[7] * y) * x; // by t
-      const MbVec3d miss =
-          target - a * x - (c[2] + c[5] * z) * y - c[3] * z; // the same terms, each once
-      double move[3];
-      if (!solve(a, b, d, miss, move)) return false;
-      double largest = 0;
-      for (int i = 0; i < 3; ++i) {
-        r[i] += move[i];
-        largest = std::max(largest, std::abs(move[i]));
-      }
-      if (largest < kLastStep) return true;
-      if (std::max(std::abs(r[0]), std::max(std::abs(r[1]), std::abs(r[2]))) > kLost) return false;
-    }
-    return false;
-  };
   double r[3] = {place.r[0], place.r[1], place.r[2]};
-  bool found = newton(r);
-  // A cell that is badly bent may need a start nearer to the point.
-  for (int corner = 0; corner < 8 && !found; ++corner) {
-    for (int a = 0; a < 3; ++a)
-      r[a] = corner >> a & 1 ? 0.8 : 0.2;
-    found = newton(r);
-  }
+  const bool found = searchPlace<MiCellShape::Hexahedron>(
+      r, middle(), [&](const double(&at)[3], double(&move)[3]) {
+        const double x = at[0], y = at[1], z = at[2];
+        const MbVec3d a = c[1] + c[4] * y + (c[6] + c[7] * y) * z; // by r
+        const MbVec3d b = c[2] + c[5] * z + (c[4] + c[7] * z) * x; // by s
+        const MbVec3d d = c[3] + c[5] * y + (c[6] + c[7] * y) * x; // by t
+        const MbVec3d miss =
+            target - a * x - (c[2] + c[5] * z) * y - c[3] * z; // the same terms, each once
+        return solve(a, b, d, miss, move);
+      });
   if (!found) return kNowhere;
   place = {{r[0], r[1], r[2]}, 0};
-  return std::max(std::max(std::abs(r[0] - 0.5), std::abs(r[1] - 0.5)), std::abs(r[2] - 0.5)) - 0.5;
+  return outsideOf(MiCellShape::Hexahedron, r[0], r[1], r[2]);
 }
 
 template <MiCellShape Shape>
@@ -270,34 +288,6 @@ double MxCellMap::invert(const MbVec3d& point, MxPlace& place) const
 {
   constexpr MiCellShapeFacts kFacts = cellShapeFacts(Shape);
   constexpr bool kSurface = kFacts.dimension == 2;
-  double offset = 0; // from the surface
-  const auto newton = [&](double(&r)[3]) {
-    for (int step = 0; step < kMostNewtonSteps; ++step) {
-      MxDual3 variables[3], w[kFacts.nodeCount];
-      for (int a = 0; a < 3; ++a)
-        variables[a] = MxDual3::variable(r[a], a);
-      shapeWeights<Shape>(variables, w);
-      MbVec3d at{}, by[3] = {};
-      for (std::size_t n = 0; n < kFacts.nodeCount; ++n) {
-        at += m_points[n] * w[n].v;
-        for (int a = 0; a < (kSurface ? 2 : 3); ++a)
-          by[a] += m_points[n] * w[n].d[a];
-      }
-      // On a surface the third unknown is the distance from it.
-      if (kSurface) by[2] = normalOf(by[0], by[1]);
-      double move[3];
-      if (!solve(by[0], by[1], by[2], point - at, move)) return false;
-      double largest = 0;
-      for (int a = 0; a < (kSurface ? 2 : 3); ++a) {
-        r[a] += move[a];
-        largest = std::max(largest, std::abs(move[a]));
-      }
-      if (kSurface) offset = move[2];
-      if (largest < kLastStep) return true;
-      if (std::max(std::abs(r[0]), std::max(std::abs(r[1]), std::abs(r[2]))) > kLost) return false;
-    }
-    return false;
-  };
   if constexpr (kFacts.linear == MiCellShape::Pyramid) {
     // The mapping has no derivative at the apex.
     const MbVec3d& apex = m_points[4];
@@ -306,15 +296,26 @@ double MxCellMap::invert(const MbVec3d& point, MxPlace& place) const
       return 0;
     }
   }
+  double offset = 0; // from the surface
   double r[3] = {place.r[0], place.r[1], place.r[2]};
-  bool found = newton(r);
-  // Starts between the corners and the middle.
-  const MxPlace centre = middle();
-  for (std::size_t corner = 0; corner < kFacts.cornerCount && !found; ++corner) {
-    for (std::size_t a = 0; a < 3; ++a)
-      r[a] = 0.4 * centre.r[a] + 0.6 * kShapeNodes<kFacts.linear>.at[corner][a];
-    found = newton(r);
-  }
+  const bool found =
+      searchPlace<kFacts.linear>(r, middle(), [&](const double(&guess)[3], double(&move)[3]) {
+        MxDual3 variables[3], w[kFacts.nodeCount];
+        for (int a = 0; a < 3; ++a)
+          variables[a] = MxDual3::variable(guess[a], a);
+        shapeWeights<Shape>(variables, w);
+        MbVec3d at{}, by[3] = {};
+        for (std::size_t n = 0; n < kFacts.nodeCount; ++n) {
+          at += m_points[n] * w[n].v;
+          for (int a = 0; a < (kSurface ? 2 : 3); ++a)
+            by[a] += m_points[n] * w[n].d[a];
+        }
+        // On a surface the third unknown is the distance from it.
+        if (kSurface) by[2] = normalOf(by[0], by[1]);
+        if (!solve(by[0], by[1], by[2], point - at, move)) return false;
+        if (kSurface) offset = move[2];
+        return true;
+      });
   if (!found) return kNowhere;
   if (kSurface && !(std::abs(offset) <= m_reach)) return kNowhere;
   place = {{r[0], r[1], kSurface ? 0 : r[2]}, 0};

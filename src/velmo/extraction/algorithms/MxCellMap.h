@@ -47,15 +47,16 @@ public:
   /// The nodes as data sets per node number them.
   const std::uint32_t* nodes() const { return m_nodes.data(); }
   const MbVec3d* points() const { return m_points.data(); }
-  /// The box of the cell itself, also where its sides are curved; without any tolerance.
-  MxBox3d box() const;
-  /// How far from its sides a point is still in the cell, in space.
-  double reach() const;
+  /// The box of all points that count as in the cell, also where its sides are curved.
+  const MxBox3d& box() const { return m_box; }
+  /// The lengths of the box of its nodes.
+  const MbVec3d& extent() const { return m_extent; }
 
   /// Where the point is in the cell.
-  /// @param place  a guess, and gets the place
-  /// @return how far outside the cell it is, in units of the cell; negative inside, kNowhere for a
-  ///         point that the mapping does not reach or that is off a surface
+  /// @param place  a guess, and gets the place of a point that is in the cell
+  /// @return how far outside the cell it is, in units of the cell, negative inside; of points that
+  ///         are clearly outside anything positive, kNowhere for one that the mapping does not
+  ///         reach or that is off a surface
   double findPlace(const MbVec3d& point, MxPlace& place) const;
   /// A guess for points of which nothing is known.
   MxPlace middle() const;
@@ -91,6 +92,7 @@ private:
   double invertHexahedron(const MbVec3d& point, MxPlace& place) const;
   double invertSimplex(const MbVec3d& point, MxPlace& place) const;
   double invertParts(const MbVec3d& point, MxPlace& place) const;
+  void prepareBox();
   void prepareSimplex();
   void prepareHexahedron();
   void listParts();
@@ -102,6 +104,8 @@ private:
   MxArray<std::uint32_t> m_nodes;
   MxArray<MbVec3d> m_points;
   MxArray<std::uint32_t> m_faces;
+  MxBox3d m_box;
+  MbVec3d m_extent;
   double m_reach = 0; // surfaces only
 
   // Tetrahedra and triangles: r, s, t are these vectors times the way from corner 0.

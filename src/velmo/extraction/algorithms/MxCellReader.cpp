@@ -24,11 +24,6 @@ MxBox3d widened(MxBox3d box, double reach)
   return box;
 }
 
-MxBox3d boxOfMap(const MxCellMap& map)
-{
-  return widened(map.box(), map.reach());
-}
-
 /// The box of a linear volume cell whose points pointAt(0 .. size - 1) gives. A point that is not
 /// finite leaves a box that is not.
 template <class PointAt>
@@ -52,7 +47,7 @@ MxBox3d boxOfPoints(std::size_t size, const PointAt& pointAt)
 MxBox3d boxByReading(const MxCellReader& reader, std::size_t cell)
 {
   thread_local MxCellMap map;
-  return reader.read(cell, map) ? boxOfMap(map) : MxBox3d::empty();
+  return reader.read(cell, map) ? map.box() : MxBox3d::empty();
 }
 
 /// A polyhedron's faces in the numbers of its own nodes. False when a face names another node.
@@ -319,13 +314,4 @@ std::unique_ptr<MxCellReader> makeCellReader(const typename MxMeshKind<Kind>::In
 #define VELMO_INSTANTIATE(Kind)                                                                    \
   template std::unique_ptr<MxCellReader> makeCellReader<Kind>(const MxMeshKind<Kind>::Interface&);
 
-VELMO_INSTANTIATE(VOLUME_MESH_UNSTRUCTURED)
-VELMO_INSTANTIATE(VOLUME_MESH_HEXAHEDRON_IJK)
-VELMO_INSTANTIATE(VOLUME_MESH_VERTEX_HEXAHEDRON_IJK)
-VELMO_INSTANTIATE(VOLUME_MESH_REGULAR)
-VELMO_INSTANTIATE(VOLUME_MESH_RECTILINEAR)
-VELMO_INSTANTIATE(VOLUME_MESH_CURVILINEAR)
-VELMO_INSTANTIATE(SURFACE_MESH_UNSTRUCTURED)
-VELMO_INSTANTIATE(SURFACE_MESH_REGULAR)
-VELMO_INSTANTIATE(SURFACE_MESH_RECTILINEAR)
-VELMO_INSTANTIATE(SURFACE_MESH_CURVILINEAR)
+VELMO_FOR_CELL_MESHES(VELMO_INSTANTIATE)

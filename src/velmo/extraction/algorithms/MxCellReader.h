@@ -32,3 +32,16 @@ public:
 /// @param mesh  borrowed; the reader is valid as long as its stamps
 template <MeshType Kind>
 std::unique_ptr<MxCellReader> makeCellReader(const typename MxMeshKind<Kind>::Interface& mesh);
+
+/// X(kind) for the kinds of mesh whose cells can be read.
+#define VELMO_FOR_CELL_MESHES(X)                                                                   \
+  X(VOLUME_MESH_UNSTRUCTURED)                                                                      \
+  X(VOLUME_MESH_HEXAHEDRON_IJK)                                                                    \
+  X(VOLUME_MESH_VERTEX_HEXAHEDRON_IJK)                                                             \
+  X(VOLUME_MESH_REGULAR)                                                                           \
+  X(VOLUME_MESH_RECTILINEAR)                                                                       \
+  X(VOLUME_MESH_CURVILINEAR)                                                                       \
+  X(SURFACE_MESH_UNSTRUCTURED)                                                                     \
+  X(SURFACE_MESH_REGULAR)                                                                          \
+  X(SURFACE_MESH_RECTILINEAR)                                                                      \
+  X(SURFACE_MESH_CURVILINEAR)

@@ -4,8 +4,20 @@ template <class T>
 MxFieldValues<T>::MxFieldValues(const MiTypedDataSet<T>& set, MxIndexing cellIndexing,
                                 MxIndexing nodeIndexing, const MbIndex3& cells,
                                 const MbIndex3& nodes)
-    : m_perCell(set.getBinding() == MiDataBinding::PerCell), m_counts(m_perCell ? cells : nodes)
 {
+  MxSetCasts<T> casts;
+  *this = MxFieldValues(set, cellIndexing, nodeIndexing, cells, nodes, casts);
+}
+
+template <class T>
+MxFieldValues<T>::MxFieldValues(const MiTypedDataSet<T>& set, MxIndexing cellIndexing,
+                                MxIndexing nodeIndexing, const MbIndex3& cells,
+                                const MbIndex3& nodes, MxSetCasts<T>& casts)
+{
+  const MiDataBinding binding = set.getBinding();
+  m_perCell = binding == MiDataBinding::PerCell;
+  if (!m_perCell && binding != MiDataBinding::PerNode) return;
+  m_counts = m_perCell ? cells : nodes;
   const std::size_t count = m_counts.x * m_counts.y * m_counts.z;
   const auto take = [&](const auto* typed, bool fits, Kind slow) {
     if (!typed || !fits) return;
@@ -15,18 +27,17 @@ MxFieldValues<T>::MxFieldValues(const MiTypedDataSet<T>& set, MxIndexing cellInd
              : m_view.type == MiScalarType::Float32 ? Kind::Float
                                                     : Kind::Any;
   };
-  if (!m_perCell && set.getBinding() != MiDataBinding::PerNode) return;
   switch (m_perCell ? cellIndexing : nodeIndexing) {
   case MxIndexing::I:
-    m_i = dynamic_cast<const MiDataSetI<T>*>(&set);
+    m_i = casts.toI(set);
     take(m_i, m_i && m_i->getSize() == count, Kind::I);
     break;
   case MxIndexing::Ij:
-    m_ij = dynamic_cast<const MiDataSetIj<T>*>(&set);
+    m_ij = casts.toIj(set);
     take(m_ij, m_ij && m_ij->getSizeI() == m_counts.x && m_ij->getSizeJ() == m_counts.y, Kind::Ij);
     break;
   case MxIndexing::Ijk:
-    m_ijk = dynamic_cast<const MiDataSetIjk<T>*>(&set);
+    m_ijk = casts.toIjk(set);
     take(m_ijk, m_ijk && m_ijk->getSizes() == m_counts, Kind::Ijk);
     break;
   }

@@ -1,10 +1,20 @@
 #pragma once
 
+#include <velmo/base/MxRepeatedCast.h>
 #include <velmo/extraction/interfaces/MiDataSet.h>
 #include <velmo/extraction/interfaces/MxMeshKind.h>
 #include <velmo/mesh/views/MxArrayRead.h>
 
 #include <span>
+
+/// Finds the numbering of data sets of one class, again and again.
+template <class T>
+struct MxSetCasts
+{
+  MxRepeatedCast<MiDataSetI<T>, MiTypedDataSet<T>> toI;
+  MxRepeatedCast<MiDataSetIj<T>, MiTypedDataSet<T>> toIj;
+  MxRepeatedCast<MiDataSetIjk<T>, MiTypedDataSet<T>> toIjk;
+};
 
 /// Reads a data set of a mesh under flat numbers, whatever its numbering: from its array where it
 /// has one, else by a virtual call a value.
@@ -15,7 +25,10 @@ class MxFieldValues
 {
 public:
   /// @param cells,nodes  counts along I, J and K of the mesh
+  /// @param casts        of the caller, who asks often
   /// A set whose numbering or size does not fit makes an object that answers not a number.
+  MxFieldValues(const MiTypedDataSet<T>& set, MxIndexing cellIndexing, MxIndexing nodeIndexing,
+                const MbIndex3& cells, const MbIndex3& nodes, MxSetCasts<T>& casts);
   MxFieldValues(const MiTypedDataSet<T>& set, MxIndexing cellIndexing, MxIndexing nodeIndexing,
                 const MbIndex3& cells, const MbIndex3& nodes);
 
@@ -37,10 +50,20 @@ public:
        std::span<const double> weights) const
   {
     if (m_perCell) return (*this)[cell];
-    T sum{};
-    for (std::size_t n = 0; n < nodes.size(); ++n)
-      sum += (*this)[nodes[n]] * weights[n];
-    return sum;
+    const auto sumOf = [&](const auto& valueAt) {
+      T sum{};
+      for (std::size_t n = 0; n < nodes.size(); ++n)
+        sum += valueAt(nodes[n]) * weights[n];
+      return sum;
+    };
+    switch (m_kind) {
+    case Kind::Double:
+      return sumOf([&](std::size_t node) { return read<double>(node); });
+    case Kind::Float:
+      return sumOf([&](std::size_t node) { return read<float>(node); });
+    default:
+      return sumOf([&](std::size_t node) { return readSlowly(node); });
+    }
   }
   void prefetch(std::size_t number) const
   {

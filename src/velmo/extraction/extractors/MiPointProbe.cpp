@@ -5,6 +5,8 @@
 #include <velmo/extraction/algorithms/MxFieldValues.h>
 #include <velmo/extraction/algorithms/MxManyPoints.h>
 
+#include <tuple>
+
 namespace {
 
 constexpr std::size_t kNothing = static_cast<std::size_t>(-1);
@@ -31,7 +33,7 @@ public:
     if (!m_cursor || filter != m_filter || stamp != m_filterStamp) {
       m_filter = filter;
       m_filterStamp = stamp;
-      m_left = leftBy(filter);
+      m_left = MxCellsLeft(filter, m_locator->cellCounts());
       m_cursor = std::make_unique<MxCellCursor>(*m_locator, m_left);
     }
     // A filter is borrowed for the call, so that the cursor asks it no more.
@@ -44,7 +46,7 @@ public:
     if constexpr (kCells == MxIndexing::I) {
       return isFound() ? m_cursor->cell() : kNothing;
     } else {
-      if (isFound()) return splitIndex(m_cursor->cell(), m_locator->cellCounts());
+      if (isFound()) return m_cursor->cellIndex();
       return {kNothing, kNothing, kNothing};
     }
   }
@@ -84,13 +86,6 @@ private:
     m_topologyStamp = topology;
     m_geometryStamp = geometry;
   }
-  MxCellsLeft leftBy(const Filter* filter) const
-  {
-    if constexpr (kCells == MxIndexing::I)
-      return MxCellsLeft(filter);
-    else
-      return MxCellsLeft(filter, m_locator->cellCounts());
-  }
   std::size_t flat(const Index& cell) const
   {
     if constexpr (kCells == MxIndexing::I) {
@@ -104,7 +99,12 @@ private:
   template <class T>
   MxFieldValues<T> fieldOf(const MxCellLocator& locator, const MiTypedDataSet<T>& set) const
   {
-    return {set, kCells, kNodes, locator.cellCounts(), locator.nodeCounts()};
+    return {set,
+            kCells,
+            kNodes,
+            locator.cellCounts(),
+            locator.nodeCounts(),
+            std::get<MxSetCasts<T>>(m_casts)};
   }
   template <class T>
   T valueOf(const MiTypedDataSet<T>& set) const
@@ -118,23 +118,22 @@ private:
   std::size_t valuesOf(std::span<const MbVec3d> points, const Filter* filter,
                        const MiTypedDataSet<T>& set, std::span<T> values) const
   {
-    const std::shared_ptr<const MxCellLocator> locator = MxCellLocator::get<K>(m_mesh, m_parallel);
-    MxCellsLeft left;
-    if constexpr (kCells == MxIndexing::I)
-      left = MxCellsLeft(filter);
-    else
-      left = MxCellsLeft(filter, locator->cellCounts());
-    return probeMany(*locator, left, fieldOf(*locator, set), m_parallel, points, values);
+    // Kept, so that what a search needs is not made again for the next call.
+    m_manyLocator = MxCellLocator::get<K>(m_mesh, m_parallel);
+    return probeMany(*m_manyLocator, {filter, m_manyLocator->cellCounts()},
+                     fieldOf(*m_manyLocator, set), m_parallel, points, values);
   }
 
   const Mesh& m_mesh;
   const bool m_parallel;
   std::shared_ptr<const MxCellLocator> m_locator;
+  mutable std::shared_ptr<const MxCellLocator> m_manyLocator;
   std::uint64_t m_topologyStamp = MxTimeStamp::kNone, m_geometryStamp = MxTimeStamp::kNone;
   const Filter* m_filter = nullptr;
   std::uint64_t m_filterStamp = MxTimeStamp::kNone;
   MxCellsLeft m_left;
   std::unique_ptr<MxCellCursor> m_cursor;
+  mutable std::tuple<MxSetCasts<double>, MxSetCasts<MbVec3d>> m_casts;
 };
 
 template <MeshType K, class Interface>
