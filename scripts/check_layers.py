@@ -31,6 +31,7 @@ EXTERNAL = {
     "EGL/": {"toolkit"},
     "expat.h": {"io"},
     "zlib.h": {"io"},
+    "netcdf.h": {"io"},
     "png.h": set(),
 }
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')

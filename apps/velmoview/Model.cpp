@@ -112,6 +112,7 @@ Model readModel(const Options& options)
   if (options.ijk) how.ijk = MbIndex3{(*options.ijk)[0], (*options.ijk)[1], (*options.ijk)[2]};
   how.vertex = options.vertex;
   how.active = options.active;
+  how.sharedNodes = options.sharedNodes;
   const auto file = std::make_shared<MbMeshFile>(MbMeshFile::read(options.file, how));
 
   Model model;

@@ -149,6 +149,9 @@ constexpr OptionRow kRows[] = {
     {"--vertex", kNoValue, "with --ijk: every cell has eight corner points of its own",
      readSwitch<&Options::vertex, true>},
     {"--active", "an ARRAY per cell", "its zeros mark dead cells", readText<&Options::active>},
+    {"--shared-nodes", kNoValue,
+     "corner-point grids: corners of a pillar that coincide are one node",
+     readSwitch<&Options::sharedNodes, true>},
 
     {nullptr, kNoValue, kAfterRepresentations, nullptr},
     {"--cells", "ARRAY=MIN,MAX", "keep only cells whose value lies between MIN and MAX", readCells},
@@ -280,8 +283,9 @@ void checkTogether(const Options& options)
                      "' cannot be drawn at once");
   if (options.demoSize && options.demo.empty())
     throw UsageError("--demo-size takes effect only with --demo NAME");
-  if (!options.demo.empty() && (options.ijk || !options.active.empty()))
-    throw UsageError("--ijk and --active describe a file; --demo knows its own cells");
+  if (!options.demo.empty() && (options.ijk || !options.active.empty() || options.sharedNodes))
+    throw UsageError(
+        "--ijk, --active and --shared-nodes describe a file; --demo knows its own cells");
   if (options.serial && options.threads > 1)
     throw UsageError("--serial means one thread, --threads " + std::to_string(options.threads) +
                      " asks for more");

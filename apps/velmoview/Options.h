@@ -59,6 +59,7 @@ struct Options
   std::optional<std::array<std::uint32_t, 3>> ijk;
   bool vertex = false;
   std::string active;
+  bool sharedNodes = false;
 
   std::vector<RepresentationRequest> representations; ///< in the order of the command line
   std::vector<ValueFilter> cells;                     ///< a cell must pass all of them

@@ -1,7 +1,10 @@
 #pragma once
 
 #include <velmo/io/MbMeshFile.h>
+#include <velmo/mesh/MbArray.h>
 #include <velmo/mesh/MbMeshDump.h>
+
+#include <gtest/gtest.h>
 
 #include <cstdint>
 #include <cstdio>
@@ -43,6 +46,10 @@ public:
     // Some file systems wait for the disk when a file is emptied and written again.
     std::remove(m_path.c_str());
     std::ofstream(m_path, std::ios::binary | std::ios::trunc) << contents;
+    // Files that fuzzing may start from.
+    if (const char* folder = std::getenv("VELMO_KEEP_TEST_FILES"))
+      std::ofstream(folder / std::filesystem::path(m_path).filename(), std::ios::binary)
+          << contents;
   }
   const std::string& path() const { return m_path; }
 
@@ -104,4 +111,30 @@ inline std::string describe(const MbMeshFile& file)
   std::ostringstream text;
   mbDump(text, *file.getMesh(), sets);
   return text.str();
+}
+
+/// The values of an array of one component; empty when there is none of that name.
+inline std::vector<double> valuesOf(const MbMeshFile& file, const std::string& name)
+{
+  const MbMeshFileArray* array = file.findArray(name);
+  std::vector<double> values;
+  for (std::size_t i = 0; array && i < array->values.count; ++i)
+    values.push_back(mbNumber(array->values, i));
+  return values;
+}
+
+/// A text, and part of the message with which it is refused; none where it can be read.
+struct ErrorCase
+{
+  std::string text, error;
+};
+
+inline void expectErrors(const std::vector<ErrorCase>& cases)
+{
+  for (const auto& [text, error] : cases) {
+    SCOPED_TRACE(text.substr(text.size() > 80 ? text.size() - 80 : 0));
+    const std::string found = errorOf(text);
+    EXPECT_EQ(found.empty(), error.empty()) << found;
+    EXPECT_NE(found.find(error), std::string::npos) << found << " instead of " << error;
+  }
 }

@@ -5,6 +5,10 @@ namespace {
 constexpr MxFileFormat kFormats[] = {
     {"legacy .vtk", mxIsLegacyVtk, mxReadLegacyVtk},
     {".vtu", mxIsVtkXml, mxReadVtkXml},
+    {".msh", mxIsMsh, mxReadMsh},
+    {".inp", mxIsInp, mxReadInp},
+    {"Exodus II", mxIsExodus, mxReadExodus},
+    {".grdecl", mxIsGrdecl, mxReadGrdecl},
 };
 
 } // namespace

@@ -72,8 +72,10 @@ struct MxFileMesh
   MxFileCells cells;  ///< unstructured
   /// Unstructured hexahedra that are an IJK grid: its cells along each axis, I fastest.
   std::optional<MbIndex3> ijk;
-  /// With `ijk`: `points` has the eight corners of every cell, the connectivity is empty.
+  /// With `ijk`: `points` has the eight corners of every cell, or `pillars` and `depths` (of
+  /// double, as of MiVertexIjkView) tell where they are; the connectivity is empty.
   bool vertex = false;
+  MxFileArray pillars, depths;
   MbIndex3 nodes; ///< structured: nodes along each axis, none zero
   MbVec3d origin, spacing;
   std::array<MxFileArray, 3> axes; ///< rectilinear
@@ -125,3 +127,11 @@ bool mxIsLegacyVtk(const MxFileBytes& file);
 MxFileMesh mxReadLegacyVtk(const MxFileBytes& file, const MxReadRequest& request);
 bool mxIsVtkXml(const MxFileBytes& file);
 MxFileMesh mxReadVtkXml(const MxFileBytes& file, const MxReadRequest& request);
+bool mxIsGrdecl(const MxFileBytes& file);
+MxFileMesh mxReadGrdecl(const MxFileBytes& file, const MxReadRequest& request);
+bool mxIsMsh(const MxFileBytes& file);
+MxFileMesh mxReadMsh(const MxFileBytes& file, const MxReadRequest& request);
+bool mxIsInp(const MxFileBytes& file);
+MxFileMesh mxReadInp(const MxFileBytes& file, const MxReadRequest& request);
+bool mxIsExodus(const MxFileBytes& file);
+MxFileMesh mxReadExodus(const MxFileBytes& file, const MxReadRequest& request);

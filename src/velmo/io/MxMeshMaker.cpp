@@ -139,6 +139,9 @@ std::unique_ptr<MiMesh> mxMakeMesh(const MxFileMesh& mesh, const MxMeshPlan& pla
         MbTopologyHexahedronIjk(plan.cells, numbers(mesh.cells.connectivity), active),
         points(mesh.points));
   case VOLUME_MESH_VERTEX_HEXAHEDRON_IJK:
+    if (mesh.pillars)
+      return std::make_unique<MbVolumeMeshVertexHexahedronIjk>(volume, numbers(mesh.pillars),
+                                                               numbers(mesh.depths));
     return std::make_unique<MbVolumeMeshVertexHexahedronIjk>(volume,
                                                              points(mxCellCorners(mesh, parallel)));
   case VOLUME_MESH_REGULAR:

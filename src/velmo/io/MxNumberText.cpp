@@ -179,6 +179,16 @@ template bool mxParseNumber(std::string_view, std::uint32_t&);
 template bool mxParseNumber(std::string_view, std::int64_t&);
 template bool mxParseNumber(std::string_view, std::uint64_t&);
 
+bool mxParseReal(std::string_view word, double& value)
+{
+  if (mxParseNumber(word, value)) return true;
+  std::string text(word);
+  const std::size_t exponent = text.find_first_of("dD");
+  if (exponent == 0 || exponent == text.npos) return false;
+  text[exponent] = 'e';
+  return mxParseNumber(std::string_view(text), value);
+}
+
 MxFileArray mxReadNumbers(const MxFileBytes& file, const char*& where, const char* end,
                           MiScalarType type, std::size_t count, const std::string& what,
                           bool parallel)

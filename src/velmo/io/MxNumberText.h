@@ -23,6 +23,9 @@ std::string mxQuoted(std::string_view word);
 template <class T>
 bool mxParseNumber(std::string_view word, T& value);
 
+/// Reads a number as mxParseNumber does, and the exponents that Fortran writes with a D.
+bool mxParseReal(std::string_view word, double& value);
+
 /// Reads `count` numbers from [where, end) and moves `where` past the last one.
 /// @param what  names the list in messages
 /// @throw MbMeshFileError for a word that is no number, or when the text ends too early; nothing is
