@@ -1,7 +1,7 @@
 // An application's arrays, a mesh node, a data set, a colour map, a skin: a picture.
 // usage: 01_skin [PICTURE.png]
 
-#include <MxPng.h>
+#include "Picture.h"
 
 #include <velmo/colormapping/MoPredefinedColorMapping.h>
 #include <velmo/mesh/MbDataSet.h>
@@ -11,7 +11,6 @@
 #include <velmo/nodes/MoScalarSetI.h>
 #include <velmo/nodes/MoVelmo.h>
 #include <velmo/representations/MoMeshSkin.h>
-#include <velmo/toolkit/MxOffscreenCanvas.h>
 #include <velmo/toolkit/SoRef.h>
 
 #include <Inventor/nodes/SoDirectionalLight.h>
@@ -20,7 +19,6 @@
 #include <Inventor/nodes/SoShapeHints.h>
 
 #include <cmath>
-#include <cstdio>
 
 namespace {
 
@@ -71,14 +69,7 @@ bool drawTo(const char* path, SoSeparator* model)
   camera->pointAt(SbVec3f(0, 0, 3), SbVec3f(1, 0, 0));
   camera->viewAll(scene, SbViewportRegion(800, 600));
   camera->heightAngle = 1.15f * camera->heightAngle.getValue(); // a margin around it
-
-  MxOffscreenCanvas canvas;
-  canvas.setBackground(SbColor4f(0.95f, 0.96f, 0.98f, 1));
-  const MxImage picture = canvas.render(scene, 800, 600);
-  std::string error = canvas.error();
-  if (!picture.empty() && mxWritePng(path, picture, error)) return true;
-  std::fprintf(stderr, "%s: %s\n", path, error.c_str());
-  return false;
+  return writePicture(path, scene, 800, 600);
 }
 
 } // namespace

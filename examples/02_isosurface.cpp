@@ -1,7 +1,7 @@
 // A field on a regular grid: two of its isosurfaces and a cut, coloured by another field.
 // usage: 02_isosurface [PICTURE.png]
 
-#include <MxPng.h>
+#include "Picture.h"
 
 #include <velmo/colormapping/MoPredefinedColorMapping.h>
 #include <velmo/mesh/MbDataSet.h>
@@ -11,7 +11,6 @@
 #include <velmo/nodes/MoVelmo.h>
 #include <velmo/representations/MoMeshIsosurface.h>
 #include <velmo/representations/MoMeshPlaneSlice.h>
-#include <velmo/toolkit/MxOffscreenCanvas.h>
 #include <velmo/toolkit/SoRef.h>
 
 #include <Inventor/nodes/SoDirectionalLight.h>
@@ -19,7 +18,6 @@
 #include <Inventor/nodes/SoSeparator.h>
 
 #include <cmath>
-#include <cstdio>
 
 namespace {
 
@@ -58,8 +56,7 @@ int main(int argc, char** argv)
 {
   MoVelmo::init();
   const std::vector<float> potentials = sample(potential), temperatures = sample(temperature);
-  MxImage picture;
-  std::string error;
+  bool drawn = false;
   {
     const MbIndex3 nodes{kNodes, kNodes, kNodes};
     MbVolumeMeshRegular mesh(MbTopologyIjk({kCells, kCells, kCells}), MbVec3d{-1, -1, -1},
@@ -98,15 +95,8 @@ int main(int argc, char** argv)
     camera->pointAt(SbVec3f(0, 0, -0.2f), SbVec3f(0, 0, 1));
     camera->viewAll(scene, SbViewportRegion(800, 600));
     camera->heightAngle = 1.05f * camera->heightAngle.getValue(); // a margin around it
-
-    MxOffscreenCanvas canvas;
-    canvas.setBackground(SbColor4f(0.95f, 0.96f, 0.98f, 1));
-    picture = canvas.render(scene, 800, 600);
-    error = canvas.error();
+    drawn = writePicture(argc > 1 ? argv[1] : "isosurface.png", scene, 800, 600);
   }
   MoVelmo::finish();
-  const char* path = argc > 1 ? argv[1] : "isosurface.png";
-  if (!picture.empty() && mxWritePng(path, picture, error)) return 0;
-  std::fprintf(stderr, "%s: %s\n", path, error.c_str());
-  return 1;
+  return drawn ? 0 : 1;
 }

@@ -1,7 +1,7 @@
 // Bands of colour on one coarse mesh in three ways: colours at the nodes, a level texture, and
 // values that are interpolated inside each face. usage: 05_level_colors [PICTURE.png]
 
-#include <MxPng.h>
+#include "Picture.h"
 
 #include <velmo/colormapping/MoLevelColorMapping.h>
 #include <velmo/colormapping/MoLinearColorMapping.h>
@@ -13,7 +13,6 @@
 #include <velmo/nodes/MoScalarSetI.h>
 #include <velmo/nodes/MoVelmo.h>
 #include <velmo/representations/MoMeshSkin.h>
-#include <velmo/toolkit/MxOffscreenCanvas.h>
 #include <velmo/toolkit/SoRef.h>
 
 #include <Inventor/nodes/SoDirectionalLight.h>
@@ -22,7 +21,6 @@
 #include <Inventor/nodes/SoTranslation.h>
 
 #include <cmath>
-#include <cstdio>
 
 namespace {
 
@@ -102,13 +100,7 @@ bool drawTo(const char* path, SoSeparator* model)
   sun->direction.setValue(0.1f, -0.2f, -1);
   for (SoNode* node : std::initializer_list<SoNode*>{camera, sun, model})
     scene->addChild(node);
-  MxOffscreenCanvas canvas;
-  canvas.setBackground(SbColor4f(1, 1, 1, 1));
-  const MxImage picture = canvas.render(scene, 1200, 430);
-  std::string error = canvas.error();
-  if (!picture.empty() && mxWritePng(path, picture, error)) return true;
-  std::fprintf(stderr, "%s: %s\n", path, error.c_str());
-  return false;
+  return writePicture(path, scene, 1200, 430, SbColor4f(1, 1, 1, 1));
 }
 
 } // namespace

@@ -32,7 +32,9 @@ void widen(ValueRange& range, double value)
 {
   if (std::isnan(value))
     ++range.nanCount;
-  else if (std::isfinite(value))
+  else if (std::isinf(value))
+    ++range.infiniteCount;
+  else
     range.include(value);
 }
 
@@ -117,6 +119,8 @@ Model readModel(const Options& options)
 
   Model model;
   model.source = file->getPath();
+  model.format = file->getFormat();
+  model.title = file->getTitle();
   model.mesh = file->getMesh();
   model.kind = file->getMeshType();
   model.dims = file->getCellDimensions();
@@ -135,7 +139,7 @@ Model readModel(const Options& options)
     copy.values = array.values;
     copy.set = array.set.get();
     for (const MbValueRange& range : array.ranges)
-      copy.ranges.push_back({range.min, range.max, range.nanCount});
+      copy.ranges.push_back({range.min, range.max, range.nanCount, range.infiniteCount});
   }
   model.owner = file;
   return model;
@@ -151,6 +155,7 @@ Model modelOf(std::string source, DemoMesh demo)
   const auto owner = std::make_shared<Owner>(Owner{std::move(demo), {}});
   Model model;
   model.source = std::move(source);
+  model.format = "built in";
   model.mesh = owner->demo.mesh.get();
   describeMesh(model);
   for (const DemoArray& array : owner->demo.arrays) {

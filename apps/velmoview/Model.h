@@ -19,7 +19,7 @@ namespace velmoview {
 struct ValueRange
 {
   double min = 1, max = 0; ///< min > max: no finite value
-  std::size_t nanCount = 0;
+  std::size_t nanCount = 0, infiniteCount = 0;
   bool isEmpty() const { return min > max; }
   /// @param value  finite
   void include(double value)
@@ -50,6 +50,7 @@ struct ModelArray
 struct Model
 {
   std::string source;
+  std::string format, title; ///< of a file; a title is rare
   const MiMesh* mesh = nullptr;
   MeshType kind = UNDEFINED_MESH;
   std::vector<std::size_t> dims; ///< cells along each axis; empty when unstructured

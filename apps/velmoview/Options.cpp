@@ -3,6 +3,7 @@
 #include <velmoview/representations/Representation.h>
 #include <velmoview/Values.h>
 
+#include <algorithm>
 #include <limits>
 
 namespace velmoview {
@@ -128,6 +129,15 @@ void readBackground(const OptionRow& row, const std::string& value, Options& opt
   options.background = readColor(row.name, row.takes, value);
 }
 
+void readSaveMesh(const OptionRow& row, const std::string& value, Options& options)
+{
+  const std::string_view end =
+      std::string_view(value).substr(value.size() - std::min<std::size_t>(value.size(), 4));
+  if (end != ".vtu" && end != ".vti" && end != ".vtr" && end != ".vts")
+    refuseValue(row.name, row.takes, "'" + value + "' ends otherwise");
+  options.saveMesh = value;
+}
+
 void readProbe(const OptionRow& row, const std::string& value, Options& options)
 {
   const auto p = readNumbers(row.name, row.takes, value, 3, 3);
@@ -190,6 +200,16 @@ constexpr OptionRow kRows[] = {
     {"--output", "a FILE.png", "write the picture there", readText<&Options::output>},
     {"--report", "a FILE.json, or - for the terminal", "write what was read and drawn as JSON",
      readText<&Options::report>},
+    {"--info", kNoValue, "print what is in the mesh file as a table",
+     readSwitch<&Options::info, true>},
+    {"--check-mesh", kNoValue, "print what is wrong with the mesh; exit code 3 when something is",
+     readSwitch<&Options::checkMesh, true>},
+    {"--save", "a PREFIX", "write what each representation extracted: PREFIX-1-skin.vtp and so on",
+     readText<&Options::save>},
+    {"--save-mesh", "a FILE.vtu; of grids also .vti, .vtr or .vts", "write the mesh there",
+     readSaveMesh},
+    {"--compress", kNoValue, "with --save or --save-mesh: smaller files",
+     readSwitch<&Options::compress, true>},
     {"--probe", "X,Y,Z", "with --report: the cell at a point and the values there; any number",
      readProbe},
     {"--threads", "a whole number from 1 to 1024", "threads to work with",
@@ -296,6 +316,14 @@ void checkTogether(const Options& options)
   if (!options.probes.empty() && options.report.empty())
     throw UsageError(
         "--probe answers in the report; add --report FILE.json, or - for the terminal");
+  if (options.compress && options.save.empty() && options.saveMesh.empty())
+    throw UsageError("--compress takes effect only with --save PREFIX or --save-mesh FILE.vtu");
+  for (const auto& [name, isGiven] :
+       {std::pair{"--info", options.info}, std::pair{"--check-mesh", options.checkMesh}})
+    if (isGiven && options.report == "-")
+      throw UsageError(std::string(name) +
+                       " and --report - both write to the terminal; write the " +
+                       "report into a FILE.json");
   checkPicks(options);
   checkColors(options);
 }
@@ -392,7 +420,8 @@ std::string helpText()
     text += std::string("\n") + row.help + "\n";
   }
   text += "\nExit codes: 0 done, 1 bad input, 2 bad usage, 3 a warning or an empty representation "
-          "under --strict.\n";
+          "under --strict, "
+          "or a fault that --check-mesh found.\n";
   return text;
 }
 

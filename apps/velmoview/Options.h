@@ -87,6 +87,11 @@ struct Options
 
   std::string output;
   std::string report;
+  std::string save;     ///< what the names of extracted meshes begin with
+  std::string saveMesh; ///< where the mesh is written to
+  bool compress = false;
+  bool info = false;
+  bool checkMesh = false;
   bool strict = false;
 
   bool help = false;

@@ -1,5 +1,6 @@
 #include <velmoview/Report.h>
 
+#include <velmoview/Info.h>
 #include <velmoview/Probes.h>
 #include <velmoview/representations/Representation.h>
 #include <velmoview/Scene.h>
@@ -15,13 +16,6 @@ namespace velmoview {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-const char* scalarName(MiScalarType type)
-{
-  constexpr const char* kNames[] = {"float32", "float64", "int8",   "uint8", "int16",
-                                    "uint16",  "int32",   "uint32", "int64", "uint64"};
-  return kNames[static_cast<std::size_t>(type)];
-}
 
 /// Microseconds are enough.
 double rounded(double milliseconds)

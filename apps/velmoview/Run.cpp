@@ -1,7 +1,10 @@
 #include <velmoview/Run.h>
 
+#include <velmoview/CheckMesh.h>
 #include <velmoview/Demos.h>
+#include <velmoview/Info.h>
 #include <velmoview/Report.h>
+#include <velmoview/Saving.h>
 #include <velmoview/Scene.h>
 #include <velmoview/WarningLog.h>
 
@@ -46,14 +49,20 @@ bool answerAtOnce(const Options& options, std::ostream& out)
   return true;
 }
 
+/// Something is to be extracted.
+bool needsScene(const Options& options)
+{
+  return !options.output.empty() || !options.report.empty() || !options.save.empty();
+}
+
 void checkComplete(const Options& options)
 {
   if (options.file.empty() && options.demo.empty())
     throw UsageError("there is nothing to draw: name a mesh FILE, or --demo NAME (--demo list "
                      "lists the built-in ones)");
-  if (options.output.empty() && options.report.empty())
-    throw UsageError("there is no window to draw in: add --output PICTURE.png, or --report - for "
-                     "what is in the mesh");
+  if (!needsScene(options) && options.saveMesh.empty() && !options.info && !options.checkMesh)
+    throw UsageError("there is no window to draw in: add --output PICTURE.png, or --info for what "
+                     "is in the mesh");
   findColormap(options.colormap);
 }
 
@@ -90,20 +99,18 @@ bool drewNothing(const Scene& scene, const RunFacts& facts)
   return scene.drawn().empty();
 }
 
-int draw(const Options& options, std::ostream& out, std::ostream& err)
+/// Extracts and draws; true when --strict has nothing to say.
+bool draw(const Model& model, const Options& options, RunFacts& facts, std::ostream& out,
+          std::ostream& err)
 {
-  const Stopwatch reading;
-  const Model model =
-      options.demo.empty() ? readModel(options) : makeDemo(options.demo, options.demoSize);
-  RunFacts facts;
-  facts.readMs = reading.milliseconds();
-  facts.threads = tbb::this_task_arena::max_concurrency();
-
   const Library library;
   WarningLog warnings;
   Scene scene(model, options);
   scene.extract(!options.report.empty());
   addOwnWarnings(model, scene, warnings);
+  if (!options.save.empty())
+    for (const std::string& note : saveDrawn(scene, model, options))
+      warnings.add(kOwnName + note);
   if (!options.output.empty() || !options.picks.empty()) scene.aim();
   facts.picks = pickPixels(scene, model, options);
   if (!options.output.empty()) facts.picture = drawPicture(scene.root(), options);
@@ -115,8 +122,38 @@ int draw(const Options& options, std::ostream& out, std::ostream& err)
   }
   if (!options.report.empty())
     writeReport(makeReport(model, options, scene.drawn(), facts), options.report, out);
-  return options.strict && (!facts.warnings.empty() || drewNothing(scene, facts)) ? kNotClean
-                                                                                  : kDone;
+  return facts.warnings.empty() && !drewNothing(scene, facts);
+}
+
+int work(const Options& options, std::ostream& out, std::ostream& err)
+{
+  const Stopwatch reading;
+  const Model model =
+      options.demo.empty() ? readModel(options) : makeDemo(options.demo, options.demoSize);
+  RunFacts facts;
+  facts.readMs = reading.milliseconds();
+  facts.threads = tbb::this_task_arena::max_concurrency();
+
+  bool isClean = true, isFaulty = false;
+  const auto warn = [&](const std::string& path, const std::string& note) {
+    err << kOwnName << "warning: " << path << ": " << note << "\n";
+    isClean = false;
+  };
+  if (options.info)
+    out << infoText(model);
+  else if (!needsScene(options))
+    for (const std::string& note : model.notes)
+      warn(model.source, note);
+  if (options.checkMesh) {
+    const MeshVerdict verdict = checkMesh(model, !options.serial);
+    out << (options.info ? "\n" : "") << verdict.text;
+    isFaulty = verdict.isFaulty;
+  }
+  if (!options.saveMesh.empty())
+    for (const std::string& note : saveInput(model, options))
+      warn(options.saveMesh, note);
+  if (needsScene(options)) isClean = draw(model, options, facts, out, err) && isClean;
+  return isFaulty || (options.strict && !isClean) ? kNotClean : kDone;
 }
 
 } // namespace
@@ -129,13 +166,13 @@ int run(const std::vector<std::string>& arguments, std::ostream& out, std::ostre
     if (answerAtOnce(options, out)) return kDone;
     checkComplete(options);
     const int threads = options.serial ? 1 : options.threads;
-    if (threads == 0) return draw(options, out, err);
+    if (threads == 0) return work(options, out, err);
     // The limit is for the workers that exist, the arena for those that work here: more than the
     // machine has cores may be asked for.
     const tbb::global_control limit(tbb::global_control::max_allowed_parallelism,
                                     static_cast<std::size_t>(threads));
     tbb::task_arena arena(threads);
-    return arena.execute([&] { return draw(options, out, err); });
+    return arena.execute([&] { return work(options, out, err); });
   } catch (const UsageError& e) {
     err << "velmoview: " << e.what() << "\n";
     return kBadUsage;

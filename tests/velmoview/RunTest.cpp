@@ -5,34 +5,12 @@
 
 #include <gmock/gmock.h>
 #include <MxPng.h>
-#include <set>
 
 using nlohmann::json;
-using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
 namespace {
-
-/// Two cubes side by side; the second one names a node that does not exist when `broken`.
-std::string twoCubes(bool broken = false)
-{
-  std::string text = "# vtk DataFile Version 3.0\ntwo cubes\nASCII\nDATASET UNSTRUCTURED_GRID\n"
-                     "POINTS 12 double\n";
-  for (int k = 0; k < 2; ++k)
-    for (int j = 0; j < 2; ++j)
-      for (int i = 0; i < 3; ++i)
-        text += std::to_string(i) + " " + std::to_string(j) + " " + std::to_string(k) + "\n";
-  text += "CELLS 2 18\n8 0 1 4 3 6 7 10 9\n8 1 2 5 4 7 8 11 ";
-  text += broken ? "99" : "10";
-  text += "\nCELL_TYPES 2\n12 12\nCELL_DATA 2\nSCALARS id int 1\nLOOKUP_TABLE default\n3 7\n"
-          "SCALARS all double 1\nLOOKUP_TABLE default\nnan 1\n"
-          "POINT_DATA 12\nSCALARS x float 1\nLOOKUP_TABLE default\n0 1 2 0 1 2 0 1 2 0 1 2\n"
-          "VECTORS v double\n";
-  for (int n = 0; n < 12; ++n)
-    text += "3 4 0\n";
-  return text;
-}
 
 constexpr const char* kSquare =
     "# vtk DataFile Version 3.0\nsquare\nASCII\nDATASET POLYDATA\n"
@@ -122,10 +100,8 @@ TEST(Run, KeepsTheCellsThatFiltersAndRangesLeave)
 {
   const TemporaryFile mesh("filter.vtk", twoCubes());
   const auto faces = [&](std::vector<std::string> how) {
-    how.insert(how.begin(), {mesh.path(), "--report", "-"});
-    const Outcome outcome = runProgram(how);
-    EXPECT_EQ(outcome.code, 0) << outcome.err;
-    return outcome.code == 0 ? outcome.report()["representations"][0]["cells"].get<int>() : -1;
+    how.insert(how.begin(), mesh.path());
+    return reportOf(how)["representations"][0]["cells"].get<int>();
   };
   EXPECT_EQ(faces({"--cells", "id=0,5"}), 6);
   EXPECT_EQ(faces({"--cells", "id=0,2"}), 0);
@@ -140,10 +116,8 @@ TEST(Run, KeepsTheCellsThatFiltersAndRangesLeave)
 TEST(Run, ArgumentsShowInTheReport)
 {
   const TemporaryFile mesh("arguments.vtk", twoCubes());
-  const Outcome outcome = runProgram({mesh.path(), "--skin", "--skin", "--cells", "id@cell=0,9",
-                                      "--cell-range", "0,1", "--report", "-"});
-  ASSERT_EQ(outcome.code, 0) << outcome.err;
-  const json report = outcome.report();
+  const json report =
+      reportOf({mesh.path(), "--skin", "--skin", "--cells", "id@cell=0,9", "--cell-range", "0,1"});
   ASSERT_EQ(report["representations"].size(), 2u);
   EXPECT_EQ(
       report["representations"][1]["arguments"],
@@ -154,13 +128,11 @@ TEST(Run, ArgumentsShowInTheReport)
 TEST(Run, DrawsLayersOfAGridInTheOrderAskedFor)
 {
   const TemporaryFile mesh("layers.vtk", twoCubes());
-  std::vector<std::string> arguments{mesh.path(), "--ijk", "2,1,1", "--report", "-"};
+  std::vector<std::string> arguments{mesh.path(), "--ijk", "2,1,1"};
   for (const char* what : {"--slab=I=1", "--logical-slice=I=1,upper", "--logical-slice=K=0",
                            "--interpolated-slice=I=1.25", "--skin"})
     arguments.push_back(what);
-  const Outcome outcome = runProgram(arguments);
-  ASSERT_EQ(outcome.code, 0) << outcome.err;
-  json drawn = outcome.report()["representations"];
+  json drawn = reportOf(arguments)["representations"];
   const auto shown = [&](int n) {
     return json{drawn[n]["type"], drawn[n]["arguments"], drawn[n]["cells"], drawn[n]["area"]};
   };
@@ -177,20 +149,18 @@ TEST(Run, DrawsLayersOfAGridInTheOrderAskedFor)
 
   // What filters and ranges leave.
   arguments.insert(arguments.end(), {"--cell-range", "1,0,0,1,0,0"});
-  drawn = runProgram(arguments).report()["representations"];
+  drawn = reportOf(arguments)["representations"];
   EXPECT_EQ(drawn[2]["cells"], 1);
   EXPECT_EQ(drawn[4]["cells"], 6);
   arguments.insert(arguments.end(), {"--cells", "id=0,5"});
-  EXPECT_EQ(runProgram(arguments).report()["representations"][2]["cells"], 0);
+  EXPECT_EQ(reportOf(arguments)["representations"][2]["cells"], 0);
 }
 
 TEST(Run, TessellatesQuadraticCells)
 {
   const auto skin = [](std::vector<std::string> how) {
-    how.insert(how.begin(), {"--demo", "lug", "--demo-size", "8", "--report", "-", "--strict"});
-    const Outcome outcome = runProgram(how);
-    EXPECT_EQ(outcome.code, 0) << outcome.err;
-    return outcome.report()["representations"][0];
+    how.insert(how.begin(), {"--demo", "lug", "--demo-size", "8", "--strict"});
+    return reportOf(how)["representations"][0];
   };
   const json plain = skin({}), one = skin({"--tessellate", "1"}), two = skin({"--tessellate", "2"}),
              four = skin({"--tessellate", "4"});
@@ -246,16 +216,7 @@ TEST(Run, ASurfaceHasNoSkinAndIsDrawnAsItIs)
                   "MoMeshSlab::doExtract: Cannot compute slabs on this type of mesh.",
                   "MoMeshLogicalSlice::doExtract: Cannot compute logical slice on this type of "
                   "mesh."));
-  const Outcome silent = runProgram({square.path(), "--report", "-", "--strict"});
-  EXPECT_EQ(silent.code, 0);
-  EXPECT_EQ(silent.report()["representations"].at(0)["type"], "surface");
-  for (const char* refused : {"--isolines", "id=", "id=x", "nothing=1", "id@cell=1"}) {
-    std::vector<std::string> arguments{square.path(), "--report", "-", "--isolines"};
-    if (refused[0] != '-') arguments.push_back(refused);
-    const Outcome bad = runProgram(arguments);
-    EXPECT_EQ(bad.code, 2) << refused;
-    EXPECT_THAT(bad.err, HasSubstr("--isolines")) << refused;
-  }
+  EXPECT_EQ(reportOf({square.path(), "--strict"})["representations"].at(0)["type"], "surface");
 }
 
 TEST(Run, BadInputIsExitCodeOneAndNamesTheFile)
@@ -285,6 +246,9 @@ TEST(Run, BadInputIsExitCodeOneAndNamesTheFile)
 TEST(Run, BadUsageIsExitCodeTwoAndNamesTheOption)
 {
   const TemporaryFile mesh("usage.vtk", twoCubes());
+  const TemporaryFile square("usage_square.vtk",
+                             std::string(kSquare) +
+                                 "CELL_DATA 1\nSCALARS c float 1\nLOOKUP_TABLE default\n3\n");
   const std::pair<std::vector<std::string>, const char*> cases[] = {
       {{}, "--demo"},
       {{mesh.path()}, "--output"},
@@ -308,6 +272,13 @@ TEST(Run, BadUsageIsExitCodeTwoAndNamesTheOption)
       {{mesh.path(), "--report", "-", "--ijk", "2,1,1", "--slab", "K=1"}, "so there is no 1"},
       {{mesh.path(), "--report", "-", "--ijk", "2,1,1", "--interpolated-slice", "I=2.5"},
        "between 0 and 2"},
+      {{mesh.path(), "--report", "-", "--isolines"}, "--isolines"},
+      {{mesh.path(), "--report", "-", "--isolines", "x="}, "--isolines"},
+      {{mesh.path(), "--report", "-", "--isolines", "x=y"}, "--isolines"},
+      {{square.path(), "--report", "-", "--isolines", "nothing=1"}, "--isolines"},
+      {{square.path(), "--report", "-", "--isolines", "c=1"}, "'c' has one value a cell"},
+      {{mesh.path(), "--report", "-", "--isosurface", "y=1"}, "there is no 'y' in"},
+      {{mesh.path(), "--report", "-", "--isosurface", "id@cell=1.5"}, "per node"},
   };
   for (const auto& [arguments, expected] : cases) {
     SCOPED_TRACE(testing::PrintToString(arguments));
@@ -321,8 +292,8 @@ TEST(Run, BadUsageIsExitCodeTwoAndNamesTheOption)
 TEST(Run, WorksWithTheThreadsAskedFor)
 {
   const auto threads = [](std::vector<std::string> how) {
-    how.insert(how.begin(), {"--demo", "beam", "--demo-size", "6", "--report", "-"});
-    return runProgram(how).report()["threads"].get<int>();
+    how.insert(how.begin(), {"--demo", "beam", "--demo-size", "6"});
+    return reportOf(how)["threads"].get<int>();
   };
   EXPECT_EQ(threads({"--threads", "1"}), 1);
   EXPECT_EQ(threads({"--threads", "3"}), 3);
@@ -337,100 +308,12 @@ TEST(Run, AnswersWithoutAMesh)
   EXPECT_THAT(runProgram({"--demo", "list"}).out, HasSubstr("reservoir-vertex "));
 }
 
-TEST(Run, ColoursChangeThePicture)
-{
-  const TemporaryFile mesh("colors.vtk", twoCubes());
-  const TemporaryFile picture("colors.png");
-  const auto draw = [&](std::vector<std::string> how) {
-    how.insert(how.begin(), {mesh.path(), "--output", picture.path(), "--size", "90x60"});
-    const Outcome outcome = runProgram(how);
-    EXPECT_EQ(outcome.code, 0) << outcome.err;
-    MxImage image;
-    std::string error;
-    mxReadPng(picture.path(), image, error);
-    return image.rgba;
-  };
-  // Each is unlike every other; the default is the first scalar per node in the default colours.
-  const std::vector<std::vector<std::uint8_t>> pictures{draw({}),
-                                                        draw({"--color-by", "id"}),
-                                                        draw({"--color-by", "none"}),
-                                                        draw({"--colormap", "glow"}),
-                                                        draw({"--range", "-5,20"}),
-                                                        draw({"--edges"}),
-                                                        draw({"--points"}),
-                                                        draw({"--edges", "--no-faces"}),
-                                                        draw({"--view", "0,0,-1"}),
-                                                        draw({"--background", "dark"}),
-                                                        draw({"--opacity", "0.4"})};
-  for (std::size_t a = 0; a < pictures.size(); ++a)
-    for (std::size_t b = 0; b < a; ++b)
-      EXPECT_NE(pictures[a], pictures[b]) << a << " and " << b;
-  // By x from 0 to 2, of which 7 % of the map are left unused on each side.
-  EXPECT_EQ(pictures[0], draw({"--color-by", "x@node", "--colormap", "rainbow-turbo"}));
-  EXPECT_EQ(pictures[0], draw({"--range", "-0.16279070,2.16279070"}));
-  EXPECT_EQ(pictures[3], draw({"--colormap", "glow", "--range", "0,2"}));
-}
-
-TEST(Run, DrawsBandsInThreeWaysAndFadesEdges)
-{
-  const TemporaryFile mesh("bands.vtk", twoCubes());
-  const TemporaryFile picture("bands.png");
-  const auto draw = [&](std::vector<std::string> how) {
-    how.insert(how.begin(), {mesh.path(), "--strict", "--output", picture.path(), "--size",
-                             "200x150", "--view", "0,0,-1"});
-    const Outcome outcome = runProgram(how);
-    EXPECT_EQ(outcome.code, 0) << outcome.err;
-    MxImage image;
-    std::string error;
-    EXPECT_TRUE(mxReadPng(picture.path(), image, error)) << error;
-    return image;
-  };
-  // The colours along a row of the flat face in front: x from 0 to 2 in three bands.
-  const auto colors = [&](std::vector<std::string> how) {
-    how.insert(how.end(), {"--levels", "3"});
-    const MxImage image = draw(how);
-    std::set<std::uint32_t> all;
-    for (int x = 40; x < 160; ++x) {
-      const std::uint8_t* p = image.pixel(x, 75);
-      all.insert(p[0] << 16 | p[1] << 8 | p[2]);
-    }
-    return all.size();
-  };
-  EXPECT_GT(colors({}), 20u) << "run into each other";
-  EXPECT_LE(colors({"--contouring"}), 3u + 2) << "a mixed pixel at each border, at most";
-  EXPECT_LE(colors({"--enhanced"}), 3u + 2);
-  EXPECT_GT(colors({"--enhanced", "--opacity", "0.5"}), 3u) << "the back shows through";
-
-  // Linear values in linear colours look the same in both ways, but for the surrounding light.
-  const MxImage plain = draw({"--colormap", "intensity"});
-  const MxImage enhanced = draw({"--colormap", "intensity", "--enhanced"});
-  for (int x = 40; x < 160; x += 10)
-    for (int c = 0; c < 3; ++c)
-      EXPECT_NEAR(plain.pixel(x, 75)[c], enhanced.pixel(x, 75)[c], 20) << x;
-
-  const MxImage without = draw({"--color-by", "none"});
-  const auto darker = [&](std::vector<std::string> how) {
-    how.insert(how.end(), {"--edges", "--color-by", "none"});
-    const MxImage image = draw(how);
-    double sum = 0;
-    for (std::size_t i = 0; i < image.rgba.size(); ++i)
-      sum += std::max(0, without.rgba[i] - image.rgba[i]);
-    return sum;
-  };
-  const double all = darker({});
-  EXPECT_GT(all, 1e4);
-  EXPECT_LT(darker({"--fading", "1000"}), 0.02 * all);
-  EXPECT_GT(darker({"--fading", "5"}), 0.9 * all);
-}
-
 TEST(Run, CutsAreReportedInTheirOrderWithTheirArguments)
 {
-  const Outcome outcome =
-      runProgram({"--demo", "orbital-whole", "--demo-size", "24", "--sphere", "0,0,0,9",
-                  "--isosurface", "psi=2,-1.5", "--plane", "0,0,2,2", "--cylinder", "0,0,0,0,0,3,5",
-                  "--skin", "--plane", "1,0,0,99", "--report", "-"});
-  ASSERT_EQ(outcome.code, 0) << outcome.err;
-  const json drawn = outcome.report()["representations"];
+  const json drawn =
+      reportOf({"--demo", "orbital-whole", "--demo-size", "24", "--sphere", "0,0,0,9",
+                "--isosurface", "psi=2,-1.5", "--plane", "0,0,2,2", "--cylinder", "0,0,0,0,0,3,5",
+                "--skin", "--plane", "1,0,0,99"})["representations"];
   std::vector<std::string> types;
   for (const json& one : drawn)
     types.push_back(one["type"]);
@@ -449,49 +332,6 @@ TEST(Run, CutsAreReportedInTheirOrderWithTheirArguments)
   for (std::size_t n = 0; n < 6; ++n)
     EXPECT_TRUE(drawn[n].contains("reextract_ms")) << n;
   EXPECT_EQ(drawn[6]["cells"], 0);
-
-  const auto refusal = [](std::vector<std::string> arguments) {
-    arguments.insert(arguments.end(), {"--report", "-"});
-    const Outcome refused = runProgram(arguments);
-    EXPECT_EQ(refused.code, 2);
-    return refused.err;
-  };
-  EXPECT_THAT(refusal({"--demo", "orbital", "--demo-size", "8", "--isosurface", "phi=1"}),
-              AllOf(HasSubstr("--isosurface"), HasSubstr("'phi'"), HasSubstr("psi@node")));
-  const TemporaryFile cubes("cubes.vtk", twoCubes() + "CELL_DATA 2\nSCALARS c double 1\n"
-                                                      "LOOKUP_TABLE default\n1\n2\n");
-  EXPECT_THAT(refusal({cubes.path(), "--isosurface", "c@cell=1.5"}),
-              AllOf(HasSubstr("--isosurface"), HasSubstr("per node"), HasSubstr("'c'")));
-}
-
-TEST(Run, AMeshFarFromZeroLooksTheSame)
-{
-  const auto cubesAt = [](double x) {
-    std::string text = twoCubes();
-    // The points are the only lines of three single digits.
-    std::istringstream lines(text);
-    std::string moved, line;
-    while (std::getline(lines, line)) {
-      const bool isPoint = line.size() == 5 && line[1] == ' ' && line[3] == ' ' && line[0] != '3';
-      moved += isPoint ? std::to_string(std::stod(line) + x) + line.substr(1) + "\n" : line + "\n";
-    }
-    return moved;
-  };
-  const TemporaryFile nearby("near.vtk", cubesAt(0)), far("far.vtk", cubesAt(1e9));
-  const TemporaryFile one("one.png"), two("two.png");
-  ASSERT_EQ(runProgram({nearby.path(), "--edges", "--output", one.path(), "--size", "90x60"}).code,
-            0);
-  const Outcome outcome = runProgram(
-      {far.path(), "--edges", "--output", two.path(), "--size", "90x60", "--report", "-"});
-  ASSERT_EQ(outcome.code, 0);
-  EXPECT_NEAR(outcome.report()["representations"][0]["area"].get<double>(), 10, 1e-6);
-  MxImage a, b;
-  std::string error;
-  ASSERT_TRUE(mxReadPng(one.path(), a, error) && mxReadPng(two.path(), b, error));
-  std::size_t differing = 0;
-  for (std::size_t n = 0; n < a.rgba.size(); ++n)
-    differing += std::abs(a.rgba[n] - b.rgba[n]) > 24 ? 1 : 0;
-  EXPECT_LT(differing, a.rgba.size() / 100);
 }
 
 TEST(Demos, EachDrawsACleanSkinOfItsKind)

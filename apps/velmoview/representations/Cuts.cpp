@@ -215,10 +215,7 @@ constexpr RepresentationRow makeRow(const char* option, const char* takes, const
           .help = help,
           .extracted = Extracted::Surface,
           .kinds = kVolumeKinds,
-          .isDefault = false,
-          .takesCellRange = false,
-          .read = Cut::read,
-          .options = {}};
+          .read = Cut::read};
 }
 
 } // namespace

@@ -123,6 +123,15 @@ public:
       meshes.push_back(entry.lines.get());
     return meshes;
   }
+  std::vector<MbExtractedPart> savedParts(const MoMeshRepresentation& node) const override
+  {
+    std::vector<MbExtractedPart> parts;
+    for (const auto& [value, lines] : linesOf(node))
+      parts.push_back({lines.get(),
+                       {ownArray("Isovalue", MiDataBinding::PerCell,
+                                 std::vector<double>(lines->topology.getCellCount(), value))}});
+    return parts;
+  }
   void addToReport(const MoMeshRepresentation& node, nlohmann::ordered_json& report) const override
   {
     report["parts"] = nlohmann::ordered_json::array();
@@ -186,32 +195,24 @@ constexpr OwnOption kIsolineOptions[] = {{"--major", "PERIOD[,FIRST]",
 
 extern const RepresentationRow kSurfaceRow, kLineRow, kIsolinesRow;
 constinit const RepresentationRow kSurfaceRow{.option = "--surface",
-                                              .takes = "",
                                               .help =
                                                   "a surface mesh as it is (the default for one)",
                                               .extracted = Extracted::Surface,
                                               .kinds = kSurfaceKinds,
                                               .isDefault = true,
-                                              .takesCellRange = false,
-                                              .read = AsItIs<MoMeshSurface>::read,
-                                              .options = {}};
+                                              .read = AsItIs<MoMeshSurface>::read};
 constinit const RepresentationRow kLineRow{.option = "--line",
-                                           .takes = "",
                                            .help = "a line mesh as it is (the default for one)",
                                            .extracted = Extracted::Lines,
                                            .kinds = kLineKinds,
                                            .isDefault = true,
-                                           .takesCellRange = false,
-                                           .read = AsItIs<MoMeshLine>::read,
-                                           .options = {}};
+                                           .read = AsItIs<MoMeshLine>::read};
 constinit const RepresentationRow kIsolinesRow{
     .option = "--isolines",
     .takes = "ARRAY=VALUE[,VALUE...]",
     .help = "lines on a surface mesh where an array has a value",
     .extracted = Extracted::Lines,
     .kinds = kSurfaceKinds,
-    .isDefault = false,
-    .takesCellRange = false,
     .read = Isolines::read,
     .options = kIsolineOptions};
 

@@ -59,9 +59,32 @@ std::uint32_t beside(std::uint32_t index)
   return index > 0 ? index - 1 : 1;
 }
 
-class LogicalSlice final : public RepresentationOf<MoMeshLogicalSlice>
+/// A representation at an index of cells along an axis.
+template <class Node>
+class AtIndex : public RepresentationOf<Node>
 {
 public:
+  explicit AtIndex(const char* option) : m_option(option) {}
+  void check(const Subject& subject) const override
+  {
+    checkIndex(m_option, subject, m_axis, m_index);
+  }
+
+protected:
+  std::uint32_t indexFor(Setting setting) const
+  {
+    return setting == Setting::Moved ? beside(m_index) : m_index;
+  }
+
+  const char* m_option;
+  int m_axis = 0;
+  std::uint32_t m_index = 0;
+};
+
+class LogicalSlice final : public AtIndex<MoMeshLogicalSlice>
+{
+public:
+  LogicalSlice() : AtIndex("--logical-slice") {}
   static std::vector<std::shared_ptr<Representation>> read(const RepresentationRow& row,
                                                            const std::string& value)
   {
@@ -79,22 +102,16 @@ public:
   {
     return {{"axis", axisName(m_axis)}, {"index", m_index}, {"upper", m_upper}};
   }
-  void check(const Subject& subject) const override
-  {
-    checkIndex("--logical-slice", subject, m_axis, m_index);
-  }
 
 protected:
   void setFields(MoMeshLogicalSlice& node, const Subject&, Setting setting) const override
   {
     node.sliceAxis = m_axis;
     node.upperVertex = m_upper;
-    node.sliceIndex = setting == Setting::Moved ? beside(m_index) : m_index;
+    node.sliceIndex = indexFor(setting);
   }
 
 private:
-  int m_axis = 0;
-  std::uint32_t m_index = 0;
   bool m_upper = false;
 };
 
@@ -134,9 +151,10 @@ private:
   double m_value = 0;
 };
 
-class Slab final : public RepresentationOf<MoMeshSlab>
+class Slab final : public AtIndex<MoMeshSlab>
 {
 public:
+  Slab() : AtIndex("--slab") {}
   static std::vector<std::shared_ptr<Representation>> read(const RepresentationRow& row,
                                                            const std::string& value)
   {
@@ -154,22 +172,17 @@ public:
   {
     return {{"axis", axisName(m_axis)}, {"index", m_index}, {"thickness", m_thickness}};
   }
-  void check(const Subject& subject) const override
-  {
-    checkIndex("--slab", subject, m_axis, m_index);
-  }
 
 protected:
   void setFields(MoMeshSlab& node, const Subject&, Setting setting) const override
   {
     node.dimension = m_axis;
     node.thickness = m_thickness;
-    node.index = setting == Setting::Moved ? beside(m_index) : m_index;
+    node.index = indexFor(setting);
   }
 
 private:
-  int m_axis = 0;
-  std::uint32_t m_index = 0, m_thickness = 1;
+  std::uint32_t m_thickness = 1;
 };
 
 } // namespace
@@ -182,10 +195,7 @@ constinit const RepresentationRow kLogicalSliceRow{
     .help = "a layer of cell faces of a grid",
     .extracted = Extracted::Surface,
     .kinds = kSliceKinds,
-    .isDefault = false,
-    .takesCellRange = false,
-    .read = LogicalSlice::read,
-    .options = {}};
+    .read = LogicalSlice::read};
 
 constinit const RepresentationRow kInterpolatedSliceRow{
     .option = "--interpolated-slice",
@@ -193,10 +203,7 @@ constinit const RepresentationRow kInterpolatedSliceRow{
     .help = "a sheet between two layers of nodes of a grid",
     .extracted = Extracted::Surface,
     .kinds = kSliceKinds,
-    .isDefault = false,
-    .takesCellRange = false,
-    .read = InterpolatedSlice::read,
-    .options = {}};
+    .read = InterpolatedSlice::read};
 
 constinit const RepresentationRow kSlabRow{
     .option = "--slab",
@@ -204,9 +211,6 @@ constinit const RepresentationRow kSlabRow{
     .help = "the outer boundary of layers of cells of a grid",
     .extracted = Extracted::Surface,
     .kinds = kGridKinds,
-    .isDefault = false,
-    .takesCellRange = false,
-    .read = Slab::read,
-    .options = {}};
+    .read = Slab::read};
 
 } // namespace velmoview

@@ -32,4 +32,18 @@ std::vector<const MiMesh*> Representation::extracted(const MoMeshRepresentation&
   return mesh ? std::vector<const MiMesh*>{mesh} : std::vector<const MiMesh*>{};
 }
 
+std::vector<MbExtractedPart> Representation::savedParts(const MoMeshRepresentation& node) const
+{
+  std::vector<MbExtractedPart> parts;
+  for (const MiMesh* mesh : extracted(node))
+    parts.push_back({mesh, {}});
+  return parts;
+}
+
+MbNamedArray ownArray(const char* name, MiDataBinding binding, std::vector<double> values)
+{
+  const auto owner = std::make_shared<const std::vector<double>>(std::move(values));
+  return {name, binding, 1, MiArrayView(std::span<const double>(*owner)), owner};
+}
+
 } // namespace velmoview

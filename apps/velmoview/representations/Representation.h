@@ -2,6 +2,7 @@
 
 #include <velmoview/Coloring.h>
 
+#include <velmo/io/MbMeshSave.h>
 #include <velmo/representation/MoMeshRepresentation.h>
 
 #include <Inventor/nodes/SoGroup.h>
@@ -82,6 +83,8 @@ public:
                          Setting setting) const = 0;
   /// The meshes that the node holds now; none when there are none.
   virtual std::vector<const MiMesh*> extracted(const MoMeshRepresentation& node) const;
+  /// The same as they are written to a file, with arrays of their own.
+  virtual std::vector<MbExtractedPart> savedParts(const MoMeshRepresentation& node) const;
   /// Adds what only this kind of representation has to tell.
   virtual void addToReport(const MoMeshRepresentation&, nlohmann::ordered_json&) const {}
 };
@@ -121,6 +124,9 @@ struct OwnOption
   void (*read)(const OwnOption& option, const std::string& value, Representation& representation);
 };
 
+/// Numbers of an extracted mesh's own, one a node or cell.
+MbNamedArray ownArray(const char* name, MiDataBinding binding, std::vector<double> values);
+
 /// Bits of mesh kinds.
 constexpr std::uint32_t kindBit(MeshType kind)
 {
@@ -133,18 +139,19 @@ constexpr std::uint32_t kLineKinds = 0x1c00;
 /// A kind of representation.
 struct RepresentationRow
 {
-  const char* option; ///< with its dashes; the report shows it without them
-  const char* takes;  ///< what follows it; empty for nothing
+  const char* option;     ///< with its dashes; the report shows it without them
+  const char* takes = ""; ///< what follows it; empty for nothing
   const char* help;
   Extracted extracted;
-  std::uint32_t kinds; ///< of mesh that it is made for; the library refuses the others
-  bool isDefault;      ///< drawn when nothing is asked for; the first such row for a kind
-  bool takesCellRange; ///< its node does what --cell-range asks; a cell filter does for the others
+  std::uint32_t kinds;    ///< of mesh that it is made for; the library refuses the others
+  bool isDefault = false; ///< drawn when nothing is asked for; the first such row for a kind
+  bool takesCellRange =
+      false; ///< its node does what --cell-range asks; a cell filter does for the others
   /// Reads what follows the option: several representations where it lists several values.
   /// @throw UsageError
   std::vector<std::shared_ptr<Representation>> (*read)(const RepresentationRow& row,
                                                        const std::string& value);
-  std::span<const OwnOption> options;
+  std::span<const OwnOption> options = {};
 
   bool serves(MeshType kind) const { return kind >= 0 && (kinds & kindBit(kind)) != 0; }
 };

@@ -39,13 +39,11 @@ protected:
 extern const RepresentationRow kSkinRow;
 constinit const RepresentationRow kSkinRow{
     .option = "--skin",
-    .takes = "",
     .help = "the outer boundary of a volume mesh (the default for one)",
     .extracted = Extracted::Surface,
     .kinds = kVolumeKinds,
     .isDefault = true,
     .takesCellRange = true,
-    .read = Skin::read,
-    .options = {}};
+    .read = Skin::read};
 
 } // namespace velmoview

@@ -197,6 +197,22 @@ public:
     });
     return meshes;
   }
+  std::vector<MbExtractedPart> savedParts(const MoMeshRepresentation& node) const override
+  {
+    std::vector<MbExtractedPart> parts;
+    withExtractor(node, [&](const auto& extractor) {
+      for (std::size_t l = 0; l < extractor.getLines().size(); ++l) {
+        const auto& lines = extractor.getLines()[l];
+        const std::vector<double> seeds(lines.topology.getCellCount(), static_cast<double>(l));
+        parts.push_back(
+            {&lines,
+             {ownArray("IntegrationTime", MiDataBinding::PerNode, extractor.getTimes(l).values),
+              ownArray("Speed", MiDataBinding::PerNode, extractor.getSpeeds(l).values),
+              ownArray("Seed", MiDataBinding::PerCell, seeds)}});
+      }
+    });
+    return parts;
+  }
   void addToReport(const MoMeshRepresentation& node, nlohmann::ordered_json& report) const override
   {
     auto& lines = report["lines"] = nlohmann::ordered_json::array();
@@ -325,8 +341,6 @@ constinit const RepresentationRow kStreamlinesRow{
     .help = "the paths of particles in a vector field",
     .extracted = Extracted::Lines,
     .kinds = kVolumeKinds & ~kindBit(VOLUME_MESH_VERTEX_HEXAHEDRON_IJK),
-    .isDefault = false,
-    .takesCellRange = false,
     .read = Streamlines::read,
     .options = Streamlines::kOptions};
 

@@ -2,6 +2,7 @@
 #include <velmo/io/MxFileFormats.h>
 #include <velmo/io/MxFileStatistics.h>
 #include <velmo/io/MxMeshMaker.h>
+#include <velmo/mesh/MbArray.h>
 #include <velmo/mesh/MbMeshSummary.h>
 
 #include <algorithm>
@@ -77,7 +78,10 @@ struct MbMeshFile::Impl
   void setActive(const std::string& name)
   {
     plan.active = content.active;
-    if (name.empty()) return;
+    if (name.empty()) {
+      if (!plan.active) setHidden();
+      return;
+    }
     for (const MxFileSet& set : content.sets) {
       if (set.binding != MiDataBinding::PerCell || set.name != name) continue;
       if (set.components != 1)
@@ -87,6 +91,23 @@ struct MbMeshFile::Impl
       return;
     }
     fail("has no array '" + name + "' per cell to mark active cells");
+  }
+
+  /// Without another array, cells that a viewer is told to hide are dead: hidden ones, and those
+  /// that stand in another piece too.
+  void setHidden()
+  {
+    constexpr std::uint64_t kHidden = 32, kDuplicate = 1;
+    for (const MxFileSet& set : content.sets) {
+      if (set.binding != MiDataBinding::PerCell || set.name != "vtkGhostType" ||
+          set.components != 1 || !isInteger(set.values.type) || !set.values)
+        continue;
+      plan.active = MxFileArray::of<std::uint8_t>(set.values.size);
+      const MiArrayView marks = set.values.view();
+      for (std::size_t cell = 0; cell < set.values.size; ++cell)
+        plan.active.as<std::uint8_t>()[cell] = (mbIndex(marks, cell) & (kHidden | kDuplicate)) == 0;
+      return;
+    }
   }
 
   void setIjk(const MbIndex3& cells, bool vertex)

@@ -39,7 +39,7 @@ struct MbMeshFileOptions
   /// With `ijk`: gives every cell eight vertices of its own (vertex hexahedron IJK mesh).
   bool vertex = false;
   /// The array, one number a cell, whose zeros mark dead cells; any mesh kind. Empty for the cells
-  /// that the file itself marks, if it does.
+  /// that the file itself marks, if it does: also those that an array "vtkGhostType" hides.
   std::string active;
   /// Corner-point grids: welds the corners of a pillar that coincide exactly, which makes a
   /// hexahedron IJK mesh in place of one with eight vertices a cell.

@@ -1,0 +1,90 @@
+#include <velmoview/CheckMesh.h>
+
+#include <velmoview/Info.h>
+
+#include <velmo/extraction/algorithms/MbMeshFaults.h>
+
+namespace velmoview {
+
+namespace {
+
+using Rows = std::vector<std::vector<std::string>>;
+
+/// A number as the mesh counts: by itself, or along its axes.
+std::string shownIndex(std::size_t number, const std::vector<std::size_t>& counts)
+{
+  if (counts.size() < 2) return std::to_string(number);
+  std::string text = "(";
+  for (std::size_t axis = 0; axis + 1 < counts.size(); ++axis, text += ",") {
+    text += std::to_string(number % counts[axis]);
+    number /= counts[axis];
+  }
+  return text + std::to_string(number) + ")";
+}
+
+std::string shownList(const std::vector<std::size_t>& first, std::size_t count,
+                      const std::vector<std::size_t>& counts)
+{
+  std::string text;
+  for (const std::size_t number : first)
+    text += (text.empty() ? "" : " ") + shownIndex(number, counts);
+  return first.size() < count ? text + " ..." : text;
+}
+
+} // namespace
+
+MeshVerdict checkMesh(const Model& model, bool parallel)
+{
+  const MbMeshFaults faults = mbFindFaults(*model.mesh, parallel);
+  std::vector<std::size_t> nodeCounts;
+  if (model.kind != VOLUME_MESH_HEXAHEDRON_IJK)
+    for (const std::size_t count : model.dims)
+      nodeCounts.push_back(count + 1);
+  MeshVerdict verdict{{}, faults.isFaulty()};
+  Rows wrong, remarks;
+  std::string clean;
+  for (std::size_t f = 0; f < kMbMeshFaultCount; ++f) {
+    const auto fault = static_cast<MbMeshFault>(f);
+    const MbMeshFinding& found = faults[fault];
+    const std::string name = mbFaultName(fault, model.kind);
+    if (found.isImpossible) continue;
+    if (found.count == 0) {
+      // Without the explanation that follows a comma.
+      clean += (clean.empty() ? "" : ", ") + name.substr(0, name.find(','));
+      continue;
+    }
+    (found.isRemark ? remarks : wrong)
+        .push_back(
+            {std::to_string(found.count), name,
+             shownList(found.first, found.count, mbIsOfNodes(fault) ? nodeCounts : model.dims)});
+  }
+  for (const ModelArray& array : model.arrays) {
+    const MbValueFaults found = mbFindFaults(array.values, array.components, parallel);
+    const std::size_t count = found.nanCount + found.infiniteCount;
+    if (count == 0) continue;
+    const bool perNode = array.binding == MiDataBinding::PerNode;
+    wrong.push_back({std::to_string(count),
+                     "values that are not finite in '" + shownName(array.name) +
+                         (perNode ? "' per node" : "' per cell"),
+                     shownList(found.first, count, perNode ? nodeCounts : model.dims)});
+    verdict.isFaulty = true;
+  }
+  std::string& text = verdict.text;
+  text = model.source + ": " + std::to_string(model.cells) + " cells" +
+         (model.deadCells ? " (" + std::to_string(model.deadCells) + " dead, not looked at)" : "") +
+         ", " + std::to_string(model.nodes) + " nodes\n";
+  const auto addTable = [&](const char* title, Rows rows) {
+    if (rows.empty()) return;
+    rows.insert(rows.begin(), {"count", "what", "first"});
+    text += std::string("\n") + title + "\n" + textTable(rows, {true, false, false}, "  ");
+  };
+  addTable("Wrong", wrong);
+  addTable("May be meant", remarks);
+  if (faults.isMirrored) text += "\nThe cells are mirrored: the axes are left-handed.\n";
+  if (!clean.empty()) text += "\nNone of these: " + clean + ".\n";
+  text += verdict.isFaulty ? "\nSomething is wrong with this mesh.\n"
+                           : "\nNothing is wrong with this mesh.\n";
+  return verdict;
+}
+
+} // namespace velmoview

@@ -1,0 +1,117 @@
+#include "RunProgram.h"
+
+#include <MxPng.h>
+#include <set>
+
+namespace {
+
+/// The picture of a run that must end well.
+MxImage pictureOf(std::vector<std::string> arguments, const std::vector<std::string>& how)
+{
+  const TemporaryFile picture("drawn.png");
+  arguments.insert(arguments.end(), how.begin(), how.end());
+  arguments.insert(arguments.end(), {"--output", picture.path()});
+  const Outcome outcome = runProgram(arguments);
+  EXPECT_EQ(outcome.code, 0) << outcome.err;
+  MxImage image;
+  std::string error;
+  EXPECT_TRUE(mxReadPng(picture.path(), image, error)) << error;
+  return image;
+}
+
+} // namespace
+
+TEST(Picture, ColoursChangeThePicture)
+{
+  const TemporaryFile mesh("colors.vtk", twoCubes());
+  const auto draw = [&](const std::vector<std::string>& how) {
+    return pictureOf({mesh.path(), "--size", "90x60"}, how).rgba;
+  };
+  // Each is unlike every other; the default is the first scalar per node in the default colours.
+  const std::vector<std::vector<std::uint8_t>> pictures{draw({}),
+                                                        draw({"--color-by", "id"}),
+                                                        draw({"--color-by", "none"}),
+                                                        draw({"--colormap", "glow"}),
+                                                        draw({"--range", "-5,20"}),
+                                                        draw({"--edges"}),
+                                                        draw({"--points"}),
+                                                        draw({"--edges", "--no-faces"}),
+                                                        draw({"--view", "0,0,-1"}),
+                                                        draw({"--background", "dark"}),
+                                                        draw({"--opacity", "0.4"})};
+  for (std::size_t a = 0; a < pictures.size(); ++a)
+    for (std::size_t b = 0; b < a; ++b)
+      EXPECT_NE(pictures[a], pictures[b]) << a << " and " << b;
+  // By x from 0 to 2, of which 7 % of the map are left unused on each side.
+  EXPECT_EQ(pictures[0], draw({"--color-by", "x@node", "--colormap", "rainbow-turbo"}));
+  EXPECT_EQ(pictures[0], draw({"--range", "-0.16279070,2.16279070"}));
+  EXPECT_EQ(pictures[3], draw({"--colormap", "glow", "--range", "0,2"}));
+}
+
+TEST(Picture, DrawsBandsInThreeWaysAndFadesEdges)
+{
+  const TemporaryFile mesh("bands.vtk", twoCubes());
+  const auto draw = [&](const std::vector<std::string>& how) {
+    return pictureOf({mesh.path(), "--strict", "--size", "200x150", "--view", "0,0,-1"}, how);
+  };
+  // The colours along a row of the flat face in front: x from 0 to 2 in three bands.
+  const auto colors = [&](std::vector<std::string> how) {
+    how.insert(how.end(), {"--levels", "3"});
+    const MxImage image = draw(how);
+    std::set<std::uint32_t> all;
+    for (int x = 40; x < 160; ++x) {
+      const std::uint8_t* p = image.pixel(x, 75);
+      all.insert(p[0] << 16 | p[1] << 8 | p[2]);
+    }
+    return all.size();
+  };
+  EXPECT_GT(colors({}), 20u) << "run into each other";
+  EXPECT_LE(colors({"--contouring"}), 3u + 2) << "a mixed pixel at each border, at most";
+  EXPECT_LE(colors({"--enhanced"}), 3u + 2);
+  EXPECT_GT(colors({"--enhanced", "--opacity", "0.5"}), 3u) << "the back shows through";
+
+  // Linear values in linear colours look the same in both ways, but for the surrounding light.
+  const MxImage plain = draw({"--colormap", "intensity"});
+  const MxImage enhanced = draw({"--colormap", "intensity", "--enhanced"});
+  for (int x = 40; x < 160; x += 10)
+    for (int c = 0; c < 3; ++c)
+      EXPECT_NEAR(plain.pixel(x, 75)[c], enhanced.pixel(x, 75)[c], 20) << x;
+
+  const MxImage without = draw({"--color-by", "none"});
+  const auto darker = [&](std::vector<std::string> how) {
+    how.insert(how.end(), {"--edges", "--color-by", "none"});
+    const MxImage image = draw(how);
+    double sum = 0;
+    for (std::size_t i = 0; i < image.rgba.size(); ++i)
+      sum += std::max(0, without.rgba[i] - image.rgba[i]);
+    return sum;
+  };
+  const double all = darker({});
+  EXPECT_GT(all, 1e4);
+  EXPECT_LT(darker({"--fading", "1000"}), 0.02 * all);
+  EXPECT_GT(darker({"--fading", "5"}), 0.9 * all);
+}
+
+TEST(Picture, AMeshFarFromZeroLooksTheSame)
+{
+  const auto cubesAt = [](double x) {
+    std::string text = twoCubes();
+    // The points are the only lines of three single digits.
+    std::istringstream lines(text);
+    std::string moved, line;
+    while (std::getline(lines, line)) {
+      const bool isPoint = line.size() == 5 && line[1] == ' ' && line[3] == ' ' && line[0] != '3';
+      moved += isPoint ? std::to_string(std::stod(line) + x) + line.substr(1) + "\n" : line + "\n";
+    }
+    return moved;
+  };
+  const TemporaryFile nearby("near.vtk", cubesAt(0)), far("far.vtk", cubesAt(1e9));
+  EXPECT_NEAR(reportOf({far.path()})["representations"][0]["area"].get<double>(), 10, 1e-6);
+  const std::vector<std::string> how{"--edges", "--size", "90x60"};
+  const MxImage a = pictureOf({nearby.path()}, how), b = pictureOf({far.path()}, how);
+  ASSERT_EQ(a.rgba.size(), b.rgba.size());
+  std::size_t differing = 0;
+  for (std::size_t n = 0; n < a.rgba.size(); ++n)
+    differing += std::abs(a.rgba[n] - b.rgba[n]) > 24 ? 1 : 0;
+  EXPECT_LT(differing, a.rgba.size() / 100);
+}
