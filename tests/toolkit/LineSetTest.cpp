@@ -1,12 +1,10 @@
 #include <velmo/toolkit/MxOffscreenCanvas.h>
 #include <velmo/toolkit/MxShapeData.h>
-#include <velmo/toolkit/SoRef.h>
 #include <velmo/toolkit/TkLineSet.h>
 #include <velmo/toolkit/TkPointSet.h>
-#include <velmo/toolkit/TkVertexProperty.h>
 
-#include <tests/support/Offscreen.h>
 #include <tests/support/WarningLog.h>
+#include <tests/toolkit/ShapeScene.h>
 
 #include <gmock/gmock.h>
 #include <Inventor/actions/SoCallbackAction.h>
@@ -15,12 +13,7 @@
 #include <Inventor/actions/SoRayPickAction.h>
 #include <Inventor/details/SoLineDetail.h>
 #include <Inventor/details/SoPointDetail.h>
-#include <Inventor/nodes/SoDirectionalLight.h>
-#include <Inventor/nodes/SoDrawStyle.h>
-#include <Inventor/nodes/SoLightModel.h>
-#include <Inventor/nodes/SoMaterial.h>
 #include <Inventor/nodes/SoOrthographicCamera.h>
-#include <Inventor/nodes/SoSeparator.h>
 #include <Inventor/nodes/SoTransform.h>
 #include <Inventor/SoPickedPoint.h>
 #include <Inventor/SoPrimitiveVertex.h>
@@ -59,29 +52,14 @@ struct Curls
   std::vector<std::int32_t> indices;
 };
 
-// A line or point set before a camera, ours or the toolkit's, with the same nodes around it.
-struct Scene
+// A line or point set before a camera.
+struct Scene : ShapeScene
 {
-  explicit Scene(SoVertexShape* vertexShape) : shape(vertexShape)
+  explicit Scene(SoVertexShape* vertexShape)
+      : ShapeScene(makeCamera(), vertexShape, SbColor(0.1f, 0.2f, 0.6f)), shape(vertexShape)
   {
-    root.reset(new SoSeparator);
-    auto* camera = new SoOrthographicCamera;
-    camera->position.setValue(0, 0, 5);
-    camera->nearDistance = 1;
-    camera->farDistance = 10;
-    root->addChild(camera);
-    light = new SoDirectionalLight;
-    root->addChild(light);
-    material = new SoMaterial;
-    material->diffuseColor.setValue(0.1f, 0.2f, 0.6f);
-    root->addChild(material);
-    style = new SoDrawStyle;
     style->lineWidth = 2;
     style->pointSize = 5;
-    root->addChild(style);
-    property = new TkVertexProperty;
-    shape->vertexProperty = property;
-    root->addChild(shape);
   }
   // The arrays are handed over in place.
   void show(const std::vector<SbVec3f>& positions)
@@ -94,19 +72,19 @@ struct Scene
     static_cast<SoIndexedLineSet*>(shape)->coordIndex.setValuesPointer(
         static_cast<int>(indices.size()), indices.data());
   }
-  void color(const std::vector<std::uint32_t>& colors, SoVertexProperty::Binding binding)
-  {
-    property->orderedRGBA.setValuesPointer(static_cast<int>(colors.size()), colors.data());
-    property->materialBinding = binding;
-  }
-  MxImage draw() { return drawScene(root, 240, 240); }
+  MxImage draw() { return ShapeScene::draw(240, 240); }
 
-  SoRef<SoSeparator> root;
-  SoDirectionalLight* light;
-  SoMaterial* material;
-  SoDrawStyle* style;
   SoVertexShape* shape;
-  TkVertexProperty* property;
+
+private:
+  static SoCamera* makeCamera()
+  {
+    auto* camera = new SoOrthographicCamera;
+    camera->position.setValue(0, 0, 5);
+    camera->nearDistance = 1;
+    camera->farDistance = 10;
+    return camera;
+  }
 };
 
 struct Case
@@ -118,25 +96,27 @@ struct Case
 const Case kLineCases[] = {
     {"one colour", [](Scene&, const Curls&) {}},
     {"a colour a vertex",
-     [](Scene& s, const Curls& c) { s.color(c.colors, SoVertexProperty::PER_VERTEX_INDEXED); }},
+     [](Scene& s, const Curls& c) {
+       s.giveColors(c.colors, SoVertexProperty::PER_VERTEX_INDEXED);
+     }},
     {"a colour a line",
-     [](Scene& s, const Curls& c) { s.color(c.lineColors, SoVertexProperty::PER_FACE); }},
+     [](Scene& s, const Curls& c) { s.giveColors(c.lineColors, SoVertexProperty::PER_FACE); }},
     {"a colour a vertex in order, by the toolkit",
-     [](Scene& s, const Curls& c) { s.color(c.colors, SoVertexProperty::PER_VERTEX); }},
+     [](Scene& s, const Curls& c) { s.giveColors(c.colors, SoVertexProperty::PER_VERTEX); }},
     {"patterns and a colour a line",
      [](Scene& s, const Curls& c) {
        s.style->linePattern = 0xf0f8;
-       s.color(c.lineColors, SoVertexProperty::PER_FACE);
+       s.giveColors(c.lineColors, SoVertexProperty::PER_FACE);
      }},
     {"points",
      [](Scene& s, const Curls& c) {
        s.style->style = SoDrawStyle::POINTS;
-       s.color(c.colors, SoVertexProperty::PER_VERTEX_INDEXED);
+       s.giveColors(c.colors, SoVertexProperty::PER_VERTEX_INDEXED);
      }},
     {"points and a colour a line",
      [](Scene& s, const Curls& c) {
        s.style->style = SoDrawStyle::POINTS;
-       s.color(c.lineColors, SoVertexProperty::PER_FACE);
+       s.giveColors(c.lineColors, SoVertexProperty::PER_FACE);
      }},
     {"lit by a normal",
      [](Scene& s, const Curls&) {
@@ -242,7 +222,7 @@ TEST(TkLineSet, LooksTheSameInARenderCache)
     if (auto* lines = dynamic_cast<TkLineSet*>(shape))
       lines->coordIndex.setValuesPointer(static_cast<int>(curls.indices.size()),
                                          curls.indices.data());
-    scene.color(curls.colors, SoVertexProperty::PER_VERTEX_INDEXED);
+    scene.giveColors(curls.colors, SoVertexProperty::PER_VERTEX_INDEXED);
     MxOffscreenCanvas canvas;
     const auto draw = [&] { return canvas.render(scene.root, 100, 100); };
     const MxImage plain = draw();
@@ -279,9 +259,7 @@ TEST(TkLineSet, LightsLinesByTheirTangents)
     give(slanted, binding);
     EXPECT_NEAR(brightnessOf(scene), 255 * std::sqrt(0.5), 4) << binding;
   }
-  auto* model = new SoLightModel;
-  model->model = SoLightModel::BASE_COLOR;
-  scene.root->insertChild(model, 1);
+  scene.model->model = SoLightModel::BASE_COLOR;
   EXPECT_EQ(brightnessOf(scene), 255) << "no light model";
 }
 
@@ -312,7 +290,7 @@ TEST(TkLineSet, SendsOnlyWhatChanged)
   Scene scene(new TkLineSet);
   auto* lines = static_cast<TkLineSet*>(scene.shape);
   scene.show(curls.positions, curls.indices);
-  scene.color(curls.colors, SoVertexProperty::PER_VERTEX_INDEXED);
+  scene.giveColors(curls.colors, SoVertexProperty::PER_VERTEX_INDEXED);
   MxOffscreenCanvas canvas;
   const auto uploads = [&] {
     const MxUploadCounts before = lines->getUploadCounts();
@@ -341,7 +319,7 @@ TEST(TkLineSet, SendsOnlyWhatChanged)
   EXPECT_EQ(uploads(), (Counts{0, 0, 1, 0})) << "strips";
   scene.style->style = SoDrawStyle::POINTS;
   EXPECT_EQ(uploads(), (Counts{0, 0, 1, 0})) << "vertices";
-  scene.color(curls.lineColors, SoVertexProperty::PER_FACE);
+  scene.giveColors(curls.lineColors, SoVertexProperty::PER_FACE);
   EXPECT_EQ(uploads(), (Counts{1, 1, 1, 1})) << "lines with vertices of their own";
 }
 
@@ -355,7 +333,7 @@ TEST(TkLineSet, PicksWhatTheToolkitsPicks)
   move->scaleFactor.setValue(1.2f, 0.9f, 1);
   for (Scene* scene : {&ours, &theirs}) {
     scene->show(curls.positions, curls.indices);
-    scene->color(curls.lineColors, SoVertexProperty::PER_FACE);
+    scene->giveColors(curls.lineColors, SoVertexProperty::PER_FACE);
     scene->root->insertChild(move, 1);
   }
   std::mt19937 random(3);
@@ -447,8 +425,8 @@ TEST(TkPointSet, LooksAndPicksLikeTheToolkits)
   for (const int variant : {0, 1, 2, 3}) {
     for (Scene* scene : {&ours, &theirs}) {
       scene->show(curls.positions);
-      if (variant == 1) scene->color(curls.colors, SoVertexProperty::PER_VERTEX);
-      if (variant == 2) scene->color(curls.colors, SoVertexProperty::PER_VERTEX_INDEXED);
+      if (variant == 1) scene->giveColors(curls.colors, SoVertexProperty::PER_VERTEX);
+      if (variant == 2) scene->giveColors(curls.colors, SoVertexProperty::PER_VERTEX_INDEXED);
       static_cast<SoPointSet*>(scene->shape)->numPoints = variant == 3 ? 100 : -1;
     }
     const MxImage picture = ours.draw();

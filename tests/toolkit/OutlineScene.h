@@ -1,13 +1,13 @@
 #pragma once
 
+#include <tests/toolkit/ShapeScene.h>
 #include <velmo/toolkit/SoIndexedFaceSetOutline.h>
-#include <velmo/toolkit/SoRef.h>
-#include <velmo/toolkit/TkVertexProperty.h>
 
-#include <Inventor/nodes/SoSeparator.h>
+#include <Inventor/nodes/SoPerspectiveCamera.h>
 
 #include <cmath>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 /// A wavy square of cells x cells quadrilaterals; some of them are cut into two triangles, some
@@ -70,4 +70,61 @@ struct WavySheet
   std::vector<std::uint32_t> colors, faceColors;
   std::vector<SbVec2f> coordinates;
   std::vector<std::int32_t> indices;
+};
+
+/// An arrowhead whose first vertex is far from its notch, and a comb with three teeth.
+inline WavySheet makeHollowFaces()
+{
+  WavySheet shapes(1, 0);
+  shapes.positions = {{-0.9f, -0.8f, 0}, {0.0f, -0.3f, 0}, {0.9f, -0.8f, 0}, {0, 0.0f, 0},
+                      {-0.9f, 0.1f, 0},  {0.9f, 0.1f, 0},  {0.9f, 0.9f, 0},  {0.5f, 0.9f, 0},
+                      {0.45f, 0.3f, 0},  {0.2f, 0.3f, 0},  {0.2f, 0.9f, 0},  {-0.2f, 0.9f, 0},
+                      {-0.2f, 0.3f, 0},  {-0.5f, 0.3f, 0}, {-0.5f, 0.9f, 0}, {-0.9f, 0.9f, 0}};
+  shapes.indices = {0, 1, 2, 3, -1, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, -1};
+  return shapes;
+}
+
+using Outline = SoIndexedFaceSetOutline;
+
+/// One face set before a camera.
+struct OutlineScene : ShapeScene
+{
+  explicit OutlineScene(SoIndexedFaceSet* faceSet)
+      : ShapeScene(makeCamera(), faceSet, SbColor(0.7f, 0.6f, 0.4f)), shape(faceSet)
+  {
+    light->direction.setValue(-0.3f, 0.4f, -1);
+  }
+  void show(const WavySheet& sheet)
+  {
+    sheet.fill(property);
+    sheet.fill(shape);
+  }
+  void giveNormals(const std::vector<SbVec3f>& normals, int binding)
+  {
+    property->normal.setValuesPointer(static_cast<int>(normals.size()), normals.data());
+    property->normalBinding = binding;
+  }
+  MxImage draw(int size = 300) { return ShapeScene::draw(size, size * 4 / 5); }
+  Outline& outline() { return static_cast<Outline&>(*shape); }
+
+  SoIndexedFaceSet* shape;
+
+private:
+  static SoCamera* makeCamera()
+  {
+    auto* camera = new SoPerspectiveCamera;
+    camera->position.setValue(0.8f, -1.2f, 2.2f);
+    camera->pointAt(SbVec3f(0, 0, 0));
+    camera->nearDistance = 0.5f;
+    camera->farDistance = 6;
+    return camera;
+  }
+};
+
+/// What makes one of several scenes.
+struct OutlineCase
+{
+  const char* name;
+  std::function<void(OutlineScene&, const WavySheet&)> apply;
+  double tolerance = 0.002;
 };

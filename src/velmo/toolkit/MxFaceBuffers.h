@@ -1,7 +1,7 @@
 #pragma once
 
 #include <velmo/toolkit/MxFaceEdges.h>
-#include <velmo/toolkit/MxGlBuffer.h>
+#include <velmo/toolkit/MxShapeBuffers.h>
 
 /// Everything that the buffers of a face set are filled from.
 struct MxFaceData : MxShapeData
@@ -10,22 +10,12 @@ struct MxFaceData : MxShapeData
   MxFaceAttribute<SbVec3f> normals;
 };
 
-/// The buffers of one face set in one graphics context and one layout. Each kind of data has a
-/// buffer of its own, which is filled again only when its own key, or what it depends on, changes.
-///
-/// *Threads*: with the context current.
-class MxFaceBuffers
+/// The buffers of one face set.
+class MxFaceBuffers : public MxShapeBuffers
 {
 public:
-  explicit MxFaceBuffers(MxFaceLayout layout) : m_layout(layout) {}
-  MxFaceBuffers(const MxFaceBuffers&) = delete;
-  MxFaceBuffers& operator=(const MxFaceBuffers&) = delete;
-  /// Frees nothing: release() does, while the context is current.
-  ~MxFaceBuffers() = default;
-  void release();
+  explicit MxFaceBuffers(MxFaceLayout layout) : MxShapeBuffers(layout) {}
 
-  bool isEmpty() const { return m_streams[Positions].isEmpty(); }
-  bool holds(const MxFaceData& data) const;
   /// Brings the vertex arrays that `data` gives up to date and makes them current.
   /// @param edgeAttribute  number of the vertex attribute for the marks of edges; none below 0
   void bind(const MxFaceData& data, int edgeAttribute, MxUploadCounts& counts);
@@ -36,23 +26,14 @@ public:
   void drawPoints(const MxFaceData& data, MxUploadCounts& counts);
 
 private:
-  enum Name
+  enum OwnName
   {
-    Positions,
-    Normals,
-    Colors,
-    Coordinates,
+    Normals = OwnFirst,
     EdgeMarks,
     Triangles,
     Edges,
     OpenEdges,
-    Points,
     Count
   };
-  template <class T>
-  bool updateAttribute(Name name, const MxFaceData& data, const MxFaceAttribute<T>& attribute);
-  void drawElements(unsigned mode, Name name, const MxFaceData& data, MxUploadCounts& counts);
-
-  MxFaceLayout m_layout;
-  std::array<MxGlBuffer, Count> m_streams;
+  static_assert(Count <= kMostBuffers);
 };

@@ -8,11 +8,6 @@
 
 namespace {
 
-const void* atStart()
-{
-  return nullptr;
-}
-
 // The places of all vertices in the index list.
 MxArray<std::uint32_t> usedPlaces(const MxLineTable& lines, std::size_t placeCount)
 {
@@ -24,6 +19,28 @@ MxArray<std::uint32_t> usedPlaces(const MxLineTable& lines, std::size_t placeCou
   places.resize(static_cast<std::size_t>(out - places.data()));
   return places;
 }
+
+/// One value for each place in the index list.
+struct FillLines
+{
+  const MxLineTable* lines;
+
+  template <class T>
+  void operator()(T* out, const MxFaceAttribute<T>& attribute) const
+  {
+    const std::span<const T> values = attribute.values;
+    const bool perLine = attribute.binding == MxFaceBinding::PerFace;
+    lines->forEachLineBlock([&](std::size_t first, std::size_t last) {
+      for (std::size_t l = first; l < last; ++l) {
+        const auto line = lines->line(l);
+        for (std::size_t k = 0; k < line.size(); ++k) {
+          const std::size_t item = perLine ? l : static_cast<std::size_t>(line[k]);
+          out[lines->positionOf(l) + k] = mxInMemory(values[std::min(item, values.size() - 1)]);
+        }
+      }
+    });
+  }
+};
 
 } // namespace
 
@@ -41,74 +58,21 @@ MxArray<std::uint32_t> mxUsedVertices(const MxLineTable& lines, std::size_t vert
   return vertices;
 }
 
-void MxLineBuffers::release()
-{
-  for (MxGlBuffer& stream : m_streams)
-    stream.release();
-}
-
-bool MxLineBuffers::holds(const MxLineData& data) const
-{
-  const MxGlBuffer& stream = m_streams[Positions];
-  return !stream.isEmpty() && stream.keys()[0] == data.positions.key &&
-         (m_layout == MxFaceLayout::Indexed || stream.keys()[1] == data.topology);
-}
-
-template <class T>
-bool MxLineBuffers::updateAttribute(Name name, const MxLineData& data,
-                                    const MxFaceAttribute<T>& attribute)
-{
-  const bool corners = m_layout == MxFaceLayout::Corners;
-  const std::size_t count = corners ? data.topology.count : data.positions.values.size();
-  const std::span<const T> values = attribute.values;
-  const auto fill = [&](T* out) {
-    if (!corners) {
-      mxFillVertices(out, count, values);
-      return;
-    }
-    const bool perLine = attribute.binding == MxFaceBinding::PerFace;
-    const MxLineTable& lines = *data.lines;
-    lines.forEachLineBlock([&](std::size_t first, std::size_t last) {
-      for (std::size_t l = first; l < last; ++l) {
-        const auto line = lines.line(l);
-        for (std::size_t k = 0; k < line.size(); ++k) {
-          const std::size_t item = perLine ? l : static_cast<std::size_t>(line[k]);
-          out[lines.positionOf(l) + k] = mxInMemory(values[std::min(item, values.size() - 1)]);
-        }
-      }
-    });
-  };
-  return m_streams[name].update<T>(
-      GL_ARRAY_BUFFER, count,
-      {attribute.key, corners ? data.topology : MxArrayKey{nullptr, count, 0}},
-      static_cast<int>(attribute.binding), fill);
-}
-
 void MxLineBuffers::bind(const MxLineData& data, int tangentAttribute, MxUploadCounts& counts)
 {
-  if (data.colors.binding != MxFaceBinding::Overall) {
-    counts.colors += updateAttribute(Colors, data, data.colors);
-    glColorPointer(4, GL_UNSIGNED_BYTE, 0, atStart());
-    glEnableClientState(GL_COLOR_ARRAY);
-  }
-  if (data.textureCoordinates.binding != MxFaceBinding::Overall) {
-    counts.textureCoordinates += updateAttribute(Coordinates, data, data.textureCoordinates);
-    glTexCoordPointer(2, GL_FLOAT, 0, atStart());
-    glEnableClientState(GL_TEXTURE_COORD_ARRAY);
-  }
+  const FillLines fillLines{data.lines};
   if (tangentAttribute >= 0) {
     const auto attribute = static_cast<GLuint>(tangentAttribute);
     if (data.tangents.binding == MxFaceBinding::Overall) {
       glVertexAttrib3fv(attribute, data.tangents.values.front().getValue());
     } else {
-      counts.tangents += updateAttribute(Tangents, data, data.tangents);
+      counts.tangents +=
+          updateAttribute(Tangents, data, data.tangents, data.topology.count, fillLines);
       glVertexAttribPointer(attribute, 3, GL_FLOAT, GL_FALSE, 0, atStart());
       glEnableVertexAttribArray(attribute);
     }
   }
-  counts.positions += updateAttribute(Positions, data, data.positions);
-  glVertexPointer(3, GL_FLOAT, 0, atStart());
-  glEnableClientState(GL_VERTEX_ARRAY);
+  bindVertices(data, data.topology.count, fillLines, counts);
 }
 
 void MxLineBuffers::drawLines(const MxLineData& data, bool strips, MxUploadCounts& counts)
@@ -119,7 +83,7 @@ void MxLineBuffers::drawLines(const MxLineData& data, bool strips, MxUploadCount
     drawStrips(data, counts);
     return;
   }
-  const bool corners = m_layout == MxFaceLayout::Corners;
+  const bool corners = hasCorners();
   const std::size_t count = 2 * lines.segmentCount();
   counts.indices += m_streams[Segments].update<std::uint32_t>(
       GL_ELEMENT_ARRAY_BUFFER, count, {data.topology, {}}, 0, [&](std::uint32_t* all) {
@@ -155,7 +119,7 @@ void MxLineBuffers::drawStrips(const MxLineData& data, MxUploadCounts& counts)
     m_stripKey = data.topology;
   }
   const auto stripCount = static_cast<GLsizei>(m_stripSizes.size());
-  if (m_layout == MxFaceLayout::Corners) {
+  if (hasCorners()) {
     glMultiDrawArrays(GL_LINE_STRIP, m_stripFirsts.data(), m_stripSizes.data(), stripCount);
     return;
   }
@@ -175,20 +139,11 @@ void MxLineBuffers::drawPoints(const MxLineData& data, MxUploadCounts& counts)
     glDrawArrays(GL_POINTS, 0, static_cast<GLsizei>(data.pointCount));
     return;
   }
-  MxGlBuffer& stream = m_streams[Points];
-  const MxGlBuffer::Keys keys{data.topology, MxArrayKey{}};
-  if (!stream.isFilledFrom(keys)) {
-    const MxArray<std::uint32_t> elements =
-        m_layout == MxFaceLayout::Corners
-            ? usedPlaces(*data.lines, data.topology.count)
-            : mxUsedVertices(*data.lines, data.positions.values.size());
-    counts.indices += stream.update<std::uint32_t>(
-        GL_ELEMENT_ARRAY_BUFFER, elements.size(), keys, 0, [&](std::uint32_t* out) {
-          std::memcpy(out, elements.data(), elements.size() * sizeof(std::uint32_t));
-        });
-  } else {
-    stream.makeCurrent(GL_ELEMENT_ARRAY_BUFFER);
-  }
-  if (stream.itemCount() > 0)
-    glDrawElements(GL_POINTS, static_cast<GLsizei>(stream.itemCount()), GL_UNSIGNED_INT, atStart());
+  drawElements(
+      GL_POINTS, Points, data.topology,
+      [&] {
+        return hasCorners() ? usedPlaces(*data.lines, data.topology.count)
+                            : mxUsedVertices(*data.lines, data.positions.values.size());
+      },
+      counts);
 }

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <velmo/toolkit/MxGlBuffer.h>
 #include <velmo/toolkit/MxLineTable.h>
+#include <velmo/toolkit/MxShapeBuffers.h>
 
 #include <vector>
 
@@ -16,22 +16,13 @@ struct MxLineData : MxShapeData
   MxFaceAttribute<SbVec3f> tangents;  ///< along the lines; Overall without a value for none
 };
 
-/// The buffers of one line or point set in one graphics context and one layout. The vertices of
-/// polylines that have their own lie as the index list names them, with a gap after each.
-///
-/// *Threads*: with the context current.
-class MxLineBuffers
+/// The buffers of one line or point set. The vertices of polylines that have their own lie as the
+/// index list names them, with a gap after each.
+class MxLineBuffers : public MxShapeBuffers
 {
 public:
-  explicit MxLineBuffers(MxFaceLayout layout) : m_layout(layout) {}
-  MxLineBuffers(const MxLineBuffers&) = delete;
-  MxLineBuffers& operator=(const MxLineBuffers&) = delete;
-  /// Frees nothing: release() does, while the context is current.
-  ~MxLineBuffers() = default;
-  void release();
+  explicit MxLineBuffers(MxFaceLayout layout) : MxShapeBuffers(layout) {}
 
-  bool isEmpty() const { return m_streams[Positions].isEmpty(); }
-  bool holds(const MxLineData& data) const;
   /// Brings the vertex arrays that `data` gives up to date and makes them current.
   /// @param tangentAttribute  number of the vertex attribute for tangents; none below 0
   void bind(const MxLineData& data, int tangentAttribute, MxUploadCounts& counts);
@@ -40,23 +31,16 @@ public:
   void drawPoints(const MxLineData& data, MxUploadCounts& counts);
 
 private:
-  enum Name
+  enum OwnName
   {
-    Positions,
-    Tangents,
-    Colors,
-    Coordinates,
+    Tangents = OwnFirst,
     Segments,
     List,
-    Points,
     Count
   };
-  template <class T>
-  bool updateAttribute(Name name, const MxLineData& data, const MxFaceAttribute<T>& attribute);
-  void drawStrips(const MxLineData& data, MxUploadCounts& counts);
+  static_assert(Count <= kMostBuffers);
 
-  MxFaceLayout m_layout;
-  std::array<MxGlBuffer, Count> m_streams;
+  void drawStrips(const MxLineData& data, MxUploadCounts& counts);
 
   // Of the strips.
   MxArrayKey m_stripKey;
