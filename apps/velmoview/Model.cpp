@@ -107,7 +107,7 @@ template std::shared_ptr<const MiDataSet> makeDataSet<double>(const Model&, cons
 template std::shared_ptr<const MiDataSet> makeDataSet<MbVec3d>(const Model&, const std::string&,
                                                                MiDataBinding, MbPoints);
 
-Model readModel(const Options& options)
+Model readModel(const Options& options, const std::function<void(double)>& progress)
 {
   MbMeshFileOptions how;
   how.parallel = !options.serial;
@@ -115,6 +115,8 @@ Model readModel(const Options& options)
   how.vertex = options.vertex;
   how.active = options.active;
   how.sharedNodes = options.sharedNodes;
+  how.time = options.time;
+  how.progress = progress;
   const auto file = std::make_shared<MbMeshFile>(MbMeshFile::read(options.file, how));
 
   Model model;

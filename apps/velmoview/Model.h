@@ -7,6 +7,7 @@
 #include <velmo/extraction/interfaces/MiMesh.h>
 #include <velmo/mesh/MbDataSet.h>
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -81,8 +82,9 @@ struct DemoMesh
   std::vector<DemoArray> arrays;
 };
 
+/// @param progress  told how much is read, 0 to 1; may be empty
 /// @throw MbMeshFileError, UsageError
-Model readModel(const Options& options);
+Model readModel(const Options& options, const std::function<void(double)>& progress = {});
 
 /// Values as a data set of double or MbVec3d, numbered as the model's mesh kind asks.
 template <class T>

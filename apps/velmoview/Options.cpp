@@ -138,6 +138,11 @@ void readSaveMesh(const OptionRow& row, const std::string& value, Options& optio
   options.saveMesh = value;
 }
 
+void readTime(const OptionRow& row, const std::string& value, Options& options)
+{
+  options.time = readNumbers(row.name, row.takes, value, 1, 1)[0];
+}
+
 void readProbe(const OptionRow& row, const std::string& value, Options& options)
 {
   const auto p = readNumbers(row.name, row.takes, value, 3, 3);
@@ -155,6 +160,7 @@ constexpr OptionRow kRows[] = {
      readText<&Options::demo>},
     {"--demo-size", "a whole number from 2 to 1000", "cells along the built-in mesh's longest side",
      readCount<&Options::demoSize, 2, 1000>},
+    {"--time", "a number", "read the step of a series that is nearest to it", readTime},
     {"--ijk", "NI,NJ,NK", "read hexahedra as a grid of NI x NJ x NK cells", readIjk},
     {"--vertex", kNoValue, "with --ijk: every cell has eight corner points of its own",
      readSwitch<&Options::vertex, true>},
@@ -306,6 +312,8 @@ void checkTogether(const Options& options)
   if (!options.demo.empty() && (options.ijk || !options.active.empty() || options.sharedNodes))
     throw UsageError(
         "--ijk, --active and --shared-nodes describe a file; --demo knows its own cells");
+  if (!options.demo.empty() && options.time)
+    throw UsageError("--time chooses a step of a file; --demo has none");
   if (options.serial && options.threads > 1)
     throw UsageError("--serial means one thread, --threads " + std::to_string(options.threads) +
                      " asks for more");

@@ -60,6 +60,7 @@ struct Options
   bool vertex = false;
   std::string active;
   bool sharedNodes = false;
+  std::optional<double> time; ///< of a series: its nearest step is read
 
   std::vector<RepresentationRequest> representations; ///< in the order of the command line
   std::vector<ValueFilter> cells;                     ///< a cell must pass all of them

@@ -3,6 +3,7 @@
 #include <velmoview/CheckMesh.h>
 #include <velmoview/Demos.h>
 #include <velmoview/Info.h>
+#include <velmoview/ProgressBar.h>
 #include <velmoview/Report.h>
 #include <velmoview/Saving.h>
 #include <velmoview/Scene.h>
@@ -103,9 +104,10 @@ bool drewNothing(const Scene& scene, const RunFacts& facts)
 bool draw(const Model& model, const Options& options, RunFacts& facts, std::ostream& out,
           std::ostream& err)
 {
+  ProgressBar bar(err);
   const Library library;
   WarningLog warnings;
-  Scene scene(model, options);
+  Scene scene(model, options, &bar);
   scene.extract(!options.report.empty());
   addOwnWarnings(model, scene, warnings);
   if (!options.save.empty())
@@ -128,8 +130,12 @@ bool draw(const Model& model, const Options& options, RunFacts& facts, std::ostr
 int work(const Options& options, std::ostream& out, std::ostream& err)
 {
   const Stopwatch reading;
-  const Model model =
-      options.demo.empty() ? readModel(options) : makeDemo(options.demo, options.demoSize);
+  ProgressBar bar(err);
+  bar.begin("reading " + options.file);
+  const Model model = options.demo.empty()
+                          ? readModel(options, [&bar](double done) { bar.set(done); })
+                          : makeDemo(options.demo, options.demoSize);
+  bar.finish();
   RunFacts facts;
   facts.readMs = reading.milliseconds();
   facts.threads = tbb::this_task_arena::max_concurrency();

@@ -1,6 +1,7 @@
 #include <velmoview/Scene.h>
 
 #include <velmoview/ColorMap.h>
+#include <velmoview/ProgressBar.h>
 #include <velmoview/representations/Representation.h>
 
 #include <velmo/extraction/interfaces/MiExtractorCallback.h>
@@ -63,21 +64,51 @@ SbVec3f toFloat(const MbVec3d& v)
 
 } // namespace
 
-/// Adds up the time spent in an extractor.
+/// Adds up the time spent in an extractor, and tells how far it is.
 class ExtractionTimer : public MiExtractorCallback
 {
 public:
-  void beginExtract(const std::string&, std::size_t) override { m_running = Stopwatch(); }
-  void endExtract() override { m_total += m_running.milliseconds(); }
-  void beginPhase(const std::string&, std::size_t) override {}
-  void endPhase() override {}
-  bool endStep(std::size_t) override { return true; }
+  /// The bar is borrowed and may be null.
+  ExtractionTimer(std::string what, ProgressBar* bar) : m_what(std::move(what)), m_bar(bar) {}
+
+  void beginExtract(const std::string&, std::size_t phaseCount) override
+  {
+    m_running = Stopwatch();
+    m_phases = phaseCount;
+    m_phase = 0;
+    if (m_bar) m_bar->begin(m_what);
+  }
+  void endExtract() override
+  {
+    m_total += m_running.milliseconds();
+    if (m_bar) m_bar->finish();
+  }
+  void beginPhase(const std::string&, std::size_t stepCount) override { m_steps = stepCount; }
+  void endPhase() override
+  {
+    ++m_phase;
+    tell(0);
+  }
+  bool endStep(std::size_t stepsDone) override
+  {
+    tell(m_steps > 0 ? static_cast<double>(stepsDone) / static_cast<double>(m_steps) : 0);
+    return true;
+  }
 
   double take() { return std::exchange(m_total, 0); }
 
 private:
+  void tell(double ofPhase) const
+  {
+    if (m_bar && m_phases > 0)
+      m_bar->set((static_cast<double>(m_phase) + ofPhase) / static_cast<double>(m_phases));
+  }
+
+  std::string m_what;
+  ProgressBar* m_bar;
   Stopwatch m_running;
   double m_total = 0;
+  std::size_t m_phases = 0, m_phase = 0, m_steps = 0;
 };
 
 std::vector<const MiMesh*> Drawn::meshes() const
@@ -94,8 +125,8 @@ bool Drawn::isEmpty() const
   return true;
 }
 
-Scene::Scene(const Model& model, const Options& options)
-    : m_model(model), m_options(options), m_coloring(chooseColoring(model, options)),
+Scene::Scene(const Model& model, const Options& options, ProgressBar* bar)
+    : m_model(model), m_options(options), m_bar(bar), m_coloring(chooseColoring(model, options)),
       m_root(new SoSeparator)
 {
   const auto& v = options.view;
@@ -244,7 +275,8 @@ void Scene::addRepresentations(SoGroup& root)
     drawn.node = request.what->makeNode(stage);
     drawn.node->parallel = !m_options.serial;
     request.what->configure(*drawn.node, subject, Setting::Asked);
-    drawn.timer = std::make_unique<ExtractionTimer>();
+    drawn.timer =
+        std::make_unique<ExtractionTimer>("extracting " + std::string(request.row->name), m_bar);
     drawn.node->setExtractorCallback(drawn.timer.get());
   }
 }

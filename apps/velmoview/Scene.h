@@ -20,6 +20,7 @@ class SoSeparator;
 namespace velmoview {
 
 class ExtractionTimer;
+class ProgressBar;
 
 /// One representation of the scene, and how long it took.
 struct Drawn
@@ -43,8 +44,9 @@ class Scene
 {
 public:
   /// @param model  borrowed
+  /// @param bar    shows how far extractions are; borrowed, may be null
   /// @throw UsageError when an option does not fit the mesh
-  Scene(const Model& model, const Options& options);
+  Scene(const Model& model, const Options& options, ProgressBar* bar = nullptr);
   ~Scene();
   Scene(const Scene&) = delete;
   Scene& operator=(const Scene&) = delete;
@@ -69,6 +71,7 @@ private:
 
   const Model& m_model;
   const Options& m_options;
+  ProgressBar* m_bar;
   Coloring m_coloring;
   ViewAxes m_axes;
   MbVec3d m_shift; ///< moved to the origin, so that a mesh far away does not tremble

@@ -268,6 +268,25 @@ Case layers(const std::string& mesh, std::size_t axis, std::size_t count, double
           structuredBytes};
 }
 
+/// The arrays, which are read in the file and written in memory: points, two fields, shapes,
+/// offsets and nodes of the cells.
+double readBytes(const MeshArrays& mesh, const CheckValues&)
+{
+  return 2 * (40.0 * static_cast<double>(mesh.nodeCount) +
+              9.0 * static_cast<double>(mesh.cellCount) + connectivityBytes(mesh));
+}
+
+Case reading(const char* name, const char* mesh, FileFormat format)
+{
+  Task task;
+  task.file = format;
+  CheckRule rule;
+  rule.volume = false;
+  // Sums of the same numbers; text has some digits less.
+  rule.sizes = format == FileFormat::VtkAscii ? 1e-5 : 1e-12;
+  return {name, mesh, 1, makeOurRead, peerReaders(format), task, rule, readBytes};
+}
+
 std::vector<Case> makeCases()
 {
   std::vector<Case> cases;
@@ -317,6 +336,10 @@ std::vector<Case> makeCases()
     for (const std::size_t axis : {0, 2})
       cases.push_back(layers(mesh, axis, 0, 4));
   cases.push_back(layers("curv", 0, 4, 4));
+  cases.push_back(reading("read_vtu_raw", "hex", FileFormat::VtuRaw));
+  cases.push_back(reading("read_vtu_zlib", "hex", FileFormat::VtuZlib));
+  cases.push_back(reading("read_vtk_binary", "hex", FileFormat::VtkBinary));
+  cases.push_back(reading("read_vtk_ascii", "hexP", FileFormat::VtkAscii));
   return cases;
 }
 

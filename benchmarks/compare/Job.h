@@ -63,11 +63,22 @@ enum class Flow
   Stream ///< streamlines
 };
 
+/// How a file that is read holds a mesh.
+enum class FileFormat
+{
+  None,
+  VtuRaw,  ///< .vtu, appended raw
+  VtuZlib, ///< the same, compressed by zlib
+  VtkBinary,
+  VtkAscii
+};
+
 /// What the work of a case is told beside the mesh.
 struct Task
 {
   Cut cut = Cut::None;
   Flow flow = Flow::None;
+  FileFormat file = FileFormat::None;
   bool busy = false;        ///< isosurfaces: of the field `busy`, not of `smooth`
   double value = 0;         ///< isosurfaces; the first one of isolines
   double valueStep = 0;     ///< isolines: from one value to the next

@@ -9,3 +9,4 @@ std::unique_ptr<Job> makeOurCut(const MeshArrays& mesh, const Task& task, int th
 /// Probes and streamlines.
 std::unique_ptr<Job> makeOurFlow(const MeshArrays& mesh, const Task& task, int threads);
 std::unique_ptr<Job> makeOurLayers(const MeshArrays& mesh, const Task& task, int threads);
+std::unique_ptr<Job> makeOurRead(const MeshArrays& mesh, const Task& task, int threads);

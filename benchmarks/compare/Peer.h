@@ -34,3 +34,4 @@ std::vector<PeerFilter> peerStreamFilters(bool isAdaptive);
 std::vector<PeerFilter> peerPlaneDragFilters(MeshKind kind);
 std::vector<PeerFilter> peerLayerFilters(MeshKind kind);
 std::vector<PeerFilter> peerSlabFilters();
+std::vector<PeerFilter> peerReaders(FileFormat format);

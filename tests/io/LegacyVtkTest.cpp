@@ -94,7 +94,7 @@ TEST(LegacyVtk, TextBinaryAndCarriageReturnsGiveTheSameMeshAndData)
   EXPECT_EQ(text.getMeshType(), VOLUME_MESH_UNSTRUCTURED);
   EXPECT_THAT(text.getShapeCounts(), ElementsAre(Pair("hexahedron", 1), Pair("pyramid", 1)));
   EXPECT_EQ(text.getTime(), 2.5);
-  ASSERT_EQ(text.getArrays().size(), 4u);
+  ASSERT_EQ(text.getArrays().size(), 6u);
   const MbMeshFileArray* scalars = text.findArray("a b@node");
   ASSERT_TRUE(scalars && scalars->as<MiScalardSetI>());
   EXPECT_EQ(scalars->as<MiScalardSetI>()->getValue(8), 1e-3);
@@ -106,14 +106,16 @@ TEST(LegacyVtk, TextBinaryAndCarriageReturnsGiveTheSameMeshAndData)
   EXPECT_EQ(pair->ranges[1].max, 255);
   EXPECT_EQ(text.findArray("ids")->ranges[0].max, 4294967296);
   EXPECT_EQ(text.findArray("ids@node"), nullptr);
-  EXPECT_THAT(text.getNotes(), ElementsAre(HasSubstr("names"), HasSubstr("'t'"), HasSubstr("uv")));
+  EXPECT_EQ(text.findArray("t")->components, 9u);
+  EXPECT_EQ(text.findArray("uv")->components, 2u);
+  EXPECT_THAT(text.getNotes(), ElementsAre(HasSubstr("names")));
 
   EXPECT_EQ(describe(text), describe(binary));
   EXPECT_EQ(describe(text), describe(readText(dos)));
   EXPECT_EQ(text.getNotes(), binary.getNotes());
 }
 
-TEST(LegacyVtk, CellsWithOffsetsAreReadInTheirOwnType)
+TEST(LegacyVtk, CellsWithOffsetsAreReadInTheSmallestType)
 {
   for (const bool binary : {false, true}) {
     Writer w(binary, "UNSTRUCTURED_GRID", "5.1");
@@ -126,7 +128,7 @@ TEST(LegacyVtk, CellsWithOffsetsAreReadInTheirOwnType)
     EXPECT_THAT(nodesOf(file, 1), ElementsAre(3, 2, 1, 0));
     const auto& mesh = dynamic_cast<const MiVolumeMeshUnstructured&>(*file.getMesh());
     const MiTopologyView view = mesh.getTopology().getView();
-    EXPECT_TRUE(view.connectivity.isContiguous<std::int64_t>());
+    EXPECT_TRUE(view.connectivity.isContiguous<std::int32_t>());
     EXPECT_EQ(view.uniformShape, MiCellShape::Tetrahedron);
     EXPECT_FALSE(view.offsets);
     EXPECT_TRUE(mesh.getGeometry().getView().isContiguous<double>(3));

@@ -78,10 +78,7 @@ struct MbMeshFile::Impl
   void setActive(const std::string& name)
   {
     plan.active = content.active;
-    if (name.empty()) {
-      if (!plan.active) setHidden();
-      return;
-    }
+    if (name.empty()) return;
     for (const MxFileSet& set : content.sets) {
       if (set.binding != MiDataBinding::PerCell || set.name != name) continue;
       if (set.components != 1)
@@ -91,23 +88,6 @@ struct MbMeshFile::Impl
       return;
     }
     fail("has no array '" + name + "' per cell to mark active cells");
-  }
-
-  /// Without another array, cells that a viewer is told to hide are dead: hidden ones, and those
-  /// that stand in another piece too.
-  void setHidden()
-  {
-    constexpr std::uint64_t kHidden = 32, kDuplicate = 1;
-    for (const MxFileSet& set : content.sets) {
-      if (set.binding != MiDataBinding::PerCell || set.name != "vtkGhostType" ||
-          set.components != 1 || !isInteger(set.values.type) || !set.values)
-        continue;
-      plan.active = MxFileArray::of<std::uint8_t>(set.values.size);
-      const MiArrayView marks = set.values.view();
-      for (std::size_t cell = 0; cell < set.values.size; ++cell)
-        plan.active.as<std::uint8_t>()[cell] = (mbIndex(marks, cell) & (kHidden | kDuplicate)) == 0;
-      return;
-    }
   }
 
   void setIjk(const MbIndex3& cells, bool vertex)
@@ -175,10 +155,16 @@ MbMeshFile MbMeshFile::read(const std::string& path, const MbMeshFileOptions& op
   impl->path = path;
   impl->parallel = options.parallel;
   MxFileMesh& content = impl->content;
-  content = mxReadMeshFile(path, {.parallel = options.parallel,
-                                  .sharedNodes = options.sharedNodes,
-                                  .time = options.time,
-                                  .progress = options.progress});
+  double told = 0;
+  const auto tell = [&](double done) {
+    if (options.progress && done > told) options.progress(told = done);
+  };
+  MxReadRequest request;
+  request.parallel = options.parallel;
+  request.sharedNodes = options.sharedNodes;
+  request.time = options.time;
+  if (options.progress) request.progress = tell;
+  content = mxReadMeshFile(path, request);
   MxCellFacts facts;
   if (content.layout == MxFileLayout::Cells)
     facts = mxNormalizeCells(content.cells, path, content.notes, options.parallel);
@@ -191,6 +177,7 @@ MbMeshFile MbMeshFile::read(const std::string& path, const MbMeshFileOptions& op
   impl->setActive(options.active);
   if (options.ijk && options.vertex) impl->followCorners();
   impl->make();
+  tell(1);
   return MbMeshFile(std::move(impl));
 }
 

@@ -88,10 +88,11 @@ struct MbMeshFileArray
 
 /// A mesh and its data, read from a file.
 ///
-/// *Formats*: legacy .vtk (all data set types, text and binary) and .vtu. What a file is, its
-/// content tells, not its name. *Ownership*: the object owns the mesh, the data sets and the arrays
-/// behind them; they live as long as it does, also when it is moved. *Threads*: one thread at a
-/// time reads a given object's lists; mesh and data sets keep the promises of their interfaces.
+/// *Formats*: legacy .vtk (all data set types, text and binary); .vtu, .vtp, .vti, .vtr, .vts,
+/// their parallel forms and .pvd series. What a file is, its content tells, not its name.
+/// *Ownership*: the object owns the mesh, the data sets and the arrays behind them; they live as
+/// long as it does, also when it is moved. *Threads*: one thread at a time reads a given object's
+/// lists; mesh and data sets keep the promises of their interfaces.
 ///
 /// Cells that name nodes that do not exist, or have too few nodes for their shape, stay in the
 /// mesh: whoever extracts treats them as dead.
@@ -111,11 +112,11 @@ public:
   MeshType getMeshType() const;
 
   const std::string& getPath() const;
-  /// "legacy vtk" or "vtu".
+  /// "legacy vtk", "vtu", "pvti", "pvd" and so on.
   const std::string& getFormat() const;
   /// The title line of a legacy file; empty for others.
   const std::string& getTitle() const;
-  /// The file's field value "TIME" or "TimeValue".
+  /// The time of the step of a series, or the file's field value "TIME" or "TimeValue".
   std::optional<double> getTime() const;
 
   std::size_t getNodeCount() const;

@@ -47,6 +47,34 @@ void mxCopyNumbers(std::byte* to, const void* from, std::size_t count, std::size
   });
 }
 
+void mxCopyNarrowed(std::int32_t* to, const void* from, std::size_t count, bool swap, bool parallel)
+{
+  const auto* bytes = static_cast<const std::byte*>(from);
+  const auto copy = [&](std::size_t first, std::size_t last, auto turn) {
+    for (std::size_t i = first; i < last; ++i) {
+      std::uint64_t word;
+      std::memcpy(&word, bytes + i * sizeof word, sizeof word);
+      word = turn(word);
+      to[i] = word <= kNarrowLimit ? static_cast<std::int32_t>(word) : -1;
+    }
+  };
+  forEachBlock(parallel, count, kFileBlock, [&](std::size_t, std::size_t first, std::size_t last) {
+    if (swap)
+      copy(first, last, [](std::uint64_t word) { return reversed(word); });
+    else
+      copy(first, last, [](std::uint64_t word) { return word; });
+  });
+}
+
+MxFileArray mxWidened(const MxFileArray& indices)
+{
+  if (indices.type != MiScalarType::Int32) return indices;
+  auto wide = MxFileArray::of<std::int64_t>(indices.size);
+  const auto from = indices.span<const std::int32_t>();
+  std::copy(from.begin(), from.end(), wide.as<std::int64_t>());
+  return wide;
+}
+
 MxFileArray mxAsIndices(const MxFileArray& integers)
 {
   using S = MiScalarType;

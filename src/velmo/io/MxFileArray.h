@@ -1,5 +1,6 @@
 #pragma once
 
+#include <velmo/base/MxArray.h>
 #include <velmo/base/MxParallel.h>
 #include <velmo/extraction/interfaces/MiArrayView.h>
 
@@ -39,6 +40,7 @@ struct MxFileArray
     if (count > std::numeric_limits<std::size_t>::max() / 16) throw std::bad_alloc();
     data.reset(static_cast<std::byte*>(std::malloc(byteCount())), &std::free);
     if (!data) throw std::bad_alloc();
+    velmo_detail::adviseLargePages(data.get(), byteCount());
   }
   template <class T>
   static MxFileArray of(std::size_t count)
@@ -89,6 +91,9 @@ decltype(auto) visitIndices(const MxFileArray& indices, Visitor&& visit)
                                              : visit(indices.span<std::int64_t>());
 }
 
+/// Indices below this fit into 32 bits.
+inline constexpr std::size_t kNarrowLimit = std::numeric_limits<std::int32_t>::max();
+
 /// The array itself when it holds 32 or 64-bit signed integers, otherwise a copy that does. Keeps
 /// the number of index types that algorithms are built for small. The largest unsigned numbers
 /// become negative, and with that no index either.
@@ -98,6 +103,14 @@ MxFileArray mxAsIndices(const MxFileArray& integers);
 /// alignment and may equal `to`.
 void mxCopyNumbers(std::byte* to, const void* from, std::size_t count, std::size_t width, bool swap,
                    bool parallel);
+
+/// Copies 64-bit whole numbers to 32 bits; negative ones and those that do not fit become -1, which
+/// is no index either. Half the memory for connectivities, and half the time to write them.
+void mxCopyNarrowed(std::int32_t* to, const void* from, std::size_t count, bool swap,
+                    bool parallel);
+
+/// Indices in 64 bits.
+MxFileArray mxWidened(const MxFileArray& indices);
 
 /// The items `source`[0], `source`[1] ... of an array of items of `components` numbers.
 MxFileArray mxGather(const MxFileArray& array, std::size_t components,

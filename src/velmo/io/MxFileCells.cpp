@@ -5,6 +5,8 @@
 
 namespace {
 
+constexpr std::size_t kTypeBlock = std::size_t{1} << 20;
+
 // Numbers of the file formats that are no MiCellShape.
 enum FileType : std::uint8_t
 {
@@ -284,15 +286,6 @@ void checkFaceStreams(const MxFileCells& cells, const std::string& path, bool pa
   if (bad < cells.count) failFaceStream(path, bad);
 }
 
-MxFileArray widened(const MxFileArray& indices)
-{
-  if (indices.type != MiScalarType::Int32) return indices;
-  auto wide = MxFileArray::of<std::int64_t>(indices.size);
-  const auto from = indices.span<const std::int32_t>();
-  std::copy(from.begin(), from.end(), wide.as<std::int64_t>());
-  return wide;
-}
-
 /// Turns voxels and pixels around where they lie.
 void permuteInPlace(MxFileCells& cells, bool parallel)
 {
@@ -353,8 +346,22 @@ std::array<std::size_t, 256> mxCountTypes(const MxFileCells& cells)
     counts[static_cast<std::size_t>(cells.uniform)] = cells.count;
     return counts;
   }
-  for (const std::uint8_t type : cells.types.span<const std::uint8_t>())
-    ++counts[type];
+  const auto types = cells.types.span<const std::uint8_t>();
+  std::vector<std::array<std::size_t, 256>> blocks(blockCount(types.size(), kTypeBlock));
+  forEachBlock(true, types.size(), kTypeBlock,
+               [&](std::size_t block, std::size_t first, std::size_t last) {
+                 // Runs of one type, as most meshes are; counting one by one would wait for itself.
+                 for (std::size_t i = first; i < last;) {
+                   std::size_t end = i + 1;
+                   while (end < last && types[end] == types[i])
+                     ++end;
+                   blocks[block][types[i]] += end - i;
+                   i = end;
+                 }
+               });
+  for (const auto& block : blocks)
+    for (std::size_t type = 0; type < counts.size(); ++type)
+      counts[type] += block[type];
   return counts;
 }
 
@@ -424,8 +431,8 @@ MxCellFacts mxNormalizeCells(MxFileCells& cells, const std::string& path,
   if (polyhedra && cells.faceOffsets) checkFaceStreams(cells, path, parallel);
   if (polyhedra && !cells.faceOffsets) rewrite = true;
   if (cells.faces && cells.faces.type != cells.connectivity.type) {
-    cells.faces = widened(cells.faces);
-    cells.connectivity = widened(cells.connectivity);
+    cells.faces = mxWidened(cells.faces);
+    cells.connectivity = mxWidened(cells.connectivity);
   }
 
   if (rewrite) {

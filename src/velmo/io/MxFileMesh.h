@@ -58,6 +58,16 @@ struct MxReadRequest
   int depth = 0; ///< files that name files: how many are open already
 };
 
+/// Tells the one who asked how far the reading has come.
+void mxReport(const MxReadRequest& request, const MxFileBytes& file, const char* where);
+
+/// Refuses a time outside of those that a series has.
+/// @throw MbMeshFileError that names the range
+void mxCheckTime(const MxFileBytes& file, double wanted, double first, double last);
+/// The same for a file of one time or of none.
+void mxCheckOnlyTime(const MxFileBytes& file, const MxReadRequest& request,
+                     const std::optional<double>& time);
+
 /// What a reader takes from a file: arrays and counts that fit each other, no mesh yet.
 struct MxFileMesh
 {

@@ -1,5 +1,6 @@
 #include <velmo/io/MbMeshFile.h>
 #include <velmo/io/MxFileMesh.h>
+#include <velmo/mesh/MbArray.h>
 
 #include <algorithm>
 
@@ -75,6 +76,46 @@ MxFileArray zeroOffsets(const std::vector<MxFileMesh>& parts, std::size_t count)
   return zeros;
 }
 
+/// Gives all parts types and offsets, and indices of one type.
+void makeAlike(std::vector<MxFileMesh>& parts)
+{
+  bool wide = false;
+  std::size_t nodes = 0, connectivity = 0, faces = 0;
+  for (const MxFileMesh& part : parts) {
+    nodes += part.nodeCount;
+    connectivity += part.cells.connectivity.size;
+    faces += part.cells.faces.size;
+    for (const MxFileArray* array : {&part.cells.connectivity, &part.cells.faces})
+      wide |= *array && array->type != MiScalarType::Int32;
+  }
+  wide |= nodes >= kNarrowLimit / 2;
+  const bool wideOffsets = wide || connectivity >= kNarrowLimit / 2 || faces >= kNarrowLimit / 2;
+  for (MxFileMesh& part : parts) {
+    MxFileCells& cells = part.cells;
+    if (cells.count > 0 && !cells.types) {
+      cells.types = MxFileArray::of<std::uint8_t>(cells.count);
+      std::memset(cells.types.data.get(), static_cast<int>(cells.uniform), cells.count);
+    }
+    if (cells.count > 0 && !cells.offsets) {
+      cells.offsets = MxFileArray::of<std::int64_t>(cells.count + 1);
+      const std::size_t each = cells.connectivity.size / cells.count;
+      for (std::size_t i = 0; i <= cells.count; ++i)
+        cells.offsets.as<std::int64_t>()[i] = static_cast<std::int64_t>(i * each);
+    }
+    if (!wide) continue;
+    cells.connectivity = mxWidened(cells.connectivity);
+    cells.faces = mxWidened(cells.faces);
+  }
+  const bool alike =
+      !wideOffsets && std::all_of(parts.begin(), parts.end(), [&](const MxFileMesh& part) {
+        return !part.cells.offsets || part.cells.offsets.type == MiScalarType::Int32;
+      });
+  for (MxFileMesh& part : parts) {
+    if (!alike) part.cells.offsets = mxWidened(part.cells.offsets);
+    part.cells.faceOffsets = mxWidened(part.cells.faceOffsets);
+  }
+}
+
 void joinSets(const std::vector<MxFileMesh>& parts, const Join& join, MxFileMesh& result)
 {
   for (const MxFileSet& set : parts[0].sets) {
@@ -94,6 +135,17 @@ void joinSets(const std::vector<MxFileMesh>& parts, const Join& join, MxFileMesh
   }
 }
 
+void joinActive(const std::vector<MxFileMesh>& parts, MxFileMesh& result)
+{
+  if (std::none_of(parts.begin(), parts.end(), [](const MxFileMesh& p) { return bool(p.active); }))
+    return;
+  result.active = MxFileArray::of<std::uint8_t>(result.cells.count);
+  auto* to = result.active.as<std::uint8_t>();
+  for (const MxFileMesh& part : parts)
+    for (std::size_t i = 0; i < part.cells.count; ++i)
+      *to++ = !part.active || mbNumber(part.active.view(), i) != 0;
+}
+
 } // namespace
 
 MxFileMesh mxJoinParts(std::vector<MxFileMesh> parts, const std::string& path)
@@ -104,6 +156,10 @@ MxFileMesh mxJoinParts(std::vector<MxFileMesh> parts, const std::string& path)
   const bool polyhedra = std::any_of(parts.begin(), parts.end(), [](const MxFileMesh& part) {
     return static_cast<bool>(part.cells.faces);
   });
+  for (const MxFileMesh& part : parts)
+    if (part.layout != MxFileLayout::Cells || part.vertex)
+      throw MbMeshFileError(path, "", "the parts are meshes of different kinds");
+  makeAlike(parts);
   for (MxFileMesh& part : parts) {
     if (part.cells.faces) {
       if (result.nodeCount > 0) mxShiftFaceNodes(part.cells, result.nodeCount, path);
@@ -143,5 +199,6 @@ MxFileMesh mxJoinParts(std::vector<MxFileMesh> parts, const std::string& path)
                                  faceShifts, 1);
   }
   joinSets(parts, join, result);
+  joinActive(parts, result);
   return result;
 }

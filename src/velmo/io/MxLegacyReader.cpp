@@ -2,6 +2,7 @@
 #include <velmo/io/MxFileMesh.h>
 #include <velmo/io/MxLegacyText.h>
 #include <velmo/io/MxNumberText.h>
+#include <velmo/io/MxPolySections.h>
 
 #include <algorithm>
 
@@ -13,7 +14,7 @@ constexpr std::string_view kMagic = "# vtk DataFile Version";
 class LegacyReader : private MxLegacyText
 {
 public:
-  LegacyReader(const MxFileBytes& file, bool parallel) : MxLegacyText(file, parallel)
+  LegacyReader(const MxFileBytes& file, const MxReadRequest& request) : MxLegacyText(file, request)
   {
     m_mesh.format = "legacy vtk";
   }
@@ -25,6 +26,7 @@ public:
       readSection(keyword);
     if (m_dataSet.empty()) m_file.failAtLine(m_end, "the file ends before DATASET");
     finishGeometry();
+    mxCheckOnlyTime(m_file, m_request, m_mesh.time);
     return std::move(m_mesh);
   }
 
@@ -146,63 +148,99 @@ private:
     if (mxLowered(mxNextWord(ahead, m_end)) == "offsets") return readOffsetCells(what, n, size);
 
     if (n > size) fail(what + " has more cells than numbers");
-    MxFileArray numbers = list(MiScalarType::Int32, size, what);
+    constexpr bool kSwap = std::endian::native == std::endian::little;
+    if (!m_binary) {
+      const MxFileArray numbers = list(MiScalarType::Int32, size, what);
+      const auto* at = numbers.as<std::int32_t>();
+      return unpackCells([at](std::size_t i) { return at[i]; }, n, size, place, what);
+    }
+    mxReport(m_request, m_file, m_at);
+    const char* at = bytes(size, sizeof(std::int32_t), what);
+    const auto number = [at](std::size_t i) {
+      std::uint32_t word;
+      std::memcpy(&word, at + i * sizeof word, sizeof word);
+      return static_cast<std::int32_t>(kSwap ? __builtin_bswap32(word) : word);
+    };
+    return unpackCells(number, n, size, place, what);
+  }
+
+  /// Takes the node counts out of a list of cells whose numbers number(i) tells.
+  template <class Number>
+  MxFileCells unpackCells(const Number& number, std::size_t n, std::size_t size, const char* place,
+                          const std::string& what) const
+  {
     MxFileCells cells;
     cells.count = n;
-    cells.offsets = MxFileArray::of<std::int32_t>(n + 1);
-    if (size > std::numeric_limits<std::int32_t>::max())
-      cells.offsets = MxFileArray::of<std::int64_t>(n + 1);
+    cells.offsets = size > kNarrowLimit ? MxFileArray::of<std::int64_t>(n + 1)
+                                        : MxFileArray::of<std::int32_t>(n + 1);
     cells.connectivity = MxFileArray::of<std::int32_t>(size - n);
     visitIndices(cells.offsets, [&](auto offsets) {
-      unpackCells(numbers.span<const std::int32_t>(), offsets,
-                  cells.connectivity.as<std::int32_t>(), place, what);
+      if (!isUniform(number, n, size, offsets)) findCells(number, size, offsets, place, what);
+      auto* nodes = cells.connectivity.as<std::int32_t>();
+      forEachBlock(m_parallel, n, kFileBlock,
+                   [&](std::size_t, std::size_t first, std::size_t last) {
+                     for (std::size_t cell = first; cell < last; ++cell) {
+                       const auto end = static_cast<std::size_t>(offsets[cell + 1]);
+                       for (auto i = static_cast<std::size_t>(offsets[cell]); i < end; ++i)
+                         nodes[i] = number(i + cell + 1);
+                     }
+                   });
     });
     return cells;
   }
 
-  /// Finds where each cell begins, which only one thread can, and takes out the node counts.
-  template <class Offset>
-  void unpackCells(std::span<const std::int32_t> numbers, std::span<Offset> offsets,
-                   std::int32_t* nodes, const char* place, const std::string& what)
+  /// Cells of one size lie where they should, which several threads can check; fills `offsets`.
+  template <class Number, class Offset>
+  bool isUniform(const Number& number, std::size_t n, std::size_t size,
+                 std::span<Offset> offsets) const
+  {
+    if (n == 0 || size % n != 0) return false;
+    const std::size_t step = size / n;
+    std::vector<std::uint8_t> good(blockCount(n, kFileBlock), 1);
+    forEachBlock(m_parallel, n, kFileBlock,
+                 [&](std::size_t block, std::size_t first, std::size_t last) {
+                   for (std::size_t cell = first; cell < last; ++cell) {
+                     offsets[cell] = static_cast<Offset>(cell * (step - 1));
+                     if (number(cell * step) != static_cast<std::int32_t>(step - 1))
+                       good[block] = 0;
+                   }
+                 });
+    offsets[n] = static_cast<Offset>(size - n);
+    return std::find(good.begin(), good.end(), 0) == good.end();
+  }
+
+  /// Finds where each cell begins, which only one thread can.
+  template <class Number, class Offset>
+  void findCells(const Number& number, std::size_t size, std::span<Offset> offsets,
+                 const char* place, const std::string& what) const
   {
     const std::size_t n = offsets.size() - 1;
     std::size_t at = 0;
     for (std::size_t cell = 0; cell < n; ++cell) {
       offsets[cell] = static_cast<Offset>(at - cell);
-      const std::int32_t k = at < numbers.size() ? numbers[at] : -1;
-      if (k < 0 || static_cast<std::size_t>(k) > numbers.size() - at - 1)
+      const std::int32_t k = at < size ? number(at) : -1;
+      if (k < 0 || static_cast<std::size_t>(k) > size - at - 1)
         m_file.failAtLine(place, "cell " + std::to_string(cell) + " of " + what +
-                                     " does not fit the " + std::to_string(numbers.size()) +
+                                     " does not fit the " + std::to_string(size) +
                                      " numbers announced");
       at += static_cast<std::size_t>(k) + 1;
     }
-    if (at != numbers.size())
+    if (at != size)
       m_file.failAtLine(place, what + " uses " + std::to_string(at) + " of the " +
-                                   std::to_string(numbers.size()) + " numbers announced");
+                                   std::to_string(size) + " numbers announced");
     offsets[n] = static_cast<Offset>(at - n);
-    forEachBlock(m_parallel, n, kFileBlock, [&](std::size_t, std::size_t first, std::size_t last) {
-      for (std::size_t cell = first; cell < last; ++cell) {
-        const auto begin = static_cast<std::size_t>(offsets[cell]);
-        const auto end = static_cast<std::size_t>(offsets[cell + 1]);
-        std::copy(numbers.data() + begin + cell + 1, numbers.data() + end + cell + 1,
-                  nodes + begin);
-      }
-    });
   }
 
   MxFileCells readOffsetCells(const std::string& what, std::size_t offsetCount, std::size_t size)
   {
     word();
     MxFileCells cells;
-    checkFits(offsetCount, 1, "OFFSETS");
-    cells.offsets = list(wordFor("the type of OFFSETS"), offsetCount, 1, "OFFSETS of " + what);
+    const bool narrow = size < kNarrowLimit && m_hasPoints && m_pointCount < kNarrowLimit;
+    cells.offsets =
+        indices(wordFor("the type of OFFSETS"), offsetCount, "OFFSETS of " + what, narrow);
     if (nextKeyword() != "connectivity") fail("CONNECTIVITY should stand here");
     cells.connectivity =
-        list(wordFor("the type of CONNECTIVITY"), size, 1, "CONNECTIVITY of " + what);
-    if (!isInteger(cells.offsets.type) || !isInteger(cells.connectivity.type))
-      fail("OFFSETS and CONNECTIVITY of " + what + " are no whole numbers");
-    cells.offsets = mxAsIndices(cells.offsets);
-    cells.connectivity = mxAsIndices(cells.connectivity);
+        indices(wordFor("the type of CONNECTIVITY"), size, "CONNECTIVITY of " + what, narrow);
     // No offset at all stands for no cell.
     cells.count = offsetCount == 0 ? 0 : offsetCount - 1;
     const std::size_t bad = mxFirstBadOffset(cells.offsets, cells.connectivity.size);
@@ -267,12 +305,12 @@ private:
     } else if (keyword == "global_ids" || keyword == "pedigree_ids" || keyword == "edge_flags") {
       add(name, 1, list(wordFor("the type of an array"), m_items, 1, what));
     } else if (keyword == "tensors" || keyword == "tensors6") {
-      list(wordFor("the type of an array"), m_items, keyword == "tensors" ? 9 : 6, what);
-      m_mesh.notes.push_back("The tensors '" + mxDecodedName(name) + "' are left out.");
+      const std::size_t components = keyword == "tensors" ? 9 : 6;
+      add(name, components, list(wordFor("the type of an array"), m_items, components, what));
     } else if (keyword == "texture_coordinates") {
       const std::size_t components = count("the number of components");
-      list(wordFor("the type of an array"), m_items, components, what);
-      m_mesh.notes.push_back("The texture coordinates '" + mxDecodedName(name) + "' are left out.");
+      if (components < 1 || components > 3) fail("TEXTURE_COORDINATES have 1 to 3 components");
+      add(name, components, list(wordFor("the type of an array"), m_items, components, what));
     } else {
       m_file.failAtLine(place, mxQuoted(keyword) + " is no kind of array that is known");
     }
@@ -349,7 +387,7 @@ private:
       m_mesh.nodeCount = m_pointCount;
       if (!m_hasPoints) m_file.failAtLine(m_at, "POINTS is missing");
       if (m_dataSet == "polydata")
-        joinParts();
+        m_mesh.cells = mxJoinSections(std::move(m_parts), m_parallel);
       else
         joinTypes();
       m_fileCellCount = m_mesh.cells.count;
@@ -390,52 +428,6 @@ private:
     m_types = {};
   }
 
-  /// Vertices, lines, polygons and strips, in this order, whatever theirs in the file.
-  void joinParts()
-  {
-    MxFileCells& cells = m_mesh.cells;
-    std::vector<std::int64_t> offsets(1, 0), nodes;
-    std::vector<std::uint8_t> types;
-    for (std::size_t part = 0; part < m_parts.size(); ++part) {
-      const MxFileCells& own = m_parts[part];
-      if (own.count == 0) continue;
-      visitIndices(own.offsets, [&](auto from) {
-        visitIndices(own.connectivity, [&](auto ids) {
-          for (std::size_t c = 0; c < own.count; ++c) {
-            const auto first = static_cast<std::size_t>(from[c]);
-            const auto last = static_cast<std::size_t>(from[c + 1]);
-            for (std::size_t i = first; i < last; ++i)
-              nodes.push_back(static_cast<std::int64_t>(ids[i]));
-            offsets.push_back(static_cast<std::int64_t>(nodes.size()));
-            types.push_back(partType(part, last - first));
-          }
-        });
-      });
-    }
-    cells.count = types.size();
-    cells.types = MxFileArray::of(std::span<const std::uint8_t>(types));
-    cells.offsets = MxFileArray::of(std::span<const std::int64_t>(offsets));
-    cells.connectivity = MxFileArray::of(std::span<const std::int64_t>(nodes));
-  }
-
-  static std::uint8_t partType(std::size_t part, std::size_t nodes)
-  {
-    constexpr std::uint8_t kPolyVertex = 2, kTriangleStrip = 6;
-    using S = MiCellShape;
-    switch (part) {
-    case 0:
-      return nodes == 1 ? static_cast<std::uint8_t>(S::Vertex) : kPolyVertex;
-    case 1:
-      return static_cast<std::uint8_t>(nodes == 2 ? S::Line : S::Polyline);
-    case 2:
-      return static_cast<std::uint8_t>(nodes == 3   ? S::Triangle
-                                       : nodes == 4 ? S::Quad
-                                                    : S::Polygon);
-    default:
-      return kTriangleStrip;
-    }
-  }
-
   MxFileMesh m_mesh;
   std::string m_dataSet;
   bool m_hasPoints = false, m_hasTypes = false, m_finished = false;
@@ -459,5 +451,5 @@ bool mxIsLegacyVtk(const MxFileBytes& file)
 
 MxFileMesh mxReadLegacyVtk(const MxFileBytes& file, const MxReadRequest& request)
 {
-  return LegacyReader(file, request.parallel).run();
+  return LegacyReader(file, request).run();
 }

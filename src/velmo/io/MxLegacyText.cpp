@@ -129,23 +129,54 @@ MxFileArray MxLegacyText::list(std::string_view typeName, std::size_t items,
   checkFits(items, numbersEach, what);
   const std::size_t total = items * numbersEach;
   if (mxLowered(typeName) == "bit") return bits(total, what);
+  return list(typeOf(typeName, what), total, what);
+}
+
+MiScalarType MxLegacyText::typeOf(std::string_view typeName, const std::string& what) const
+{
   const TypeName* type = findType(typeName);
   if (!type) fail(what + " has the type " + mxQuoted(typeName) + ", which is not known");
   // Ids are written with 32 bits in binary files, whatever the writer's own have.
-  const bool longIds = type->isId && !m_binary;
-  return list(longIds ? MiScalarType::Int64 : type->type, total, what);
+  return type->isId && !m_binary ? MiScalarType::Int64 : type->type;
 }
 
-MxFileArray MxLegacyText::list(MiScalarType type, std::size_t total, const std::string& what)
+MxFileArray MxLegacyText::list(MiScalarType type, std::size_t total, const std::string& what,
+                               bool narrow)
 {
-  if (!m_binary) return mxReadNumbers(m_file, m_at, m_end, type, total, what, m_parallel);
-  restOfLine();
+  mxReport(m_request, m_file, m_at);
+  narrow = narrow && type == MiScalarType::Int64;
   const std::size_t width = scalarSize(type);
-  const char* from = take(total, width, what);
-  MxFileArray array(type, total);
-  mxCopyNumbers(array.data.get(), from, total, width, std::endian::native == std::endian::little,
-                m_parallel);
+  MxFileArray text;
+  const void* from = nullptr;
+  if (m_binary) {
+    from = bytes(total, width, what);
+  } else {
+    text = mxReadNumbers(m_file, m_at, m_end, type, total, what, m_parallel);
+    if (!narrow) return text;
+    from = text.data.get();
+  }
+  const bool swap = m_binary && std::endian::native == std::endian::little;
+  MxFileArray array(narrow ? MiScalarType::Int32 : type, total);
+  if (narrow)
+    mxCopyNarrowed(array.as<std::int32_t>(), from, total, swap, m_parallel);
+  else
+    mxCopyNumbers(array.data.get(), from, total, width, swap, m_parallel);
   return array;
+}
+
+MxFileArray MxLegacyText::indices(std::string_view typeName, std::size_t items,
+                                  const std::string& what, bool narrow)
+{
+  checkFits(items, 1, what);
+  const MiScalarType type = typeOf(typeName, what);
+  if (!isInteger(type)) fail(what + " are no whole numbers");
+  return mxAsIndices(list(type, items, what, narrow));
+}
+
+const char* MxLegacyText::bytes(std::size_t items, std::size_t width, const std::string& what)
+{
+  restOfLine();
+  return take(items, width, what);
 }
 
 const char* MxLegacyText::take(std::size_t items, std::size_t width, const std::string& what)

@@ -3,6 +3,7 @@
 #include <velmo/extraction/interfaces/MbVec3.h>
 #include <velmo/io/MxFileArray.h>
 #include <velmo/io/MxFileBytes.h>
+#include <velmo/io/MxFileMesh.h>
 
 #include <string>
 #include <string_view>
@@ -18,8 +19,10 @@ std::string mxDecodedName(std::string_view word);
 class MxLegacyText
 {
 protected:
-  MxLegacyText(const MxFileBytes& file, bool parallel)
-      : m_file(file), m_parallel(parallel), m_at(file.begin()), m_end(file.end())
+  /// Both are borrowed.
+  MxLegacyText(const MxFileBytes& file, const MxReadRequest& request)
+      : m_file(file), m_request(request), m_parallel(request.parallel), m_at(file.begin()),
+        m_end(file.end())
   {}
   ~MxLegacyText() = default;
 
@@ -45,11 +48,19 @@ protected:
   MxFileArray list(std::string_view typeName, std::size_t items, std::size_t numbersEach,
                    const std::string& what);
   /// A list that follows the present line.
-  MxFileArray list(MiScalarType type, std::size_t total, const std::string& what);
+  /// @param narrow  reads indices of 64 bits into 32
+  MxFileArray list(MiScalarType type, std::size_t total, const std::string& what,
+                   bool narrow = false);
+  /// The list as mxAsIndices; refuses a type of no whole numbers.
+  MxFileArray indices(std::string_view typeName, std::size_t items, const std::string& what,
+                      bool narrow);
+  /// The bytes of a list that follows the present line; binary files.
+  const char* bytes(std::size_t items, std::size_t width, const std::string& what);
   /// Texts, one a line or, in binary files, behind their lengths.
   void skipStrings(std::size_t texts, const std::string& what);
 
   const MxFileBytes& m_file;
+  const MxReadRequest& m_request;
   const bool m_parallel;
   const char* m_at;
   const char* const m_end;
@@ -59,4 +70,5 @@ protected:
 private:
   MxFileArray bits(std::size_t total, const std::string& what);
   const char* take(std::size_t items, std::size_t width, const std::string& what);
+  MiScalarType typeOf(std::string_view typeName, const std::string& what) const;
 };

@@ -121,12 +121,12 @@ void readNumbers(const MxFileBytes& file, const char*& where, const char* end, T
 
 } // namespace
 
-std::string mxQuoted(std::string_view word)
+std::string mxQuoted(std::string_view word, char quote)
 {
-  std::string text = "'";
+  std::string text(1, quote);
   for (const char c : word.substr(0, 40))
     text += (c >= ' ' && c < 127) ? c : '?';
-  return text + (word.size() > 40 ? "...'" : "'");
+  return text + (word.size() > 40 ? "..." : "") + quote;
 }
 
 std::string_view mxNextWord(const char*& where, const char* end)

@@ -15,7 +15,7 @@ inline bool isBlank(char c)
 std::string_view mxNextWord(const char*& where, const char* end);
 
 /// The word in quotes for a message: cut when long, without control characters.
-std::string mxQuoted(std::string_view word);
+std::string mxQuoted(std::string_view word, char quote = '\'');
 
 /// Reads a number that is the whole of `word`. Besides what C++ writes: a plus sign, nan and inf in
 /// any case, numbers too large or too small for T (infinite, zero); for an integer T also "3.0".
