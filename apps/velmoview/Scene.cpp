@@ -275,8 +275,8 @@ void Scene::addRepresentations(SoGroup& root)
     drawn.node = request.what->makeNode(stage);
     drawn.node->parallel = !m_options.serial;
     request.what->configure(*drawn.node, subject, Setting::Asked);
-    drawn.timer =
-        std::make_unique<ExtractionTimer>("extracting " + std::string(request.row->name), m_bar);
+    drawn.timer = std::make_unique<ExtractionTimer>(
+        "extracting " + std::string(request.row->option + 2), m_bar);
     drawn.node->setExtractorCallback(drawn.timer.get());
   }
 }

@@ -28,9 +28,13 @@ double at(int axis, int index)
 template <class Visit>
 void forEachItem(const Extent& extent, int less, const Visit& visit)
 {
-  for (int k = extent[4]; k <= extent[5] - less; ++k)
-    for (int j = extent[2]; j <= extent[3] - less; ++j)
-      for (int i = extent[0]; i <= extent[1] - less; ++i)
+  const auto end = [&](std::size_t axis) {
+    const int first = extent[2 * axis], last = extent[2 * axis + 1];
+    return last > first ? last - less : last;
+  };
+  for (int k = extent[4]; k <= end(2); ++k)
+    for (int j = extent[2]; j <= end(1); ++j)
+      for (int i = extent[0]; i <= end(0); ++i)
         visit(i, j, k);
 }
 

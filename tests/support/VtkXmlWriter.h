@@ -2,6 +2,8 @@
 
 #include <tests/io/TestFiles.h>
 
+#include <gtest/gtest.h>
+
 #include <zlib.h>
 #ifdef VELMO_HAS_LZ4
 #include <lz4.h>

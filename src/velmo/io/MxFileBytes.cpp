@@ -58,7 +58,7 @@ void MxFileBytes::fail(const std::string& place, const std::string& problem) con
 
 void MxFileBytes::failAtLine(const char* where, const std::string& problem) const
 {
-  const auto line = 1 + std::count(begin(), std::min(where, end()), '\n');
+  const auto line = 1 + std::count(begin(), std::clamp(where, begin(), end()), '\n');
   fail("line " + std::to_string(line), problem);
 }
 

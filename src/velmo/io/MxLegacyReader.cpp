@@ -3,6 +3,7 @@
 #include <velmo/io/MxLegacyText.h>
 #include <velmo/io/MxNumberText.h>
 #include <velmo/io/MxPolySections.h>
+#include <velmo/io/MxStructuredParts.h>
 
 #include <algorithm>
 
@@ -132,7 +133,7 @@ private:
     for (std::size_t axis = 0; axis < 3; ++axis) {
       const std::size_t n = m_mesh.nodes[axis];
       if (n == 0) fail("the mesh has no nodes along an axis");
-      if (n > (std::size_t{1} << 48) / nodes) fail("the dimensions are too large");
+      if (n > kMostGridNodes / nodes) fail("the dimensions are too large");
       nodes *= n;
     }
     m_mesh.nodeCount = nodes;

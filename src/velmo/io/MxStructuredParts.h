@@ -2,6 +2,9 @@
 
 #include <velmo/io/MxFileMesh.h>
 
+/// A grid may be described in a line, whatever its size: more nodes than this are taken for damage.
+inline constexpr std::size_t kMostGridNodes = std::size_t{1} << 32;
+
 /// The first and the last node along each axis, both inclusive; empty when one runs backwards.
 struct MxExtent
 {

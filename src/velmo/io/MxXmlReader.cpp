@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 
 namespace {
 
@@ -32,6 +33,11 @@ public:
   {
     MxFileMesh mesh;
     mesh.nodeCount = piece.nodes;
+    // In the order that files have.
+    const std::size_t cells =
+        std::accumulate(piece.cells.begin(), piece.cells.end(), std::size_t{0});
+    readSets(piece.nodeSets, MiDataBinding::PerNode, piece.nodes, mesh);
+    readSets(piece.cellSets, MiDataBinding::PerCell, cells, mesh);
     readPoints(piece, mesh);
     if (m_content.type == "PolyData") {
       std::array<MxFileCells, 4> sections;
@@ -45,8 +51,6 @@ public:
       if (mxCountTypes(mesh.cells)[static_cast<std::size_t>(MiCellShape::Polyhedron)] > 0)
         readFaces(piece, mesh.cells);
     }
-    readSets(piece.nodeSets, MiDataBinding::PerNode, piece.nodes, mesh);
-    readSets(piece.cellSets, MiDataBinding::PerCell, mesh.cells.count, mesh);
     return mesh;
   }
 
@@ -58,22 +62,21 @@ public:
     mesh.nodeCount = mesh.nodes.x * mesh.nodes.y * mesh.nodes.z;
     mesh.origin = m_content.origin;
     mesh.spacing = m_content.spacing;
-    if (m_content.type == "ImageData") {
-      mesh.layout = MxFileLayout::Regular;
-    } else if (m_content.type == "RectilinearGrid") {
-      mesh.layout = MxFileLayout::Rectilinear;
-      if (piece.points.size() != 3)
-        m_file.failAtLine(piece.tag, "<Coordinates> needs three arrays, one for each axis");
-      for (std::size_t axis = 0; axis < 3; ++axis)
-        mesh.axes[axis] = m_reader.read(piece.points[axis], {.numbers = mesh.nodes[axis]});
-    } else {
-      mesh.layout = MxFileLayout::Curvilinear;
-      readPoints(piece, mesh);
-    }
+    mesh.layout = m_content.type == "ImageData"         ? MxFileLayout::Regular
+                  : m_content.type == "RectilinearGrid" ? MxFileLayout::Rectilinear
+                                                        : MxFileLayout::Curvilinear;
     // A single node is a cell of its own in these files.
     const std::size_t cells = std::max<std::size_t>(1, mesh.cellCount());
     readSets(piece.nodeSets, MiDataBinding::PerNode, mesh.nodeCount, mesh);
     readSets(piece.cellSets, MiDataBinding::PerCell, cells, mesh);
+    if (mesh.layout == MxFileLayout::Rectilinear) {
+      if (piece.points.size() != 3)
+        m_file.failAtLine(piece.tag, "<Coordinates> needs three arrays, one for each axis");
+      for (std::size_t axis = 0; axis < 3; ++axis)
+        mesh.axes[axis] = m_reader.read(piece.points[axis], {.numbers = mesh.nodes[axis]});
+    } else if (mesh.layout == MxFileLayout::Curvilinear) {
+      readPoints(piece, mesh);
+    }
     return part;
   }
 

@@ -206,10 +206,9 @@ private:
     }
     if (!extent.isEmpty()) {
       const MbIndex3 nodes = extent.nodes();
-      constexpr double kMostNodes = 281474976710656.0;
       if (static_cast<double>(nodes.x) * static_cast<double>(nodes.y) *
               static_cast<double>(nodes.z) >
-          kMostNodes)
+          static_cast<double>(kMostGridNodes))
         fail(std::string(name) + "=" + mxQuoted(text) + " is too large");
     }
     return extent;
@@ -347,6 +346,7 @@ private:
     m_array = &arrays.back();
     m_arrayDepth = m_depth - 1;
     m_text = afterTag();
+    m_array->content = std::string_view(m_text, 0);
     if (m_text - m_file.begin() >= 2 && m_text[-2] == '/') m_text = nullptr;
   }
 
@@ -355,8 +355,8 @@ private:
   void closeContent()
   {
     const char* const end = here();
-    if (!m_text || end <= m_text) return;
-    const std::string_view text(m_text, static_cast<std::size_t>(end - m_text));
+    if (!m_text) return;
+    const std::string_view text(m_text, static_cast<std::size_t>(std::max(end, m_text) - m_text));
     if (m_array->content.empty() && !std::all_of(text.begin(), text.end(), isBlank))
       m_array->content = text;
     m_text = nullptr;
