@@ -105,7 +105,7 @@ MxCellCursor::MxCellCursor(const MxCellLocator& locator, const MxCellsLeft& left
         nodes.flat(kCornerSteps[n][0], kCornerSteps[n][1], kCornerSteps[n][2]));
 }
 
-bool MxCellCursor::find(const MbVec3d& point)
+bool MxCellCursor::findElsewhere(const MbVec3d& point)
 {
   m_isFound = false;
   if (!isFinite(point)) return false;
@@ -127,7 +127,7 @@ bool MxCellCursor::findAmong(std::span<const std::uint32_t> cells, const MbVec3d
   return m_isFound;
 }
 
-bool MxCellCursor::findFrom(std::size_t hint, const MbVec3d& point)
+bool MxCellCursor::findElsewhereFrom(std::size_t hint, const MbVec3d& point)
 {
   if (hint != m_cell && hint < m_locator->reader().cellCount()) {
     if (m_locator->isGrid()) {
@@ -141,7 +141,7 @@ bool MxCellCursor::findFrom(std::size_t hint, const MbVec3d& point)
       m_extent = map.extent();
     }
   }
-  return find(point);
+  return findElsewhere(point);
 }
 
 void MxCellCursor::standIn(MxCellMap& map, const MxPlace& place)
@@ -210,12 +210,6 @@ bool MxCellCursor::findInGrid(const MbVec3d& point, const MbIndex3& from)
 {
   MbIndex3 at;
   double place[3];
-  if (m_box[0].holds(point.x, place[0]) && m_box[1].holds(point.y, place[1]) &&
-      m_box[2].holds(point.z, place[2]))
-  {
-    shapeWeights<MiCellShape::Hexahedron>(place, m_weights.data());
-    return true;
-  }
   const std::vector<MxGridAxis>& axes = m_locator->axes();
   const bool inX = axes[0].findInside(point.x, from.x, at.x, place[0]),
              inY = axes[1].findInside(point.y, from.y, at.y, place[1]),
@@ -252,8 +246,13 @@ bool MxCellCursor::standInBox(const MbIndex3& at, const double (&place)[3])
       m_box[a] = axes[a].step(at[a]);
     m_extent = {axes[0].width(at.x), axes[1].width(at.y), axes[2].width(at.z)};
   }
-  shapeWeights<MiCellShape::Hexahedron>(place, m_weights.data());
+  weighCorners(place);
   return true;
+}
+
+void MxCellCursor::weighCorners(const double (&place)[3])
+{
+  shapeWeights<MiCellShape::Hexahedron>(place, m_weights.data());
 }
 
 double MxCellCursor::sizeAlong(const MbVec3d& direction) const

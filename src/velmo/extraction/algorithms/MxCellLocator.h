@@ -90,9 +90,12 @@ public:
   MxCellCursor(const MxCellLocator& locator, const MxCellsLeft& left);
 
   /// Finds the cell of a point. After a failure the cursor stands where it stood, and is not found.
-  bool find(const MbVec3d& point);
+  bool find(const MbVec3d& point) { return standsInBox(point) || findElsewhere(point); }
   /// The same from another cell, whose number need not exist.
-  bool findFrom(std::size_t hint, const MbVec3d& point);
+  bool findFrom(std::size_t hint, const MbVec3d& point)
+  {
+    return standsInBox(point) || findElsewhereFrom(hint, point);
+  }
   /// The same where the tree was asked before: with the cells that it has for the point.
   bool findAmong(std::span<const std::uint32_t> cells, const MbVec3d& point);
 
@@ -111,6 +114,20 @@ public:
   double sizeAlong(const MbVec3d& direction) const;
 
 private:
+  /// Whether a grid's box where the cursor stands holds the point too.
+  bool standsInBox(const MbVec3d& point)
+  {
+    double place[3];
+    if (!m_box[0].holds(point.x, place[0]) || !m_box[1].holds(point.y, place[1]) ||
+        !m_box[2].holds(point.z, place[2]))
+      return false;
+    m_isFound = true;
+    weighCorners(place);
+    return true;
+  }
+  void weighCorners(const double (&place)[3]);
+  bool findElsewhere(const MbVec3d& point);
+  bool findElsewhereFrom(std::size_t hint, const MbVec3d& point);
   template <class VisitCandidates>
   bool findInTree(const MbVec3d& point, const VisitCandidates& visitCandidates);
   bool findInGrid(const MbVec3d& point, const MbIndex3& from);
@@ -132,7 +149,7 @@ private:
   MxPlace m_place;
 
   MbIndex3 m_at;                           // in a grid of boxes
-  std::array<MxGridAxis::Step, 3> m_box{}; ///< of m_cell
+  std::array<MxGridAxis::Step, 3> m_box{}; ///< of m_cell; holds nothing where there is none
   std::array<std::uint32_t, 8> m_gridNodes{};
   std::array<std::uint32_t, 8> m_corners{}; // from node 0 of a box
 };
