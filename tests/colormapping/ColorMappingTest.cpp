@@ -1,3 +1,4 @@
+#include <array>
 #include <cmath>
 #include <limits>
 
@@ -6,6 +7,8 @@
 #include <velmo/colormapping/MbPredefinedColorMappings.h>
 #include <velmo/colormapping/MdLevelColorMapping.h>
 #include <velmo/colormapping/MdLinearColorMapping.h>
+#include <velmo/colormapping/MoPredefinedColorMapping.h>
+#include <velmo/toolkit/SoRef.h>
 
 using testing::ElementsAre;
 
@@ -222,87 +225,90 @@ TEST(PredefinedColorMapping, HoldsTheEndsOfItsRange)
   EXPECT_THAT(mapping.getColor(1.5), IsColor(0.5, 0.5, 0.5, 1));
 }
 
-TEST(PredefinedColorMapping, FollowsTheFormulaOfEachMap)
+// Worked out by hand from the formulas and the published tables.
+TEST(PredefinedColorMapping, GivesTheColorsOfEachMap)
 {
-  const MbGreyColorMapping grey;
-  EXPECT_THAT(grey.getColor(0), IsColor(1, 1, 1, 1));
-  EXPECT_THAT(grey.getColor(0.25), IsColor(1, 1, 1, 0.75));
-  EXPECT_THAT(grey.getColor(1), IsColor(1, 1, 1, 0));
-
-  const MbStandardMapping standard; // one sixth of the circle from red is yellow
-  EXPECT_THAT(standard.getColor(0), IsColor(1, 0, 0, 1));
-  EXPECT_THAT(standard.getColor(0.5), IsColor(0, 1, 0.748, 1)); // hue 0.458 * 6 = 2.748
-  EXPECT_THAT(standard.getColor(1), IsColor(1, 0, 0.504, 1));   // hue 0.916 * 6 = 5.496
-
-  const MbTemperatureColorMapping temperature;
-  EXPECT_THAT(temperature.getColor(0), IsColor(1, 1, 1, 1));
-  EXPECT_THAT(temperature.getColor(0.125), IsColor(0.625, 0.6265, 1, 1)); // saturation 0.375
-  EXPECT_THAT(temperature.getColor(0.9), IsColor(1, 0.25 + 0.75 * 0.4998, 0.25, 1)); // hue 0.0833
-  EXPECT_THAT(temperature.getColor(1), IsColor(1, 0.9997, 0.25, 1));
-
-  const MbPhysicsColorMapping physics;
-  EXPECT_THAT(physics.getColor(0), IsColor(0, 0.0016, 0.4, 1));
-  EXPECT_THAT(physics.getColor(0.1), IsColor(0, 0.65 * 0.004, 0.65, 1));
-  EXPECT_THAT(physics.getColor(0.6), IsColor(0.9 * 0.002, 0.9, 0, 1)); // hue 0.333 * 6 = 1.998
-  EXPECT_THAT(physics.getColor(1), IsColor(0.9, 0, 0, 1));
-
-  const MbGlowMapping glow;
-  EXPECT_THAT(glow.getColor(0), IsColor(0, 0, 0, 1));
-  EXPECT_THAT(glow.getColor(0.25), IsColor(0.6006006, 0, 0, 1));
-  const double value = 0.333 * 0.3003003003003003 + 0.8; // at t = 0.666: saturation 0.5, hue 0.125
-  EXPECT_THAT(glow.getColor(0.666), IsColor(value, value * 0.875, value * 0.5, 1));
-  EXPECT_THAT(glow.getColor(1), IsColor(1.0010547, 1.0003003, 1.0018022, 1));
-
-  const MbBlueRedMapping blueRed;
-  EXPECT_THAT(blueRed.getColor(0.25), IsColor(0.5, 0, 1, 1));
-  EXPECT_THAT(blueRed.getColor(0.75), IsColor(1, 0, 0.5, 1));
-  const MbBlueWhiteRedMapping blueWhiteRed;
-  EXPECT_THAT(blueWhiteRed.getColor(0.25), IsColor(0.5, 0.5, 1, 1));
-  EXPECT_THAT(blueWhiteRed.getColor(0.5), IsColor(1, 1, 1, 1));
-  EXPECT_THAT(blueWhiteRed.getColor(0.75), IsColor(1, 0.5, 0.5, 1));
-  for (const MdPredefinedColorMapping* map :
-       {(const MdPredefinedColorMapping*)&blueRed, (const MdPredefinedColorMapping*)&blueWhiteRed})
+  using Node = MoPredefinedColorMapping;
+  const double glowAt = 0.333 * 0.3003003003003003 + 0.8; // t = 0.666: saturation 0.5, hue 0.125
+  const struct
   {
-    EXPECT_THAT(map->getColor(0), IsColor(0, 0, 1, 1));
-    EXPECT_THAT(map->getColor(1), IsColor(1, 0, 0, 1));
+    int map;
+    double value;
+    std::array<double, 4> color;
+  } cases[] = {
+      {Node::GREY, 0, {1, 1, 1, 1}},
+      {Node::GREY, 0.25, {1, 1, 1, 0.75}},
+      {Node::GREY, 1, {1, 1, 1, 0}},
+      {Node::INTENSITY, 0.3, {0.3, 0.3, 0.3, 1}},
+      {Node::STANDARD, 0, {1, 0, 0, 1}},       // one sixth of the circle from red is yellow
+      {Node::STANDARD, 0.5, {0, 1, 0.748, 1}}, // hue 0.458 * 6 = 2.748
+      {Node::STANDARD, 1, {1, 0, 0.504, 1}},   // hue 0.916 * 6 = 5.496
+      {Node::STANDARD, kNan, {1, 0, 0, 1}},
+      {Node::TEMPERATURE, 0, {1, 1, 1, 1}},
+      {Node::TEMPERATURE, 0.125, {0.625, 0.6265, 1, 1}},            // saturation 0.375
+      {Node::TEMPERATURE, 0.9, {1, 0.25 + 0.75 * 0.4998, 0.25, 1}}, // hue 0.0833
+      {Node::TEMPERATURE, 1, {1, 0.9997, 0.25, 1}},
+      {Node::PHYSICS, 0, {0, 0.0016, 0.4, 1}},
+      {Node::PHYSICS, 0.1, {0, 0.65 * 0.004, 0.65, 1}},
+      {Node::PHYSICS, 0.6, {0.9 * 0.002, 0.9, 0, 1}}, // hue 0.333 * 6 = 1.998
+      {Node::PHYSICS, 1, {0.9, 0, 0, 1}},
+      {Node::GLOW, 0, {0, 0, 0, 1}},
+      {Node::GLOW, 0.25, {0.6006006, 0, 0, 1}},
+      {Node::GLOW, 0.666, {glowAt, glowAt * 0.875, glowAt * 0.5, 1}},
+      {Node::GLOW, 1, {1.0010547, 1.0003003, 1.0018022, 1}},
+      {Node::BLUE_RED, 0, {0, 0, 1, 1}},
+      {Node::BLUE_RED, 0.25, {0.5, 0, 1, 1}},
+      {Node::BLUE_RED, 0.75, {1, 0, 0.5, 1}},
+      {Node::BLUE_RED, 1, {1, 0, 0, 1}},
+      {Node::BLUE_WHITE_RED, 0, {0, 0, 1, 1}},
+      {Node::BLUE_WHITE_RED, 0.25, {0.5, 0.5, 1, 1}},
+      {Node::BLUE_WHITE_RED, 0.5, {1, 1, 1, 1}},
+      {Node::BLUE_WHITE_RED, 0.75, {1, 0.5, 0.5, 1}},
+      {Node::BLUE_WHITE_RED, 1, {1, 0, 0, 1}},
+      {Node::SEISMIC, 0, {0, 0, 0, 1}},
+      {Node::SEISMIC, 1e-60, {0, 0, 0, 1}}, // zero once it is a float
+      {Node::SEISMIC, 0.1, {0.1564345, 61.8033989 / 255, 0.9876883, 0.9}},
+      {Node::SEISMIC, 0.34, {0.5090414, 175 / 255.0, 0.8607420, 0.03}}, // the middle third
+      {Node::SEISMIC, 0.5, {std::sqrt(0.5), 175 / 255.0, std::sqrt(0.5), 0.03}},
+      {Node::SEISMIC, 0.67, {0.8686315, 172.1484 / 255, 0.4954587, 0.9}},
+      {Node::SEISMIC, 1, {1, 0, 0, 0.9}},
+      {Node::RAINBOW_TURBO, 0, {0.18995, 0.07176, 0.23217, 1}}, // rows without blending
+      {Node::RAINBOW_TURBO, 1.5 / 255, {0.19483, 0.08339, 0.26149, 1}},
+      {Node::RAINBOW_TURBO, 2.1 / 255, {0.19956, 0.09498, 0.29024, 1}},
+      {Node::RAINBOW_TURBO, 0.5, {0.63323, 0.99195, 0.23937, 1}},
+      {Node::RAINBOW_TURBO, 128.9 / 255, {0.64362, 0.98999, 0.23356, 1}},
+      {Node::RAINBOW_TURBO, 254.9 / 255, {0.49321, 0.01963, 0.00955, 1}},
+      {Node::RAINBOW_TURBO, 1, {0.4796, 0.01583, 0.01055, 1}},
+      {Node::RAINBOW_TURBO, kNan, {0.18995, 0.07176, 0.23217, 1}},
+      {Node::VIRIDIS, -1, {0x44 / 255.0, 0x01 / 255.0, 0x54 / 255.0, 1}},
+      {Node::VIRIDIS, 0.5 / 255, {0x44 / 255.0, 1.5 / 255, 0x55 / 255.0, 1}}, // blended
+      {Node::VIRIDIS, 2, {0xfd / 255.0, 0xe7 / 255.0, 0x25 / 255.0, 1}},
+      {Node::VIRIDIS, kNan, {0x44 / 255.0, 0x01 / 255.0, 0x54 / 255.0, 1}},
+      {Node::RDBU, 0, {0x05 / 255.0, 0x30 / 255.0, 0x61 / 255.0, 1}}, // blue is low
+      {Node::RDBU, 0.5, {0xf7 / 255.0, 0xf7 / 255.0, 0xf7 / 255.0, 1}},
+      {Node::TABLEAU_10, 0.0999, {0x1f / 255.0, 0x77 / 255.0, 0xb4 / 255.0, 1}}, // equal shares
+      {Node::TABLEAU_10, 0.1001, {0xff / 255.0, 0x7f / 255.0, 0x0e / 255.0, 1}},
+      {Node::TABLEAU_10, 0.9999, {0x17 / 255.0, 0xbe / 255.0, 0xcf / 255.0, 1}},
+      {Node::OKABE_ITO, 0.99, {0xcc / 255.0, 0x79 / 255.0, 0xa7 / 255.0, 1}},
+      {Node::PAIRED, 1, {0xb1 / 255.0, 0x59 / 255.0, 0x28 / 255.0, 1}},
+  };
+  const SoRef<Node> node(new Node);
+  for (const auto& [map, value, color] : cases) {
+    node->predefColorMap = map;
+    const MiScalarColorMapping* mapping = node->getColorMapping();
+    ASSERT_NE(mapping, nullptr) << map;
+    EXPECT_THAT(mapping->getColor(value), IsColor(color[0], color[1], color[2], color[3]))
+        << map << " at " << value;
   }
 }
 
-TEST(PredefinedColorMapping, HidesTheMiddleThirdOfSeismicData)
+TEST(PredefinedColorMapping, HasNoMistypedTurboRow)
 {
-  const MbSeismicMapping seismic;
-  EXPECT_THAT(seismic.getColor(0), IsColor(0, 0, 0, 1));
-  EXPECT_THAT(seismic.getColor(1e-60), IsColor(0, 0, 0, 1)); // zero once it is a float
-  EXPECT_THAT(seismic.getColor(0.5), IsColor(std::sqrt(0.5), 175 / 255.0, std::sqrt(0.5), 0.03));
-  EXPECT_THAT(seismic.getColor(0.1), IsColor(0.1564345, 61.8033989 / 255, 0.9876883, 0.9));
-  EXPECT_THAT(seismic.getColor(1), IsColor(1, 0, 0, 0.9));
-  EXPECT_FLOAT_EQ(seismic.getColor(0.34)[3], 0.03f);
-  EXPECT_FLOAT_EQ(seismic.getColor(0.67)[3], 0.9f);
-}
-
-TEST(PredefinedColorMapping, StepsThroughTheTurboRowsWithoutBlending)
-{
+  // It would stand out: neighbours change by little and evenly.
   const MbTurboMapping turbo;
-  EXPECT_THAT(turbo.getColor(0), IsColor(0.18995, 0.07176, 0.23217, 1));
-  EXPECT_THAT(turbo.getColor(1.5 / 255), IsColor(0.19483, 0.08339, 0.26149, 1));
-  EXPECT_THAT(turbo.getColor(2.1 / 255), IsColor(0.19956, 0.09498, 0.29024, 1));
-  EXPECT_THAT(turbo.getColor(0.5), IsColor(0.63323, 0.99195, 0.23937, 1));
-  EXPECT_THAT(turbo.getColor(128.9 / 255), IsColor(0.64362, 0.98999, 0.23356, 1));
-  EXPECT_THAT(turbo.getColor(254.9 / 255), IsColor(0.49321, 0.01963, 0.00955, 1));
-  EXPECT_THAT(turbo.getColor(1), IsColor(0.4796, 0.01583, 0.01055, 1));
-
-  // A mistyped row would stand out: neighbours change by little and evenly.
   for (int i = 1; i < 254; ++i)
     for (int c = 0; c < 3; ++c) {
       const auto row = [&](int r) { return turbo.getColor((r + 0.5) / 255)[c]; };
       EXPECT_LT(std::abs(row(i - 1) - 2 * row(i) + row(i + 1)), 0.001) << "row " << i;
     }
-}
-
-TEST(PredefinedColorMapping, AnswersNanWithoutReadingBeyondItsTables)
-{
-  const MbTurboMapping turbo;
-  const MbStandardMapping standard;
-  EXPECT_THAT(turbo.getColor(kNan), IsColor(0.18995, 0.07176, 0.23217, 1));
-  EXPECT_THAT(standard.getColor(kNan), IsColor(1, 0, 0, 1));
 }

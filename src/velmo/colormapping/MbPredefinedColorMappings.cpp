@@ -1,10 +1,12 @@
 #include <velmo/colormapping/MbPredefinedColorMappings.h>
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 
 #include <Inventor/SbColor.h>
 
+#include <velmo/colormapping/MxColorTables.h>
 #include <velmo/colormapping/MxTurboTable.h>
 
 namespace {
@@ -136,4 +138,29 @@ SbColorRGBA MbTurboMapping::getColor(double value) const
   return evaluate(
       value, [] { return turboRow(0); }, [] { return turboRow(255); },
       [](float t) { return turboRow(std::isnan(t) ? 0 : static_cast<int>(t * 255.0)); });
+}
+
+SbColorRGBA MbTableColorMapping::getColor(double value) const
+{
+  const std::span<const std::uint32_t> rows = m_table.rows;
+  const auto component = [&](std::size_t row, int shift) {
+    return static_cast<float>((rows[row] >> shift) & 0xff) / 255.0f;
+  };
+  const auto color = [&](std::size_t row) {
+    return SbColorRGBA(component(row, 16), component(row, 8), component(row, 0), 1);
+  };
+  return evaluate(
+      value, [&] { return color(0); }, [&] { return color(rows.size() - 1); },
+      [&](float t) {
+        if (std::isnan(t)) return color(0);
+        const float at =
+            t * static_cast<float>(m_table.isCategorical ? rows.size() : rows.size() - 1);
+        const std::size_t row = std::min(static_cast<std::size_t>(at), rows.size() - 1);
+        if (m_table.isCategorical || row + 1 == rows.size()) return color(row);
+        const float share = at - static_cast<float>(row);
+        const auto mixed = [&](int shift) {
+          return component(row, shift) * (1 - share) + component(row + 1, shift) * share;
+        };
+        return SbColorRGBA(mixed(16), mixed(8), mixed(0), 1);
+      });
 }

@@ -5,6 +5,8 @@
 #include <velmo/base/MxTimeStamp.h>
 #include <velmo/colormapping/MiColorMapping.h>
 
+struct MxColorTable;
+
 /// A fixed function of the normalised value: values at or below min() take the start colour of the
 /// map, values at least range() above it the end colour. A new map covers 0 to 1.
 ///
@@ -106,4 +108,18 @@ class MbTurboMapping : public MdPredefinedColorMapping
 {
 public:
   SbColorRGBA getColor(double value) const override;
+};
+
+/// One of the maps that are tables: blended from row to row, or a row for each equal share of the
+/// range where the map tells categories apart. NaN takes the first row.
+class MbTableColorMapping final : public MdPredefinedColorMapping
+{
+public:
+  /// @param table  borrowed
+  explicit MbTableColorMapping(const MxColorTable& table) : m_table(table) {}
+
+  SbColorRGBA getColor(double value) const override;
+
+private:
+  const MxColorTable& m_table;
 };

@@ -1,6 +1,7 @@
 #include <velmo/colormapping/MoPredefinedColorMapping.h>
 
 #include <velmo/colormapping/MbPredefinedColorMappings.h>
+#include <velmo/colormapping/MxColorTables.h>
 
 MO_NODE_SOURCE(MoPredefinedColorMapping, MoColorMapping)
 
@@ -21,6 +22,26 @@ MoPredefinedColorMapping::MoPredefinedColorMapping()
   SO_NODE_DEFINE_ENUM_VALUE(PredefColorMap, BLUE_WHITE_RED);
   SO_NODE_DEFINE_ENUM_VALUE(PredefColorMap, INTENSITY);
   SO_NODE_DEFINE_ENUM_VALUE(PredefColorMap, RAINBOW_TURBO);
+  SO_NODE_DEFINE_ENUM_VALUE(PredefColorMap, VIRIDIS);
+  SO_NODE_DEFINE_ENUM_VALUE(PredefColorMap, PLASMA);
+  SO_NODE_DEFINE_ENUM_VALUE(PredefColorMap, INFERNO);
+  SO_NODE_DEFINE_ENUM_VALUE(PredefColorMap, MAGMA);
+  SO_NODE_DEFINE_ENUM_VALUE(PredefColorMap, CIVIDIS);
+  SO_NODE_DEFINE_ENUM_VALUE(PredefColorMap, BLUES);
+  SO_NODE_DEFINE_ENUM_VALUE(PredefColorMap, YLGNBU);
+  SO_NODE_DEFINE_ENUM_VALUE(PredefColorMap, ORRD);
+  SO_NODE_DEFINE_ENUM_VALUE(PredefColorMap, COOL_WARM);
+  SO_NODE_DEFINE_ENUM_VALUE(PredefColorMap, RDBU);
+  SO_NODE_DEFINE_ENUM_VALUE(PredefColorMap, RDYLBU);
+  SO_NODE_DEFINE_ENUM_VALUE(PredefColorMap, PUOR);
+  SO_NODE_DEFINE_ENUM_VALUE(PredefColorMap, BRBG);
+  SO_NODE_DEFINE_ENUM_VALUE(PredefColorMap, PRGN);
+  SO_NODE_DEFINE_ENUM_VALUE(PredefColorMap, TWILIGHT);
+  SO_NODE_DEFINE_ENUM_VALUE(PredefColorMap, OKABE_ITO);
+  SO_NODE_DEFINE_ENUM_VALUE(PredefColorMap, TABLEAU_10);
+  SO_NODE_DEFINE_ENUM_VALUE(PredefColorMap, SET_2);
+  SO_NODE_DEFINE_ENUM_VALUE(PredefColorMap, DARK_2);
+  SO_NODE_DEFINE_ENUM_VALUE(PredefColorMap, PAIRED);
   SO_NODE_SET_SF_ENUM_TYPE(predefColorMap, PredefColorMap);
 
   m_maps[GREY] = std::make_unique<MbGreyColorMapping>();
@@ -33,6 +54,9 @@ MoPredefinedColorMapping::MoPredefinedColorMapping()
   m_maps[BLUE_WHITE_RED] = std::make_unique<MbBlueWhiteRedMapping>();
   m_maps[INTENSITY] = std::make_unique<MbIntensityColorMapping>();
   m_maps[RAINBOW_TURBO] = std::make_unique<MbTurboMapping>();
+  static_assert(VIRIDIS + kMxColorTableCount == PAIRED + 1);
+  for (int i = 0; i < kMxColorTableCount; ++i)
+    m_maps[VIRIDIS + i] = std::make_unique<MbTableColorMapping>(kMxColorTables[i]);
 }
 
 MoPredefinedColorMapping::~MoPredefinedColorMapping() = default;

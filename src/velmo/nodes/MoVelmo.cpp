@@ -1,5 +1,6 @@
 #include <velmo/nodes/MoVelmo.h>
 
+#include <velmo/colormapping/legend/MoLegend.h>
 #include <velmo/colormapping/MoColorMapping.h>
 #include <velmo/colormapping/MoColorMappingElement.h>
 #include <velmo/colormapping/MoCombineColorMapping.h>
@@ -151,6 +152,7 @@ constexpr ClassEntry kClasses[] = {
     ENTRY(MoMeshLine),
     ENTRY(MoMaterial),
     ENTRY(MoDrawStyle),
+    ENTRY(MoLegend),
     ENTRY(MoTessellator),
 };
 

@@ -13,6 +13,7 @@
 #include <velmo/render/details/MoMeshDetail.h>
 #include <velmo/representation/MdUndefinedMeshRepresentation.h>
 #include <velmo/representation/MxAttributesManager.h>
+#include <velmo/representation/MxQuietNode.h>
 
 #include <Inventor/actions/SoRayPickAction.h>
 #include <Inventor/errors/SoError.h>
@@ -29,21 +30,6 @@
 MO_NODE_ABSTRACT_SOURCE(MoMeshRepresentation, MoMeshBaseRepresentation)
 
 namespace {
-
-// Building the hidden sub-graph inside a traversal must not be heard above this node: it would ask
-// for a redraw, which builds again, and would drop caches that are just being made.
-class QuietNode
-{
-public:
-  explicit QuietNode(SoNode& node) : m_node(node), m_before(node.enableNotify(FALSE)) {}
-  ~QuietNode() { m_node.enableNotify(m_before); }
-  QuietNode(const QuietNode&) = delete;
-  QuietNode& operator=(const QuietNode&) = delete;
-
-private:
-  SoNode& m_node;
-  SbBool m_before;
-};
 
 bool isContouringDisplayed(SoState* state)
 {
@@ -141,14 +127,14 @@ void MoMeshRepresentation::clearCB(void* self, SoSensor*)
 void MoMeshRepresentation::doAction(SoAction* action)
 {
   const auto failed = [this](auto&& post) {
-    const QuietNode quiet(*this);
+    const MxQuietNode quiet(*this);
     post();
     clear();
   };
   try {
     // An action that does not know the mesh element sees what is there already.
     if (action->getState()->isElementEnabled(MoMeshElement::getClassStackIndex())) {
-      const QuietNode quiet(*this);
+      const MxQuietNode quiet(*this);
       doExtract(action);
     }
     MoMeshBaseRepresentation::doAction(action);

@@ -1,5 +1,6 @@
 #include <velmo/toolkit/MxToolkit.h>
 
+#include <velmo/toolkit/MxTextFont.h>
 #include <velmo/toolkit/SoBBox.h>
 #include <velmo/toolkit/SoIndexedFaceSetOutline.h>
 #include <velmo/toolkit/TkBBoxSeparator.h>
@@ -57,6 +58,7 @@ using Supplement =
 void MxToolkit::start()
 {
   if (s_startCount == 0) s_startedByUs = !SoDB::isInitialized();
+  mxFindTextLibraries();
   SoDB::init();
   if (!s_hooked) {
     s_hooked = true;
