@@ -126,6 +126,8 @@ std::string infoText(const Model& model)
   if (model.time) add("time", shownNumber(*model.time, kPlaceDigits));
   for (const std::string& note : model.notes)
     add("note", note);
+  for (const std::string& remark : model.remarks)
+    add("remark", remark);
   std::string text = model.source + "\n" + textTable(facts, {false, false}, "  ");
   if (model.arrays.empty()) return text + "\n  no arrays\n";
 

@@ -133,6 +133,7 @@ Model readModel(const Options& options, const std::function<void(double)>& progr
   model.bounds = file->getBounds();
   model.time = file->getTime();
   model.notes = file->getNotes();
+  model.remarks = file->getRemarks();
   for (const MbMeshFileArray& array : file->getArrays()) {
     ModelArray& copy = model.arrays.emplace_back();
     copy.name = array.name;

@@ -61,6 +61,7 @@ struct Model
   std::optional<double> time;
   std::vector<ModelArray> arrays;
   std::vector<std::string> notes;    ///< what reading left out
+  std::vector<std::string> remarks;  ///< what the file tells besides
   std::shared_ptr<const void> owner; ///< keeps the mesh and the arrays
 
   /// The array of this name, the one per node where both exist; null when there is none.

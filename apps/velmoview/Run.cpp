@@ -140,6 +140,10 @@ int work(const Options& options, std::ostream& out, std::ostream& err)
   facts.readMs = reading.milliseconds();
   facts.threads = tbb::this_task_arena::max_concurrency();
 
+  if (!options.info)
+    for (const std::string& remark : model.remarks)
+      err << kOwnName << model.source << ": " << remark << "\n";
+
   bool isClean = true, isFaulty = false;
   const auto warn = [&](const std::string& path, const std::string& note) {
     err << kOwnName << "warning: " << path << ": " << note << "\n";

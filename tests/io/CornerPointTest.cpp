@@ -50,7 +50,8 @@ TEST(CornerPoint, PillarsAreReadInPlaceOrWelded)
   EXPECT_THAT(valuesOf(file, "PORO"), ElementsAre(0.25, testing::IsNan()));
   EXPECT_FALSE(file.findArray("MULTX"));
   EXPECT_EQ(file.getArrays().back().name, "ACTNUM");
-  EXPECT_THAT(file.getNotes(), Contains("Keywords that are left out: MAPAXES, MULTX, EQUALS."));
+  EXPECT_THAT(file.getNotes(), Contains("Keywords that are left out: MULTX, EQUALS."));
+  EXPECT_THAT(file.getRemarks(), Contains(StartsWith("MAPAXES is not carried out")));
 
   const MbMeshFile welded = readText(text, shared());
   EXPECT_EQ(welded.getMeshType(), VOLUME_MESH_HEXAHEDRON_IJK);

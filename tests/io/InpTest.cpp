@@ -40,7 +40,7 @@ TEST(Inp, ADeckHasItsNodesElementsAndSets)
   EXPECT_FALSE(file.findArray("ALL"));
   EXPECT_THAT(file.getNotes(),
               Contains("2 elements of type SPRINGA are left out: there is no shape for them."));
-  EXPECT_THAT(file.getNotes(), Contains("ELSET 2 is PEAK."));
+  EXPECT_THAT(file.getRemarks(), Contains("ELSET 2 is PEAK."));
   EXPECT_THAT(file.getNotes(), Contains(HasSubstr("1 cells of shape triangle are left out")));
 }
 

@@ -154,7 +154,7 @@ TEST(Msh, BothVersionsInEveryFormHoldTheSameMesh)
       EXPECT_EQ(file.getNodeCount(), 9u);
       EXPECT_THAT(file.getShapeCounts(), ElementsAre(Pair("hexahedron", 1), Pair("pyramid", 1)));
       EXPECT_THAT(file.getNotes(), Contains(HasSubstr("1 cells of shape triangle are left out")));
-      EXPECT_THAT(file.getNotes(), Contains("Physical 70 is called \"steel\"."));
+      EXPECT_THAT(file.getRemarks(), Contains("Physical 70 is called \"steel\"."));
       EXPECT_EQ(file.getTime(), 0.5);
       for (const auto& [name, value] : {std::pair("physical", 70.0), std::pair("entity", 7.0)}) {
         EXPECT_EQ(file.findArray(name)->ranges[0].min, value);

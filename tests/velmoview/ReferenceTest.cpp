@@ -71,6 +71,33 @@ TEST_F(Reference, EveryVolumeMeshHasItsFacesAndArea)
   EXPECT_GE(count, 13);
 }
 
+TEST_F(Reference, PublishedFilesHaveTheSkinsOfTheConvertedOnes)
+{
+  const struct
+  {
+    const char *set, *file, *option, *kind;
+  } cases[] = {
+      {"cornerpoint_emerald", "eme_small_w_hole_grid_params.grdecl", "",
+       "VOLUME_MESH_VERTEX_HEXAHEDRON_IJK"},
+      {"cornerpoint_emerald", "eme_small_w_hole_grid_params.grdecl", "--shared-nodes",
+       "VOLUME_MESH_HEXAHEDRON_IJK"},
+      {"cornerpoint_reek", "reek_sim_grid.grdecl", "", "VOLUME_MESH_VERTEX_HEXAHEDRON_IJK"},
+      {"cornerpoint_reek", "reek_sim_grid.grdecl", "--shared-nodes", "VOLUME_MESH_HEXAHEDRON_IJK"},
+      {"hex_disk", "disk_out_ref.ex2", "", "VOLUME_MESH_UNSTRUCTURED"},
+  };
+  for (const auto& [set, file, option, kind] : cases) {
+    SCOPED_TRACE(std::string(file) + " " + option);
+    const std::string path = dataFile(std::string(set) + "/original/" + file);
+    std::vector<std::string> arguments{path};
+    if (*option) arguments.emplace_back(option);
+    // Exodus files need a library that may be missing.
+    const Outcome outcome = runProgram({path, "--report", "-"});
+    if (outcome.err.find("libnetcdf-dev") != std::string::npos) continue;
+    const json& skin = m_sets[set]["skin"];
+    expectSkin(arguments, skin, skin["faces"], kind);
+  }
+}
+
 TEST_F(Reference, EveryVolumeMeshHasItsIsosurfacesAndSlices)
 {
   std::size_t count = 0;

@@ -316,3 +316,8 @@ const std::vector<std::string>& MbMeshFile::getNotes() const
 {
   return m_impl->content.notes;
 }
+
+const std::vector<std::string>& MbMeshFile::getRemarks() const
+{
+  return m_impl->content.remarks;
+}

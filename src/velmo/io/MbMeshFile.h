@@ -139,6 +139,9 @@ public:
 
   /// What was left out or changed while reading, one sentence each.
   const std::vector<std::string>& getNotes() const;
+  /// What the file tells besides, one sentence each: names of numbered sets, keywords that place a
+  /// grid on a map. None of it is amiss.
+  const std::vector<std::string>& getRemarks() const;
 
   /// Reads an unstructured mesh of hexahedra, cells in the order i + ni * (j + nj * k), as a
   /// hexahedron IJK mesh (nodes stay shared, data per node stays flat) or, with `vertex`, as a

@@ -182,7 +182,7 @@ private:
       block.ids[1].value = static_cast<std::int64_t>(b);
       m_blocks.add(block);
       if (b < names.size() && !names[b].empty())
-        m_mesh.notes.push_back("Block " + std::to_string(id) + " is called " + names[b] + ".");
+        m_mesh.remarks.push_back("Block " + std::to_string(id) + " is called " + names[b] + ".");
     }
     const MxNumberMap nodes = MxNumberMap::consecutive(1, m_mesh.nodeCount);
     const MxCellBlocks::Space space{&nodes, 0};

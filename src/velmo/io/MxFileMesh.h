@@ -75,6 +75,7 @@ struct MxFileMesh
   std::string title;
   std::optional<double> time;
   std::vector<std::string> notes;
+  std::vector<std::string> remarks; ///< what is good to know, and nothing that went amiss
 
   MxFileLayout layout = MxFileLayout::Cells;
   std::size_t nodeCount = 0;

@@ -135,9 +135,12 @@ private:
     for (const MxDeckSection& section : m_deck.getSections()) {
       const std::string_view name = section.name;
       if (name == "SPECGRID" || name == "DIMENS" || name == "COORD" || name == "ZCORN") continue;
-      if (std::find(std::begin(kPlacing), std::end(kPlacing), name) != std::end(kPlacing) ||
-          !startsWithNumber(section.text))
-      {
+      if (std::find(std::begin(kPlacing), std::end(kPlacing), name) != std::end(kPlacing)) {
+        m_mesh.remarks.push_back(std::string(name) + " is not carried out: coordinates stay those "
+                                                     "of the grid.");
+        continue;
+      }
+      if (!startsWithNumber(section.text)) {
         leaveOut(name);
         continue;
       }

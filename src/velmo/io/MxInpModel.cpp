@@ -185,7 +185,7 @@ MxFileMesh MxInpModel::finish(const MxFileBytes& file)
   m_blocks.finish(m_mesh, spaces, {ids, m_elementSets.empty() ? 0u : 1u}, m_parallel);
   if (m_elementSets.size() <= kMostSets)
     for (const auto& [name, number] : m_elementSets)
-      m_mesh.notes.push_back("ELSET " + std::to_string(number) + " is " + name + ".");
+      m_mesh.remarks.push_back("ELSET " + std::to_string(number) + " is " + name + ".");
   makeSets();
   return std::move(m_mesh);
 }

@@ -113,8 +113,8 @@ private:
       const std::int64_t tag = m_input.textNumber("a physical tag");
       const std::string_view name = m_input.line();
       if (i < kMost)
-        m_mesh.notes.push_back("Physical " + std::to_string(tag) + " is called " +
-                               std::string(name.substr(0, 100)) + ".");
+        m_mesh.remarks.push_back("Physical " + std::to_string(tag) + " is called " +
+                                 std::string(name.substr(0, 100)) + ".");
     }
   }
 
