@@ -19,28 +19,38 @@ MbVec3d unit(const MbVec3d& v)
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-/// One direction of the picture, sideways or upward, with half its opening as a slope.
+/// One direction of the picture, sideways or upward, with its opening on both sides as slopes.
 struct Axis
 {
-  double slope;
+  Axis(double half, double freeBelow, double freeAbove)
+      : slopeBelow(half * (1 - 2 * kMargin - 2 * freeBelow)),
+        slopeAbove(half * (1 - 2 * kMargin - 2 * freeAbove))
+  {}
+
+  double slopeBelow, slopeAbove;
   double above = -kInfinity, below = -kInfinity;
 
   // A camera at `middle` and `distance` sees (across, back) when
-  // |across - middle| <= slope * (distance - back).
+  // -slopeBelow * (distance - back) <= across - middle <= slopeAbove * (distance - back).
   void add(double across, double back)
   {
-    above = std::max(above, across + slope * back);
-    below = std::max(below, -across + slope * back);
+    above = std::max(above, across + slopeAbove * back);
+    below = std::max(below, -across + slopeBelow * back);
   }
-  double leastDistance() const { return (above + below) / (2 * slope); }
+  double leastDistance() const { return (above + below) / (slopeAbove + slopeBelow); }
+  /// Where to stand at a distance at which all fits.
+  double middle(double distance) const
+  {
+    return (above - slopeAbove * distance + slopeBelow * distance - below) / 2;
+  }
 };
 
 /// Where to stand along one direction of the picture, seen from `distance`, so that the points
-/// reach equally far to both sides.
+/// reach equally far to both sides of the part that is theirs.
 double centre(std::span<const MbVec3d> points, const MbVec3d& axis, const MbVec3d& back,
-              double distance, double start)
+              double distance, const Axis& room)
 {
-  double middle = start;
+  double middle = room.middle(distance);
   for (int pass = 0; pass < 4; ++pass) {
     double low = kInfinity, high = -kInfinity, lowDepth = 0, highDepth = 0;
     for (const MbVec3d& p : points) {
@@ -51,7 +61,7 @@ double centre(std::span<const MbVec3d> points, const MbVec3d& axis, const MbVec3
       if (slope > high) high = slope, highDepth = depth;
     }
     if (!(low <= high)) break;
-    middle += (low + high) / (1 / lowDepth + 1 / highDepth);
+    middle += (low + high - room.slopeAbove + room.slopeBelow) / (1 / lowDepth + 1 / highDepth);
   }
   return middle;
 }
@@ -77,10 +87,11 @@ ViewAxes viewAxes(const MbVec3d& direction)
 }
 
 void fitCamera(SoPerspectiveCamera& camera, std::span<const MbVec3d> points, const ViewAxes& axes,
-               double aspect)
+               double aspect, const PictureMargins& margins)
 {
-  const double slope = std::tan(kHeightAngle / 2) * (1 - 2 * kMargin);
-  Axis sideways{slope * aspect}, upward{slope};
+  const double slope = std::tan(kHeightAngle / 2);
+  Axis sideways(slope * aspect, margins.left, margins.right);
+  Axis upward(slope, margins.bottom, margins.top);
   double nearest = -kInfinity, farthest = kInfinity;
   for (const MbVec3d& p : points) {
     if (!isFinite(p)) continue;
@@ -98,7 +109,7 @@ void fitCamera(SoPerspectiveCamera& camera, std::span<const MbVec3d> points, con
   const double distance = nearest + room;
 
   const auto middle = [&](const Axis& axis, const MbVec3d& direction) {
-    return centre(points, direction, axes.back, distance, (axis.above - axis.below) / 2);
+    return centre(points, direction, axes.back, distance, axis);
   };
   const MbVec3d eye = axes.right * middle(sideways, axes.right) +
                       axes.up * middle(upward, axes.up) + axes.back * distance;

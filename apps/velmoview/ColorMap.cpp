@@ -99,4 +99,10 @@ SoNode* makeColorMap(const Coloring& coloring, const Options& options)
                           : makeSmooth(coloring);
 }
 
+SoNode* makeLegendMap(const Coloring& coloring, const Options& options)
+{
+  if (options.levels == 0) return makeSmooth(coloring);
+  return bandsOf(coloring, options.levels).fill(new MoLevelColorMapping);
+}
+
 } // namespace velmoview

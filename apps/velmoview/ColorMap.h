@@ -10,4 +10,7 @@ namespace velmoview {
 /// say.
 SoNode* makeColorMap(const Coloring& coloring, const Options& options);
 
+/// The same colours as a node that a legend shows from end to end: smooth, or in sharp bands.
+SoNode* makeLegendMap(const Coloring& coloring, const Options& options);
+
 } // namespace velmoview

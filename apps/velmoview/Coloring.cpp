@@ -17,20 +17,48 @@ struct NamedMap
 {
   const char* name;
   int value;
+  const char* use;
+  int categories = 0; ///< as many colours; 0 where colours run smoothly
 };
 using Maps = MoPredefinedColorMapping;
 constexpr NamedMap kMaps[] = {
-    {"rainbow-turbo", Maps::RAINBOW_TURBO}, // the default
-    {"physics", Maps::PHYSICS},
-    {"standard", Maps::STANDARD},
-    {"temperature", Maps::TEMPERATURE},
-    {"glow", Maps::GLOW},
-    {"blue-white-red", Maps::BLUE_WHITE_RED},
-    {"blue-red", Maps::BLUE_RED},
-    {"seismic", Maps::SEISMIC},
-    {"intensity", Maps::INTENSITY},
-    {"grey", Maps::GREY},
+    {"rainbow-turbo", Maps::RAINBOW_TURBO, "a rainbow of even brightness (the default)"},
+    {"viridis", Maps::VIRIDIS, "even steps for the eye, blue to yellow"},
+    {"plasma", Maps::PLASMA, "even steps, blue to yellow through red"},
+    {"inferno", Maps::INFERNO, "even steps, black to light yellow"},
+    {"magma", Maps::MAGMA, "even steps, black to light pink"},
+    {"cividis", Maps::CIVIDIS, "even steps, the same for colour-blind eyes"},
+    {"blues", Maps::BLUES, "light to dark blue"},
+    {"ylgnbu", Maps::YLGNBU, "light yellow to dark blue"},
+    {"orrd", Maps::ORRD, "light orange to dark red"},
+    {"intensity", Maps::INTENSITY, "black to white"},
+    {"glow", Maps::GLOW, "black to white through red and yellow"},
+    {"temperature", Maps::TEMPERATURE, "white, blue, magenta, red, yellow"},
+    {"physics", Maps::PHYSICS, "a rainbow from dark blue to red"},
+    {"standard", Maps::STANDARD, "the circle of hues from red to magenta"},
+    {"cool-warm", Maps::COOL_WARM, "two-sided, blue and red around grey"},
+    {"rdbu", Maps::RDBU, "two-sided, blue and red around white"},
+    {"rdylbu", Maps::RDYLBU, "two-sided, blue and red around yellow"},
+    {"puor", Maps::PUOR, "two-sided, purple and orange around white"},
+    {"brbg", Maps::BRBG, "two-sided, brown and teal around white"},
+    {"prgn", Maps::PRGN, "two-sided, purple and green around white"},
+    {"blue-white-red", Maps::BLUE_WHITE_RED, "two-sided, in full colours"},
+    {"blue-red", Maps::BLUE_RED, "blue to red through magenta"},
+    {"twilight", Maps::TWILIGHT, "ends as it begins: angles and phases"},
+    {"okabe-ito", Maps::OKABE_ITO, "8 categories, for all eyes", 8},
+    {"tableau-10", Maps::TABLEAU_10, "10 categories", 10},
+    {"set-2", Maps::SET_2, "8 categories, light", 8},
+    {"dark-2", Maps::DARK_2, "8 categories, dark", 8},
+    {"paired", Maps::PAIRED, "12 categories, in light and dark pairs", 12},
+    {"seismic", Maps::SEISMIC, "nearly transparent in the middle"},
+    {"grey", Maps::GREY, "white, from opaque to transparent"},
 };
+
+const NamedMap* findMap(int value)
+{
+  return std::find_if(std::begin(kMaps), std::end(kMaps),
+                      [value](const NamedMap& map) { return map.value == value; });
+}
 
 /// The default map is nearly black at both ends, which hides edges and shading: a range that nobody
 /// asked for leaves this share of it unused on each side.
@@ -66,14 +94,15 @@ ValueRange liveRange(const Model& model, const ModelArray& array)
   visitCellView(MxAllKinds{}, model.mesh, [&](const auto& cells) {
     for (std::size_t c = 0; c < std::min(cells.cellCount(), array.values.count); ++c) {
       const double value = valueOf(array, c);
-      if (!cells.isDead(c) && std::isfinite(value)) range.include(value);
+      if (cells.isDead(c)) continue;
+      if (std::isfinite(value)) range.include(value);
+      range.nanCount += std::isnan(value);
     }
   });
   return range;
 }
 
-void setRange(const Model& model, const ModelArray& array, const Options& options,
-              Coloring& coloring)
+void setRange(const ValueRange& range, const Options& options, Coloring& coloring)
 {
   const auto set = [&coloring](double min, double max) {
     coloring.min = coloring.bandMin = min;
@@ -83,11 +112,13 @@ void setRange(const Model& model, const ModelArray& array, const Options& option
     set((*options.range)[0], (*options.range)[1]);
     return;
   }
-  const ValueRange range = liveRange(model, array);
   if (range.isEmpty()) return;
   set(range.min, range.max);
-  // One value everywhere gets the colour in the middle.
+  // One value everywhere gets the colour in the middle, unless it is a category.
+  const bool isCategory =
+      findMap(coloring.colormap)->categories > 0 && range.min == std::round(range.min);
   if (static_cast<float>(range.min) == static_cast<float>(range.max)) {
+    if (isCategory) return;
     const double half = std::max(0.5, std::abs(range.min) * 1e-3);
     set(range.min - half, range.max + half);
   } else if (coloring.colormap == kMaps[0].value) {
@@ -95,6 +126,22 @@ void setRange(const Model& model, const ModelArray& array, const Options& option
     coloring.min -= unused;
     coloring.max += unused;
   }
+}
+
+/// Whole numbers in a map of categories: one colour each.
+void setCategories(Coloring& coloring, const Options& options)
+{
+  const int colors = findMap(coloring.colormap)->categories;
+  const double count = coloring.bandMax - coloring.bandMin + 1;
+  const auto isWhole = [](double value) { return value == std::round(value); };
+  if (colors == 0 || options.levels > 0 || !isWhole(coloring.bandMin) ||
+      !isWhole(coloring.bandMax) || count > colors)
+    return;
+  coloring.categories = static_cast<int>(count);
+  coloring.bandMin -= 0.5;
+  coloring.bandMax += 0.5;
+  coloring.min = coloring.bandMin;
+  coloring.max = coloring.bandMin + colors;
 }
 
 /// @param range  of as many indices as the cells of the mesh have
@@ -117,8 +164,10 @@ void dropOutside(const Model& model, const CellRange& range, std::vector<std::ui
 std::string colormapList()
 {
   std::string text;
-  for (const NamedMap& map : kMaps)
-    text += std::string(map.name) + (map.value == kMaps[0].value ? " (the default)\n" : "\n");
+  for (const NamedMap& map : kMaps) {
+    const std::string name = map.name;
+    text += name + std::string(16 - name.size(), ' ') + map.use + "\n";
+  }
   return text;
 }
 
@@ -144,7 +193,10 @@ Coloring chooseColoring(const Model& model, const Options& options)
   if (!array) return coloring;
   coloring.binding = array->binding;
   coloring.set = &scalarsOf(model, *array);
-  setRange(model, *array, options, coloring);
+  coloring.title = array->name + (array->components > 1 ? " (magnitude)" : "");
+  const ValueRange range = liveRange(model, *array);
+  setRange(range, options, coloring);
+  setCategories(coloring, options);
   for (double* value : {&coloring.min, &coloring.max, &coloring.bandMin, &coloring.bandMax})
     *value = std::clamp<double>(*value, -FLT_MAX, FLT_MAX);
   const char* inFaces = options.enhanced     ? "--enhanced"

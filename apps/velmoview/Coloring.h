@@ -13,9 +13,12 @@ struct Coloring
   double min = 0, max = 1;
   double bandMin = 0, bandMax = 1; ///< what bands of colour divide
   int colormap = 0;                ///< a value of the predefined colour maps' enumeration
+  int categories = 0;              ///< whole numbers from bandMin + 0.5 on with a colour each; or 0
+  std::string title;               ///< what a legend calls it
+  bool hasUndefined = false;       ///< some value of live cells is no number
 };
 
-/// The names of the colour maps, one a line.
+/// The names of the colour maps and what they are good for, one a line.
 std::string colormapList();
 
 /// @return the enumeration's value for a name; empty means the default map
@@ -24,7 +27,8 @@ int findColormap(const std::string& name);
 
 /// The array that --color-by names, or else the first number per node, number per cell, or vector
 /// (by its length). The range is the one asked for, or that of the live cells' finite values; for
-/// the default map a little wider, which bands of colour are not.
+/// the default map a little wider, which bands of colour are not. A map of categories gives whole
+/// numbers a colour each, where they are no more than it has.
 /// @throw UsageError when the array does not exist or has no colour
 Coloring chooseColoring(const Model& model, const Options& options);
 

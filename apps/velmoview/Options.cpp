@@ -143,6 +143,24 @@ void readTime(const OptionRow& row, const std::string& value, Options& options)
   options.time = readNumbers(row.name, row.takes, value, 1, 1)[0];
 }
 
+void readLegendTitle(const OptionRow&, const std::string& value, Options& options)
+{
+  options.legendTitle = value; // an empty one is none
+}
+
+void readLegendPosition(const OptionRow& row, const std::string& value, Options& options)
+{
+  constexpr std::pair<const char*, LegendPosition> kPositions[] = {
+      {"right", LegendPosition::Right},
+      {"left", LegendPosition::Left},
+      {"bottom", LegendPosition::Bottom},
+      {"top", LegendPosition::Top}};
+  for (const auto& [name, position] : kPositions) {
+    if (value == name) options.legendPosition = position;
+  }
+  if (!options.legendPosition) refuseValue(row.name, row.takes, "'" + value + "' is none of them");
+}
+
 void readProbe(const OptionRow& row, const std::string& value, Options& options)
 {
   const auto p = readNumbers(row.name, row.takes, value, 3, 3);
@@ -150,6 +168,7 @@ void readProbe(const OptionRow& row, const std::string& value, Options& options)
 }
 
 constexpr const char* kNoValue = "";
+constexpr const char* kColorTakes = "#RRGGBB, R,G,B from 0 to 1, or a name such as white or dark";
 /// The heading before which the representations are listed.
 constexpr const char* kAfterRepresentations = "What of it";
 
@@ -185,6 +204,12 @@ constexpr OptionRow kRows[] = {
      "colour by an array (a vector by its length)", readColorBy},
     {"--colormap", "a NAME, or list", "the colours", readText<&Options::colormap>},
     {"--range", "MIN,MAX", "values of the first and the last colour", readRange},
+    {"--legend", kNoValue, "show the colours with their values",
+     readSwitch<&Options::legend, true>},
+    {"--legend-title", "a TEXT", "with --legend: what stands over it, instead of the array's name",
+     readLegendTitle},
+    {"--legend-position", "right, left, bottom or top", "with --legend: where it stands",
+     readLegendPosition},
     {"--edges", kNoValue, "draw the edges of the cells", readSwitch<&Options::edges, true>},
     {"--points", kNoValue, "draw the nodes", readSwitch<&Options::points, true>},
     {"--no-faces", kNoValue, "do not draw the faces", readSwitch<&Options::faces, false>},
@@ -197,8 +222,7 @@ constexpr OptionRow kRows[] = {
     {"--fading", "a number of PIXELS above 0",
      "with --edges or --points: fade where edges get shorter than this", readFading},
     {"--opacity", "a number from 0 to 1", "how opaque faces are", readOpacity},
-    {"--background", "#RRGGBB, R,G,B from 0 to 1, or a name such as white or dark",
-     "colour behind the mesh", readBackground},
+    {"--background", kColorTakes, "colour behind the mesh", readBackground},
     {"--size", "WIDTHxHEIGHT, each from 1 to 8192", "of the picture in pixels", readSize},
     {"--view", "X,Y,Z", "the direction in which the camera looks", readView},
 
@@ -291,8 +315,14 @@ void checkColors(const Options& options)
     throw UsageError("--contouring takes effect only with --levels N");
   if (options.enhanced && !options.faces)
     throw UsageError("--enhanced colours inside faces, and --no-faces draws none");
+  const char* ofLegend = options.legendTitle      ? "--legend-title"
+                         : options.legendPosition ? "--legend-position"
+                                                  : nullptr;
+  if (ofLegend && !options.legend)
+    throw UsageError(std::string(ofLegend) + " takes effect only with --legend");
   const char* needsColors = options.levels > 0 ? "--levels"
                             : options.enhanced ? "--enhanced"
+                            : options.legend   ? "--legend"
                                                : nullptr;
   const bool none = options.colorBy.name == "none" && !options.colorBy.binding;
   if (needsColors && none)

@@ -51,6 +51,15 @@ struct RepresentationRequest
   std::shared_ptr<const Representation> what;
 };
 
+/// At which border of the picture the legend stands.
+enum class LegendPosition
+{
+  Right,
+  Left,
+  Bottom,
+  Top
+};
+
 struct Options
 {
   std::string file;
@@ -79,7 +88,11 @@ struct Options
   int levels = 0;          ///< bands of colour; 0: colours run smoothly
   bool contouring = false; ///< bands with sharp borders inside faces
   bool enhanced = false;   ///< colours of values that are interpolated inside faces
-  double fading = 0;       ///< edges shorter than this many pixels fade; 0: none
+  std::array<float, 3> nanColor{0.55f, 0.55f, 0.55f}; ///< of values that are no numbers
+  bool legend = false;
+  std::optional<std::string> legendTitle; ///< none: the name of the coloured array
+  std::optional<LegendPosition> legendPosition;
+  double fading = 0; ///< edges shorter than this many pixels fade; 0: none
 
   std::array<int, 2> size{1200, 900};
   std::array<double, 3> view{0, 0, 0}; ///< towards which the camera looks; zeros: the default

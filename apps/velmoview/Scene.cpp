@@ -1,6 +1,7 @@
 #include <velmoview/Scene.h>
 
 #include <velmoview/ColorMap.h>
+#include <velmoview/Legend.h>
 #include <velmoview/ProgressBar.h>
 #include <velmoview/representations/Representation.h>
 
@@ -145,6 +146,12 @@ Scene::Scene(const Model& model, const Options& options, ProgressBar* bar)
   addAppearance(*m_root);
   checkCellRange();
   addRepresentations(*m_root);
+  if (!options.legend) return;
+  if (!m_coloring.set)
+    throw UsageError("--legend shows colours, and " + model.source + " has no array to colour by");
+  const LegendLayout layout = layOutLegend(m_coloring, options);
+  m_margins = layout.margins;
+  m_root->addChild(makeLegend(m_coloring, options, layout));
 }
 
 Scene::~Scene()
@@ -346,7 +353,8 @@ void Scene::aim()
         points.push_back(geometry->getNode(n) - m_shift);
     }
   }
-  fitCamera(*m_camera, points, m_axes, static_cast<double>(m_options.size[0]) / m_options.size[1]);
+  fitCamera(*m_camera, points, m_axes, static_cast<double>(m_options.size[0]) / m_options.size[1],
+            m_margins);
 }
 
 } // namespace velmoview

@@ -74,6 +74,7 @@ private:
   ProgressBar* m_bar;
   Coloring m_coloring;
   ViewAxes m_axes;
+  PictureMargins m_margins;
   MbVec3d m_shift; ///< moved to the origin, so that a mesh far away does not tremble
   std::vector<std::unique_ptr<MiCellFilter>> m_filters;
   MbUniformTessellator m_tessellator;

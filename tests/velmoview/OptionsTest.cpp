@@ -110,6 +110,9 @@ TEST(Options, RefusesWithTheOptionAndWhatItTakes)
       {{"m.vtk", "--levels", "5", "--color-by", "none"}, "--levels", "--color-by"},
       {{"m.vtk", "--enhanced", "--color-by", "none"}, "--enhanced", "--color-by"},
       {{"m.vtk", "--enhanced", "--no-faces", "--edges"}, "--enhanced", "--no-faces"},
+      {{"m.vtk", "--legend", "--color-by", "none"}, "--legend", "--color-by"},
+      {{"m.vtk", "--legend-title", "T"}, "--legend-title", "only with --legend"},
+      {{"m.vtk", "--legend", "--legend-position", "up"}, "--legend-position", "bottom or top"},
       {{"m.vtk", "--fading", "5"}, "--fading", "--edges or --points"},
       {{"m.vtk", "--edges", "--fading", "0"}, "--fading", "above 0"},
       {{"m.vtk", "--edges", "--fading", "-3"}, "--fading", "above 0"},
@@ -139,13 +142,14 @@ TEST(Options, HelpNamesEveryOptionOfTheCommandLine)
 {
   const std::string help = helpText();
   for (const char* option :
-       {"--demo",       "--ijk",       "--vertex",        "--active",
-        "--skin",       "--color-by",  "--colormap",      "--range",
-        "--edges",      "--points",    "--no-faces",      "--cells",
-        "--cell-range", "--opacity",   "--background",    "--size",
-        "--view",       "--output",    "--report",        "--threads",
-        "--serial",     "--strict",    "--levels",        "--contouring",
-        "--enhanced",   "--fading",    "--logical-slice", "--interpolated-slice",
-        "--slab",       "--tessellate"})
+       {"--demo",           "--ijk",        "--vertex",        "--active",
+        "--skin",           "--color-by",   "--colormap",      "--range",
+        "--edges",          "--points",     "--no-faces",      "--cells",
+        "--cell-range",     "--opacity",    "--background",    "--size",
+        "--view",           "--output",     "--report",        "--threads",
+        "--serial",         "--strict",     "--levels",        "--contouring",
+        "--enhanced",       "--fading",     "--logical-slice", "--interpolated-slice",
+        "--slab",           "--tessellate", "--legend",        "--legend-title",
+        "--legend-position"})
     EXPECT_THAT(help, HasSubstr(std::string("  ") + option + " ")) << option;
 }

@@ -38,7 +38,9 @@ TEST(Picture, ColoursChangeThePicture)
                                                         draw({"--edges", "--no-faces"}),
                                                         draw({"--view", "0,0,-1"}),
                                                         draw({"--background", "dark"}),
-                                                        draw({"--opacity", "0.4"})};
+                                                        draw({"--opacity", "0.4"}),
+                                                        draw({"--legend"}),
+                                                        draw({"--legend", "--legend-title", ""})};
   for (std::size_t a = 0; a < pictures.size(); ++a)
     for (std::size_t b = 0; b < a; ++b)
       EXPECT_NE(pictures[a], pictures[b]) << a << " and " << b;
@@ -46,6 +48,34 @@ TEST(Picture, ColoursChangeThePicture)
   EXPECT_EQ(pictures[0], draw({"--color-by", "x@node", "--colormap", "rainbow-turbo"}));
   EXPECT_EQ(pictures[0], draw({"--range", "-0.16279070,2.16279070"}));
   EXPECT_EQ(pictures[3], draw({"--colormap", "glow", "--range", "0,2"}));
+}
+
+TEST(Picture, KeepsTheLegendInside)
+{
+  const TemporaryFile mesh("legend.vtk", twoCubes());
+  const std::vector<std::vector<std::string>> looks{
+      {"--legend-position", "right"},
+      {"--legend-position", "left", "--legend-title",
+       "a title that is longer than any picture is wide"},
+      {"--legend-position", "bottom", "--range", "-123456.5,1e-9"},
+      {"--legend-position", "top", "--levels", "7", "--background", "dark"},
+      {"--colormap", "okabe-ito", "--color-by", "id"}};
+  for (const char* size : {"320x240", "150x400", "1600x900"})
+    for (const std::vector<std::string>& how : looks) {
+      SCOPED_TRACE(size + (" " + how[1]));
+      const MxImage image = pictureOf({mesh.path(), "--legend", "--strict", "--size", size}, how);
+      // Nothing is cut: a row of background is one colour from end to end.
+      int inked = 0;
+      for (int y = 0; y < image.height; ++y)
+        for (int x = 0; x < image.width; ++x) {
+          const bool isInk =
+              !std::equal(image.pixel(x, y), image.pixel(x, y) + 3, image.pixel(0, y));
+          inked += isInk;
+          const bool isBorder = x < 2 || y < 2 || x >= image.width - 2 || y >= image.height - 2;
+          ASSERT_FALSE(isInk && isBorder) << x << " " << y;
+        }
+      EXPECT_GT(inked, image.width * image.height / 30);
+    }
 }
 
 TEST(Picture, DrawsBandsInThreeWaysAndFadesEdges)

@@ -304,7 +304,7 @@ TEST(Run, AnswersWithoutAMesh)
 {
   EXPECT_THAT(runProgram({"--help"}).out, HasSubstr("Exit codes"));
   EXPECT_THAT(runProgram({"--version"}).out, testing::MatchesRegex("velmoview [0-9.]+\n"));
-  EXPECT_THAT(runProgram({"--colormap", "list"}).out, HasSubstr("blue-white-red\n"));
+  EXPECT_THAT(runProgram({"--colormap", "list"}).out, HasSubstr("blue-white-red  two-sided"));
   EXPECT_THAT(runProgram({"--demo", "list"}).out, HasSubstr("reservoir-vertex "));
 }
 
