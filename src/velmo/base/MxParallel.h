@@ -1,10 +1,14 @@
 #pragma once
 
+#include <velmo/base/MxPoll.h>
+
 #include <algorithm>
 #include <cstddef>
+#include <functional>
 #include <span>
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
+#include <tbb/task_arena.h>
 
 /// Below this many items a loop runs serially: starting tasks would cost more than it saves.
 inline constexpr std::size_t kParallelThreshold = 4096;
@@ -12,6 +16,39 @@ inline constexpr std::size_t kParallelThreshold = 4096;
 inline constexpr std::size_t blockCount(std::size_t count, std::size_t blockSize)
 {
   return (count + blockSize - 1) / blockSize;
+}
+
+/// A parallel loop over [0, count). While it waits for others, the calling thread works on nothing
+/// but this loop: it does not take up another extraction, nor hold its own up by that.
+template <class Body>
+void forEachIsolated(std::size_t count, const Body& body)
+{
+  MxPoll* const poll = MxPoll::current();
+  tbb::this_task_arena::isolate([&] {
+    tbb::parallel_for(tbb::blocked_range<std::size_t>(0, count, 1),
+                      [&](const tbb::blocked_range<std::size_t>& range) {
+                        const MxPoll::Scope scope(poll);
+                        for (std::size_t i = range.begin(); i != range.end(); ++i) {
+                          if (poll) poll->poll();
+                          body(i);
+                        }
+                      });
+  });
+}
+namespace velmo_detail {
+/// The same in another way: the calling thread asks the poll instead of waiting.
+void forEachWatched(MxPoll& poll, std::size_t count, const std::function<void(std::size_t)>& body);
+} // namespace velmo_detail
+
+/// The same in the calling thread alone.
+template <class Body>
+void forEachSerially(std::size_t count, const Body& body)
+{
+  MxPoll* const poll = MxPoll::current();
+  for (std::size_t i = 0; i < count; ++i) {
+    if (poll) poll->poll();
+    body(i);
+  }
 }
 
 /// Calls body(block, first, last) for the blocks of `blockSize` items that [0, count) falls into.
@@ -25,32 +62,24 @@ void forEachBlock(bool parallel, std::size_t count, std::size_t blockSize, const
   const auto run = [&](std::size_t block) {
     body(block, block * blockSize, std::min(count, (block + 1) * blockSize));
   };
-  if (!parallel || blocks < 2 || count < kParallelThreshold) {
-    for (std::size_t block = 0; block < blocks; ++block)
-      run(block);
-    return;
-  }
-  tbb::parallel_for(tbb::blocked_range<std::size_t>(0, blocks, 1),
-                    [&](const tbb::blocked_range<std::size_t>& range) {
-                      for (std::size_t block = range.begin(); block != range.end(); ++block)
-                        run(block);
-                    });
+  if (!parallel || blocks < 2 || count < kParallelThreshold)
+    forEachSerially(blocks, run);
+  else
+    forEachIsolated(blocks, run);
 }
 
 /// Calls body(task) for the tasks [0, count), each of which is worth a thread of its own.
+///
+/// A poll is asked all the time in the calling thread, also while that waits for a long task.
 template <class Body>
 void forEachTask(bool parallel, std::size_t count, const Body& body)
 {
-  if (!parallel || count < 2) {
-    for (std::size_t task = 0; task < count; ++task)
-      body(task);
-    return;
-  }
-  tbb::parallel_for(tbb::blocked_range<std::size_t>(0, count, 1),
-                    [&](const tbb::blocked_range<std::size_t>& range) {
-                      for (std::size_t task = range.begin(); task != range.end(); ++task)
-                        body(task);
-                    });
+  if (!parallel || count < 2)
+    forEachSerially(count, body);
+  else if (MxPoll* const poll = MxPoll::current())
+    velmo_detail::forEachWatched(*poll, count, [&](std::size_t task) { body(task); });
+  else
+    forEachIsolated(count, body);
 }
 
 /// Replaces each value by the sum of those before it; returns the sum of all.

@@ -125,6 +125,7 @@ template <class Entry>
 void halve(std::span<Entry> entries, std::size_t capacity, MxArray<Entry>& room, Parts& parts)
 {
   const std::size_t count = blockCount(entries.size(), capacity);
+  if (entries.size() >= kMedianCount) MxPoll::ask();
   if (count <= 1) {
     parts.add(entries.size());
     return;
@@ -253,6 +254,7 @@ struct MxPointTree::Subtree
   MxBox3f make(std::size_t node, std::span<Entry> entries, std::size_t begin)
   {
     if (entries.size() <= kWidth) return makeLeaf(node, entries, begin);
+    if (entries.size() >= 256) MxPoll::ask();
     const Parts parts = divide(false, entries, room);
     const std::size_t first = nodes.size();
     nodes.resize(first + parts.count);

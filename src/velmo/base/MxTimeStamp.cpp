@@ -1,3 +1,3 @@
 #include <velmo/base/MxTimeStamp.h>
 
-std::uint64_t MxTimeStamp::m_timeStamp = 1;
+std::atomic<std::uint64_t> MxTimeStamp::m_timeStamp = 1;

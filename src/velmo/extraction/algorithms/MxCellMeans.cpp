@@ -8,6 +8,7 @@
 
 namespace {
 
+constexpr std::size_t kCellsPerPoll = 4096;
 constexpr std::size_t kNoBound = static_cast<std::size_t>(-1);
 constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
 
@@ -53,8 +54,10 @@ std::vector<double> meansOnGrid(const MxIjkChoice& choice, const CellValues& val
   const std::size_t rows = nodes.counts.y * nodes.counts.z;
   forEachBlock(parallel, rows, 64, [&](std::size_t, std::size_t first, std::size_t last) {
     for (std::size_t row = first; row < last; ++row)
-      for (std::size_t i = 0; i < nodes.counts.x; ++i)
+      for (std::size_t i = 0; i < nodes.counts.x; ++i) {
+        if (i % kCellsPerPoll == kCellsPerPoll - 1) MxPoll::ask();
         means[i + nodes.counts.x * row] = mean(i, row % nodes.counts.y, row / nodes.counts.y);
+      }
   });
   return means;
 }
@@ -70,6 +73,7 @@ std::vector<double> meansOfNodes(const MiVolumeMeshHexahedronIjk& mesh, const Mx
   for (std::size_t k = 0; k < cells.z; ++k)
     for (std::size_t j = 0; j < cells.y; ++j)
       for (std::size_t i = 0; i < cells.x; ++i) {
+        if (i % kCellsPerPoll == 0) MxPoll::ask();
         if (!isChosen(choice, i, j, k)) continue;
         mesh.getTopology().getCellNodes(i, j, k, nodes);
         const double value = values(i, j, k);

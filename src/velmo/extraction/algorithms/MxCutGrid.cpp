@@ -689,8 +689,10 @@ void cutGrid(const MxGridLevel& level, const MxGridPlaces& places, const MxIjkCh
     const MxIjkNumbering& groups = lattice.groups;
     const std::size_t j = task % groups.counts.y, k = task / groups.counts.y;
     BrickFinder finder(pass, memory.tasks[task]);
-    for (std::size_t i = 0; i < groups.counts.x; ++i)
+    for (std::size_t i = 0; i < groups.counts.x; ++i) {
+      MxPoll::ask();
       memory.present[groups.flat(i, j, k)] = finder.find({i, j, k});
+    }
   });
 
   const Output output = makeOutput(memory, taskCount, surface);

@@ -1,8 +1,7 @@
 #include <velmo/extraction/algorithms/MxCutRuns.h>
 
+#include <velmo/base/MxSort.h>
 #include <velmo/extraction/algorithms/MxShared.h>
-
-#include <tbb/parallel_sort.h>
 
 #include <cmath>
 
@@ -273,10 +272,7 @@ void velmo_detail::sortByCode(bool parallel, const MxArray<std::uint32_t>& codes
                  for (std::size_t cell = first; cell < last; ++cell)
                    keys[cell] = std::uint64_t{codes[cell]} << 32 | cell;
                });
-  if (parallel)
-    tbb::parallel_sort(keys.begin(), keys.end());
-  else
-    std::sort(keys.begin(), keys.end());
+  sortInPieces(parallel, keys);
   order.cells.resizeUninitialized(keys.size());
   forEachBlock(parallel, keys.size(), kBlock,
                [&](std::size_t, std::size_t first, std::size_t last) {

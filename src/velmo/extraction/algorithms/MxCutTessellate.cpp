@@ -12,6 +12,7 @@
 
 namespace {
 
+constexpr std::size_t kItemsPerPoll = 16384;
 constexpr std::size_t kBlock = 256;
 /// A cell's values stay within this many times the range of those at its nodes, which is the
 /// largest sum of the absolute values of shape functions: in the middle of 20-node hexahedra.
@@ -119,6 +120,7 @@ Refined join(const std::vector<Block>& blocks, const Points& points)
   std::vector<std::uint8_t> shapes;
   std::vector<std::int64_t> offsets{0}, connectivity, faces, faceOffsets{0};
   for (const Block& block : blocks) {
+    MxPoll::ask();
     std::vector<std::uint32_t> own(block.pieces.pointCount());
     for (std::uint32_t p = 0; p < own.size(); ++p)
       own[p] = numbers.number(block.pieces, p, provenance);
@@ -143,6 +145,7 @@ Refined join(const std::vector<Block>& blocks, const Points& points)
   }
   std::vector<double> places;
   for (std::size_t n = 0; n + 1 < provenance.offsets.size(); ++n) {
+    if (n % kItemsPerPoll == 0) MxPoll::ask();
     MbVec3d sum;
     for (std::uint32_t at = provenance.offsets[n]; at < provenance.offsets[n + 1]; ++at)
       sum += points[provenance.nodes[at]] * provenance.weights[at];
@@ -171,6 +174,7 @@ void traceBack(const MeXProvenance& refined, MeXProvenance& cut)
   offsets.push_back(0);
   std::vector<std::pair<std::uint32_t, double>> parts;
   for (std::size_t v = 0; v < cut.weights.size(); ++v) {
+    if (v % kItemsPerPoll == 0) MxPoll::ask();
     parts.clear();
     const double shares[2] = {1 - cut.weights[v], cut.weights[v]};
     for (std::size_t end = 0; end < 2; ++end) {
@@ -212,6 +216,7 @@ bool hasQuadraticCells(const MiTopologyI& topology)
   const MxIndexArray shapes(view.shapes);
   const std::size_t count = topology.getCellCount();
   for (std::size_t cell = 0; cell < count; ++cell) {
+    if (cell % kItemsPerPoll == 0) MxPoll::ask();
     const MiCellShape shape = shapes && cell < shapes.size()
                                   ? static_cast<MiCellShape>(shapes[cell])
                                   : topology.getCellShape(cell);

@@ -185,6 +185,7 @@ void writeFlatGrid(const MxFlatGrid& grid, const MxCellChoice& choice, bool para
   for (std::size_t j = 0; j < rows; ++j) {
     begins[j] = columns;
     if (choice.accepted.empty()) continue;
+    MxPoll::ask();
     begins[j] = 0;
     for (std::size_t cell = j * columns; cell < (j + 1) * columns; ++cell)
       begins[j] += choice.accepted.test(cell);
@@ -224,6 +225,7 @@ MxWholeFaces collectWholeCells(const MiTopologyI& topology, std::size_t nodeCoun
     typename Cells::Cursor cursor(view);
     const auto forEachCell = [&](const auto& body) {
       for (std::size_t cell = choice.first; cell < choice.last; ++cell) {
+        if (cell % 4096 == 0) MxPoll::ask();
         if (!isChosen(choice, cell)) continue;
         cursor.load(cell);
         const MiCellShapeFacts facts = cellShapeFacts(cursor.shape());

@@ -67,6 +67,7 @@ public:
     m_brickK = brickK;
     readRow(0);
     for (std::size_t brickJ = 0; brickJ < m_ranges->lattice.bricks.counts.y; ++brickJ) {
+      MxPoll::ask();
       // The first row is the last one of the bricks before.
       m_low.swap(m_rowLow);
       m_high.swap(m_rowHigh);
@@ -176,6 +177,7 @@ void findUndefined(const Rows& rows, bool parallel, MxGridRanges<Components>& ra
   forEachTask(parallel, nodes.z, [&](std::size_t k) {
     std::vector<T> buffer(Components * nodes.x);
     for (std::size_t j = 0; j < nodes.y; ++j) {
+      MxPoll::ask();
       const T* row = rows.row(0, j, k, nodes.x, buffer.data());
       for (std::size_t n = 0; n < Components * nodes.x; ++n) {
         if (row[n] - row[n] == T{0}) continue;
@@ -226,6 +228,7 @@ void findRanges(const Rows& rows, bool parallel, MxExtractionMonitor& monitor,
   ranges.groups.resizeUninitialized(lattice.groups.total());
   ranges.whole = emptyRange<Components>();
   for (std::size_t group = 0; group < ranges.groups.size(); ++group) {
+    if (group % 1024 == 0) MxPoll::ask();
     const std::uint64_t inside = lattice.bricksOf(lattice.groups.split(group));
     MxRange<Components> all = emptyRange<Components>();
     for (std::size_t place = 0; place < 64; ++place) {

@@ -1,5 +1,7 @@
 #include <velmo/extraction/algorithms/MxIsolines.h>
 
+#include <velmo/base/MxPoll.h>
+
 #include <bit>
 #include <cmath>
 #include <unordered_set>
@@ -27,6 +29,8 @@ bool isNode(Point point)
   return lowNode(point) == highNode(point);
 }
 
+constexpr std::size_t kSegmentsPerPoll = 16384;
+
 /// Joins segments by their ends. End 2 s is where segment s begins, end 2 s + 1 where it ends.
 class Joiner
 {
@@ -42,8 +46,10 @@ public:
       size *= 2;
     m_table.assign(size, kNone);
     m_shift = 64 - std::countr_zero(size);
-    for (std::size_t s = 0; s < segments.size(); ++s)
+    for (std::size_t s = 0; s < segments.size(); ++s) {
+      if (s % kSegmentsPerPoll == 0) MxPoll::ask();
       insert(s);
+    }
   }
 
   /// Calls startLine(), add(place, segment) for each point with the segment that follows it, and
@@ -119,6 +125,7 @@ private:
     visitor.startLine();
     std::uint32_t end = start;
     while (true) {
+      if (++m_walked % kSegmentsPerPoll == 0) MxPoll::ask();
       const std::uint32_t segment = end / 2;
       m_done[segment] = 1;
       visitor.add(m_places[end], m_segments[segment].cell);
@@ -141,6 +148,7 @@ private:
   MxArray<std::uint32_t> m_table;       ///< places by hash
   int m_shift = 0;
   std::unordered_set<Point> m_edges;
+  std::size_t m_walked = 0;
 };
 
 /// Numbers the points along the lines.
@@ -221,6 +229,7 @@ void joinSegments(std::span<const MxIsoSegment> segments, double level, const Mx
   provenance.nodes.resizeUninitialized(2 * writer.order().size());
   provenance.weights.resizeUninitialized(writer.order().size());
   for (std::size_t n = 0; n < writer.order().size(); ++n) {
+    if (n % kSegmentsPerPoll == 0) MxPoll::ask();
     const Point point = joiner.points()[writer.order()[n]];
     provenance.nodes[2 * n] = lowNode(point);
     provenance.nodes[2 * n + 1] = highNode(point);

@@ -70,12 +70,15 @@ struct Sheet
   void forEachRow(std::size_t rows, bool parallel, MxExtractionMonitor& monitor,
                   const Body& body) const
   {
+    constexpr std::size_t kLongRow = 1024;
     forEachTask(parallel && nodeCount() >= kParallelThreshold, blockCount(rows, kRowBlock),
                 [&](std::size_t block) {
                   monitor.step();
                   for (std::size_t row = block * kRowBlock;
-                       row < std::min(rows, (block + 1) * kRowBlock); ++row)
+                       row < std::min(rows, (block + 1) * kRowBlock); ++row) {
+                    if (cellCountP >= kLongRow) MxPoll::ask();
                     body(row);
+                  }
                 });
   }
 

@@ -41,10 +41,12 @@ void forEachRow(const IndexBox& box, bool parallel, const Body& body)
 {
   const std::size_t width = box.upper.x - box.lower.x, height = box.upper.y - box.lower.y;
   const std::size_t rows = height * (box.upper.z - box.lower.z);
+  constexpr std::size_t kLongRow = 1024;
   const bool worthwhile = rows * width >= kParallelThreshold;
   forEachTask(parallel && worthwhile, blockCount(rows, kRowBlock), [&](std::size_t block) {
     for (std::size_t row = block * kRowBlock; row < std::min(rows, (block + 1) * kRowBlock); ++row)
     {
+      if (width >= kLongRow) MxPoll::ask();
       const std::size_t first =
           box.numbering.flat(box.lower.x, box.lower.y + row % height, box.lower.z + row / height);
       body(block, first, first + width);

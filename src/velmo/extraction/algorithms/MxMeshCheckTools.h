@@ -70,6 +70,7 @@ MxBits findLostNodes(const Points& points, std::size_t nodeCount, bool parallel,
   MxBits lost;
   for (std::size_t block = 0; block < clean.size(); ++block) {
     if (clean[block]) continue;
+    MxPoll::ask();
     if (lost.empty()) lost = MxBits(nodeCount);
     const std::size_t last = std::min(nodeCount, (block + 1) * kNodeBlock);
     for (std::size_t node = block * kNodeBlock; node < last; ++node)
@@ -110,6 +111,7 @@ inline std::shared_ptr<MxMeshCheck> joinFindings(const std::vector<Findings>& bl
   auto check = std::make_shared<MxMeshCheck>();
   for (const Findings& block : blocks) {
     if (block.broken.empty() && block.unknown.empty()) continue;
+    MxPoll::ask();
     if (check->unusable.empty()) check->unusable = MxBits(cellCount);
     if (check->brokenCount == 0 && !block.broken.empty()) check->firstBroken = block.broken.front();
     if (check->unknownShapes.empty() && !block.unknown.empty())

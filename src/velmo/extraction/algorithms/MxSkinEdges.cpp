@@ -1,14 +1,14 @@
 #include <velmo/extraction/algorithms/MxSkinEdges.h>
 
-#include <velmo/base/MxParallel.h>
+#include <velmo/base/MxSort.h>
 #include <velmo/extraction/algorithms/MxNodeNumbering.h>
-
-#include <tbb/parallel_sort.h>
 
 #include <algorithm>
 #include <tuple>
 
 namespace {
+
+constexpr std::size_t kItemsPerPoll = 8192;
 
 struct Edge
 {
@@ -20,6 +20,40 @@ struct Edge
     return std::tie(a.low, a.high, a.at) < std::tie(b.low, b.high, b.at);
   }
 };
+
+/// The edges of all faces, in the order of the index list.
+MxArray<Edge> collectEdges(const MeXTopologyExplicitI& topology, bool parallel)
+{
+  const auto forEachEdge = [&](std::size_t firstFace, std::size_t lastFace, const auto& body) {
+    for (std::size_t face = firstFace; face < lastFace; ++face) {
+      const std::span<const int> nodes = topology.getCell(face);
+      for (std::size_t n = 0; n < nodes.size(); ++n) {
+        const auto a = static_cast<std::uint32_t>(nodes[n]);
+        const auto b = static_cast<std::uint32_t>(nodes[n + 1 < nodes.size() ? n + 1 : 0]);
+        if (a != b) body(face, n, a, b);
+      }
+    }
+  };
+  const std::size_t faceCount = topology.getCellCount();
+  std::vector<std::size_t> begins(blockCount(faceCount, kItemsPerPoll));
+  forEachBlock(parallel, faceCount, kItemsPerPoll,
+               [&](std::size_t block, std::size_t first, std::size_t last) {
+                 forEachEdge(first, last, [&](auto...) { ++begins[block]; });
+               });
+  MxArray<Edge> edges(exclusivePrefixSum(std::span(begins)));
+  forEachBlock(parallel, faceCount, kItemsPerPoll,
+               [&](std::size_t block, std::size_t first, std::size_t last) {
+                 Edge* edge = edges.data() + begins[block];
+                 forEachEdge(
+                     first, last,
+                     [&](std::size_t face, std::size_t n, std::uint32_t a, std::uint32_t b) {
+                       *edge++ = {std::min(a, b), std::max(a, b),
+                                  static_cast<std::uint32_t>(topology.getCellBegin(face) + n),
+                                  static_cast<std::uint32_t>(face)};
+                     });
+               });
+  return edges;
+}
 
 /// The surface's points and provenance of the given surface nodes.
 template <class Source, class Mesh>
@@ -36,28 +70,35 @@ void takeNodes(const Source& surface, const MxArray<std::uint32_t>& surfaceNodes
   to.offsets.clear();
   auto& points = result.geometry.points();
   points.resizeUninitialized(surfaceNodes.size());
-  for (std::size_t n = 0; n < surfaceNodes.size(); ++n)
-    points[n] = surface.geometry.points()[surfaceNodes[n]];
+  const auto forEachNode = [&](const auto& body) {
+    forEachBlock(parallel, surfaceNodes.size(), kItemsPerPoll,
+                 [&](std::size_t, std::size_t first, std::size_t last) {
+                   for (std::size_t n = first; n < last; ++n)
+                     body(n, surfaceNodes[n]);
+                 });
+  };
+  forEachNode(
+      [&](std::size_t n, std::uint32_t node) { points[n] = surface.geometry.points()[node]; });
   result.geometry.origin = surface.geometry.origin;
   result.geometry.touch(parallel);
   if (from.form == MeXProvenance::NodeForm::Node) {
     to.nodes.resizeUninitialized(surfaceNodes.size());
-    for (std::size_t n = 0; n < surfaceNodes.size(); ++n)
-      to.nodes[n] = from.nodes[surfaceNodes[n]];
+    forEachNode([&](std::size_t n, std::uint32_t node) { to.nodes[n] = from.nodes[node]; });
     return;
   }
   if (from.form == MeXProvenance::NodeForm::Edge) {
     to.nodes.resizeUninitialized(2 * surfaceNodes.size());
     to.weights.resizeUninitialized(surfaceNodes.size());
-    for (std::size_t n = 0; n < surfaceNodes.size(); ++n) {
-      to.nodes[2 * n] = from.nodes[2 * surfaceNodes[n]];
-      to.nodes[2 * n + 1] = from.nodes[2 * surfaceNodes[n] + 1];
-      to.weights[n] = from.weights[surfaceNodes[n]];
-    }
+    forEachNode([&](std::size_t n, std::uint32_t node) {
+      to.nodes[2 * n] = from.nodes[2 * node];
+      to.nodes[2 * n + 1] = from.nodes[2 * node + 1];
+      to.weights[n] = from.weights[node];
+    });
     return;
   }
   to.offsets.push_back(0);
   for (const std::uint32_t node : surfaceNodes) {
+    if (to.offsets.size() % kItemsPerPoll == 0) MxPoll::ask();
     for (std::uint32_t n = from.offsets[node]; n < from.offsets[node + 1]; ++n) {
       to.nodes.push_back(from.nodes[n]);
       to.weights.push_back(from.weights[n]);
@@ -79,44 +120,34 @@ void writeEdges(const MeXSurfaceMeshUnstructured& surface, bool insideCells, boo
                 MeXLineMeshUnstructured& lines)
 {
   const MeXTopologyExplicitI& topology = surface.topology;
-  MxArray<Edge> edges;
-  for (std::size_t face = 0; face < topology.getCellCount(); ++face) {
-    const std::span<const int> nodes = topology.getCell(face);
-    for (std::size_t n = 0; n < nodes.size(); ++n) {
-      const auto a = static_cast<std::uint32_t>(nodes[n]);
-      const auto b = static_cast<std::uint32_t>(nodes[n + 1 < nodes.size() ? n + 1 : 0]);
-      if (a == b) continue;
-      edges.push_back({std::min(a, b), std::max(a, b),
-                       static_cast<std::uint32_t>(topology.getCellBegin(face) + n),
-                       static_cast<std::uint32_t>(face)});
-    }
-  }
-  if (parallel && edges.size() >= kParallelThreshold)
-    tbb::parallel_sort(edges.begin(), edges.end());
-  else
-    std::sort(edges.begin(), edges.end());
+  MxArray<Edge> edges = collectEdges(topology, parallel);
+  sortInPieces(parallel, edges);
   const MxArray<std::uint32_t>& sources = surface.provenance.cells;
   auto last = edges.begin();
+  std::size_t done = 0;
   for (auto first = edges.begin(), next = first; first != edges.end(); first = next) {
+    if (++done % kItemsPerPoll == 0) MxPoll::ask();
     while (next != edges.end() && next->low == first->low && next->high == first->high)
       ++next;
     if (insideCells || next - first != 2 || sources[first[0].face] != sources[first[1].face])
       *last++ = *first;
   }
-  std::sort(edges.begin(), last, [](const Edge& a, const Edge& b) { return a.at < b.at; });
-  const auto count = static_cast<std::size_t>(last - edges.begin());
-
+  edges.resize(static_cast<std::size_t>(last - edges.begin()));
+  sortInPieces(parallel, edges, [](const Edge& a, const Edge& b) { return a.at < b.at; });
+  const std::size_t count = edges.size();
   MxArray<int>& indices = lines.topology.setUniform(count, 2);
   lines.provenance.cells.resizeUninitialized(count);
-  for (std::size_t e = 0; e < count; ++e) {
-    const bool forward =
-        topology.getCell(edges[e].face)[edges[e].at - topology.getCellBegin(edges[e].face)] ==
-        static_cast<int>(edges[e].low);
-    indices[3 * e] = static_cast<int>(forward ? edges[e].low : edges[e].high);
-    indices[3 * e + 1] = static_cast<int>(forward ? edges[e].high : edges[e].low);
-    indices[3 * e + 2] = -1;
-    lines.provenance.cells[e] = surface.provenance.cells[edges[e].face];
-  }
+  forEachBlock(parallel, count, kItemsPerPoll,
+               [&](std::size_t, std::size_t first, std::size_t last) {
+                 for (std::size_t e = first; e < last; ++e) {
+                   const Edge& edge = edges[e];
+                   const bool forward = topology.indices()[edge.at] == static_cast<int>(edge.low);
+                   indices[3 * e] = static_cast<int>(forward ? edge.low : edge.high);
+                   indices[3 * e + 1] = static_cast<int>(forward ? edge.high : edge.low);
+                   indices[3 * e + 2] = -1;
+                   lines.provenance.cells[e] = sources[edge.face];
+                 }
+               });
   lines.topology.touch();
   const MxArray<std::uint32_t> nodes =
       numberByFirstUse(indices.span(), surface.geometry.getNodeCount(), parallel);

@@ -45,11 +45,16 @@ void forEachRow(const MxIjkChoice& choice, bool parallel, MxExtractionMonitor& m
 {
   const std::size_t rowsPerLayer = choice.upper.y - choice.lower.y;
   const std::size_t rows = rowsPerLayer * (choice.upper.z - choice.lower.z);
-  const bool worthwhile = rows * (choice.upper.x - choice.lower.x) >= kParallelThreshold;
+  constexpr std::size_t kLongRow = 1024;
+  const std::size_t width = choice.upper.x - choice.lower.x;
+  const bool worthwhile = rows * width >= kParallelThreshold;
   forEachTask(parallel && worthwhile, blockCount(rows, kRowBlock), [&](std::size_t block) {
     monitor.step();
     for (std::size_t row = block * kRowBlock; row < std::min(rows, (block + 1) * kRowBlock); ++row)
+    {
+      if (width >= kLongRow) MxPoll::ask();
       body(block, choice.lower.y + row % rowsPerLayer, choice.lower.z + row / rowsPerLayer);
+    }
   });
 }
 

@@ -1,5 +1,6 @@
 #include <velmo/extraction/algorithms/MxSkinTessellate.h>
 
+#include <velmo/base/MxSort.h>
 #include <velmo/extraction/algorithms/MxArrayAccess.h>
 #include <velmo/extraction/algorithms/MxNodeNumbering.h>
 #include <velmo/extraction/algorithms/MxPolygons.h>
@@ -13,6 +14,7 @@
 namespace {
 
 constexpr std::size_t kBlock = 512;
+constexpr std::size_t kItemsPerPoll = 4096;
 void addFace(const MiTessellator& tessellator, MiCellShape shape, std::uint32_t source,
              std::span<const std::uint32_t> nodes, const std::vector<MbVec3d>& places,
              MiTessellation& answer, MxTessellated& pieces)
@@ -63,6 +65,7 @@ void joinPieces(const MiMeshUnstructuredI& source, const std::vector<MxTessellat
     monitor.step();
     std::size_t at = 0;
     for (std::size_t c = 0; c < pieces.sizes.size(); ++c) {
+      if (c % kItemsPerPoll == 0) MxPoll::ask();
       polygon.clear();
       for (std::uint32_t n = 0; n < pieces.sizes[c]; ++n)
         polygon.push_back(numbers.number(pieces, pieces.corners[at++], provenance));
@@ -113,9 +116,9 @@ struct Edge
 
 constexpr std::uint32_t kNoMiddle = 0xffffffffu;
 
-std::vector<Edge> collectEdges(const MxWholeFaces& faces)
+MxArray<Edge> collectEdges(const MxWholeFaces& faces, bool parallel)
 {
-  std::vector<Edge> edges;
+  MxArray<Edge> edges;
   const auto add = [&](std::size_t face, std::uint32_t a, std::uint32_t b, std::uint32_t middle) {
     if (a == b) return;
     edges.push_back({std::min(a, b),
@@ -126,6 +129,7 @@ std::vector<Edge> collectEdges(const MxWholeFaces& faces)
                      {a, b, middle}});
   };
   for (std::size_t f = 0; f < faces.size(); ++f) {
+    if (f % kItemsPerPoll == 0) MxPoll::ask();
     const std::span<const std::uint32_t> nodes =
         faces.nodes.span().subspan(faces.begins[f], faces.begins[f + 1] - faces.begins[f]);
     if (isQuadratic(faces.shapes[f])) {
@@ -136,14 +140,13 @@ std::vector<Edge> collectEdges(const MxWholeFaces& faces)
         add(f, nodes[n], nodes[n + 1 < nodes.size() ? n + 1 : 0], kNoMiddle);
     }
   }
-  std::sort(edges.begin(), edges.end(), [](const Edge& a, const Edge& b) {
+  sortInPieces(parallel, edges, [](const Edge& a, const Edge& b) {
     return std::tie(a.low, a.high, a.middle, a.order) < std::tie(b.low, b.high, b.middle, b.order);
   });
-  edges.erase(std::unique(edges.begin(), edges.end(),
-                          [](const Edge& a, const Edge& b) { return a.key() == b.key(); }),
-              edges.end());
-  std::sort(edges.begin(), edges.end(),
-            [](const Edge& a, const Edge& b) { return a.order < b.order; });
+  const auto last = std::unique(edges.begin(), edges.end(),
+                                [](const Edge& a, const Edge& b) { return a.key() == b.key(); });
+  edges.resize(static_cast<std::size_t>(last - edges.begin()));
+  sortInPieces(parallel, edges, [](const Edge& a, const Edge& b) { return a.order < b.order; });
   return edges;
 }
 
@@ -216,13 +219,14 @@ void writeTessellatedEdges(const MiMeshUnstructuredI& mesh, const MxWholeFaces& 
                            const MiTessellator& tessellator, bool parallel,
                            MxExtractionMonitor& monitor, MeXLineMeshUnstructured& lines)
 {
-  const std::vector<Edge> edges = collectEdges(faces);
+  const MxArray<Edge> edges = collectEdges(faces, parallel);
   const MiGeometryI& geometry = mesh.getGeometry();
   std::vector<MxTessellated> blocks(1);
   MxTessellated& pieces = blocks[0];
   MiTessellation answer;
   std::vector<MbVec3d> places;
   for (const Edge& edge : edges) {
+    if (edge.order % kItemsPerPoll == 0) MxPoll::ask();
     const std::uint32_t source = faces.cells[edge.face];
     const bool curved = edge.middle != kNoMiddle;
     if (curved) {

@@ -546,6 +546,7 @@ void forEachWholeFace(
     FaceReader<Cells, true> reader(cells);
     std::vector<std::uint32_t> nodes;
     for (std::size_t f = first; f < last; ++f) {
+      if (f % 4096 == 0) MxPoll::ask();
       const MiCellShape shape = reader.read(faces.cells[f], faces.faces[f], nodes);
       body(f, shape, nodes);
     }

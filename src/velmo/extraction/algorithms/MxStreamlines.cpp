@@ -17,6 +17,8 @@ constexpr double kMostGrowth = 4, kMostShrinking = 0.2, kSafety = 0.9;
 // Of the length that is left, when a line is cut at its greatest length.
 constexpr double kLengthTolerance = 1e-9;
 
+constexpr std::size_t kStepsPerPoll = 256;
+
 class Tracer
 {
 public:
@@ -32,6 +34,7 @@ public:
     record(here);
     double next = 0; // time of the next step, 0 for the longest
     for (std::size_t steps = 0;; ++steps) {
+      if (steps % kStepsPerPoll == 0) MxPoll::ask();
       const double speed = length(here.velocity);
       if (!std::isfinite(speed)) return MiStreamlineEnd::NotFinite;
       if (!(speed > 0) || speed < m_limits.minSpeed) return MiStreamlineEnd::LowSpeed;

@@ -1,53 +1,80 @@
 #include <velmo/extraction/interfaces/MxExtractionMonitor.h>
 
+#include <algorithm>
+
 namespace {
 using Clock = std::chrono::steady_clock;
 
-Clock::time_point after(double seconds)
-{
-  return Clock::now() + std::chrono::duration_cast<Clock::duration>(
-                            std::chrono::duration<double>(seconds > 0 ? seconds : 0));
-}
+/// Seconds for which short work is not told of.
+constexpr double kPatience = 0.1;
+/// The part of a period after which a call is due: the rest is for the work in hand.
+constexpr double kDue = 0.6;
 } // namespace
 
 MxExtractionMonitor::MxExtractionMonitor(MiExtractorCallback* callback, const char* extractor,
                                          std::size_t phaseCount)
-    : m_callback(callback), m_thread(std::this_thread::get_id())
+    : m_callback(callback), m_extractor(extractor), m_phaseCount(phaseCount),
+      m_thread(std::this_thread::get_id()), m_scope(callback ? this : nullptr)
 {
-  if (!m_callback) return;
-  m_callback->beginExtract(extractor, phaseCount);
-  m_next = after(m_callback->getEndStepCallPeriod());
+  if (m_callback) begin();
+}
+
+MxExtractionMonitor::MxExtractionMonitor(MiExtractorCallback* callback, const char* extractor)
+    : m_callback(callback), m_extractor(extractor), m_phaseCount(1),
+      m_thread(std::this_thread::get_id()), m_scope(callback ? this : nullptr)
+{
+  if (m_callback) setNext(kPatience);
 }
 
 MxExtractionMonitor::~MxExtractionMonitor()
 {
-  if (!m_callback) return;
-  endPhase();
+  if (!m_begun) return;
+  const Scope quiet(nullptr);
+  if (m_phase) m_callback->endPhase();
   m_callback->endExtract();
+}
+
+// What a callback does, which may be another extraction, is its own.
+void MxExtractionMonitor::begin()
+{
+  const Scope quiet(nullptr);
+  m_callback->beginExtract(m_extractor, m_phaseCount);
+  m_begun = true;
+  if (m_phase) m_callback->beginPhase(m_phase, m_stepCount);
+  setNext(kDue * m_callback->getEndStepCallPeriod());
 }
 
 void MxExtractionMonitor::beginPhase(const char* name, std::size_t stepCount)
 {
   if (!m_callback) return;
-  endPhase();
-  m_done = 0;
-  m_inPhase = true;
-  m_callback->beginPhase(name, stepCount);
+  {
+    const Scope quiet(nullptr);
+    if (m_begun && m_phase) m_callback->endPhase();
+    m_done = 0;
+    m_stepCount = stepCount;
+    m_phase = name;
+    if (m_begun) m_callback->beginPhase(name, stepCount);
+  }
+  poll();
 }
 
-void MxExtractionMonitor::endPhase()
-{
-  if (m_inPhase) m_callback->endPhase();
-  m_inPhase = false;
-}
-
-void MxExtractionMonitor::report()
+void MxExtractionMonitor::poll()
 {
   if (!m_cancelled.load(std::memory_order_relaxed) && std::this_thread::get_id() == m_thread &&
       Clock::now() >= m_next)
   {
-    m_next = after(m_callback->getEndStepCallPeriod());
-    if (!m_callback->endStep(m_done.load(std::memory_order_relaxed))) m_cancelled = true;
+    const Scope quiet(nullptr);
+    if (!m_begun) begin();
+    const std::size_t done = std::min(m_done.load(std::memory_order_relaxed), m_stepCount);
+    if (!m_callback->endStep(done)) m_cancelled = true;
+    setNext(kDue * m_callback->getEndStepCallPeriod());
   }
   if (m_cancelled.load(std::memory_order_relaxed)) throw MiCancellationException();
+}
+
+void MxExtractionMonitor::setNext(double seconds)
+{
+  // An hour is as good as any longer period, and the clock can count it; not-a-number is none.
+  const std::chrono::duration<double> wait(seconds > 0 ? std::min(seconds, 3600.0) : 0.0);
+  m_next = Clock::now() + std::chrono::duration_cast<Clock::duration>(wait);
 }
