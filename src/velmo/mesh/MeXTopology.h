@@ -47,9 +47,12 @@ public:
   MxArray<int>& setMixed(std::size_t cellCount, std::size_t indexCount);
   MxArray<std::uint32_t>& begins() { return m_begins; }
   MxArray<int>& indices() { return m_indices.array; }
+  const MxArray<int>& indices() const { return m_indices.array; }
 
   /// Takes a new stamp: the cells were replaced.
   void touch() { m_timeStamp = MxTimeStamp::take(); }
+  /// Takes the stamp of cells that were written again just as they were.
+  void keepTimeStamp(std::uint64_t stamp) { m_timeStamp = stamp; }
 
 private:
   int m_dimension;

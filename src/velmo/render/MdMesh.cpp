@@ -42,6 +42,7 @@ void MdMesh::forgetFill()
 {
   m_sceneGraph->clear();
   m_topologyStamp = m_geometryStamp = MxTimeStamp::kNone;
+  m_indices = nullptr;
   m_valueStamps.clear();
   m_topologyChanged = m_geometryChanged = m_valuesChanged = true;
   m_mappingStamp = m_combinedMappingStamp = MxTimeStamp::kNone;
@@ -53,7 +54,8 @@ void MdMesh::rayPick(SoRayPickAction*) {}
 bool MdMesh::isFilledFrom(const Parts& parts) const
 {
   return m_geometryStamp == parts.geometry->getTimeStamp() &&
-         (!parts.topology || m_topologyStamp == parts.topology->getTimeStamp());
+         (!parts.topology || (m_topologyStamp == parts.topology->getTimeStamp() &&
+                              m_indices == parts.topology->indices().data()));
 }
 
 void MdMesh::setParts(SoState* state, const Parts& parts, const ColorSets& colorSets,
@@ -87,13 +89,16 @@ bool MdMesh::haveValuesChanged(SoState* state)
   // What the last fill depended on, whoever caches this traversal depends on as well.
   if (m_attributes) SoCacheElement::addCacheDependency(state, m_attributes);
 
-  const auto update = [](std::uint64_t& stamp, std::uint64_t present, bool& changed) {
+  const auto update = [](auto& stamp, const auto& present, bool& changed) {
     if (stamp == present) return;
     stamp = present;
     changed = true;
   };
-  if (m_parts.topology)
+  if (m_parts.topology) {
     update(m_topologyStamp, m_parts.topology->getTimeStamp(), m_topologyChanged);
+    // The same cells may have been written again to another place.
+    update(m_indices, m_parts.topology->indices().data(), m_topologyChanged);
+  }
   update(m_geometryStamp, m_parts.geometry->getTimeStamp(), m_geometryChanged);
 
   if (m_valueStamps.size() != m_colorSets.size()) m_valuesChanged = true;

@@ -80,6 +80,7 @@ private:
   ColorSets m_colorSets;
   std::uint64_t m_topologyStamp = MxTimeStamp::kNone;
   std::uint64_t m_geometryStamp = MxTimeStamp::kNone;
+  const int* m_indices = nullptr; ///< what the nodes point at
   std::vector<std::uint64_t> m_valueStamps;
   bool m_topologyChanged = true;
   bool m_geometryChanged = true;

@@ -14,15 +14,33 @@
 /// extracted.
 ///
 /// An extractor is made for one mesh, which it borrows. Asked again with equal stamps and arguments
-/// it returns the same objects with the same stamps at no cost. *Threads*: used from one thread at
-/// a time.
+/// it returns the same objects with the same stamps at no cost. A result whose cells are those of
+/// the one before, while only its points moved, keeps the stamp of its topology.
+///
+/// *Failure*: an extraction that throws leaves an empty result; the next one starts afresh and
+/// gives what it would have given. What it shares with other extractors of the mesh is kept only
+/// when it was finished.
+///
+/// *Threads*: used from one thread at a time, which may be another one for each extraction. Several
+/// extractors of one mesh may work at the same time. The mesh, the sets, the filter and the
+/// tessellator are read by several threads at once and must not change meanwhile. An extraction may
+/// write over the results of the last one: who goes on reading those, in another thread or later,
+/// holds them (holdResults).
 class MiExtractor
 {
 public:
   virtual ~MiExtractor() = default;
 
-  /// Who hears of progress and may cancel; borrowed, null for nobody.
+  /// Who hears of progress and may cancel; borrowed, null for nobody. A set function tells of its
+  /// work as of an extraction of one phase when it takes longer than a tenth of a second.
   virtual void setCallback(MiExtractorCallback* callback) = 0;
+
+  /// Holds all that the extractor has given out and not taken back by a later extraction: meshes,
+  /// and the sets mapped onto them. As long as the handle lives they stay where they are and as
+  /// they are, whatever the extractor does, and when it is gone. Several handles may be held.
+  /// *Threads*: called as the extractor's other functions are; the handle and what it holds may be
+  /// used and let go in any thread.
+  virtual std::shared_ptr<const void> holdResults() const = 0;
 
   /// What the last extraction had to leave out (broken cells, unknown shapes), one sentence each;
   /// empty when all went well. Not repeated while the mesh's stamps stay the same.
@@ -34,7 +52,8 @@ public:
 /// The set functions map a data set of the source mesh onto the last extracted surface (lines,
 /// points). They return null when the set's numbering, binding and size do not fit the mesh;
 /// otherwise a set that stays valid until the extractor has extracted anew or the source set
-/// changed and was mapped again.
+/// changed and was mapped again, and longer for those who hold it (holdResults). They throw
+/// std::bad_alloc and MiCancellationException.
 class MiSurfaceExtractor : public MiExtractor
 {
 public:
@@ -69,7 +88,8 @@ public:
 class MiMultiLineExtractor : public MiExtractor
 {
 public:
-  /// The line sets of the last extraction; empty before the first.
+  /// The line sets of the last extraction; empty before the first. The list is the extractor's and
+  /// changes with the next extraction; its line sets may be held, or shared by copying the list.
   virtual const MeXLineMeshes& getLines() const = 0;
   virtual const MeXDataSetI<double>* extractScalarSet(std::size_t index,
                                                       const MiTypedDataSet<double>& set) = 0;

@@ -51,19 +51,12 @@ public:
 } // namespace
 
 template <>
-struct MxExtractorFor<MiInterpolatedLogicalSliceExtractHexahedronIjk, MiVolumeMeshHexahedronIjk>
-{
-  using Type = InterpolatedSliceExtractor<MiInterpolatedLogicalSliceExtractHexahedronIjk,
-                                          VOLUME_MESH_HEXAHEDRON_IJK>;
-  static constexpr const char* kName = "MiInterpolatedLogicalSliceExtractHexahedronIjk";
-};
-template <class Mesh>
-struct MxExtractorFor<MiInterpolatedLogicalSliceExtract, Mesh>
-{
-  using Type = InterpolatedSliceExtractor<MiInterpolatedLogicalSliceExtract,
-                                          meshTypeOf<Mesh>(MxVolumeKinds{})>;
-  static constexpr const char* kName = "MiInterpolatedLogicalSliceExtract";
-};
+inline constexpr MxExtractorRow<InterpolatedSliceExtractor>
+    kExtractorRow<MiInterpolatedLogicalSliceExtractHexahedronIjk>{
+        "MiInterpolatedLogicalSliceExtractHexahedronIjk"};
+template <>
+inline constexpr MxExtractorRow<InterpolatedSliceExtractor>
+    kExtractorRow<MiInterpolatedLogicalSliceExtract>{"MiInterpolatedLogicalSliceExtract"};
 
 template struct MiExtractorMaker<MiInterpolatedLogicalSliceExtractHexahedronIjk,
                                  MiVolumeMeshHexahedronIjk>;

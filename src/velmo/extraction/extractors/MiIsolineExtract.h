@@ -31,22 +31,13 @@ public:
                                const Filter* filter) = 0;
 };
 
-class MiIsolineExtractUnstructured : public MiIsolineExtract<MiCellFilterI>
-{
-public:
-  /// @param mesh      borrowed, outlives the extractor
-  /// @param parallel  several threads may work
-  static std::unique_ptr<MiIsolineExtractUnstructured>
-  getNewInstance(const MiSurfaceMeshUnstructured& mesh, bool parallel);
-};
+class MiIsolineExtractUnstructured
+    : public MiIsolineExtract<MiCellFilterI>,
+      public MiExtractorMakers<MiIsolineExtractUnstructured, MiSurfaceMeshUnstructured>
+{};
 
-class MiIsolineExtractIj : public MiIsolineExtract<MiCellFilterIj>
-{
-public:
-  static std::unique_ptr<MiIsolineExtractIj> getNewInstance(const MiSurfaceMeshRegular& mesh,
-                                                            bool parallel);
-  static std::unique_ptr<MiIsolineExtractIj> getNewInstance(const MiSurfaceMeshRectilinear& mesh,
-                                                            bool parallel);
-  static std::unique_ptr<MiIsolineExtractIj> getNewInstance(const MiSurfaceMeshCurvilinear& mesh,
-                                                            bool parallel);
-};
+class MiIsolineExtractIj
+    : public MiIsolineExtract<MiCellFilterIj>,
+      public MiExtractorMakers<MiIsolineExtractIj, MiSurfaceMeshRegular, MiSurfaceMeshRectilinear,
+                               MiSurfaceMeshCurvilinear>
+{};

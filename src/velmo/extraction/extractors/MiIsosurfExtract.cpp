@@ -145,24 +145,15 @@ public:
 
 } // namespace
 
-template <class Mesh>
-struct MxExtractorFor<MiIsosurfExtractUnstructured, Mesh>
-{
-  using Type = IsosurfExtractor<MiIsosurfExtractUnstructured, meshTypeOf<Mesh>(MxVolumeKinds{})>;
-  static constexpr const char* kName = "MiIsosurfExtractUnstructured";
-};
-template <class Mesh>
-struct MxExtractorFor<MiIsosurfExtractHexahedronIjk, Mesh>
-{
-  using Type = IsosurfExtractor<MiIsosurfExtractHexahedronIjk, meshTypeOf<Mesh>(MxVolumeKinds{})>;
-  static constexpr const char* kName = "MiIsosurfExtractHexahedronIjk";
-};
-template <class Mesh>
-struct MxExtractorFor<MiIsosurfExtractIjk, Mesh>
-{
-  using Type = IsosurfExtractor<MiIsosurfExtractIjk, meshTypeOf<Mesh>(MxVolumeKinds{})>;
-  static constexpr const char* kName = "MiIsosurfExtractIjk";
-};
+template <>
+inline constexpr MxExtractorRow<IsosurfExtractor> kExtractorRow<MiIsosurfExtractUnstructured>{
+    "MiIsosurfExtractUnstructured"};
+template <>
+inline constexpr MxExtractorRow<IsosurfExtractor> kExtractorRow<MiIsosurfExtractHexahedronIjk>{
+    "MiIsosurfExtractHexahedronIjk"};
+template <>
+inline constexpr MxExtractorRow<IsosurfExtractor> kExtractorRow<MiIsosurfExtractIjk>{
+    "MiIsosurfExtractIjk"};
 
 template struct MiExtractorMaker<MiIsosurfExtractUnstructured, MiVolumeMeshUnstructured>;
 template struct MiExtractorMaker<MiIsosurfExtractHexahedronIjk, MiVolumeMeshHexahedronIjk>;

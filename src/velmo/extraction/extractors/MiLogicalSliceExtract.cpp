@@ -46,30 +46,17 @@ public:
 } // namespace
 
 template <>
-struct MxExtractorFor<MiLogicalSliceExtractHexahedronIjk, MiVolumeMeshHexahedronIjk>
-{
-  using Type =
-      LogicalSliceExtractor<MiLogicalSliceExtractHexahedronIjk, VOLUME_MESH_HEXAHEDRON_IJK>;
-  static constexpr const char* kName = "MiLogicalSliceExtractHexahedronIjk";
-};
+inline constexpr MxExtractorRow<LogicalSliceExtractor>
+    kExtractorRow<MiLogicalSliceExtractHexahedronIjk>{"MiLogicalSliceExtractHexahedronIjk"};
 template <>
-struct MxExtractorFor<MiLogicalSliceExtractRegular, MiVolumeMeshRegular>
-{
-  using Type = LogicalSliceExtractor<MiLogicalSliceExtractRegular, VOLUME_MESH_REGULAR>;
-  static constexpr const char* kName = "MiLogicalSliceExtractRegular";
-};
+inline constexpr MxExtractorRow<LogicalSliceExtractor> kExtractorRow<MiLogicalSliceExtractRegular>{
+    "MiLogicalSliceExtractRegular"};
 template <>
-struct MxExtractorFor<MiLogicalSliceExtractRectilinear, MiVolumeMeshRectilinear>
-{
-  using Type = LogicalSliceExtractor<MiLogicalSliceExtractRectilinear, VOLUME_MESH_RECTILINEAR>;
-  static constexpr const char* kName = "MiLogicalSliceExtractRectilinear";
-};
+inline constexpr MxExtractorRow<LogicalSliceExtractor>
+    kExtractorRow<MiLogicalSliceExtractRectilinear>{"MiLogicalSliceExtractRectilinear"};
 template <>
-struct MxExtractorFor<MiLogicalSliceExtractCurvilinear, MiVolumeMeshCurvilinear>
-{
-  using Type = LogicalSliceExtractor<MiLogicalSliceExtractCurvilinear, VOLUME_MESH_CURVILINEAR>;
-  static constexpr const char* kName = "MiLogicalSliceExtractCurvilinear";
-};
+inline constexpr MxExtractorRow<LogicalSliceExtractor>
+    kExtractorRow<MiLogicalSliceExtractCurvilinear>{"MiLogicalSliceExtractCurvilinear"};
 
 template struct MiExtractorMaker<MiLogicalSliceExtractHexahedronIjk, MiVolumeMeshHexahedronIjk>;
 template struct MiExtractorMaker<MiLogicalSliceExtractRegular, MiVolumeMeshRegular>;

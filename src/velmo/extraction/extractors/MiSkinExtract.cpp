@@ -1,5 +1,6 @@
 #include <velmo/extraction/extractors/MiSkinExtract.h>
 
+#include <velmo/extraction/algorithms/MxFlatGrid.h>
 #include <velmo/extraction/algorithms/MxNodeNumbering.h>
 #include <velmo/extraction/algorithms/MxSkinBox.h>
 #include <velmo/extraction/algorithms/MxSkinEdges.h>
@@ -41,6 +42,9 @@ struct SkinWork : MxSurfaceWork<K>
     else
       return {{kNoBound, kNoBound, kNoBound}, {kNoBound, kNoBound, kNoBound}};
   }
+
+  /// Neighbours are found by the numbers of their nodes, but for cells with corners of their own.
+  bool dependsOnCellsAlone() const { return K != VOLUME_MESH_VERTEX_HEXAHEDRON_IJK; }
 
 protected:
   /// The check of the cells in range, of meshes numbered by I, J and K.
@@ -125,7 +129,7 @@ struct SkinOf<VOLUME_MESH_UNSTRUCTURED> : SkinWork<VOLUME_MESH_UNSTRUCTURED>
     }
     writeFaces(topology, nodeCount, faces, parallel, monitor, surface.topology);
     surface.provenance.cells = std::move(faces.cells);
-    visitPoints(geometry.getView(), nodeCount, Nodes{&geometry}, [&](const auto& points) {
+    visitPoints(geometry.getView(), nodeCount, MxVirtualNodes{&geometry}, [&](const auto& points) {
       finishSurface({topology.getCellCount(), 1, 1}, {nodeCount, 1, 1}, nodeCount, points, parallel,
                     surface);
     });
@@ -152,14 +156,10 @@ struct SkinOf<VOLUME_MESH_UNSTRUCTURED> : SkinWork<VOLUME_MESH_UNSTRUCTURED>
     request.monitor.beginPhase("Collecting nodes", 1);
     writeWholeFaceNodes(mesh, m_wholes, request.parallel, points);
   }
+  bool dependsOnCellsAlone() const { return !m_wholes.hasQuadratic; }
   void clear() { m_wholes = {}; }
 
 private:
-  struct Nodes
-  {
-    const MiGeometryI* geometry;
-    MbVec3d operator[](std::size_t node) const { return geometry->getNode(node); }
-  };
   MxWholeFaces m_wholes; ///< of the last surface, while there is a tessellator
 };
 
@@ -179,12 +179,7 @@ struct SkinOf<VOLUME_MESH_HEXAHEDRON_IJK> : SkinWork<VOLUME_MESH_HEXAHEDRON_IJK>
                                            range.lower, range.upper, parallel, monitor);
     writeHexahedronSkin(mesh, choice, parallel, monitor, surface.topology,
                         surface.provenance.cells);
-    struct Nodes
-    {
-      const MiGeometryI* geometry;
-      MbVec3d operator[](std::size_t node) const { return geometry->getNode(node); }
-    };
-    visitPoints(geometry.getView(), nodeCount, Nodes{&geometry}, [&](const auto& points) {
+    visitPoints(geometry.getView(), nodeCount, MxVirtualNodes{&geometry}, [&](const auto& points) {
       finishSurface(choice.numbering.counts, {nodeCount, 1, 1}, nodeCount, points, parallel,
                     surface);
     });
@@ -305,24 +300,14 @@ private:
 
 } // namespace
 
-template <class Mesh>
-struct MxExtractorFor<MiSkinExtractUnstructured, Mesh>
-{
-  using Type = SkinExtractor<MiSkinExtractUnstructured, meshTypeOf<Mesh>(MxVolumeKinds{})>;
-  static constexpr const char* kName = "MiSkinExtractUnstructured";
-};
-template <class Mesh>
-struct MxExtractorFor<MiSkinExtractHexahedronIjk, Mesh>
-{
-  using Type = SkinExtractor<MiSkinExtractHexahedronIjk, meshTypeOf<Mesh>(MxVolumeKinds{})>;
-  static constexpr const char* kName = "MiSkinExtractHexahedronIjk";
-};
-template <class Mesh>
-struct MxExtractorFor<MiSkinExtractIjk, Mesh>
-{
-  using Type = SkinExtractor<MiSkinExtractIjk, meshTypeOf<Mesh>(MxVolumeKinds{})>;
-  static constexpr const char* kName = "MiSkinExtractIjk";
-};
+template <>
+inline constexpr MxExtractorRow<SkinExtractor> kExtractorRow<MiSkinExtractUnstructured>{
+    "MiSkinExtractUnstructured"};
+template <>
+inline constexpr MxExtractorRow<SkinExtractor> kExtractorRow<MiSkinExtractHexahedronIjk>{
+    "MiSkinExtractHexahedronIjk"};
+template <>
+inline constexpr MxExtractorRow<SkinExtractor> kExtractorRow<MiSkinExtractIjk>{"MiSkinExtractIjk"};
 
 template struct MiExtractorMaker<MiSkinExtractUnstructured, MiVolumeMeshUnstructured>;
 template struct MiExtractorMaker<MiSkinExtractHexahedronIjk, MiVolumeMeshHexahedronIjk>;

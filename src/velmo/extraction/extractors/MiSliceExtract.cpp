@@ -88,72 +88,43 @@ public:
   }
 };
 
-template <class Interface, class Mesh>
-using PlaneExtractor = SliceExtractor<Interface, meshTypeOf<Mesh>(MxVolumeKinds{}), MxCutPlane,
-                                      const MbVec3d&, double>;
-template <class Interface, class Mesh>
-using SphereExtractor = SliceExtractor<Interface, meshTypeOf<Mesh>(MxVolumeKinds{}), MxCutSphere,
-                                       const MbVec3d&, double>;
-template <class Interface, class Mesh>
-using CylinderExtractor = SliceExtractor<Interface, meshTypeOf<Mesh>(MxVolumeKinds{}),
-                                         MxCutCylinder, const MbVec3d&, const MbVec3d&, double>;
+template <class Interface, MeshType K>
+using PlaneExtractor = SliceExtractor<Interface, K, MxCutPlane, const MbVec3d&, double>;
+template <class Interface, MeshType K>
+using SphereExtractor = SliceExtractor<Interface, K, MxCutSphere, const MbVec3d&, double>;
+template <class Interface, MeshType K>
+using CylinderExtractor =
+    SliceExtractor<Interface, K, MxCutCylinder, const MbVec3d&, const MbVec3d&, double>;
 
 } // namespace
 
-template <class Mesh>
-struct MxExtractorFor<MiPlaneSliceExtractUnstructured, Mesh>
-{
-  using Type = PlaneExtractor<MiPlaneSliceExtractUnstructured, Mesh>;
-  static constexpr const char* kName = "MiPlaneSliceExtractUnstructured";
-};
-template <class Mesh>
-struct MxExtractorFor<MiPlaneSliceExtractHexahedronIjk, Mesh>
-{
-  using Type = PlaneExtractor<MiPlaneSliceExtractHexahedronIjk, Mesh>;
-  static constexpr const char* kName = "MiPlaneSliceExtractHexahedronIjk";
-};
-template <class Mesh>
-struct MxExtractorFor<MiPlaneSliceExtractIjk, Mesh>
-{
-  using Type = PlaneExtractor<MiPlaneSliceExtractIjk, Mesh>;
-  static constexpr const char* kName = "MiPlaneSliceExtractIjk";
-};
-template <class Mesh>
-struct MxExtractorFor<MiSphereSliceExtractUnstructured, Mesh>
-{
-  using Type = SphereExtractor<MiSphereSliceExtractUnstructured, Mesh>;
-  static constexpr const char* kName = "MiSphereSliceExtractUnstructured";
-};
-template <class Mesh>
-struct MxExtractorFor<MiSphereSliceExtractHexahedronIjk, Mesh>
-{
-  using Type = SphereExtractor<MiSphereSliceExtractHexahedronIjk, Mesh>;
-  static constexpr const char* kName = "MiSphereSliceExtractHexahedronIjk";
-};
-template <class Mesh>
-struct MxExtractorFor<MiSphereSliceExtractIjk, Mesh>
-{
-  using Type = SphereExtractor<MiSphereSliceExtractIjk, Mesh>;
-  static constexpr const char* kName = "MiSphereSliceExtractIjk";
-};
-template <class Mesh>
-struct MxExtractorFor<MiCylinderSliceExtractUnstructured, Mesh>
-{
-  using Type = CylinderExtractor<MiCylinderSliceExtractUnstructured, Mesh>;
-  static constexpr const char* kName = "MiCylinderSliceExtractUnstructured";
-};
-template <class Mesh>
-struct MxExtractorFor<MiCylinderSliceExtractHexahedronIjk, Mesh>
-{
-  using Type = CylinderExtractor<MiCylinderSliceExtractHexahedronIjk, Mesh>;
-  static constexpr const char* kName = "MiCylinderSliceExtractHexahedronIjk";
-};
-template <class Mesh>
-struct MxExtractorFor<MiCylinderSliceExtractIjk, Mesh>
-{
-  using Type = CylinderExtractor<MiCylinderSliceExtractIjk, Mesh>;
-  static constexpr const char* kName = "MiCylinderSliceExtractIjk";
-};
+template <>
+inline constexpr MxExtractorRow<PlaneExtractor> kExtractorRow<MiPlaneSliceExtractUnstructured>{
+    "MiPlaneSliceExtractUnstructured"};
+template <>
+inline constexpr MxExtractorRow<PlaneExtractor> kExtractorRow<MiPlaneSliceExtractHexahedronIjk>{
+    "MiPlaneSliceExtractHexahedronIjk"};
+template <>
+inline constexpr MxExtractorRow<PlaneExtractor> kExtractorRow<MiPlaneSliceExtractIjk>{
+    "MiPlaneSliceExtractIjk"};
+template <>
+inline constexpr MxExtractorRow<SphereExtractor> kExtractorRow<MiSphereSliceExtractUnstructured>{
+    "MiSphereSliceExtractUnstructured"};
+template <>
+inline constexpr MxExtractorRow<SphereExtractor> kExtractorRow<MiSphereSliceExtractHexahedronIjk>{
+    "MiSphereSliceExtractHexahedronIjk"};
+template <>
+inline constexpr MxExtractorRow<SphereExtractor> kExtractorRow<MiSphereSliceExtractIjk>{
+    "MiSphereSliceExtractIjk"};
+template <>
+inline constexpr MxExtractorRow<CylinderExtractor>
+    kExtractorRow<MiCylinderSliceExtractUnstructured>{"MiCylinderSliceExtractUnstructured"};
+template <>
+inline constexpr MxExtractorRow<CylinderExtractor>
+    kExtractorRow<MiCylinderSliceExtractHexahedronIjk>{"MiCylinderSliceExtractHexahedronIjk"};
+template <>
+inline constexpr MxExtractorRow<CylinderExtractor> kExtractorRow<MiCylinderSliceExtractIjk>{
+    "MiCylinderSliceExtractIjk"};
 
 template struct MiExtractorMaker<MiPlaneSliceExtractUnstructured, MiVolumeMeshUnstructured>;
 template struct MiExtractorMaker<MiPlaneSliceExtractHexahedronIjk, MiVolumeMeshHexahedronIjk>;

@@ -44,7 +44,8 @@ public:
   virtual bool extractStreamlines(std::span<const MbVec3d> seeds,
                                   const MiTypedDataSet<MbVec3d>& vectors, const Filter* filter) = 0;
 
-  // Of line `index` of the last extraction, an entry a point of the line.
+  // Of line `index` of the last extraction, an entry a point of the line; nothing of a line that
+  // is not there.
 
   virtual MiStreamlineEnd getEnd(std::size_t index) const = 0;
   /// The points in double precision.
@@ -56,29 +57,18 @@ public:
   virtual const MeXDataSetI<MbVec3d>& getTangents(std::size_t index) const = 0;
 };
 
-class MiStreamlineExtractUnstructured : public MiStreamlineExtract<MiCellFilterI>
-{
-public:
-  /// @param mesh      borrowed, outlives the extractor
-  /// @param parallel  several threads may work
-  static std::unique_ptr<MiStreamlineExtractUnstructured>
-  getNewInstance(const MiVolumeMeshUnstructured& mesh, bool parallel);
-};
+class MiStreamlineExtractUnstructured
+    : public MiStreamlineExtract<MiCellFilterI>,
+      public MiExtractorMakers<MiStreamlineExtractUnstructured, MiVolumeMeshUnstructured>
+{};
 
-class MiStreamlineExtractHexahedronIjk : public MiStreamlineExtract<MiCellFilterIjk>
-{
-public:
-  static std::unique_ptr<MiStreamlineExtractHexahedronIjk>
-  getNewInstance(const MiVolumeMeshHexahedronIjk& mesh, bool parallel);
-};
+class MiStreamlineExtractHexahedronIjk
+    : public MiStreamlineExtract<MiCellFilterIjk>,
+      public MiExtractorMakers<MiStreamlineExtractHexahedronIjk, MiVolumeMeshHexahedronIjk>
+{};
 
-class MiStreamlineExtractIjk : public MiStreamlineExtract<MiCellFilterIjk>
-{
-public:
-  static std::unique_ptr<MiStreamlineExtractIjk> getNewInstance(const MiVolumeMeshRegular& mesh,
-                                                                bool parallel);
-  static std::unique_ptr<MiStreamlineExtractIjk> getNewInstance(const MiVolumeMeshRectilinear& mesh,
-                                                                bool parallel);
-  static std::unique_ptr<MiStreamlineExtractIjk> getNewInstance(const MiVolumeMeshCurvilinear& mesh,
-                                                                bool parallel);
-};
+class MiStreamlineExtractIjk
+    : public MiStreamlineExtract<MiCellFilterIjk>,
+      public MiExtractorMakers<MiStreamlineExtractIjk, MiVolumeMeshRegular, MiVolumeMeshRectilinear,
+                               MiVolumeMeshCurvilinear>
+{};

@@ -30,18 +30,12 @@ public:
 
 } // namespace
 
-template <class Mesh>
-struct MxExtractorFor<MiSurfaceExtractUnstructured, Mesh>
-{
-  using Type = SurfaceExtractor<MiSurfaceExtractUnstructured, meshTypeOf<Mesh>(MxSurfaceKinds{})>;
-  static constexpr const char* kName = "MiSurfaceExtractUnstructured";
-};
-template <class Mesh>
-struct MxExtractorFor<MiSurfaceExtractIj, Mesh>
-{
-  using Type = SurfaceExtractor<MiSurfaceExtractIj, meshTypeOf<Mesh>(MxSurfaceKinds{})>;
-  static constexpr const char* kName = "MiSurfaceExtractIj";
-};
+template <>
+inline constexpr MxExtractorRow<SurfaceExtractor> kExtractorRow<MiSurfaceExtractUnstructured>{
+    "MiSurfaceExtractUnstructured"};
+template <>
+inline constexpr MxExtractorRow<SurfaceExtractor> kExtractorRow<MiSurfaceExtractIj>{
+    "MiSurfaceExtractIj"};
 
 template struct MiExtractorMaker<MiSurfaceExtractUnstructured, MiSurfaceMeshUnstructured>;
 template struct MiExtractorMaker<MiSurfaceExtractIj, MiSurfaceMeshRegular>;

@@ -60,6 +60,7 @@ struct MxFlatWork : MxSurfaceWork<K>
       }
     writeNodes(surface, request.parallel, points);
   }
+  bool dependsOnCellsAlone() const { return !m_wholes.hasQuadratic; }
   void clear() { m_wholes = {}; }
 
 private:

@@ -1,17 +1,10 @@
 #pragma once
 
-#include <velmo/extraction/algorithms/MxDataMap.h>
-#include <velmo/extraction/algorithms/MxMeshCheck.h>
 #include <velmo/extraction/algorithms/MxSkinEdges.h>
-#include <velmo/extraction/extractors/MiExtractor.h>
-#include <velmo/extraction/interfaces/MxExtractionMonitor.h>
-#include <velmo/extraction/interfaces/MxMeshKind.h>
+#include <velmo/extraction/extractors/MxExtractorTable.h>
+#include <velmo/extraction/extractors/MxResults.h>
 
-#include <algorithm>
-#include <map>
-#include <memory>
 #include <optional>
-#include <utility>
 
 /// What an extraction of a surface is given beside the mesh and the arguments of its operation.
 template <class CellFilter>
@@ -31,7 +24,8 @@ struct MxSurfaceRequest
 /// * `build(mesh, arguments, request, surface)`, which checks the mesh and fills the surface but
 ///   for the stamp of its topology. It returns the check, or null when it did not look at the mesh
 ///   and leaves the surface as it was: nothing is extracted then.
-/// What stands here serves works whose lines and points are the edges and nodes of the surface.
+/// What stands here serves works whose lines and points are the edges and nodes of the surface, and
+/// whose polygons depend on where the nodes are.
 template <MeshType K>
 struct MxSurfaceWork
 {
@@ -55,37 +49,11 @@ struct MxSurfaceWork
     request.monitor.beginPhase("Collecting nodes", 1);
     writeNodes(surface, request.parallel, points);
   }
+  /// Whether the polygons of the last surface, their nodes and their order would be the same if
+  /// nodes had been elsewhere.
+  bool dependsOnCellsAlone() const { return false; }
   /// Lets go of what is known of the last surface, after a failure.
   void clear() {}
-};
-
-/// The sets that were mapped onto one extracted mesh, by source set.
-template <class T>
-class MxMappedSets
-{
-public:
-  const MeXDataSetI<T>* map(const MiTypedDataSet<T>& set, const MeXProvenance& provenance,
-                            MxIndexing cells, MxIndexing nodes, bool parallel)
-  {
-    Entry& entry = m_entries[&set];
-    const std::uint64_t stamp = set.getTimeStamp();
-    if (!entry.known || entry.stamp != stamp) {
-      entry.mapped = mapDataSet(provenance, set, cells, nodes, parallel);
-      entry.stamp = stamp;
-      entry.known = true;
-    }
-    return entry.mapped.get();
-  }
-  void clear() { m_entries.clear(); }
-
-private:
-  struct Entry
-  {
-    bool known = false;
-    std::uint64_t stamp = 0;
-    std::unique_ptr<MeXDataSetI<T>> mapped;
-  };
-  std::map<const void*, Entry> m_entries;
 };
 
 /// What one extractor of surfaces extracted, and what from: an extraction with equal stamps and
@@ -104,87 +72,67 @@ public:
   /// @param name  the extractor's, as callbacks hear it; a literal
   MxSurfaceResults(const Mesh& mesh, bool parallel, const MiTessellator* tessellator,
                    const char* name)
-      : m_mesh(mesh), m_parallel(parallel), m_tessellator(tessellator), m_name(name)
+      : m_mesh(mesh), m_tessellator(tessellator), m_state(parallel, name)
   {}
 
-  void setCallback(MiExtractorCallback* callback) { m_callback = callback; }
-  const std::vector<std::string>& getWarnings() const
+  MxExtractorState& state() { return m_state; }
+  const MxExtractorState& state() const { return m_state; }
+  const Result* getSurface() const { return m_hasSurface ? &m_surface.mesh() : nullptr; }
+  std::shared_ptr<const void> holdAll() const
   {
-    m_warningsRead = true;
-    return m_warnings;
+    auto hold = std::make_shared<MxHold>();
+    m_surface.holdAll(*hold);
+    m_lines.holdAll(*hold);
+    m_points.holdAll(*hold);
+    return hold;
   }
-  const Result* getSurface() const { return m_hasSurface ? &m_surface : nullptr; }
 
   const Result& extractSurface(const Arguments& arguments, const Filter* filter)
   {
-    extract(arguments, filter, m_surfaceKey, [&](const auto& request) {
-      m_scalars.clear();
-      m_vectors.clear();
-      m_strings.clear();
-      buildSurface(arguments, request);
-    });
+    extract(arguments, filter, m_surfaceKey,
+            [&](const Key& key, const auto& request) { buildSurface(key, request); });
     m_hasSurface = true;
-    return m_surface;
+    return m_surface.mesh();
   }
   const MeXLineMeshUnstructured& extractLines(const Arguments& arguments, const Filter* filter)
   {
     extractSurface(arguments, filter);
-    extract(arguments, filter, m_lineKey, [&](const auto& request) {
-      m_lineScalars.clear();
-      m_work.buildLines(m_mesh, m_surface, request, m_lines);
+    extract(arguments, filter, m_lineKey, [&](const Key&, const auto& request) {
+      m_work.buildLines(m_mesh, m_surface.mesh(), request, m_lines.renew());
     });
-    return m_lines;
+    return m_lines.mesh();
   }
   const MeXPointMeshCurvilinear& extractPoints(const Arguments& arguments, const Filter* filter)
   {
     extractSurface(arguments, filter);
-    extract(arguments, filter, m_pointsKey, [&](const auto& request) {
-      m_pointScalars.clear();
-      m_work.buildPoints(m_mesh, m_surface, request, m_points);
+    extract(arguments, filter, m_pointsKey, [&](const Key&, const auto& request) {
+      m_work.buildPoints(m_mesh, m_surface.mesh(), request, m_points.renew());
     });
-    return m_points;
+    return m_points.mesh();
   }
 
-  const MeXDataSetI<double>* map(const MiTypedDataSet<double>& set)
+  template <class T>
+  const MeXDataSetI<T>* map(const MiTypedDataSet<T>& set)
   {
-    return map(m_scalars, m_surfaceKey, m_surface, set);
-  }
-  const MeXDataSetI<MbVec3d>* map(const MiTypedDataSet<MbVec3d>& set)
-  {
-    return map(m_vectors, m_surfaceKey, m_surface, set);
-  }
-  const MeXDataSetI<std::string>* map(const MiTypedDataSet<std::string>& set)
-  {
-    return map(m_strings, m_surfaceKey, m_surface, set);
+    return map(m_surface, m_surfaceKey, set);
   }
   const MeXDataSetI<double>* mapOnLines(const MiTypedDataSet<double>& set)
   {
-    return map(m_lineScalars, m_lineKey, m_lines, set);
+    return map(m_lines, m_lineKey, set);
   }
   const MeXDataSetI<double>* mapOnPoints(const MiTypedDataSet<double>& set)
   {
-    return map(m_pointScalars, m_pointsKey, m_points, set);
+    return map(m_points, m_pointsKey, set);
   }
 
 private:
   /// All that an extraction depends on.
   struct Key
   {
-    std::uint64_t topology, geometry, filterStamp, tessellator;
-    const void* filter;
+    MxInputs inputs;
     Arguments arguments;
     friend bool operator==(const Key&, const Key&) = default;
   };
-
-  Key makeKey(const Arguments& arguments, const Filter* filter) const
-  {
-    return {m_mesh.getTopology().getTimeStamp(),
-            m_mesh.getGeometry().getTimeStamp(),
-            filter ? filter->getTimeStamp() : MxTimeStamp::kNone,
-            m_tessellator ? m_tessellator->getTimeStamp() : MxTimeStamp::kNone,
-            filter,
-            arguments};
-  }
 
   /// Runs `build` unless its result is still what it would give. After a failure the next call
   /// tries again.
@@ -192,88 +140,92 @@ private:
   void extract(const Arguments& arguments, const Filter* filter, std::optional<Key>& known,
                const Build& build)
   {
-    if (m_warningsRead) m_warnings.clear();
-    m_warningsRead = false;
-    Key key = makeKey(arguments, filter);
+    m_state.forgetReadWarnings();
+    Key key{MxInputs::of(m_mesh, filter, m_tessellator), arguments};
     if (known == key) return;
     known.reset();
-    MxExtractionMonitor monitor(m_callback, m_name, Work::kPhaseCount);
+    MxExtractionMonitor monitor = m_state.monitor(Work::kPhaseCount);
     std::vector<std::string> warnings;
-    build(typename Work::Request{filter, m_tessellator, m_parallel, monitor, warnings});
-    addWarnings(std::move(warnings));
+    build(key,
+          typename Work::Request{filter, m_tessellator, m_state.isParallel(), monitor, warnings});
+    m_state.warn(std::move(warnings));
     known = std::move(key);
   }
 
-  void buildSurface(const Arguments& arguments, const typename Work::Request& request)
+  void buildSurface(const Key& key, const typename Work::Request& request)
   {
+    const std::optional<Cells> before = std::exchange(m_cells, std::nullopt);
+    Result& surface = m_surface.renew();
     try {
       request.monitor.beginPhase("Checking the mesh", 1);
       const std::shared_ptr<const MxMeshCheck> check =
-          m_work.build(m_mesh, arguments, request, m_surface);
+          m_work.build(m_mesh, key.arguments, request, surface);
       if (!check) {
         clearSurface();
         return;
       }
-      if (check != m_check) addWarnings(check->describe());
-      m_check = check;
+      m_state.warnOf(check);
+      if (m_work.dependsOnCellsAlone() && check->isClean())
+        m_cells = Cells{key, surface.provenance.sourceNodes};
     } catch (...) {
       clearSurface();
       throw;
     }
-    m_surface.topology.touch();
-  }
-
-  void addWarnings(std::vector<std::string> warnings)
-  {
-    for (std::string& text : warnings)
-      if (std::find(m_warnings.begin(), m_warnings.end(), text) == m_warnings.end())
-        m_warnings.push_back(std::move(text));
+    if (m_cells && before && m_cells->areThose(*before))
+      surface.topology.keepTimeStamp(before->stamp);
+    else
+      surface.topology.touch();
+    if (m_cells) m_cells->stamp = surface.topology.getTimeStamp();
   }
 
   /// A half-filled surface must not be seen.
   void clearSurface()
   {
     m_work.clear();
-    m_surface.topology.setUniform(0, 3);
-    m_surface.topology.touch();
-    m_surface.provenance = {};
-    m_surface.geometry.origin = {};
-    m_surface.geometry.points().clear();
-    m_surface.geometry.touch(false);
+    m_cells.reset();
+    clearExtracted(m_surface.writable(), 3);
   }
 
   template <class T, class Target>
-  const MeXDataSetI<T>* map(MxMappedSets<T>& sets, const std::optional<Key>& known,
-                            const Target& target, const MiTypedDataSet<T>& set)
+  const MeXDataSetI<T>* map(MxResult<Target>& target, const std::optional<Key>& known,
+                            const MiTypedDataSet<T>& set)
   {
     if (!known) return nullptr;
-    return sets.map(set, target.provenance, Kind::kIndexing, Kind::kNodeIndexing, m_parallel);
+    return target.sets().template of<T>().map(set, target.mesh().getProvenance(), Kind::kIndexing,
+                                              Kind::kNodeIndexing, m_state);
   }
 
+  /// What the polygons of a surface came from, where that is cells alone and none is broken.
+  struct Cells
+  {
+    Key key;
+    MbIndex3 nodeCounts;
+    std::uint64_t stamp = MxTimeStamp::kNone; ///< of the topology
+
+    bool areThose(const Cells& other) const
+    {
+      Key own = key;
+      own.inputs.geometry = other.key.inputs.geometry;
+      return own == other.key && nodeCounts == other.nodeCounts;
+    }
+  };
+
   const Mesh& m_mesh;
-  const bool m_parallel;
   const MiTessellator* const m_tessellator;
-  const char* const m_name;
-  MiExtractorCallback* m_callback = nullptr;
-  std::shared_ptr<const MxMeshCheck> m_check;
-  std::vector<std::string> m_warnings;
-  mutable bool m_warningsRead = false;
+  MxExtractorState m_state;
 
   Work m_work;
   bool m_hasSurface = false;
   std::optional<Key> m_surfaceKey, m_lineKey, m_pointsKey;
-  Result m_surface;
-  MeXLineMeshUnstructured m_lines;
-  MeXPointMeshCurvilinear m_points;
-  MxMappedSets<double> m_scalars, m_lineScalars, m_pointScalars;
-  MxMappedSets<MbVec3d> m_vectors;
-  MxMappedSets<std::string> m_strings;
+  std::optional<Cells> m_cells;
+  MxResult<Result> m_surface;
+  MxResult<MeXLineMeshUnstructured> m_lines;
+  MxResult<MeXPointMeshCurvilinear> m_points;
 };
 
-/// The base of all extractors of surfaces: what every one of them can do. The derived class adds
-/// the operations of its interface, one line each.
+/// The base of extractors of surfaces and of lines: what every one of them can do.
 template <class Interface, class Work>
-class MxSurfaceExtractor : public Interface
+class MxMeshExtractor : public Interface
 {
 public:
   using Results = MxSurfaceResults<Work>;
@@ -281,14 +233,20 @@ public:
   using Filter = typename Work::Filter;
   using Mesh = typename Work::Mesh;
 
-  MxSurfaceExtractor(const Mesh& mesh, bool parallel, const MiTessellator* tessellator,
-                     const char* name)
+  MxMeshExtractor(const Mesh& mesh, bool parallel, const MiTessellator* tessellator,
+                  const char* name)
       : m_results(mesh, parallel, tessellator, name)
   {}
 
-  void setCallback(MiExtractorCallback* callback) override { m_results.setCallback(callback); }
-  const std::vector<std::string>& getWarnings() const override { return m_results.getWarnings(); }
-  const MeXSurfaceMeshUnstructured* getSurface() const override { return m_results.getSurface(); }
+  void setCallback(MiExtractorCallback* callback) override
+  {
+    m_results.state().setCallback(callback);
+  }
+  const std::vector<std::string>& getWarnings() const override
+  {
+    return m_results.state().getWarnings();
+  }
+  std::shared_ptr<const void> holdResults() const override { return m_results.holdAll(); }
   const MeXDataSetI<double>* extractScalarSet(const MiTypedDataSet<double>& set) override
   {
     return m_results.map(set);
@@ -301,10 +259,6 @@ public:
   {
     return m_results.map(set);
   }
-  const MeXDataSetI<double>* extractLineScalarSet(const MiTypedDataSet<double>& set) override
-  {
-    return m_results.mapOnLines(set);
-  }
   const MeXDataSetI<double>* extractPointsScalarSet(const MiTypedDataSet<double>& set) override
   {
     return m_results.mapOnPoints(set);
@@ -314,17 +268,20 @@ protected:
   Results m_results;
 };
 
-/// The implementation of an extractor's interface for one kind of mesh, specialised beside it:
-/// `Type`, an MxSurfaceExtractor, and `kName`, the interface's name.
-template <class Extractor, class Mesh>
-struct MxExtractorFor;
-
-template <class Extractor, class Mesh>
-std::unique_ptr<Extractor>
-MiExtractorMaker<Extractor, Mesh>::getNewInstance(const Mesh& mesh, bool parallel,
-                                                  const MiTessellator* tessellator)
+/// The base of extractors of surfaces. The derived class adds the operations of its interface, one
+/// line each.
+template <class Interface, class Work>
+class MxSurfaceExtractor : public MxMeshExtractor<Interface, Work>
 {
-  using Implementation = MxExtractorFor<Extractor, Mesh>;
-  return std::make_unique<typename Implementation::Type>(mesh, parallel, tessellator,
-                                                         Implementation::kName);
-}
+public:
+  using MxMeshExtractor<Interface, Work>::MxMeshExtractor;
+
+  const MeXSurfaceMeshUnstructured* getSurface() const override
+  {
+    return this->m_results.getSurface();
+  }
+  const MeXDataSetI<double>* extractLineScalarSet(const MiTypedDataSet<double>& set) override
+  {
+    return this->m_results.mapOnLines(set);
+  }
+};
