@@ -25,11 +25,10 @@ public:
   void endExtract() override {}
   void beginPhase(const std::string&, std::size_t) override {}
   void endPhase() override {}
-  bool endStep(std::size_t) override { return ++steps < stopAt; }
+  bool endStep(std::size_t) override { return true; }
   double getEndStepCallPeriod() const override { return 0; }
 
   std::vector<std::string> names;
-  std::size_t steps = 0, stopAt = static_cast<std::size_t>(-1);
 };
 
 std::vector<double> heights(const MiVolumeMeshUnstructured& mesh)
@@ -322,29 +321,6 @@ TEST(CutExtractor, WhereAValueIsNoNumberThereIsNoSurface)
   z[middle] = -1.7e308;
   z[middle + 25] = 1.7e308;
   EXPECT_EQ(count(), 16u);
-}
-
-TEST(CutExtractor, CancellationLeavesNothingHalfDoneAndTheNextCallStartsAnew)
-{
-  const auto mesh = zoo::blockOf(MiCellShape::Tetrahedron, {30, 30, 30});
-  const MbVec3d normal{0.1, 0.7, 1};
-  CutExtractors once(*mesh);
-  const std::string expected = laws::bytesOf(once.plane(normal, 9, nullptr));
-  for (const bool parallel : {false, true}) {
-    CutExtractors cuts(*mesh, parallel);
-    Recorder recorder;
-    cuts.planes->setCallback(&recorder);
-    for (const std::size_t stopAt : {1, 3}) {
-      recorder.steps = 0;
-      recorder.stopAt = stopAt;
-      EXPECT_THROW(cuts.plane(normal, 9, nullptr), MiCancellationException);
-      if (const auto* surface = cuts.planes->getSurface()) {
-        EXPECT_EQ(faceCount(*surface), 0u);
-      }
-    }
-    recorder.stopAt = static_cast<std::size_t>(-1);
-    EXPECT_EQ(laws::bytesOf(cuts.plane(normal, 9, nullptr)), expected);
-  }
 }
 
 TEST(CutExtractor, CutsFarFromZeroKeepTheirPrecision)

@@ -1,9 +1,6 @@
-#include <velmo/extraction/extractors/MiInterpolatedLogicalSliceExtract.h>
-#include <velmo/extraction/extractors/MiLogicalSliceExtract.h>
-#include <velmo/extraction/extractors/MiSkinExtract.h>
 #include <velmo/extraction/interfaces/MxCellShapes.h>
 
-#include <tests/support/MeshZoo.h>
+#include <tests/support/ExtractorOf.h>
 #include <tests/support/SkinLaws.h>
 
 #include <velmo/mesh/MbCellFilter.h>
@@ -20,40 +17,20 @@ using testing::IsEmpty;
 
 namespace {
 
-using Kinds = MxKinds<VOLUME_MESH_HEXAHEDRON_IJK, VOLUME_MESH_REGULAR, VOLUME_MESH_RECTILINEAR,
-                      VOLUME_MESH_CURVILINEAR>;
+using Kinds = extractors::LayerKinds;
 constexpr MiMesh::Dimension kAxes[] = {MiMesh::DIMENSION_I, MiMesh::DIMENSION_J,
                                        MiMesh::DIMENSION_K};
 
 std::unique_ptr<MiLogicalSliceExtract> makeSlice(const MiMesh& mesh, bool parallel)
 {
-  std::unique_ptr<MiLogicalSliceExtract> made;
-  visitMeshKind(Kinds{}, classifyMesh(&mesh), [&]<MeshType K>() {
-    const auto& typed = zoo::as<K>(mesh);
-    if constexpr (K == VOLUME_MESH_HEXAHEDRON_IJK)
-      made = MiLogicalSliceExtractHexahedronIjk::getNewInstance(typed, parallel);
-    else if constexpr (K == VOLUME_MESH_REGULAR)
-      made = MiLogicalSliceExtractRegular::getNewInstance(typed, parallel);
-    else if constexpr (K == VOLUME_MESH_RECTILINEAR)
-      made = MiLogicalSliceExtractRectilinear::getNewInstance(typed, parallel);
-    else
-      made = MiLogicalSliceExtractCurvilinear::getNewInstance(typed, parallel);
-  });
-  return made;
+  return extractors::make<MiLogicalSliceExtract, extractors::Layer>(Kinds{}, mesh, parallel);
 }
 
 std::unique_ptr<MiInterpolatedLogicalSliceExtractBase> makeBetween(const MiMesh& mesh,
                                                                    bool parallel)
 {
-  std::unique_ptr<MiInterpolatedLogicalSliceExtractBase> made;
-  visitMeshKind(Kinds{}, classifyMesh(&mesh), [&]<MeshType K>() {
-    const auto& typed = zoo::as<K>(mesh);
-    if constexpr (K == VOLUME_MESH_HEXAHEDRON_IJK)
-      made = MiInterpolatedLogicalSliceExtractHexahedronIjk::getNewInstance(typed, parallel);
-    else
-      made = MiInterpolatedLogicalSliceExtract::getNewInstance(typed, parallel);
-  });
-  return made;
+  return extractors::make<MiInterpolatedLogicalSliceExtractBase, extractors::Between>(Kinds{}, mesh,
+                                                                                      parallel);
 }
 
 constexpr MbIndex3 kLarge{71, 24, 67};

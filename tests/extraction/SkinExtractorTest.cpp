@@ -24,11 +24,11 @@ public:
   void endExtract() override { ++ended; }
   void beginPhase(const std::string& name, std::size_t) override { phases.push_back(name); }
   void endPhase() override { ++phasesEnded; }
-  bool endStep(std::size_t) override { return ++steps < stopAt; }
+  bool endStep(std::size_t) override { return true; }
   double getEndStepCallPeriod() const override { return 0; }
 
   std::vector<std::string> names, phases;
-  std::size_t ended = 0, phasesEnded = 0, steps = 0, stopAt = static_cast<std::size_t>(-1);
+  std::size_t ended = 0, phasesEnded = 0;
 };
 
 } // namespace
@@ -60,11 +60,17 @@ TEST(SkinExtractor, NothingIsExtractedTwice)
     EXPECT_TRUE(seen.insert(stamps(with).first).second);
     EXPECT_EQ(stamps(with).first, *seen.rbegin());
   };
+  const auto expectMoved = [&](const MiCellFilterI* with) {
+    const auto before = std::pair(extractor->getSurface()->topology.getTimeStamp(),
+                                  extractor->getSurface()->geometry.getTimeStamp());
+    EXPECT_EQ(stamps(with).first, before.first) << "the cells are the same";
+    EXPECT_NE(stamps(with).second, before.second);
+  };
   expectNew(&filter);
   filter.touch();
   expectNew(&filter);
   mesh->touchGeometry();
-  expectNew(&filter);
+  expectMoved(&filter);
   mesh->touchTopology();
   expectNew(&filter);
   extractor->setCellRange(1, 50);
@@ -75,29 +81,6 @@ TEST(SkinExtractor, NothingIsExtractedTwice)
   const std::uint64_t lineStamp = lines.topology.getTimeStamp();
   EXPECT_EQ(extractor->extractLine(&filter).topology.getTimeStamp(), lineStamp);
   EXPECT_EQ(recorder.ended, 7u);
-}
-
-TEST(SkinExtractor, CancellationLeavesNothingHalfDoneAndTheNextCallStartsAnew)
-{
-  const auto mesh = zoo::blockOf(MiCellShape::Tetrahedron, {30, 30, 30});
-  const std::string expected =
-      laws::bytesOf(MiSkinExtractUnstructured::getNewInstance(*mesh, true)->extractSkin(nullptr));
-  for (const bool parallel : {false, true}) {
-    const auto extractor = MiSkinExtractUnstructured::getNewInstance(*mesh, parallel);
-    Recorder recorder;
-    extractor->setCallback(&recorder);
-    for (const std::size_t stopAt : {1, 5, 30}) {
-      recorder.steps = 0;
-      recorder.stopAt = stopAt;
-      EXPECT_THROW(extractor->extractSkin(nullptr), MiCancellationException);
-      if (const auto* surface = extractor->getSurface()) {
-        EXPECT_EQ(surface->topology.getCellCount(), 0u);
-      }
-    }
-    EXPECT_EQ(recorder.ended, 3u);
-    recorder.stopAt = static_cast<std::size_t>(-1);
-    EXPECT_EQ(laws::bytesOf(extractor->extractSkin(nullptr)), expected);
-  }
 }
 
 TEST(SkinExtractor, DataSetsFollowTheirCellsAndNodes)

@@ -1,6 +1,4 @@
-#include <velmo/extraction/extractors/MiSkinExtract.h>
-
-#include <tests/support/MeshZoo.h>
+#include <tests/support/ExtractorOf.h>
 #include <tests/support/SkinLaws.h>
 
 #include <velmo/mesh/MbCellFilter.h>
@@ -12,17 +10,7 @@ namespace {
 /// The extractor of a mesh of any volume kind.
 std::unique_ptr<MiSurfaceExtractor> makeExtractor(const MiMesh& mesh, bool parallel)
 {
-  std::unique_ptr<MiSurfaceExtractor> made;
-  visitMeshKind(MxVolumeKinds{}, classifyMesh(&mesh), [&]<MeshType K>() {
-    const auto& typed = zoo::as<K>(mesh);
-    if constexpr (K == VOLUME_MESH_UNSTRUCTURED)
-      made = MiSkinExtractUnstructured::getNewInstance(typed, parallel);
-    else if constexpr (K == VOLUME_MESH_HEXAHEDRON_IJK)
-      made = MiSkinExtractHexahedronIjk::getNewInstance(typed, parallel);
-    else
-      made = MiSkinExtractIjk::getNewInstance(typed, parallel);
-  });
-  return made;
+  return extractors::make<MiSurfaceExtractor, extractors::Skin>(MxVolumeKinds{}, mesh, parallel);
 }
 
 struct Range

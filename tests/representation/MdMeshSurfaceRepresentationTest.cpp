@@ -9,6 +9,7 @@
 
 #include <tests/support/MeshZoo.h>
 #include <tests/support/StateProbe.h>
+#include <tests/support/UniformTessellator.h>
 #include <tests/support/WarningLog.h>
 
 #include <gmock/gmock.h>
@@ -56,16 +57,6 @@ protected:
   }
 };
 
-class NoTessellation final : public MiTessellator
-{
-public:
-  std::uint64_t getTimeStamp() const override { return 1; }
-  bool tessellate(MiCellShape, std::span<const MbVec3d>, MiTessellation&) const override
-  {
-    return false;
-  }
-};
-
 } // namespace
 
 TEST(MdMeshSurfaceRepresentation, WarnsOfEveryBuilderThatIsMissing)
@@ -82,7 +73,8 @@ TEST(MdMeshSurfaceRepresentation, WarnsOfEveryBuilderThatIsMissing)
                style.get(), tessellator);
   };
   const SoRef<MoTessellator> none(new MoTessellator), some(new MoTessellator);
-  NoTessellation tessellator;
+  UniformTessellator tessellator;
+  tessellator.declines = true;
   some->setTessellator(&tessellator);
 
   WarningLog warnings;

@@ -15,6 +15,7 @@
 #include <velmo/representations/MoMeshSlab.h>
 
 #include <tests/support/MeshZoo.h>
+#include <tests/support/UniformTessellator.h>
 #include <tests/support/WarningLog.h>
 
 #include <Inventor/SoInput.h>
@@ -93,16 +94,6 @@ std::vector<std::string> ownFields(SoNode* node)
   }
   return texts;
 }
-
-class NoTessellation final : public MiTessellator
-{
-public:
-  std::uint64_t getTimeStamp() const override { return 1; }
-  bool tessellate(MiCellShape, std::span<const MbVec3d>, MiTessellation&) const override
-  {
-    return false;
-  }
-};
 
 } // namespace
 
@@ -263,7 +254,8 @@ INSTANTIATE_TEST_SUITE_P(Grids, LogicalSliceKinds,
 
 TEST(LogicalSliceNodes, DrawEdgesAndPointsOfTheirOwnWhileATessellatorIsInUse)
 {
-  NoTessellation tessellator;
+  UniformTessellator tessellator;
+  tessellator.declines = true;
   const auto expectLines = []<class Node>(Scene<Node>& scene, std::size_t edges,
                                           std::size_t points) {
     scene.style->displayEdges = TRUE;

@@ -1,0 +1,312 @@
+#include <tests/support/ExtractorCases.h>
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <thread>
+
+namespace {
+
+constexpr std::size_t kNever = static_cast<std::size_t>(-1);
+
+/// Checks that calls come in their order, and stops at a poll.
+class Watcher : public MiExtractorCallback
+{
+public:
+  explicit Watcher(std::size_t stop = kNever) : stopAt(stop) {}
+
+  void beginExtract(const std::string& name, std::size_t count) override
+  {
+    expectThread();
+    EXPECT_FALSE(m_inExtract);
+    EXPECT_NE(name, "");
+    m_inExtract = true;
+    m_promised = count;
+    m_phases = 0;
+    ++extractCount;
+  }
+  void endExtract() override
+  {
+    expectThread();
+    EXPECT_TRUE(m_inExtract && !m_inPhase);
+    EXPECT_LE(m_phases, m_promised);
+    m_inExtract = false;
+  }
+  void beginPhase(const std::string& name, std::size_t count) override
+  {
+    expectThread();
+    EXPECT_TRUE(m_inExtract && !m_inPhase);
+    EXPECT_NE(name, "");
+    m_inPhase = true;
+    m_count = count;
+    m_done = 0;
+    ++m_phases;
+  }
+  void endPhase() override
+  {
+    expectThread();
+    EXPECT_TRUE(m_inPhase);
+    m_inPhase = false;
+  }
+  bool endStep(std::size_t done) override
+  {
+    expectThread();
+    EXPECT_TRUE(m_inExtract);
+    EXPECT_LT(pollCount, stopAt) << "asked again after it said stop";
+    EXPECT_GE(done, m_done);
+    EXPECT_LE(done, m_count);
+    m_done = done;
+    return ++pollCount < stopAt;
+  }
+  double getEndStepCallPeriod() const override { return 0; }
+
+  void expectOver() const { EXPECT_FALSE(m_inExtract || m_inPhase); }
+
+  const std::size_t stopAt;
+  std::size_t pollCount = 0, extractCount = 0;
+
+private:
+  void expectThread() const { EXPECT_EQ(std::this_thread::get_id(), m_thread); }
+
+  const std::thread::id m_thread = std::this_thread::get_id();
+  bool m_inExtract = false, m_inPhase = false;
+  std::size_t m_promised = 0, m_phases = 0, m_count = 0, m_done = 0;
+};
+
+const cases::Table& table()
+{
+  static const cases::Table made(22);
+  return made;
+}
+
+class EveryExtractor : public testing::TestWithParam<std::size_t>
+{
+protected:
+  const cases::Case& row = table().all()[GetParam()];
+  std::shared_ptr<const MiMesh> mesh = row.makeMesh();
+};
+
+std::string bytesOf(const cases::Job& job, int variant)
+{
+  std::string bytes;
+  job.extract(variant, &bytes);
+  return bytes;
+}
+
+} // namespace
+
+TEST_P(EveryExtractor, TellsInOrderAndGivesTheSameBytesAfterACancelAnywhere)
+{
+  for (const bool parallel : {false, true}) {
+    const cases::Job job = row.make(*mesh, parallel);
+    // The third time that a cut is dragged it has made its structures for it.
+    for (int variant = 0; variant < (row.hasVariants ? 3 : 1); ++variant) {
+      const std::string expected = bytesOf(row.make(*mesh, false), variant);
+      EXPECT_GT(expected.size(), 1000u);
+      Watcher all;
+      const cases::Job quiet = row.make(*mesh, parallel);
+      quiet.extractor->setCallback(&all);
+      quiet.extract(variant, nullptr);
+      all.expectOver();
+      EXPECT_GE(all.extractCount, 1u);
+      quiet.extract(variant, nullptr);
+
+      bool first = true;
+      for (const std::size_t stop : {std::size_t{1}, std::size_t{2}, all.pollCount / 3,
+                                     all.pollCount * 2 / 3, all.pollCount - 1})
+      {
+        Watcher watcher(std::max<std::size_t>(stop, 1));
+        job.extractor->setCallback(&watcher);
+        try {
+          job.extract(variant, nullptr);
+          EXPECT_FALSE(first) << "not cancelled at its first question";
+        } catch (const MiCancellationException&) {
+          if (const auto* surfaces = dynamic_cast<MiSurfaceExtractor*>(job.extractor.get());
+              surfaces && surfaces->getSurface() && watcher.extractCount == 1)
+            EXPECT_EQ(surfaces->getSurface()->topology.getCellCount(), 0u);
+          if (const auto* lines = dynamic_cast<MiMultiLineExtractor*>(job.extractor.get()))
+            EXPECT_TRUE(lines->getLines().empty());
+        }
+        watcher.expectOver();
+        first = false;
+      }
+      job.extractor->setCallback(nullptr);
+      EXPECT_EQ(bytesOf(job, variant), expected) << parallel << " " << variant;
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, EveryExtractor,
+                         testing::Range<std::size_t>(0, table().all().size()),
+                         [](const auto& info) {
+                           std::string name = table().all()[info.param].name;
+                           std::replace_if(
+                               name.begin(), name.end(),
+                               [](char c) { return !std::isalnum(static_cast<unsigned char>(c)); },
+                               '_');
+                           return name;
+                         });
+
+TEST(ExtractorCallback, HeldResultsAreLeftAlone)
+{
+  for (const cases::Case& row : cases::Table(12).all()) {
+    if (!row.hasVariants) continue;
+    SCOPED_TRACE(row.name);
+    const auto mesh = row.makeMesh();
+    const cases::Job job = row.make(*mesh, true);
+    const auto* surfaces = dynamic_cast<MiSurfaceExtractor*>(job.extractor.get());
+    const auto* lines = dynamic_cast<MiMultiLineExtractor*>(job.extractor.get());
+    const auto present = [&] {
+      return surfaces ? laws::bytesOf(*surfaces->getSurface())
+                      : laws::bytesOf(lines->getLines()[0]);
+    };
+    job.extract(0, nullptr);
+    const std::string bytes = present();
+    const MeXSurfaceMeshUnstructured* surface = surfaces ? surfaces->getSurface() : nullptr;
+    const MeXLineMeshUnstructured* line = lines ? &lines->getLines()[0] : nullptr;
+    const auto held = [&] { return surface ? laws::bytesOf(*surface) : laws::bytesOf(*line); };
+    const std::shared_ptr<const void> hold = job.extractor->holdResults();
+    // Read while others are extracted.
+    auto reader = std::async(std::launch::async, [&] {
+      bool same = true;
+      for (int n = 0; n < 5; ++n)
+        same &= bytes == held();
+      return same;
+    });
+    for (const int variant : {1, 2})
+      job.extract(variant, nullptr);
+    EXPECT_TRUE(reader.get());
+    EXPECT_NE(present(), bytes);
+    Watcher watcher(1);
+    job.extractor->setCallback(&watcher);
+    EXPECT_THROW(job.extract(0, nullptr), MiCancellationException);
+    EXPECT_EQ(held(), bytes);
+  }
+}
+
+TEST(ExtractorCallback, MappedSetsStayWhileTheyAreHeld)
+{
+  const auto mesh = zoo::blockOf(MiCellShape::Hexahedron, {3, 3, 3});
+  const auto extractor = MiSkinExtractUnstructured::getNewInstance(*mesh, false);
+  extractor->extractSkin(nullptr);
+  MbScalardSetI set("n", MiDataBinding::PerNode, std::vector<double>(64, 1.0));
+  const auto* mapped = extractor->extractScalarSet(set);
+  auto hold = extractor->holdResults();
+  set.setValues(std::vector<double>(64, 2.0));
+  const auto* again = extractor->extractScalarSet(set);
+  EXPECT_NE(again, mapped);
+  EXPECT_EQ(again->values[0], 2.0);
+  mesh->touchTopology();
+  extractor->extractSkin(nullptr);
+  EXPECT_EQ(mapped->values, std::vector<double>(56, 1.0));
+
+  // A surface that nobody holds any more is used again.
+  const auto* second = extractor->getSurface();
+  hold = extractor->holdResults();
+  mesh->touchTopology();
+  const auto* third = &extractor->extractSkin(nullptr);
+  EXPECT_NE(third, second);
+  hold = extractor->holdResults();
+  mesh->touchTopology();
+  EXPECT_EQ(&extractor->extractSkin(nullptr), second);
+  hold.reset();
+  mesh->touchTopology();
+  EXPECT_EQ(&extractor->extractSkin(nullptr), second) << "without a holder in place";
+}
+
+TEST(ExtractorCallback, LongMappingsAreToldOfAndCancelled)
+{
+  class SlowSet final : public MiDataSetI<double>
+  {
+  public:
+    std::string getName() const override { return "slow"; }
+    MiDataBinding getBinding() const override { return MiDataBinding::PerNode; }
+    std::uint64_t getTimeStamp() const override { return static_cast<std::uint64_t>(sleep); }
+    std::size_t getSize() const override { return 101 * 101; }
+    double getValue(std::size_t index) const override
+    {
+      if (index % 1000 == 0) std::this_thread::sleep_for(std::chrono::milliseconds(sleep));
+      return 1;
+    }
+    int sleep = 0;
+  } set;
+  const auto mesh = zoo::sheet(SURFACE_MESH_UNSTRUCTURED, {100, 100, 0});
+  const auto extractor = MiSurfaceExtractUnstructured::getNewInstance(
+      zoo::as<SURFACE_MESH_UNSTRUCTURED>(*mesh), false);
+  extractor->extractSurface(nullptr);
+  Watcher watcher(1);
+  extractor->setCallback(&watcher);
+  EXPECT_NE(extractor->extractScalarSet(set), nullptr);
+  EXPECT_EQ(watcher.extractCount, 0u) << "short";
+  set.sleep = 20;
+  EXPECT_THROW(extractor->extractScalarSet(set), MiCancellationException);
+  EXPECT_EQ(watcher.extractCount, 1u);
+  watcher.expectOver();
+  extractor->setCallback(nullptr);
+  EXPECT_NE(extractor->extractScalarSet(set), nullptr);
+}
+
+TEST(ExtractorCallback, ACallbackMayExtractItself)
+{
+  // What it does is not polled by the extraction that it was called from.
+  const auto outer = zoo::blockOf(MiCellShape::Hexahedron, {20, 20, 20});
+  const auto inner = zoo::blockOf(MiCellShape::Hexahedron, {20, 20, 20});
+  class Nested : public Watcher
+  {
+  public:
+    explicit Nested(const MiVolumeMeshUnstructured& mesh) : m_mesh(mesh) {}
+    bool endStep(std::size_t done) override
+    {
+      EXPECT_FALSE(m_busy);
+      m_busy = true;
+      MiSkinExtractUnstructured::getNewInstance(m_mesh, true)->extractSkin(nullptr);
+      m_busy = false;
+      return Watcher::endStep(done);
+    }
+
+  private:
+    const MiVolumeMeshUnstructured& m_mesh;
+    bool m_busy = false;
+  } nested(*inner);
+  const auto extractor = MiSkinExtractUnstructured::getNewInstance(*outer, true);
+  extractor->setCallback(&nested);
+  EXPECT_EQ(extractor->extractSkin(nullptr).topology.getCellCount(), 2400u);
+  EXPECT_GT(nested.pollCount, 3u);
+}
+
+TEST(ExtractorCallback, ExtractorsOfOneMeshWorkAtTheSameTime)
+{
+  // They share what they find out about the mesh.
+  const cases::Table many(16);
+  for (const char* name : {"VOLUME_MESH_UNSTRUCTURED plane", "VOLUME_MESH_CURVILINEAR isosurface",
+                           "streamlines VOLUME_MESH_UNSTRUCTURED"})
+  {
+    const auto row = std::find_if(many.all().begin(), many.all().end(),
+                                  [&](const auto& each) { return each.name == name; });
+    ASSERT_NE(row, many.all().end());
+    const auto mesh = row->makeMesh();
+    std::vector<std::string> expected;
+    for (int variant = 0; variant < 4; ++variant)
+      expected.push_back(bytesOf(row->make(*mesh, false), variant));
+    std::vector<std::thread> threads;
+    std::atomic<int> wrong = 0;
+    for (int t = 0; t < 4; ++t)
+      threads.emplace_back([&, t] {
+        const cases::Job job = row->make(*mesh, t % 2 == 0);
+        for (int round = 0; round < 6; ++round) {
+          Watcher watcher(round % 3 == 2 ? 4 : kNever);
+          job.extractor->setCallback(&watcher);
+          const int variant = (round + t) % 4;
+          try {
+            if (bytesOf(job, variant) != expected[static_cast<std::size_t>(variant)]) ++wrong;
+          } catch (const MiCancellationException&) {
+          }
+        }
+      });
+    for (std::thread& thread : threads)
+      thread.join();
+    EXPECT_EQ(wrong, 0) << name;
+  }
+}
