@@ -123,11 +123,13 @@ TEST_P(EveryExtractor, TellsInOrderAndGivesTheSameBytesAfterACancelAnywhere)
           job.extract(variant, nullptr);
           EXPECT_FALSE(first) << "not cancelled at its first question";
         } catch (const MiCancellationException&) {
-          if (const auto* surfaces = dynamic_cast<MiSurfaceExtractor*>(job.extractor.get());
-              surfaces && surfaces->getSurface() && watcher.extractCount == 1)
+          const auto* surfaces = dynamic_cast<MiSurfaceExtractor*>(job.extractor.get());
+          if (surfaces && surfaces->getSurface() && watcher.extractCount == 1) {
             EXPECT_EQ(surfaces->getSurface()->topology.getCellCount(), 0u);
-          if (const auto* lines = dynamic_cast<MiMultiLineExtractor*>(job.extractor.get()))
+          }
+          if (const auto* lines = dynamic_cast<MiMultiLineExtractor*>(job.extractor.get())) {
             EXPECT_TRUE(lines->getLines().empty());
+          }
         }
         watcher.expectOver();
         first = false;

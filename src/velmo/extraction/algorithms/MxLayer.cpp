@@ -10,6 +10,7 @@
 
 namespace {
 
+constexpr std::size_t kQuadsPerPoll = 16384;
 constexpr std::size_t kRowBlock = 16;
 constexpr const MxShapeFaces& kFaces = kLinearFaces<MiCellShape::Hexahedron>;
 
@@ -379,6 +380,7 @@ Quads readQuads(const Sheet& sheet, const MxIjkChoice& choice, const CellNodes& 
   });
   Quads quads;
   for (std::size_t place = 0; place < all.sizes.size(); ++place) {
+    if (place % kQuadsPerPoll == 0) MxPoll::ask();
     if (all.sizes[place] < 3) continue;
     quads.cells.push_back(static_cast<std::uint32_t>(
         sheet.cellAt(place % sheet.cellCountP, place / sheet.cellCountP)));
@@ -401,6 +403,7 @@ void writeLowNodes(const Quads& quads, MeXTopologyExplicitI& topology)
       uniform ? topology.setUniform(count, 4) : topology.setMixed(count, indexCount);
   std::size_t at = 0;
   for (std::size_t f = 0; f < count; ++f) {
+    if (f % kQuadsPerPoll == 0) MxPoll::ask();
     if (!uniform) topology.begins()[f] = static_cast<std::uint32_t>(at);
     for (std::size_t n = 0; n < quads.sizes[f]; ++n)
       indices[at++] = static_cast<int>(quads.corners[4 * f + n].low);
@@ -419,7 +422,8 @@ MxArray<std::uint32_t> separateEdges(const Quads& quads, std::span<int> indices,
   constexpr std::uint32_t kNone = 0xffffffffu;
   MxArray<std::uint32_t> highs(lows.size(), kNone), next(lows.size(), kNone);
   std::size_t at = 0;
-  for (std::size_t f = 0; f < quads.cells.size(); ++f, ++at)
+  for (std::size_t f = 0; f < quads.cells.size(); ++f, ++at) {
+    if (f % kQuadsPerPoll == 0) MxPoll::ask();
     for (std::size_t n = 0; n < quads.sizes[f]; ++n, ++at) {
       const Corner& corner = quads.corners[4 * f + n];
       auto number = static_cast<std::uint32_t>(indices[at]);
@@ -435,6 +439,7 @@ MxArray<std::uint32_t> separateEdges(const Quads& quads, std::span<int> indices,
       }
       indices[at] = static_cast<int>(number);
     }
+  }
   return highs;
 }
 

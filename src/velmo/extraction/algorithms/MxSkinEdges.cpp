@@ -38,7 +38,9 @@ MxArray<Edge> collectEdges(const MeXTopologyExplicitI& topology, bool parallel)
   std::vector<std::size_t> begins(blockCount(faceCount, kItemsPerPoll));
   forEachBlock(parallel, faceCount, kItemsPerPoll,
                [&](std::size_t block, std::size_t first, std::size_t last) {
-                 forEachEdge(first, last, [&](auto...) { ++begins[block]; });
+                 std::size_t count = 0;
+                 forEachEdge(first, last, [&](auto...) { ++count; });
+                 begins[block] = count;
                });
   MxArray<Edge> edges(exclusivePrefixSum(std::span(begins)));
   forEachBlock(parallel, faceCount, kItemsPerPoll,

@@ -188,6 +188,7 @@ OpenFaces numberOpenFaces(const std::vector<MxArray<OpenFace>>& blocks, bool par
   forEachTask(parallel && total >= kParallelThreshold, blocks.size(), [&](std::size_t b) {
     std::size_t at = begins[b];
     for (const OpenFace& face : blocks[b]) {
+      if (at % 8192 == 0) MxPoll::ask();
       open.cells[at] = face.cell;
       for (int n = 0; n < 4; ++n)
         open.nodes[at][n] = nodeOf(face.cell, kFaces[face.face].nodes[n]);
