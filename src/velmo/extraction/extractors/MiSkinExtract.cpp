@@ -28,7 +28,7 @@ template <MeshType K>
 struct SkinWork : MxSurfaceWork<K>
 {
   static constexpr bool kIsFlat = MxMeshKind<K>::kIndexing == MxIndexing::I;
-  static constexpr std::size_t kPhaseCount = kIsFlat ? 5 : 3;
+  static constexpr std::size_t kPhaseCount = kIsFlat ? 6 : 3; // at most
   using Index = std::conditional_t<kIsFlat, std::size_t, MbIndex3>;
   struct Arguments
   {

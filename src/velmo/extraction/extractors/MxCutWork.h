@@ -12,7 +12,7 @@ struct MxCutWork : MxSurfaceWork<K>
   /// Grids are cut in fewer passes; what is known of a mesh already is not done again.
   static constexpr bool kIsGrid =
       K == VOLUME_MESH_REGULAR || K == VOLUME_MESH_RECTILINEAR || K == VOLUME_MESH_CURVILINEAR;
-  static constexpr std::size_t kPhaseCount = kIsGrid ? 4 : 7; // at most
+  static constexpr std::size_t kPhaseCount = kIsGrid ? 4 : 9; // at most
 
   std::shared_ptr<const MxMeshCheck> cut(const Mesh& mesh, const MxCutShape& shape,
                                          const Request& request,
