@@ -28,7 +28,12 @@ const std::string kOwnName = "velmoview: ";
 /// The library is started while one of these lives.
 struct Library
 {
-  Library() { MoVelmo::init(); }
+  Library()
+  {
+    // Pictures and reports are made once, and have to be complete.
+    setenv("VELMO_ASYNC_PROCESSING", "0", 1);
+    MoVelmo::init();
+  }
   ~Library() { MoVelmo::finish(); }
   Library(const Library&) = delete;
   Library& operator=(const Library&) = delete;

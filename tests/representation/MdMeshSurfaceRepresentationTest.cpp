@@ -4,7 +4,7 @@
 #include <velmo/nodes/MoDrawStyle.h>
 #include <velmo/nodes/MoMesh.h>
 #include <velmo/nodes/MoTessellator.h>
-#include <velmo/representation/MdExtract.h>
+#include <velmo/representation/MdExtractBy.h>
 #include <velmo/representations/MoMeshSkin.h>
 
 #include <tests/support/MeshZoo.h>
@@ -18,43 +18,46 @@ using testing::ElementsAre;
 
 namespace {
 
-using Family =
-    MdExtractorFamily<MiSkinExtractUnstructured, MiSkinExtractHexahedronIjk, MiSkinExtractIjk>;
-
-constexpr MdRepresentationTexts kTexts{
-    .node = "Homeless", .extractors = {"A", "B", "C"}, .refusalFunction = "", .refusal = ""};
-
-class Extract final : public MdExtract<MdTraits<VOLUME_MESH_UNSTRUCTURED, Family>>
+/// A skin of all cells, told by nothing.
+struct Whole
 {
-public:
-  using MdExtract::MdExtract;
-  const MeXLineMeshUnstructured* extractLine(SoState*, const MiCellFilterI* filter) override
+  using Node = MoMeshRepresentation;
+  using Extractors =
+      MdExtractorFamily<MiSkinExtractUnstructured, MiSkinExtractHexahedronIjk, MiSkinExtractIjk>;
+  static constexpr MdRepresentationTexts kTexts{
+      .node = "Homeless", .extractors = {"A", "B", "C"}, .refusalFunction = "", .refusal = ""};
+  template <MeshType>
+  using Arguments = int;
+
+  template <MeshType>
+  static std::optional<int> read(SoState*, const Node&)
   {
-    return &getExtractor().extractLine(filter);
+    return 0;
   }
-  const MeXPointMeshCurvilinear* extractPoints(SoState*, const MiCellFilterI* filter) override
+  static const auto& extractMesh(MiSkinExtractUnstructured& extractor, int,
+                                 const MiCellFilterI* filter)
   {
-    return &getExtractor().extractPoints(filter);
+    return extractor.extractSkin(filter);
+  }
+  static const auto& extractLine(MiSkinExtractUnstructured& extractor, int,
+                                 const MiCellFilterI* filter)
+  {
+    return extractor.extractLine(filter);
+  }
+  static const auto& extractPoints(MiSkinExtractUnstructured& extractor, int,
+                                   const MiCellFilterI* filter)
+  {
+    return extractor.extractPoints(filter);
   }
 };
 
-/// Extracts skins, and has no builders unless it is given some.
-class Homeless final : public MdMeshSurfaceRepresentation<Extract>
+/// Has no builders unless it is given some.
+class Homeless final
+    : public MdMeshSurfaceRepresentation<MdExtractBy<Whole, VOLUME_MESH_UNSTRUCTURED>>
 {
 public:
-  explicit Homeless(MoMeshRepresentation& owner) : MdMeshSurfaceRepresentation(owner, kTexts) {}
-
-protected:
-  std::unique_ptr<Extract> makeExtract(const MiVolumeMeshUnstructured& mesh, bool parallel,
-                                       const MiTessellator* tessellator) override
-  {
-    return std::make_unique<Extract>(
-        MiSkinExtractUnstructured::getNewInstance(mesh, parallel, tessellator), "A");
-  }
-  const MeXSurfaceMeshUnstructured* extractSurface(SoState*, const MiCellFilterI* filter) override
-  {
-    return &getExtract()->getExtractor().extractSkin(filter);
-  }
+  explicit Homeless(MoMeshRepresentation& owner) : MdMeshSurfaceRepresentation(owner, Whole::kTexts)
+  {}
 };
 
 } // namespace

@@ -16,6 +16,7 @@
 #include <tests/representations/SkinScene.h>
 #include <tests/support/MeshZoo.h>
 #include <tests/support/Offscreen.h>
+#include <tests/support/UniformTessellator.h>
 #include <tests/support/WarningLog.h>
 
 #include <velmo/toolkit/MxShapeData.h>
@@ -70,51 +71,37 @@ void place(MoMeshCylinderSlice& node, double t)
   node.radius = static_cast<float>(0.3 + 0.2 * t);
 }
 
+struct Facts
+{
+  const char* name;
+  const char* refusal;
+  const char* extractors[3]; ///< for unstructured, hexahedron IJK and other meshes, as warnings say
+};
 template <class Node>
-struct Facts;
+constexpr Facts kFacts{};
 template <>
-struct Facts<MoMeshIsosurface>
-{
-  static constexpr const char* kName = "MoMeshIsosurface";
-  static constexpr const char* kRefusal =
-      "MdMeshIsosurface::doExtract: Cannot compute isosurface on this type of mesh.";
-  static constexpr const char* kSets[] = {"MiIsosurfExtractUnstructured",
-                                          "MiIsosurfExtractHexahedronIjk", "MiIsosurfExtractIjk"};
-  static constexpr const char* kExtractor = "MiIsosurfExtractUnstructured";
-};
+constexpr Facts kFacts<MoMeshIsosurface>{
+    "MoMeshIsosurface",
+    "MdMeshIsosurface::doExtract: Cannot compute isosurface on this type of mesh.",
+    {"MiIsosurfExtractUnstructured", "MiIsosurfExtractHexahedronIjk", "MiIsosurfExtractIjk"}};
 template <>
-struct Facts<MoMeshPlaneSlice>
-{
-  static constexpr const char* kName = "MoMeshPlaneSlice";
-  static constexpr const char* kRefusal =
-      "MoMeshPlaneSlice::doExtract: Cannot compute a planeslice on this type of mesh.";
-  static constexpr const char* kSets[] = {"MiPlaneSliceExtractUnstructured",
-                                          "MiPlaneSliceExtractHexahedronIjk",
-                                          "MiPlaneSliceExtractIjk"};
-  static constexpr const char* kExtractor = "MiPlaneSliceExtractUnstructured";
-};
+constexpr Facts kFacts<MoMeshPlaneSlice>{
+    "MoMeshPlaneSlice",
+    "MoMeshPlaneSlice::doExtract: Cannot compute a planeslice on this type of mesh.",
+    {"MiPlaneSliceExtractUnstructured", "MiPlaneSliceExtractHexahedronIjk",
+     "MiPlaneSliceExtractIjk"}};
 template <>
-struct Facts<MoMeshSphereSlice>
-{
-  static constexpr const char* kName = "MoMeshSphereSlice";
-  static constexpr const char* kRefusal =
-      "MoMeshSphereSlice::doExtract: Cannot compute a sphere slice on this type of mesh.";
-  static constexpr const char* kSets[] = {"MiSphereSliceExtractUnstructured",
-                                          "MiSphereSliceExtractUnstructuredIjk",
-                                          "MiShpereSliceExtractIjk"};
-  static constexpr const char* kExtractor = "MiSphereSliceExtractUnstructured";
-};
+constexpr Facts kFacts<MoMeshSphereSlice>{
+    "MoMeshSphereSlice",
+    "MoMeshSphereSlice::doExtract: Cannot compute a sphere slice on this type of mesh.",
+    {"MiSphereSliceExtractUnstructured", "MiSphereSliceExtractUnstructuredIjk",
+     "MiShpereSliceExtractIjk"}};
 template <>
-struct Facts<MoMeshCylinderSlice>
-{
-  static constexpr const char* kName = "MoMeshCylinderSlice";
-  static constexpr const char* kRefusal =
-      "MoMeshCylinderSlice::doExtract: Cannot compute a cylinder slice on this type of mesh.";
-  static constexpr const char* kSets[] = {"MiCylinderSliceExtractUnstructured",
-                                          "MiCylinderSliceExtractHexahedronIjk",
-                                          "MiCylinderSliceExtractIjk"};
-  static constexpr const char* kExtractor = "MiCylinderSliceExtractUnstructured";
-};
+constexpr Facts kFacts<MoMeshCylinderSlice>{
+    "MoMeshCylinderSlice",
+    "MoMeshCylinderSlice::doExtract: Cannot compute a cylinder slice on this type of mesh.",
+    {"MiCylinderSliceExtractUnstructured", "MiCylinderSliceExtractHexahedronIjk",
+     "MiCylinderSliceExtractIjk"}};
 
 /// A node over a block of boxes, with its heights as the one set.
 template <class Node>
@@ -172,20 +159,10 @@ public:
   template <class Node>
   static std::string GetName(int)
   {
-    return Facts<Node>::kName;
+    return kFacts<Node>.name;
   }
 };
 TYPED_TEST_SUITE(MoMeshCuts, CutNodes, NodeNames);
-
-class DecliningTessellator final : public MiTessellator
-{
-public:
-  std::uint64_t getTimeStamp() const override { return 1; }
-  bool tessellate(MiCellShape, std::span<const MbVec3d>, MiTessellation&) const override
-  {
-    return false;
-  }
-};
 
 const char* const kNoSet =
     "MoMeshIsosurface: Cannot find a compatible scalartset node in the scene graph or "
@@ -198,7 +175,7 @@ TYPED_TEST(MoMeshCuts, ExtractsOnceForEachPlaceAndFillsWithIt)
   CutScene<TypeParam> scene;
   scene.traverse(10);
   EXPECT_EQ(scene.counter.count, 1);
-  EXPECT_EQ(scene.counter.lastName, Facts<TypeParam>::kExtractor);
+  EXPECT_EQ(scene.counter.lastName, kFacts<TypeParam>.extractors[0]);
   EXPECT_GT(scene.faceCount(), 4);
   EXPECT_EQ(scene.fills(), "1 1 1");
   for (int step = 1; step <= 5; ++step) {
@@ -235,7 +212,7 @@ TYPED_TEST(MoMeshCuts, RefusesOtherKindsAtEveryAttemptAndDrawsNothing)
     scene.mesh->setMesh(other.get());
     WarningLog warnings;
     scene.traverse(3);
-    EXPECT_THAT(warnings.texts(), AllOf(SizeIs(3), Each(Facts<TypeParam>::kRefusal)));
+    EXPECT_THAT(warnings.texts(), AllOf(SizeIs(3), Each(kFacts<TypeParam>.refusal)));
     EXPECT_FALSE(scene.drawsAnything());
     EXPECT_EQ(scene.node->getUnstructuredExtractor(), nullptr);
     scene.mesh->setMesh(nullptr);
@@ -250,7 +227,7 @@ TYPED_TEST(MoMeshCuts, RefusesOtherKindsAtEveryAttemptAndDrawsNothing)
   WarningLog warnings;
   scene.traverse(2);
   EXPECT_THAT(warnings.texts(),
-              AllOf(SizeIs(2), Each(std::string(Facts<TypeParam>::kName) +
+              AllOf(SizeIs(2), Each(std::string(kFacts<TypeParam>.name) +
                                     "::doExtract: Cannot compute representation on this type of "
                                     "mesh")));
   EXPECT_FALSE(scene.drawsAnything());
@@ -282,7 +259,7 @@ TYPED_TEST(MoMeshCuts, UsesTheExtractorOfTheKindAndNamesIt)
     node.colorScalarSetId = 1;
     WarningLog warnings;
     scene.traverse();
-    const char* name = Facts<TypeParam>::kSets[unstructured ? 0 : hexahedron ? 1 : 2];
+    const char* name = kFacts<TypeParam>.extractors[unstructured ? 0 : hexahedron ? 1 : 2];
     EXPECT_THAT(warnings.texts(),
                 ElementsAre(std::string(name) +
                             "::extractScalarSet(): Cannot extract data set with the given binding "
@@ -344,7 +321,8 @@ TYPED_TEST(MoMeshCuts, EdgesAndPointsAreMeshesOfTheirOwnWithATessellator)
   scene.traverse();
   MeshType type;
   EXPECT_EQ(scene.node->getLineMesh().getExtractedMesh(type), nullptr);
-  DecliningTessellator tessellator;
+  UniformTessellator tessellator;
+  tessellator.declines = true;
   const SoRef<MoTessellator> holder(new MoTessellator);
   holder->setTessellator(&tessellator);
   scene.above->addChild(holder);
@@ -495,7 +473,7 @@ TEST(MoMeshIsosurface, RefusesWhatAnotherRepresentationMade)
   scene.root->addChild(second);
   WarningLog warnings;
   scene.traverse();
-  EXPECT_THAT(warnings.texts(), ElementsAre(Facts<MoMeshIsosurface>::kRefusal));
+  EXPECT_THAT(warnings.texts(), ElementsAre(kFacts<MoMeshIsosurface>.refusal));
 }
 
 // Polygons with five corners and more, not planar, are drawn from graphics memory, lit on both

@@ -1,4 +1,4 @@
-#include <tests/representations/FlatScene.h>
+#include <tests/representations/SkinScene.h>
 
 #include <velmo/extraction/extractors/MiIsolineExtract.h>
 #include <velmo/mesh/MbCellFilter.h>
@@ -34,11 +34,11 @@ const char* const kNoSet = "MoMeshIsoline: Cannot find a compatible scalartset n
                            "graph or isoScalarSetId field is invalid.";
 
 /// A sheet of 8 x 2 cells whose values are their i.
-class IsolineScene : public FlatScene<MoMeshIsoline>
+class IsolineScene : public RepresentationScene<MoMeshIsoline>
 {
 public:
   explicit IsolineScene(MeshType kind = SURFACE_MESH_REGULAR)
-      : FlatScene(), sheet(zoo::sheet(kind, {8, 2, 0})), values(makeValues()),
+      : RepresentationScene(), sheet(zoo::sheet(kind, {8, 2, 0})), values(makeValues()),
         flat("i", MiDataBinding::PerNode, values), grid("i", MiDataBinding::PerNode, 9, 3, values)
   {
     mesh->setMesh(sheet.get());
@@ -273,7 +273,7 @@ TEST(MoMeshIsoline, LiesOnWhatAnotherRepresentationExtracted)
   for (int n = 0; n < 45; ++n)
     values.push_back(n % 5);
   const MbScalardSetIjk set("i", MiDataBinding::PerNode, {5, 3, 3}, values);
-  FlatScene<MoMeshSkin> scene;
+  RepresentationScene<MoMeshSkin> scene;
   scene.mesh->setMesh(block.get());
   scene.set->setScalarSet(&set);
   const SoRef<MoMesh> next(new MoMesh);

@@ -1,4 +1,4 @@
-#include <tests/representations/FlatScene.h>
+#include <tests/representations/SkinScene.h>
 
 #include <velmo/extraction/extractors/MiLineExtract.h>
 #include <velmo/extraction/extractors/MiSurfaceExtract.h>
@@ -16,6 +16,7 @@
 #include <velmo/representations/MoMeshSurface.h>
 
 #include <tests/support/MeshZoo.h>
+#include <tests/support/UniformTessellator.h>
 #include <tests/support/WarningLog.h>
 
 #include <Inventor/actions/SoGetBoundingBoxAction.h>
@@ -32,21 +33,37 @@ using testing::SizeIs;
 
 namespace {
 
-/// Leaves every cell to its own parts.
-class IdleTessellator final : public MiTessellator
-{
-public:
-  std::uint64_t getTimeStamp() const override { return 1; }
-  bool tessellate(MiCellShape, std::span<const MbVec3d>, MiTessellation&) const override
-  {
-    return false;
-  }
-};
-
 int drawnCount(const MdMesh& builder)
 {
   MeshType type;
   return builder.getExtractedMesh(type) ? 1 : 0;
+}
+
+/// The scene draws the mesh once, however often it is traversed, and a ray down on (2.25, y) picks
+/// the cell.
+template <class Extracted, class Detail, class Node>
+void expectDrawnOnce(RepresentationScene<Node>& scene, const MiMesh& mesh,
+                     const MiTypedDataSet<double>& set, std::size_t cellCount, float y,
+                     std::size_t pickedCell)
+{
+  WarningLog warnings;
+  scene.mesh->setMesh(&mesh);
+  scene.set->setScalarSet(&set);
+  scene.traverse(5);
+  EXPECT_EQ(scene.counter.count, 1);
+  MeshType type;
+  const auto* extracted = scene.template extracted<Extracted>(type);
+  ASSERT_NE(extracted, nullptr);
+  EXPECT_EQ(extracted->topology.getCellCount(), cellCount);
+
+  SoRayPickAction pick(SbViewportRegion(100, 100));
+  pick.setRay(SbVec3f(2.25f, y, 5), SbVec3f(0, 0, -1));
+  pick.apply(scene.root);
+  ASSERT_NE(pick.getPickedPoint(), nullptr);
+  const auto* detail = dynamic_cast<const Detail*>(pick.getPickedPoint()->getDetail());
+  ASSERT_NE(detail, nullptr);
+  EXPECT_EQ(detail->getSourceCell(), pickedCell);
+  EXPECT_THAT(warnings.texts(), IsEmpty());
 }
 
 } // namespace
@@ -59,20 +76,11 @@ TEST(MoMeshSurface, DrawsEveryKindOnceColoursItAndNamesPickedCells)
     const std::vector<double> values = counted(15);
     const MbScalardSetI flat("v", MiDataBinding::PerNode, values);
     const MbScalardSetIj grid("v", MiDataBinding::PerNode, 5, 3, values);
-    FlatScene<MoMeshSurface> scene;
-    WarningLog warnings;
-    scene.mesh->setMesh(mesh.get());
-    if (kind == SURFACE_MESH_UNSTRUCTURED)
-      scene.set->setScalarSet(&flat);
-    else
-      scene.set->setScalarSet(&grid);
-    scene.traverse(5);
-    EXPECT_EQ(scene.counter.count, 1);
-    MeshType type;
-    const auto* surface = scene.extracted<MeXSurfaceMeshUnstructured>(type);
-    EXPECT_EQ(type, SURFACE_MESH_UNSTRUCTURED);
-    ASSERT_NE(surface, nullptr);
-    EXPECT_EQ(surface->topology.getCellCount(), 8u);
+    RepresentationScene<MoMeshSurface> scene;
+    const bool isFlat = kind == SURFACE_MESH_UNSTRUCTURED;
+    expectDrawnOnce<MeXSurfaceMeshUnstructured, MoFaceDetail>(
+        scene, *mesh, isFlat ? static_cast<const MiTypedDataSet<double>&>(flat) : grid, 8, 0.75f,
+        6);
     const auto fills = scene.node->getSurfaceMesh().getSceneGraph().getFillCounts();
     EXPECT_EQ(fills.indices, 1u);
     EXPECT_EQ(fills.colors, 1u);
@@ -81,15 +89,7 @@ TEST(MoMeshSurface, DrawsEveryKindOnceColoursItAndNamesPickedCells)
     SoGetBoundingBoxAction box(SbViewportRegion(100, 100));
     box.apply(scene.root);
     EXPECT_EQ(box.getBoundingBox().getMax(), SbVec3f(4, 1, 0));
-
-    SoRayPickAction pick(SbViewportRegion(100, 100));
-    pick.setRay(SbVec3f(2.25f, 0.75f, 5), SbVec3f(0, 0, -1));
-    pick.apply(scene.root);
-    ASSERT_NE(pick.getPickedPoint(), nullptr);
-    const auto* detail = dynamic_cast<const MoFaceDetail*>(pick.getPickedPoint()->getDetail());
-    ASSERT_NE(detail, nullptr);
-    EXPECT_EQ(detail->getSourceCell(), 6u);
-    EXPECT_THAT(warnings.texts(), IsEmpty());
+    MeshType type;
     scene.mesh->reset();
     scene.traverse();
     EXPECT_EQ(scene.extracted<MiMesh>(type), nullptr);
@@ -99,7 +99,7 @@ TEST(MoMeshSurface, DrawsEveryKindOnceColoursItAndNamesPickedCells)
 TEST(MoMeshSurface, TakesTheCellFilterAndDrawsSeparateEdgesWithATessellator)
 {
   const auto mesh = zoo::sheet(SURFACE_MESH_REGULAR, {4, 2, 0});
-  FlatScene<MoMeshSurface> scene;
+  RepresentationScene<MoMeshSurface> scene;
   const SoRef<MoCellFilter> filterNode(new MoCellFilter);
   MbFunctionFilterIj filter([](std::size_t i, std::size_t) { return i > 0; });
   filterNode->setCellFilter(&filter);
@@ -113,7 +113,8 @@ TEST(MoMeshSurface, TakesTheCellFilterAndDrawsSeparateEdgesWithATessellator)
   MeshType type;
   EXPECT_EQ(scene.extracted<MeXSurfaceMeshUnstructured>(type)->topology.getCellCount(), 6u);
   EXPECT_EQ(drawnCount(scene.node->getLineMesh()), 0);
-  IdleTessellator tessellator;
+  UniformTessellator tessellator;
+  tessellator.declines = true;
   const SoRef<MoTessellator> tessellatorNode(new MoTessellator);
   tessellatorNode->setTessellator(&tessellator);
   scene.above->addChild(tessellatorNode);
@@ -128,7 +129,7 @@ TEST(MoMeshSurface, DrawsWhatAnotherRepresentationExtracted)
   const auto mesh = zoo::block(VOLUME_MESH_REGULAR, {3, 1, 1});
   const std::vector<double> values = counted(16);
   const MbScalardSetIjk set("v", MiDataBinding::PerNode, {4, 2, 2}, values);
-  FlatScene<MoMeshSkin> scene;
+  RepresentationScene<MoMeshSkin> scene;
   scene.mesh->setMesh(mesh.get());
   scene.set->setScalarSet(&set);
   const SoRef<MoMesh> next(new MoMesh);
@@ -166,32 +167,14 @@ TEST(MoMeshLine, DrawsEveryKindOnceAndNamesPickedCells)
     const auto mesh = zoo::row(kind, 4);
     const std::vector<double> values = counted(5);
     const MbScalardSetI set("v", MiDataBinding::PerNode, values);
-    FlatScene<MoMeshLine> scene;
-    WarningLog warnings;
-    scene.mesh->setMesh(mesh.get());
-    scene.set->setScalarSet(&set);
+    RepresentationScene<MoMeshLine> scene;
     const SoRef<MoDrawStyle> style(new MoDrawStyle);
     style->displayEdges = TRUE;
     scene.above->addChild(style);
-    scene.traverse(5);
-    EXPECT_EQ(scene.counter.count, 1);
-    MeshType type;
-    const auto* lines = scene.extracted<MeXLineMeshUnstructured>(type);
-    EXPECT_EQ(type, LINE_MESH_UNSTRUCTURED);
-    ASSERT_NE(lines, nullptr);
-    EXPECT_EQ(lines->topology.getCellCount(), 4u);
+    expectDrawnOnce<MeXLineMeshUnstructured, MoLineDetail>(scene, *mesh, set, 4, 0, 2);
     EXPECT_EQ(scene.node->getLineMesh().getSceneGraph().getFillCounts().indices, 1u);
     EXPECT_EQ(scene.node->getUnstructuredExtractor() != nullptr, kind == LINE_MESH_UNSTRUCTURED);
     EXPECT_EQ(scene.node->getRowExtractor() != nullptr, kind != LINE_MESH_UNSTRUCTURED);
-
-    SoRayPickAction pick(SbViewportRegion(100, 100));
-    pick.setRay(SbVec3f(2.25f, 0, 5), SbVec3f(0, 0, -1));
-    pick.apply(scene.root);
-    ASSERT_NE(pick.getPickedPoint(), nullptr);
-    const auto* detail = dynamic_cast<const MoLineDetail*>(pick.getPickedPoint()->getDetail());
-    ASSERT_NE(detail, nullptr);
-    EXPECT_EQ(detail->getSourceCell(), 2u);
-    EXPECT_THAT(warnings.texts(), IsEmpty());
     scene.mesh->reset();
   }
 }
@@ -199,8 +182,9 @@ TEST(MoMeshLine, DrawsEveryKindOnceAndNamesPickedCells)
 TEST(MoMeshLine, DrawsSeparatePointsWithATessellator)
 {
   const auto mesh = zoo::cellsOf({MiCellShape::Line, MiCellShape::QuadraticLine});
-  FlatScene<MoMeshLine> scene;
-  IdleTessellator tessellator;
+  RepresentationScene<MoMeshLine> scene;
+  UniformTessellator tessellator;
+  tessellator.declines = true;
   const SoRef<MoTessellator> tessellatorNode(new MoTessellator);
   tessellatorNode->setTessellator(&tessellator);
   scene.above->addChild(tessellatorNode);
@@ -217,29 +201,27 @@ TEST(MoMeshLine, DrawsSeparatePointsWithATessellator)
 
 TEST(MoMeshSurfaceLine, RefuseOtherKindsAtEveryAttemptAndDrawNothing)
 {
+  const auto expect = []<class Node>(RepresentationScene<Node>& scene, const MiMesh& mesh,
+                                     bool isServed, const char* refusal, const MdMesh& builder) {
+    WarningLog warnings;
+    scene.mesh->setMesh(&mesh);
+    scene.traverse(2);
+    EXPECT_THAT(warnings.texts(), SizeIs(isServed ? 0 : 2));
+    EXPECT_THAT(warnings.texts(), Each(refusal));
+    EXPECT_EQ(drawnCount(builder), isServed);
+    scene.mesh->reset();
+  };
   for (const MeshType kind : zoo::kKinds) {
     SCOPED_TRACE(meshTypeName(kind));
     const auto mesh = zoo::small(kind);
-    FlatScene<MoMeshSurface> surface;
-    FlatScene<MoMeshLine> line;
-    WarningLog warnings;
-    surface.mesh->setMesh(mesh.get());
-    surface.traverse(2);
-    const bool isSurface = kind >= SURFACE_MESH_UNSTRUCTURED && kind <= SURFACE_MESH_CURVILINEAR;
-    EXPECT_THAT(warnings.texts(), SizeIs(isSurface ? 0 : 2));
-    EXPECT_THAT(warnings.texts(),
-                Each("MoMeshSurface::doExtract: Cannot compute surface on this type of mesh."));
-    EXPECT_EQ(drawnCount(surface.node->getSurfaceMesh()), isSurface);
-    warnings.clear();
-    line.mesh->setMesh(mesh.get());
-    line.traverse(2);
-    const bool isLine = kind >= LINE_MESH_UNSTRUCTURED;
-    EXPECT_THAT(warnings.texts(), SizeIs(isLine ? 0 : 2));
-    EXPECT_THAT(warnings.texts(),
-                Each("MoMeshLine::doExtract: Cannot compute line on this type of mesh."));
-    EXPECT_EQ(drawnCount(line.node->getLineMesh()), isLine);
-    surface.mesh->reset();
-    line.mesh->reset();
+    RepresentationScene<MoMeshSurface> surface;
+    expect(surface, *mesh, kind >= SURFACE_MESH_UNSTRUCTURED && kind <= SURFACE_MESH_CURVILINEAR,
+           "MoMeshSurface::doExtract: Cannot compute surface on this type of mesh.",
+           surface.node->getSurfaceMesh());
+    RepresentationScene<MoMeshLine> line;
+    expect(line, *mesh, kind >= LINE_MESH_UNSTRUCTURED,
+           "MoMeshLine::doExtract: Cannot compute line on this type of mesh.",
+           line.node->getLineMesh());
   }
 }
 
@@ -249,8 +231,8 @@ TEST(MoMeshSurfaceLine, WarnOfSetsThatDoNotFit)
   const MbScalardSetIjk set("v", MiDataBinding::PerNode, {5, 4, 3}, values);
   const auto sheet = zoo::sheet(SURFACE_MESH_REGULAR, {4, 2, 0});
   const auto row = zoo::row(LINE_MESH_CURVILINEAR, 4);
-  FlatScene<MoMeshSurface> surface;
-  FlatScene<MoMeshLine> line;
+  RepresentationScene<MoMeshSurface> surface;
+  RepresentationScene<MoMeshLine> line;
   WarningLog warnings;
   surface.mesh->setMesh(sheet.get());
   surface.set->setScalarSet(&set);

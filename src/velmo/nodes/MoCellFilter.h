@@ -2,8 +2,10 @@
 
 #include <velmo/nodes/MoActionNode.h>
 #include <velmo/nodes/MoCellFilterElement.h>
+#include <velmo/toolkit/MoBorrowed.h>
 
-/// Puts the application's cell filter into the state. *Ownership*: the filter is borrowed.
+/// Puts the application's cell filter into the state. *Ownership*: the filter is borrowed,
+/// as long as the node refers to it.
 class MoCellFilter : public MoActionNode
 {
   MO_NODE_HEADER(MoCellFilter);
@@ -25,6 +27,6 @@ protected:
   void copyContents(const SoFieldContainer* from, SbBool copyConnections) override;
 
 private:
-  const MiCellFilter* m_filter = nullptr;
+  MoBorrowed<const MiCellFilter> m_filter;
   CellFilterType m_type = CELL_FILTER_NONE;
 };

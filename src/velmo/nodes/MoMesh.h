@@ -2,6 +2,7 @@
 
 #include <velmo/extraction/interfaces/MeshType.h>
 #include <velmo/nodes/MoActionNode.h>
+#include <velmo/toolkit/MoBorrowed.h>
 
 #include <cstdint>
 
@@ -12,6 +13,11 @@ class MoMeshRepresentation;
 ///
 /// *Ownership*: the mesh and the representation are borrowed; they stay alive as long as the node
 /// refers to them. A change of the mesh in place becomes known by another setMesh.
+///
+/// While an extraction runs in the background, setMesh, reset and the end of the node stop those
+/// that read the mesh and wait until they have stopped. So a mesh may be deleted as soon as no node
+/// refers to it. Before its arrays are changed in place, call
+/// MoMeshRepresentation::stopExtractions().
 class MoMesh : public MoActionNode
 {
   MO_NODE_HEADER(MoMesh);
@@ -36,7 +42,7 @@ protected:
   void copyContents(const SoFieldContainer* from, SbBool copyConnections) override;
 
 private:
-  const MiMesh* m_mesh = nullptr;
+  MoBorrowed<const MiMesh> m_mesh;
   MeshType m_meshType = UNDEFINED_MESH;
   MoMeshRepresentation* m_connectedRepresentation = nullptr;
   std::uint64_t m_timeStamp = ~std::uint64_t{0};

@@ -1,11 +1,13 @@
 #pragma once
 
 #include <velmo/nodes/MoActionNode.h>
+#include <velmo/toolkit/MoBorrowed.h>
 
 #include <Inventor/actions/SoAction.h>
 
 /// What the data set nodes have in common: each appends its set to the element's list, with a place
-/// of its own even when it has none. *Ownership*: the set is borrowed.
+/// of its own even when it has none. *Ownership*: the set is borrowed, as long as the node refers
+/// to it.
 template <class Element>
 class MoSetNode : public MoActionNode
 {
@@ -22,5 +24,5 @@ protected:
     m_set = static_cast<const MoSetNode*>(from)->m_set;
   }
 
-  const Set* m_set = nullptr;
+  MoBorrowed<const Set> m_set;
 };

@@ -1,6 +1,7 @@
 #include <velmo/nodes/MoTessellator.h>
 
 #include <velmo/base/MxTimeStamp.h>
+#include <velmo/extraction/interfaces/MiTessellator.h>
 #include <velmo/nodes/MoTessellatorElement.h>
 
 #include <Inventor/actions/SoAction.h>

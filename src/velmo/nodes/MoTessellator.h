@@ -1,12 +1,14 @@
 #pragma once
 
 #include <velmo/nodes/MoActionNode.h>
+#include <velmo/toolkit/MoBorrowed.h>
 
 #include <cstdint>
 
 class MiTessellator;
 
-/// Puts the application's tessellator for higher-order cells into the state. *Ownership*: borrowed.
+/// Puts the application's tessellator for higher-order cells into the state. *Ownership*: borrowed,
+/// as long as the node refers to it.
 class MoTessellator : public MoActionNode
 {
   MO_NODE_HEADER(MoTessellator);
@@ -26,6 +28,6 @@ protected:
   void copyContents(const SoFieldContainer* from, SbBool copyConnections) override;
 
 private:
-  MiTessellator* m_tessellator = nullptr;
+  MoBorrowed<MiTessellator> m_tessellator;
   std::uint64_t m_timeStamp = ~std::uint64_t{0};
 };

@@ -62,7 +62,9 @@
 #include <velmo/representations/MoMeshSphereSlice.h>
 #include <velmo/representations/MoMeshStreamline.h>
 #include <velmo/representations/MoMeshSurface.h>
+#include <velmo/toolkit/MxBackgroundTask.h>
 #include <velmo/toolkit/MxOffscreenCanvas.h>
+#include <velmo/toolkit/MxTaskWatch.h>
 #include <velmo/toolkit/MxToolkit.h>
 #include <velmo/toolkit/SoTarvinShaders.h>
 
@@ -348,6 +350,9 @@ constexpr const char* kShaderDirectory = "$KORAHOME/../Tarvin/shaders/";
 
 void exitAllClasses()
 {
+  // Nothing of the library runs on behind the application's back, or hears of a later event.
+  MxBackgroundTask::stopAll();
+  MxTaskWatch::stopAll();
   for (const char* name : kExitOrder)
     if (const ClassEntry* entry = findClass(name)) entry->exit();
 }

@@ -89,8 +89,9 @@ struct MdTraits
   using Extractor = typename Family::template Extractor<K>;
 };
 
-/// An extractor, seen as the representation framework wants it. Derived classes support what their
-/// representation can do; what they leave out returns null.
+/// An extractor, seen as the representation framework wants it: it has its arguments already and
+/// knows neither node nor state, so that its extractions may run in any one thread. Derived classes
+/// support what their representation can do; what they leave out returns null.
 template <class Traits>
 class MdExtract
 {
@@ -100,8 +101,6 @@ public:
   using Kind = MxMeshKind<kMeshType>;
   using CellFilter = typename Kind::CellFilter;
   using Extractor = typename Traits::Extractor;
-  /// Whether the preference for extracting in the background is read.
-  static constexpr bool kMayBeAsynchronous = true;
   using Extracted = std::remove_pointer_t<decltype(mdExtracted(std::declval<const Extractor&>()))>;
 
   /// @param extractorName  the extractor's class name, for warnings; a literal
@@ -116,14 +115,11 @@ public:
 
   /// The extracted mesh, null before the first extraction; of several the first.
   virtual Extracted* getExtract() const { return mdExtracted(*m_extractor); }
-  virtual const MeXPointMeshCurvilinear* extractPoints(SoState*, const CellFilter*)
-  {
-    return nullptr;
-  }
-  virtual const MeXLineMeshUnstructured* extractLine(SoState*, const CellFilter*)
-  {
-    return nullptr;
-  }
+  /// The main extraction.
+  /// @return false, and there is nothing extracted, when an argument does not fit the mesh
+  virtual bool extractMesh(const CellFilter* filter) = 0;
+  virtual const MeXPointMeshCurvilinear* extractPoints(const CellFilter*) { return nullptr; }
+  virtual const MeXLineMeshUnstructured* extractLine(const CellFilter*) { return nullptr; }
   // A set that fits no surface fits no lines and points either; the warning for the surface is
   // enough.
   virtual const MeXDataSetI<double>* extractLineScalarSet(const MiTypedDataSet<double>* set)
@@ -145,7 +141,7 @@ public:
   virtual const MeXDataSetI<double>* extractScalarSet(const MiTypedDataSet<double>* set)
   {
     if (!set) return nullptr;
-    if (const MeXDataSetI<double>* values = map(*set)) return values;
+    if (const MeXDataSetI<double>* values = map(*set, 0)) return values;
     warnAboutSet();
     return nullptr;
   }
@@ -165,14 +161,24 @@ public:
     if (index == 0) return extractScalarSet(set);
     return set ? m_extractor->extractScalarSet(index, *set) : nullptr;
   }
+  /// Maps the set onto all that was extracted, so that the functions above find it. Says nothing,
+  /// whatever the set: this may be a worker's thread.
+  void prepareScalarSet(const MiTypedDataSet<double>* set)
+  {
+    if (!set) return;
+    std::size_t count = 1;
+    if constexpr (kIsMulti) count = m_extractor->getLines().size();
+    for (std::size_t index = 0; index < count; ++index)
+      map(*set, index);
+  }
 
 private:
   static constexpr bool kIsMulti = std::is_base_of_v<MiMultiLineExtractor, Extractor>;
 
-  const MeXDataSetI<double>* map(const MiTypedDataSet<double>& set) const
+  const MeXDataSetI<double>* map(const MiTypedDataSet<double>& set, std::size_t index) const
   {
     if constexpr (kIsMulti)
-      return m_extractor->extractScalarSet(0, set);
+      return m_extractor->extractScalarSet(index, set);
     else
       return m_extractor->extractScalarSet(set);
   }

@@ -1,61 +1,18 @@
 #pragma once
 
-#include <velmo/nodes/MoDrawStyleElement.h>
-#include <velmo/render/MdLineMesh.h>
-#include <velmo/render/MdPointMesh.h>
-#include <velmo/representation/MdMeshRepresentationFor.h>
+#include <velmo/representation/MdExtractBy.h>
+#include <velmo/representation/MdMeshShapeRepresentation.h>
 
-/// The implementation of a representation that extracts one set of lines, with the points drawn on
-/// them.
+/// The implementation of a representation that extracts one set of lines.
 template <class Extract>
-class MdMeshLineRepresentation : public MdMeshRepresentationFor<Extract>
+class MdMeshLineRepresentation : public MdMeshShapeRepresentation<Extract, MdLineMesh>
 {
-  using Base = MdMeshRepresentationFor<Extract>;
+  using Base = MdMeshShapeRepresentation<Extract, MdLineMesh>;
 
 public:
-  using typename Base::CellFilter;
-  using typename Base::ColorSets;
-
-  using Base::Base;
-
-  /// Where the results go; borrowed, null for what is not there.
-  void setBuilders(MdLineMesh* lines, MdPointMesh* points)
+  MdMeshLineRepresentation(typename Base::Node& node, const MdRepresentationTexts& texts)
+      : Base(node, texts)
   {
-    m_lines = lines;
-    m_points = points;
+    this->setBuilders(&node.getLineMesh(), nullptr, &node.getPointMesh());
   }
-
-  void rayPick(SoRayPickAction* action) override
-  {
-    if (m_lines) m_lines->rayPick(action);
-  }
-
-protected:
-  virtual const MeXLineMeshUnstructured* extractLines(SoState* state, const CellFilter* filter) = 0;
-
-  void extract(SoState* state, const ColorSets& colorSets, const CellFilter* filter) override
-  {
-    bool faces, edges, points;
-    MoDrawStyleElement::getDrawStyle(state, faces, edges, points);
-    // As for surfaces: without a tessellator the line builder draws the points itself.
-    const bool separate = this->getOwner().isUsingTessellator();
-    Extract& extractor = *this->getExtract();
-    const MeXPointMeshCurvilinear* pointMesh =
-        separate && points ? extractor.extractPoints(state, filter) : nullptr;
-    const MeXLineMeshUnstructured* lines = extractLines(state, filter);
-    if (lines) this->postExtractorWarnings(lines->getTopology().getTimeStamp());
-
-    std::vector<const MeXDataSetI<double>*> lineSets, pointSets;
-    for (const MiTypedDataSet<double>* set : lines ? colorSets : ColorSets{}) {
-      lineSets.push_back(extractor.extractScalarSet(set));
-      if (pointMesh) pointSets.push_back(extractor.extractPointsScalarSet(set));
-    }
-    if (m_lines) m_lines->setIgnoreExtraStyle(pointMesh != nullptr);
-    this->build(m_lines, state, lines, lineSets, "Cannot find child line nodes.");
-    this->build(m_points, state, pointMesh, pointSets, "Cannot find child point nodes.");
-  }
-
-private:
-  MdLineMesh* m_lines = nullptr;
-  MdPointMesh* m_points = nullptr;
 };

@@ -2,6 +2,7 @@
 
 #include <velmo/mesh/MeXLineMeshes.h>
 #include <velmo/render/MdLineMeshes.h>
+#include <velmo/representation/MdExtractBy.h>
 #include <velmo/representation/MdMeshRepresentationFor.h>
 
 #include <algorithm>
@@ -16,10 +17,13 @@ class MdMeshMultiLinesRepresentation : public MdMeshRepresentationFor<Extract>
   using Base = MdMeshRepresentationFor<Extract>;
 
 public:
-  using typename Base::CellFilter;
   using typename Base::ColorSets;
 
-  using Base::Base;
+  MdMeshMultiLinesRepresentation(typename Base::Node& node, const MdRepresentationTexts& texts)
+      : Base(node, texts)
+  {
+    setBuilders(&node.getLineMeshes());
+  }
 
   /// Where the results go; borrowed, null for what is not there.
   void setBuilders(MdLineMeshes* lines) { m_lines = lines; }
@@ -30,14 +34,17 @@ public:
   }
 
 protected:
-  /// Null when there is nothing to extract from.
-  virtual const MeXLineMeshes* extractLines(SoState* state, const CellFilter* filter) = 0;
-  /// Called after each extraction for every set and its builder.
+  using typename Base::Request;
+
+  /// Called for every set and its builder when they are up to date.
   virtual void finishLines(std::size_t index, MdLineMesh& builder) = 0;
 
-  void extract(SoState* state, const ColorSets& colorSets, const CellFilter* filter) override
+  void extract(SoState* state, const Request& request, const ColorSets& colorSets) override
   {
-    const MeXLineMeshes* lines = extractLines(state, filter);
+    const bool isCurrent = this->bringUpToDate(state, request, colorSets, true);
+    if (!isCurrent && !this->canMap(request)) return;
+    const MeXLineMeshes* lines =
+        this->hasMesh() ? &this->getExtract()->getExtractor().getLines() : nullptr;
     const std::size_t count = lines ? lines->size() : 0;
     std::uint64_t latest = 0;
     for (std::size_t i = 0; i < count; ++i)

@@ -1,40 +1,37 @@
 #pragma once
 
+#include <velmo/representation/MdExtractBy.h>
+#include <velmo/representation/MdExtractByKind.h>
 #include <velmo/representation/MdMeshSurfaceRepresentation.h>
 
-/// The implementation of a surface representation whose node is all that its extraction is told by.
+/// The implementation of a surface representation that is described by a recipe (MdExtractBy),
+/// drawn by the builders of its node.
 ///
-/// @tparam Extract  an MdExtract, made with (extractor, node), that also has
-///                  extractSurface(state, filter)
-template <class Extract, class Node>
-class MdMeshSurfaceOf : public MdMeshSurfaceRepresentation<Extract>
+/// @tparam Recipe  may add `normalOf(node)`: the whole surface is lit with that normal
+template <class Recipe, MeshType K>
+class MdMeshSurfaceOf final : public MdMeshSurfaceRepresentation<MdExtractBy<Recipe, K>>
 {
-  using Base = MdMeshSurfaceRepresentation<Extract>;
+  using Base = MdMeshSurfaceRepresentation<MdExtractBy<Recipe, K>>;
+  using Node = typename Recipe::Node;
 
 public:
-  using typename Base::CellFilter;
-  using typename Base::Interface;
+  using typename Base::ColorSets;
 
-  MdMeshSurfaceOf(Node& node, const MdRepresentationTexts& texts) : Base(node, texts), m_node(node)
+  MdMeshSurfaceOf(Node& node, const MdRepresentationTexts& texts) : Base(node, texts)
   {
     this->setBuilders(&node.getSurfaceMesh(), &node.getLineMesh(), &node.getPointMesh());
-    node.getSurfaceMesh().allowSinglePassOutline(Extract::kMeshType != VOLUME_MESH_UNSTRUCTURED);
+    node.getSurfaceMesh().allowSinglePassOutline(K != VOLUME_MESH_UNSTRUCTURED);
   }
 
 protected:
-  std::unique_ptr<Extract> makeExtract(const Interface& mesh, bool parallel,
-                                       const MiTessellator* tessellator) override
-  {
-    return std::make_unique<Extract>(
-        Extract::Extractor::getNewInstance(mesh, parallel, tessellator), m_node);
-  }
-  const MeXSurfaceMeshUnstructured* extractSurface(SoState* state,
-                                                   const CellFilter* filter) override
-  {
-    return this->getExtract()->extractSurface(state, filter);
-  }
-  Node& getNode() const { return m_node; }
+  using typename Base::Request;
 
-private:
-  Node& m_node;
+  void extract(SoState* state, const Request& request, const ColorSets& colorSets) override
+  {
+    Base::extract(state, request, colorSets);
+    // While a task runs, what is drawn has the normal that it was extracted with.
+    if constexpr (requires(const Node& node) { Recipe::normalOf(node); })
+      if (!this->isExtracting())
+        this->getNode().getSurfaceMesh().setOverallNormal(Recipe::normalOf(this->getNode()));
+  }
 };

@@ -1,44 +1,75 @@
 #pragma once
 
 #include <velmo/extraction/interfaces/MiExtractorCallback.h>
-#include <velmo/representation/MoMeshRepresentation.h>
 #include <velmo/toolkit/MxRefCounted.h>
 
-/// Hands what an extractor tells on to the callback that the node has at that moment.
+#include <mutex>
+
+/// Hands what an extractor tells on to the callback of the application, which may be exchanged at
+/// any time.
+///
+/// *Threads*: any. setTarget waits for a call of the old target that is under way in another
+/// thread, and none follows.
 class MdUserExtractorCallback final : public MxRefCounted, public MiExtractorCallback
 {
 public:
-  explicit MdUserExtractorCallback(const MoMeshRepresentation& owner) : m_owner(owner) {}
+  /// @param target  borrowed, null for nobody
+  void setTarget(MiExtractorCallback* target)
+  {
+    const std::lock_guard lock(m_mutex);
+    m_target = target;
+  }
+  MiExtractorCallback* getTarget() const
+  {
+    const std::lock_guard lock(m_mutex);
+    return m_target;
+  }
+
+  /// Calls call(target) if the target is still this one.
+  /// @return what it answers, `otherwise` when the target is another
+  template <class Answer, class Call>
+  Answer callIf(const MiExtractorCallback* expected, Answer otherwise, const Call& call) const
+  {
+    const std::lock_guard lock(m_mutex);
+    return m_target && m_target == expected ? call(*m_target) : otherwise;
+  }
 
   void beginExtract(const std::string& name, std::size_t phaseCount) override
   {
-    if (auto* user = m_owner.getExtractorCallback()) user->beginExtract(name, phaseCount);
+    const std::lock_guard lock(m_mutex);
+    if (m_target) m_target->beginExtract(name, phaseCount);
   }
   void endExtract() override
   {
-    if (auto* user = m_owner.getExtractorCallback()) user->endExtract();
+    const std::lock_guard lock(m_mutex);
+    if (m_target) m_target->endExtract();
   }
   void beginPhase(const std::string& name, std::size_t stepCount) override
   {
-    if (auto* user = m_owner.getExtractorCallback()) user->beginPhase(name, stepCount);
+    const std::lock_guard lock(m_mutex);
+    if (m_target) m_target->beginPhase(name, stepCount);
   }
   void endPhase() override
   {
-    if (auto* user = m_owner.getExtractorCallback()) user->endPhase();
+    const std::lock_guard lock(m_mutex);
+    if (m_target) m_target->endPhase();
   }
   bool endStep(std::size_t stepsDone) override
   {
-    auto* user = m_owner.getExtractorCallback();
-    return !user || user->endStep(stepsDone);
+    const std::lock_guard lock(m_mutex);
+    return !m_target || m_target->endStep(stepsDone);
   }
   double getEndStepCallPeriod() const override
   {
-    const auto* user = m_owner.getExtractorCallback();
-    return user ? user->getEndStepCallPeriod() : MiExtractorCallback::getEndStepCallPeriod();
+    const std::lock_guard lock(m_mutex);
+    return m_target ? m_target->getEndStepCallPeriod()
+                    : MiExtractorCallback::getEndStepCallPeriod();
   }
 
 private:
   ~MdUserExtractorCallback() override = default;
 
-  const MoMeshRepresentation& m_owner;
+  // A callback may exchange itself.
+  mutable std::recursive_mutex m_mutex;
+  MiExtractorCallback* m_target = nullptr;
 };

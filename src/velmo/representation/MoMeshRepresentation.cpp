@@ -11,9 +11,12 @@
 #include <velmo/nodes/MoMeshElement.h>
 #include <velmo/nodes/MoScalarSetElement.h>
 #include <velmo/render/details/MoMeshDetail.h>
+#include <velmo/representation/MdProfilingTool.h>
 #include <velmo/representation/MdUndefinedMeshRepresentation.h>
+#include <velmo/representation/MdUserExtractorCallback.h>
 #include <velmo/representation/MxAttributesManager.h>
 #include <velmo/representation/MxQuietNode.h>
+#include <velmo/toolkit/MxBackgroundTask.h>
 
 #include <Inventor/actions/SoRayPickAction.h>
 #include <Inventor/errors/SoError.h>
@@ -103,6 +106,7 @@ private:
 
 MoMeshRepresentation::MoMeshRepresentation()
     : m_implementation(std::make_unique<MdUndefinedMeshRepresentation>()),
+      m_userCallback(new MdUserExtractorCallback), m_profiling(MdProfilingTool::create()),
       m_attributes(std::make_unique<MxAttributesManager>()), m_timeStamp(MxTimeStamp::take())
 {
   SO_NODE_CONSTRUCTOR(MoMeshRepresentation);
@@ -112,11 +116,14 @@ MoMeshRepresentation::MoMeshRepresentation()
   m_parallelSensor = std::make_unique<SoFieldSensor>(&clearCB, this);
   m_parallelSensor->setPriority(0);
   m_parallelSensor->attach(&parallel);
+  setExtractorCallback(nullptr);
 }
 
 MoMeshRepresentation::~MoMeshRepresentation()
 {
   m_parallelSensor->detach();
+  // Waits for a task, which may call back until then.
+  m_implementation.reset();
 }
 
 void MoMeshRepresentation::clearCB(void* self, SoSensor*)
@@ -132,12 +139,7 @@ void MoMeshRepresentation::doAction(SoAction* action)
     clear();
   };
   try {
-    // An action that does not know the mesh element sees what is there already.
-    if (action->getState()->isElementEnabled(MoMeshElement::getClassStackIndex())) {
-      const MxQuietNode quiet(*this);
-      doExtract(action);
-    }
-    MoMeshBaseRepresentation::doAction(action);
+    extractAndTraverse(action);
   } catch (const MiCancellationException&) {
     failed([] {});
   } catch (const std::bad_alloc& error) {
@@ -147,6 +149,35 @@ void MoMeshRepresentation::doAction(SoAction* action)
   } catch (...) {
     failed([] { SoError::post("unknown exception"); });
   }
+}
+
+void MoMeshRepresentation::extractAndTraverse(SoAction* action)
+{
+  // An action that does not know the mesh element sees what is there already.
+  const bool mayExtract = action->getState()->isElementEnabled(MoMeshElement::getClassStackIndex());
+  // Also a failed extraction gets its line; one in the background when its result is taken.
+  struct Profile
+  {
+    ~Profile()
+    {
+      if (tool && !node.isExtracting()) tool->afterTraversal();
+    }
+    const MoMeshRepresentation& node;
+    MdProfilingTool* tool;
+  } const profile{*this, mayExtract ? m_profiling.get() : nullptr};
+  if (profile.tool)
+    profile.tool->beforeExtraction(getName().getString(), getTypeId().getName().getString(),
+                                   action);
+  if (mayExtract) {
+    const MxQuietNode quiet(*this);
+    doExtract(action);
+  }
+  if (profile.tool) {
+    MeshType type = UNDEFINED_MESH;
+    const MiMesh* mesh = m_implementation->getExtractedMesh(type);
+    profile.tool->afterExtraction(mesh, type);
+  }
+  MoMeshBaseRepresentation::doAction(action);
 }
 
 void MoMeshRepresentation::rayPick(SoRayPickAction* action)
@@ -172,6 +203,8 @@ void MoMeshRepresentation::clear()
 void MoMeshRepresentation::setExtractorCallback(MiExtractorCallback* callback)
 {
   m_callback = callback;
+  if (m_profiling) m_profiling->setUserCallback(callback);
+  m_userCallback->setTarget(m_profiling ? m_profiling.get() : callback);
 }
 
 void MoMeshRepresentation::setExtractorCallback(MiExtractorCallback& callback)
@@ -217,10 +250,30 @@ const MiMesh* MoMeshRepresentation::getExtractedMesh(MeshType& type) const
   return m_implementation->getExtractedMesh(type);
 }
 
+bool MoMeshRepresentation::isExtracting() const
+{
+  return m_implementation->isExtracting();
+}
+
+void MoMeshRepresentation::waitForExtraction()
+{
+  m_implementation->waitForExtraction();
+}
+
+void MoMeshRepresentation::stopExtractions()
+{
+  MxBackgroundTask::stopAll();
+}
+
+void MoMeshRepresentation::renewTimeStamp()
+{
+  m_timeStamp = MxTimeStamp::take();
+}
+
 bool MoMeshRepresentation::dropResults()
 {
   if (!m_implementation->tryClear()) return false;
-  m_timeStamp = MxTimeStamp::take();
+  renewTimeStamp();
   return true;
 }
 
@@ -234,6 +287,7 @@ const MiMesh* MoMeshRepresentation::getMeshFromState(SoState* state, MeshType& t
   const MiMesh* mesh = m_attributes->getMesh(state, type, changed);
   if (!m_detail) m_detail = std::make_unique<MoMeshDetail>();
   m_detail->setMesh(mesh, type);
+  if (m_profiling) m_profiling->setInputMesh(mesh, type);
   return mesh;
 }
 

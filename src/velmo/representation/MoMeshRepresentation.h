@@ -3,6 +3,7 @@
 #include <velmo/extraction/interfaces/MeshType.h>
 #include <velmo/extraction/interfaces/MiDataSet.h>
 #include <velmo/representation/MoMeshBaseRepresentation.h>
+#include <velmo/toolkit/SoRef.h>
 
 #include <Inventor/fields/SoSFBool.h>
 #include <Inventor/fields/SoSFInt32.h>
@@ -12,6 +13,8 @@
 #include <vector>
 
 class MdMeshRepresentation;
+class MdProfilingTool;
+class MdUserExtractorCallback;
 class MiExtractor;
 class MiExtractorCallback;
 class MiMesh;
@@ -28,6 +31,15 @@ class SoState;
 /// A failure while extracting is posted (SoMemoryError for memory, SoError for anything else),
 /// leaves this representation empty, and the traversal goes on; the next traversal tries again. An
 /// extraction that its callback stopped leaves it empty without a post.
+///
+/// With the preference VELMO_ASYNC_PROCESSING, skins and slabs extract in the background. A
+/// traversal then draws what was extracted last, nothing at first, and starts or aborts the
+/// extraction as its inputs ask for; when it has ended, the node is touched and the next traversal
+/// draws the result. A failure is posted then; an extraction that its callback stopped leaves what
+/// was there, and the next traversal tries again. A node that is met twice in a traversal, with
+/// different inputs, never gets to an end: use two nodes. An extraction reads mesh, sets, filter
+/// and tessellator by concurrent const calls. They may be deleted as soon as no node refers to
+/// them; before their content is changed, call stopExtractions().
 class MoMeshRepresentation : public MoMeshBaseRepresentation
 {
   MO_NODE_ABSTRACT_HEADER(MoMeshRepresentation);
@@ -45,7 +57,11 @@ public:
 
   /// Throws away what was extracted and built; the next traversal extracts again.
   virtual void clear();
-  /// Who hears of the extraction's progress and may cancel it; borrowed, null for nobody.
+  /// Who hears of the extraction's progress and may cancel it; borrowed, null for nobody. From the
+  /// return of this call on, the callback before it is called no more.
+  ///
+  /// *Threads*: an extraction in the background calls it from the worker. It must not touch the
+  /// scene then, nor wait for the traversing thread.
   virtual void setExtractorCallback(MiExtractorCallback* callback);
   virtual void setExtractorCallback(MiExtractorCallback& callback);
 
@@ -69,6 +85,15 @@ public:
   bool isUsingTessellator() const { return m_isUsingTessellator; }
   MiExtractorCallback* getExtractorCallback() const { return m_callback; }
 
+  /// An extraction runs in the background, or its result waits for the next traversal.
+  bool isExtracting() const;
+  /// Waits for the end of an extraction in the background, whose result the next traversal draws. A
+  /// program that wants a complete picture traverses and waits until nothing is extracting.
+  void waitForExtraction();
+  /// Ends all extractions in the background; they begin anew with the next traversal. To be called
+  /// before the content of a mesh, set or filter in use is changed in place.
+  static void stopExtractions();
+
   // For the implementations of representations, during doExtract.
 
   /// Empties what is drawn and nothing else; cheap when it is empty.
@@ -86,6 +111,10 @@ public:
   /// @param implementation  null for none
   void setImplementation(std::unique_ptr<MdMeshRepresentation> implementation);
   MxAttributesManager& getAttributesManager() const { return *m_attributes; }
+  /// What extractors are given as their callback; never deleted while an extraction may use it.
+  MdUserExtractorCallback& getUserCallback() const { return *m_userCallback; }
+  /// What the representation produced is another object.
+  void renewTimeStamp();
   /// The detail that picks of this representation carry, null before the first mesh.
   MoMeshDetail* getMeshDetail() const { return m_detail.get(); }
 
@@ -95,10 +124,13 @@ protected:
 
 private:
   static void clearCB(void* self, SoSensor* sensor);
+  void extractAndTraverse(SoAction* action);
   bool dropResults();
 
   std::unique_ptr<MdMeshRepresentation> m_implementation;
   MiExtractorCallback* m_callback = nullptr;
+  SoRef<MdUserExtractorCallback> m_userCallback;
+  std::unique_ptr<MdProfilingTool> m_profiling; // only when the preference asks for it
   std::unique_ptr<SoFieldSensor> m_parallelSensor;
   std::unique_ptr<MoMeshDetail> m_detail;
   std::unique_ptr<MxAttributesManager> m_attributes;

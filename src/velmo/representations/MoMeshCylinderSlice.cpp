@@ -7,7 +7,7 @@ MO_NODE_SOURCE(MoMeshCylinderSlice, MoMeshSurfaceRepresentation)
 
 namespace {
 
-struct CylinderSlice
+struct CylinderSlice : MdTupleRecipe<CylinderSlice, MbVec3d, MbVec3d, double>
 {
   using Node = MoMeshCylinderSlice;
   using Extractors =
@@ -20,7 +20,7 @@ struct CylinderSlice
       .refusalFunction = "MoMeshCylinderSlice::doExtract",
       .refusal = "Cannot compute a cylinder slice on this type of mesh."};
 
-  static std::tuple<MbVec3d, MbVec3d, double> geometryOf(const Node& node)
+  static std::tuple<MbVec3d, MbVec3d, double> readTuple(const Node& node)
   {
     return {mdVector(node.center.getValue()), mdVector(node.direction.getValue()),
             node.radius.getValue()};
@@ -28,7 +28,7 @@ struct CylinderSlice
 };
 
 template <MeshType K>
-using MdCylinderSlice = MdMeshSlice<CylinderSlice, K>;
+using MdCylinderSlice = MdMeshSurfaceOf<CylinderSlice, K>;
 
 } // namespace
 

@@ -1,69 +1,62 @@
 #include <velmo/representations/MoMeshInterpolatedLogicalSlice.h>
 
 #include <velmo/extraction/extractors/MiInterpolatedLogicalSliceExtract.h>
-#include <velmo/representation/MdExtract.h>
-#include <velmo/representation/MdExtractByKind.h>
 #include <velmo/representation/MdMeshSurfaceOf.h>
 
 MO_NODE_SOURCE(MoMeshInterpolatedLogicalSlice, MoMeshSurfaceRepresentation)
 
 namespace {
 
-using Extractors = MdExtractorsByKind<
-    MdExtractorOf<VOLUME_MESH_HEXAHEDRON_IJK, MiInterpolatedLogicalSliceExtractHexahedronIjk>,
-    MdExtractorOf<VOLUME_MESH_REGULAR, MiInterpolatedLogicalSliceExtract>,
-    MdExtractorOf<VOLUME_MESH_RECTILINEAR, MiInterpolatedLogicalSliceExtract>,
-    MdExtractorOf<VOLUME_MESH_CURVILINEAR, MiInterpolatedLogicalSliceExtract>>;
-
-constexpr MdRepresentationTexts kTexts{
-    .node = "MoMeshInterpolatedLogicalSlice",
-    .extractors = {"MiInterpolatedLogicalSliceExtractHexahedronIjk",
-                   "MiInterpolatedLogicalSliceExtract", "MiInterpolatedLogicalSliceExtract",
-                   "MiInterpolatedLogicalSliceExtract"},
-    .refusalFunction = "MoMeshInterpolatedLogicalSlice::doExtract",
-    .refusal = "Cannot compute interpolated logical slice on this type of mesh."};
-
-template <MeshType K>
-class MdInterpolatedLogicalSliceExtract final : public MdExtract<MdTraits<K, Extractors>>
+struct InterpolatedLogicalSlice
 {
-  using Base = MdExtract<MdTraits<K, Extractors>>;
+  using Node = MoMeshInterpolatedLogicalSlice;
+  using Extractors = MdExtractorsByKind<
+      MdExtractorOf<VOLUME_MESH_HEXAHEDRON_IJK, MiInterpolatedLogicalSliceExtractHexahedronIjk>,
+      MdExtractorOf<VOLUME_MESH_REGULAR, MiInterpolatedLogicalSliceExtract>,
+      MdExtractorOf<VOLUME_MESH_RECTILINEAR, MiInterpolatedLogicalSliceExtract>,
+      MdExtractorOf<VOLUME_MESH_CURVILINEAR, MiInterpolatedLogicalSliceExtract>>;
 
-public:
-  using typename Base::CellFilter;
-  using typename Base::Extractor;
-  static constexpr bool kMayBeAsynchronous = false;
+  static constexpr MdRepresentationTexts kTexts{
+      .node = "MoMeshInterpolatedLogicalSlice",
+      .extractors = {"MiInterpolatedLogicalSliceExtractHexahedronIjk",
+                     "MiInterpolatedLogicalSliceExtract", "MiInterpolatedLogicalSliceExtract",
+                     "MiInterpolatedLogicalSliceExtract"},
+      .refusalFunction = "MoMeshInterpolatedLogicalSlice::doExtract",
+      .refusal = "Cannot compute interpolated logical slice on this type of mesh."};
 
-  MdInterpolatedLogicalSliceExtract(std::shared_ptr<Extractor> extractor,
-                                    const MoMeshInterpolatedLogicalSlice& node)
-      : Base(std::move(extractor), kTexts.extractors[Base::kExtractorIndex]), m_node(node)
-  {}
-
-  const MeXSurfaceMeshUnstructured* extractSurface(SoState*, const CellFilter* filter)
+  template <MeshType>
+  struct Arguments
   {
-    return &this->getExtractor().extractSlice(axis(), filter, value());
-  }
-  const MeXLineMeshUnstructured* extractLine(SoState*, const CellFilter* filter) override
-  {
-    return &this->getExtractor().extractLine(axis(), filter, value());
-  }
-  const MeXPointMeshCurvilinear* extractPoints(SoState*, const CellFilter* filter) override
-  {
-    return &this->getExtractor().extractPoints(axis(), filter, value());
-  }
+    MiMesh::Dimension axis;
+    double value;
+    bool operator==(const Arguments&) const = default;
+  };
 
-private:
-  MiMesh::Dimension axis() const
+  template <MeshType K>
+  static std::optional<Arguments<K>> read(SoState*, const Node& node)
   {
-    return static_cast<MiMesh::Dimension>(m_node.sliceAxis.getValue());
+    return Arguments<K>{static_cast<MiMesh::Dimension>(node.sliceAxis.getValue()),
+                        node.sliceValue.getValue()};
   }
-  double value() const { return m_node.sliceValue.getValue(); }
-
-  const MoMeshInterpolatedLogicalSlice& m_node;
+  template <class Extractor, class At, class Filter>
+  static const auto& extractMesh(Extractor& extractor, const At& at, const Filter* filter)
+  {
+    return extractor.extractSlice(at.axis, filter, at.value);
+  }
+  template <class Extractor, class At, class Filter>
+  static const auto& extractLine(Extractor& extractor, const At& at, const Filter* filter)
+  {
+    return extractor.extractLine(at.axis, filter, at.value);
+  }
+  template <class Extractor, class At, class Filter>
+  static const auto& extractPoints(Extractor& extractor, const At& at, const Filter* filter)
+  {
+    return extractor.extractPoints(at.axis, filter, at.value);
+  }
 };
 
 template <MeshType K>
-using MdMeshInterpolatedLogicalSlice =
-    MdMeshSurfaceOf<MdInterpolatedLogicalSliceExtract<K>, MoMeshInterpolatedLogicalSlice>;
+using MdMeshInterpolatedLogicalSlice = MdMeshSurfaceOf<InterpolatedLogicalSlice, K>;
 
 } // namespace
 
@@ -82,5 +75,7 @@ MoMeshInterpolatedLogicalSlice::~MoMeshInterpolatedLogicalSlice() = default;
 
 void MoMeshInterpolatedLogicalSlice::doExtract(SoAction* action)
 {
-  mdExtract<MdMeshInterpolatedLogicalSlice>(*this, action, Extractors::Kinds{}, kTexts);
+  mdExtract<MdMeshInterpolatedLogicalSlice>(*this, action,
+                                            InterpolatedLogicalSlice::Extractors::Kinds{},
+                                            InterpolatedLogicalSlice::kTexts);
 }

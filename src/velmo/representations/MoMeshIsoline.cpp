@@ -1,7 +1,6 @@
 #include <velmo/representations/MoMeshIsoline.h>
 
 #include <velmo/extraction/extractors/MiIsolineExtract.h>
-#include <velmo/representation/MdExtract.h>
 #include <velmo/representation/MdExtractByKind.h>
 #include <velmo/representation/MdIsoSet.h>
 #include <velmo/representation/MdMeshMultiLinesRepresentation.h>
@@ -12,88 +11,61 @@ MO_NODE_SOURCE(MoMeshIsoline, MoMeshLineRepresentation)
 
 namespace {
 
-using Extractors = MdFlatExtractorFamily<MiIsolineExtractUnstructured, MiIsolineExtractIj>;
-
-constexpr MdRepresentationTexts kTexts{
-    .node = "MoMeshIsoline",
-    .extractors = {"MiIsolineExtractUnstructured", "MiIsolineExtractIj", nullptr},
-    .refusalFunction = "MoMeshIsoline::doExtract",
-    .refusal = "Cannot compute isolines on this type of mesh."};
-
-template <MeshType K>
-class MdIsolineExtract final : public MdExtract<MdTraits<K, Extractors>>
+struct Isoline
 {
-  using Base = MdExtract<MdTraits<K, Extractors>>;
+  using Node = MoMeshIsoline;
+  using Extractors = MdFlatExtractorFamily<MiIsolineExtractUnstructured, MiIsolineExtractIj>;
+  static constexpr MdRepresentationTexts kTexts{
+      .node = "MoMeshIsoline",
+      .extractors = {"MiIsolineExtractUnstructured", "MiIsolineExtractIj", nullptr},
+      .refusalFunction = "MoMeshIsoline::doExtract",
+      .refusal = "Cannot compute isolines on this type of mesh."};
 
-public:
-  using typename Base::CellFilter, typename Base::Extractor;
-
-  MdIsolineExtract(std::shared_ptr<Extractor> extractor, const MoMeshIsoline& node)
-      : Base(std::move(extractor), kTexts.extractors[Base::kExtractorIndex]), m_node(node)
-  {}
-
-  /// Null without a set to follow.
-  const MeXLineMeshes* extract(SoState* state, const CellFilter* filter)
+  template <MeshType>
+  struct Arguments
   {
-    m_hasLines = false;
-    const int count = m_node.isovalues.getNum();
-    if (count == 0) return nullptr;
-    const MiTypedDataSet<double>* set = mdFindIsoSet<K>(
-        m_node.getAttributesManager(), state, m_node.isoScalarSetId.getValue(), kTexts.node);
-    if (!set) return nullptr;
-    const float* values = m_node.isovalues.getValues(0);
-    const std::vector<double> wide(values, values + count);
-    m_hasLines = this->getExtractor().extractIsolines(wide, *set, filter);
-    if (!m_hasLines) mdWarnOfIsoSet(kTexts.node);
-    return m_hasLines ? &this->getExtractor().getLines() : nullptr;
-  }
-  const MeXLineMeshUnstructured* getExtract() const override
-  {
-    return m_hasLines ? Base::getExtract() : nullptr;
-  }
+    const MiTypedDataSet<double>* set;
+    std::uint64_t setStamp;
+    std::vector<double> values;
+    bool operator==(const Arguments&) const = default;
+  };
 
-private:
-  const MoMeshIsoline& m_node;
-  bool m_hasLines = false;
+  template <MeshType K>
+  static std::optional<Arguments<K>> read(SoState* state, const Node& node)
+  {
+    const int count = node.isovalues.getNum();
+    if (count == 0) return std::nullopt;
+    const auto* set = mdFindIsoSet<K>(node.getAttributesManager(), state,
+                                      node.isoScalarSetId.getValue(), kTexts.node, false);
+    if (!set) return std::nullopt;
+    const float* values = node.isovalues.getValues(0);
+    return Arguments<K>{set, set->getTimeStamp(), {values, values + count}};
+  }
+  template <class Extractor, class At, class Filter>
+  static bool extractMesh(Extractor& extractor, const At& at, const Filter* filter)
+  {
+    return extractor.extractIsolines(at.values, *at.set, filter);
+  }
+  static void refuse() { mdWarnOfIsoSet(kTexts.node); }
 };
 
 template <MeshType K>
-class MdMeshIsoline final : public MdMeshMultiLinesRepresentation<MdIsolineExtract<K>>
+class MdMeshIsoline final : public MdMeshMultiLinesRepresentation<MdExtractBy<Isoline, K>>
 {
-  using Base = MdMeshMultiLinesRepresentation<MdIsolineExtract<K>>;
-
 public:
-  using typename Base::CellFilter, typename Base::Interface;
-
-  MdMeshIsoline(MoMeshIsoline& node, const MdRepresentationTexts& texts)
-      : Base(node, texts), m_node(node)
-  {
-    this->setBuilders(&node.getLineMeshes());
-  }
+  using MdMeshMultiLinesRepresentation<MdExtractBy<Isoline, K>>::MdMeshMultiLinesRepresentation;
 
 protected:
-  std::unique_ptr<MdIsolineExtract<K>> makeExtract(const Interface& mesh, bool parallel,
-                                                   const MiTessellator*) override
-  {
-    return std::make_unique<MdIsolineExtract<K>>(
-        MdIsolineExtract<K>::Extractor::getNewInstance(mesh, parallel), m_node);
-  }
-  const MeXLineMeshes* extractLines(SoState* state, const CellFilter* filter) override
-  {
-    return this->getExtract()->extract(state, filter);
-  }
   void finishLines(std::size_t index, MdLineMesh& builder) override
   {
+    const MoMeshIsoline& node = this->getNode();
     // Signed, so that lines before the first major one count down to others.
-    const int period = m_node.majorPeriod.getValue();
-    const int distance = static_cast<int>(index) - static_cast<int>(m_node.firstMajor.getValue());
+    const int period = node.majorPeriod.getValue();
+    const int distance = static_cast<int>(index) - static_cast<int>(node.firstMajor.getValue());
     const bool isMajor = period == 0 || distance % period == 0;
-    builder.setLinePattern(isMajor ? m_node.majorLinePattern.getValue()
-                                   : m_node.minorLinePattern.getValue());
+    builder.setLinePattern(isMajor ? node.majorLinePattern.getValue()
+                                   : node.minorLinePattern.getValue());
   }
-
-private:
-  const MoMeshIsoline& m_node;
 };
 
 } // namespace
@@ -120,7 +92,7 @@ void MoMeshIsoline::clearBuilders()
 
 void MoMeshIsoline::doExtract(SoAction* action)
 {
-  mdExtract<MdMeshIsoline>(*this, action, MxSurfaceKinds{}, kTexts);
+  mdExtract<MdMeshIsoline>(*this, action, MxSurfaceKinds{}, Isoline::kTexts);
 }
 
 MiIsolineExtractUnstructured* MoMeshIsoline::getUnstructuredExtractor() const

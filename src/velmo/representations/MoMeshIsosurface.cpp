@@ -1,119 +1,80 @@
 #include <velmo/representations/MoMeshIsosurface.h>
 
 #include <velmo/extraction/extractors/MiIsosurfExtract.h>
-#include <velmo/nodes/MoMeshElement.h>
-#include <velmo/nodes/MoScalarSetElement.h>
 #include <velmo/render/MdSurfaceMesh.h>
-#include <velmo/representation/MdExtract.h>
-#include <velmo/representation/MdExtractByKind.h>
+#include <velmo/representation/MdIsoSet.h>
 #include <velmo/representation/MdMeshSurfaceOf.h>
 
 MO_NODE_SOURCE(MoMeshIsosurface, MoMeshSurfaceRepresentation)
 
 namespace {
 
-using Extractors = MdExtractorFamily<MiIsosurfExtractUnstructured, MiIsosurfExtractHexahedronIjk,
-                                     MiIsosurfExtractIjk>;
-
-constexpr MdRepresentationTexts kTexts{
-    .node = "MoMeshIsosurface",
-    .extractors = {"MiIsosurfExtractUnstructured", "MiIsosurfExtractHexahedronIjk",
-                   "MiIsosurfExtractIjk"},
-    .refusalFunction = "MdMeshIsosurface::doExtract",
-    .refusal = "Cannot compute isosurface on this type of mesh."};
-
-/// The set that an isosurface is made of, in one of the two numberings; both null for none.
-struct IsoSet
+struct Isosurface
 {
-  const MiDataSetI<double>* flat = nullptr;
-  const MiDataSetIjk<double>* grid = nullptr;
-};
+  using Node = MoMeshIsosurface;
+  using Extractors = MdExtractorFamily<MiIsosurfExtractUnstructured, MiIsosurfExtractHexahedronIjk,
+                                       MiIsosurfExtractIjk>;
+  static constexpr MdRepresentationTexts kTexts{
+      .node = "MoMeshIsosurface",
+      .extractors = {"MiIsosurfExtractUnstructured", "MiIsosurfExtractHexahedronIjk",
+                     "MiIsosurfExtractIjk"},
+      .refusalFunction = "MdMeshIsosurface::doExtract",
+      .refusal = "Cannot compute isosurface on this type of mesh."};
 
-template <MeshType K>
-class MdIsosurfExtract final : public MdExtract<MdTraits<K, Extractors>>
-{
-  using Base = MdExtract<MdTraits<K, Extractors>>;
-  // Nodes numbered by I, J and K: their values may be numbered either way.
-  static constexpr bool kIsGrid = MxMeshKind<K>::kNodeIndexing == MxIndexing::Ijk;
-
-public:
-  using typename Base::CellFilter, typename Base::Extractor;
-  static constexpr bool kMayBeAsynchronous = false;
-
-  MdIsosurfExtract(std::shared_ptr<Extractor> extractor, const MoMeshIsosurface& node)
-      : Base(std::move(extractor), kTexts.extractors[Base::kExtractorIndex]), m_node(node)
-  {}
-
-  const MeXSurfaceMeshUnstructured* getExtract() const override
+  template <MeshType>
+  struct Arguments
   {
-    return m_hasSurface ? Base::getExtract() : nullptr;
+    const MiTypedDataSet<double>* set;
+    std::uint64_t setStamp;
+    double isovalue;
+    bool operator==(const Arguments&) const = default;
+  };
+
+  template <MeshType K>
+  static std::optional<Arguments<K>> read(SoState* state, const Node& node)
+  {
+    const auto* set = mdFindIsoSet<K>(node.getAttributesManager(), state,
+                                      node.isoScalarSetId.getValue(), kTexts.node, true);
+    if (!set) return std::nullopt;
+    return Arguments<K>{set, set->getTimeStamp(), node.isovalue.getValue()};
   }
-
-  const MeXSurfaceMeshUnstructured* extractSurface(SoState* state, const CellFilter* filter)
+  template <class Extractor, class At, class Filter>
+  static const auto& extractMesh(Extractor& extractor, const At& at, const Filter* filter)
   {
-    const auto* surface = call(state, [&](const auto& set) -> const MeXSurfaceMeshUnstructured* {
-      return &this->getExtractor().extractIsosurf(set, isovalue(), filter);
-    });
-    m_hasSurface = surface != nullptr;
-    return surface;
+    return withSet(
+        at, [&](const auto& set) -> const auto& {
+          return extractor.extractIsosurf(set, at.isovalue, filter);
+        });
   }
-  const MeXLineMeshUnstructured* extractLine(SoState* state, const CellFilter* filter) override
+  template <class Extractor, class At, class Filter>
+  static const auto& extractLine(Extractor& extractor, const At& at, const Filter* filter)
   {
-    return call(state, [&](const auto& set) -> const MeXLineMeshUnstructured* {
-      return &this->getExtractor().extractLine(set, isovalue(), filter);
-    });
+    return withSet(
+        at, [&](const auto& set) -> const auto& {
+          return extractor.extractLine(set, at.isovalue, filter);
+        });
   }
-  const MeXPointMeshCurvilinear* extractPoints(SoState* state, const CellFilter* filter) override
+  template <class Extractor, class At, class Filter>
+  static const auto& extractPoints(Extractor& extractor, const At& at, const Filter* filter)
   {
-    return call(state, [&](const auto& set) -> const MeXPointMeshCurvilinear* {
-      return &this->getExtractor().extractPoints(set, isovalue(), filter);
-    });
+    return withSet(
+        at, [&](const auto& set) -> const auto& {
+          return extractor.extractPoints(set, at.isovalue, filter);
+        });
   }
 
 private:
-  double isovalue() const { return m_node.isovalue.getValue(); }
-
-  /// What `extract` gives for the set; null without one.
-  template <class Extraction>
-  auto call(SoState* state, const Extraction& extract) const
-      -> decltype(extract(std::declval<const MiDataSetI<double>&>()))
+  /// Calls call(set) with the numbering that the set has.
+  template <class At, class Call>
+  static const auto& withSet(const At& at, const Call& call)
   {
-    const IsoSet set = findSet(state);
-    if (set.grid) return extract(*set.grid);
-    return set.flat ? extract(*set.flat) : nullptr;
+    if (const auto* grid = dynamic_cast<const MiDataSetIjk<double>*>(at.set)) return call(*grid);
+    return call(dynamic_cast<const MiDataSetI<double>&>(*at.set));
   }
-
-  IsoSet findSet(SoState* state) const
-  {
-    const int id = m_node.isoScalarSetId.getValue();
-    const MxAttributesManager& attributes = m_node.getAttributesManager();
-    const MiTypedDataSet<double>* set = attributes.getScalarSet(state, id);
-    if (!set) {
-      if (MoScalarSetElement::getNum(state) > 0) return {};
-      if constexpr (kIsGrid) set = attributes.getDataSet<MiDataSetIjk<double>>(state, id);
-      if (!set) set = attributes.getDataSet<MiDataSetI<double>>(state, id);
-    }
-    IsoSet found;
-    if (set) {
-      const bool perNode = set->getBinding() == MiDataBinding::PerNode;
-      const bool perCell = set->getBinding() == MiDataBinding::PerCell;
-      if (perNode) found.flat = dynamic_cast<const MiDataSetI<double>*>(set);
-      if (perCell || (perNode && kIsGrid))
-        found.grid = dynamic_cast<const MiDataSetIjk<double>*>(set);
-    }
-    if (!found.flat && !found.grid)
-      SoDebugError::postWarning(kTexts.node,
-                                "Cannot find a compatible scalartset node in the scene graph or "
-                                "isoScalarSetId field is invalid.");
-    return found;
-  }
-
-  const MoMeshIsosurface& m_node;
-  bool m_hasSurface = false;
 };
 
 template <MeshType K>
-using MdMeshIsosurface = MdMeshSurfaceOf<MdIsosurfExtract<K>, MoMeshIsosurface>;
+using MdMeshIsosurface = MdMeshSurfaceOf<Isosurface, K>;
 
 } // namespace
 
@@ -129,7 +90,7 @@ MoMeshIsosurface::~MoMeshIsosurface() = default;
 
 void MoMeshIsosurface::doExtract(SoAction* action)
 {
-  mdExtract<MdMeshIsosurface>(*this, action, MxVolumeKinds{}, kTexts);
+  mdExtract<MdMeshIsosurface>(*this, action, MxVolumeKinds{}, Isosurface::kTexts);
 }
 
 MiIsosurfExtractUnstructured* MoMeshIsosurface::getUnstructuredExtractor() const

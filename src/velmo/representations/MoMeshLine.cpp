@@ -1,7 +1,6 @@
 #include <velmo/representations/MoMeshLine.h>
 
 #include <velmo/extraction/extractors/MiLineExtract.h>
-#include <velmo/representation/MdExtract.h>
 #include <velmo/representation/MdExtractByKind.h>
 #include <velmo/representation/MdMeshLineRepresentation.h>
 
@@ -9,61 +8,38 @@ MO_NODE_SOURCE(MoMeshLine, MoMeshLineRepresentation)
 
 namespace {
 
-using Extractors = MdFlatExtractorFamily<MiLineExtractUnstructured, MiLineExtractRow>;
-
-constexpr MdRepresentationTexts kTexts{
-    .node = "MoMeshLine",
-    .extractors = {"MiLineExtractUnstructured", "MiLineExtractRow", nullptr},
-    .refusalFunction = "MoMeshLine::doExtract",
-    .refusal = "Cannot compute line on this type of mesh."};
-
-template <MeshType K>
-class MdLineExtract final : public MdExtract<MdTraits<K, Extractors>>
+struct Line
 {
-  using Base = MdExtract<MdTraits<K, Extractors>>;
+  using Node = MoMeshLine;
+  using Extractors = MdFlatExtractorFamily<MiLineExtractUnstructured, MiLineExtractRow>;
+  static constexpr MdRepresentationTexts kTexts{
+      .node = "MoMeshLine",
+      .extractors = {"MiLineExtractUnstructured", "MiLineExtractRow", nullptr},
+      .refusalFunction = "MoMeshLine::doExtract",
+      .refusal = "Cannot compute line on this type of mesh."};
 
-public:
-  using typename Base::CellFilter, typename Base::Extractor;
+  template <MeshType>
+  using Arguments = std::tuple<>;
 
-  explicit MdLineExtract(std::shared_ptr<Extractor> extractor)
-      : Base(std::move(extractor), kTexts.extractors[Base::kExtractorIndex])
-  {}
-
-  const MeXLineMeshUnstructured* extractLine(SoState*, const CellFilter* filter) override
+  template <MeshType>
+  static std::optional<std::tuple<>> read(SoState*, const Node&)
   {
-    return &this->getExtractor().extractLine(filter);
+    return std::tuple<>{};
   }
-  const MeXPointMeshCurvilinear* extractPoints(SoState*, const CellFilter* filter) override
+  template <class Extractor, class Filter>
+  static const auto& extractMesh(Extractor& extractor, const std::tuple<>&, const Filter* filter)
   {
-    return &this->getExtractor().extractPoints(filter);
+    return extractor.extractLine(filter);
+  }
+  template <class Extractor, class Filter>
+  static const auto& extractPoints(Extractor& extractor, const std::tuple<>&, const Filter* filter)
+  {
+    return extractor.extractPoints(filter);
   }
 };
 
 template <MeshType K>
-class MdMeshLine final : public MdMeshLineRepresentation<MdLineExtract<K>>
-{
-  using Base = MdMeshLineRepresentation<MdLineExtract<K>>;
-
-public:
-  using typename Base::CellFilter, typename Base::Interface;
-
-  MdMeshLine(MoMeshLine& node, const MdRepresentationTexts& texts) : Base(node, texts)
-  {
-    this->setBuilders(&node.getLineMesh(), &node.getPointMesh());
-  }
-
-protected:
-  std::unique_ptr<MdLineExtract<K>> makeExtract(const Interface& mesh, bool parallel,
-                                                const MiTessellator* tessellator) override
-  {
-    return std::make_unique<MdLineExtract<K>>(
-        MdLineExtract<K>::Extractor::getNewInstance(mesh, parallel, tessellator));
-  }
-  const MeXLineMeshUnstructured* extractLines(SoState* state, const CellFilter* filter) override
-  {
-    return this->getExtract()->extractLine(state, filter);
-  }
-};
+using MdMeshLine = MdMeshLineRepresentation<MdExtractBy<Line, K>>;
 
 } // namespace
 
@@ -76,7 +52,7 @@ MoMeshLine::~MoMeshLine() = default;
 
 void MoMeshLine::doExtract(SoAction* action)
 {
-  mdExtract<MdMeshLine>(*this, action, MxLineKinds{}, kTexts);
+  mdExtract<MdMeshLine>(*this, action, MxLineKinds{}, Line::kTexts);
 }
 
 MiLineExtractUnstructured* MoMeshLine::getUnstructuredExtractor() const

@@ -7,7 +7,7 @@ MO_NODE_SOURCE(MoMeshPlaneSlice, MoMeshSurfaceRepresentation)
 
 namespace {
 
-struct PlaneSlice
+struct PlaneSlice : MdTupleRecipe<PlaneSlice, MbVec3d, double>
 {
   using Node = MoMeshPlaneSlice;
   using Extractors = MdExtractorFamily<MiPlaneSliceExtractUnstructured,
@@ -19,7 +19,7 @@ struct PlaneSlice
       .refusalFunction = "MoMeshPlaneSlice::doExtract",
       .refusal = "Cannot compute a planeslice on this type of mesh."};
 
-  static std::tuple<MbVec3d, double> geometryOf(const Node& node)
+  static std::tuple<MbVec3d, double> readTuple(const Node& node)
   {
     const SbPlane& plane = node.plane.getValue();
     return {mdVector(plane.getNormal()), plane.getDistanceFromOrigin()};
@@ -28,7 +28,7 @@ struct PlaneSlice
 };
 
 template <MeshType K>
-using MdPlaneSlice = MdMeshSlice<PlaneSlice, K>;
+using MdPlaneSlice = MdMeshSurfaceOf<PlaneSlice, K>;
 
 } // namespace
 

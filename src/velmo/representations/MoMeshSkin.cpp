@@ -1,24 +1,12 @@
 #include <velmo/representations/MoMeshSkin.h>
 
-#include <velmo/extraction/extractors/MiSkinExtract.h>
-#include <velmo/representation/MdExtract.h>
-#include <velmo/representation/MdExtractByKind.h>
-#include <velmo/representation/MdMeshSurfaceOf.h>
+#include <velmo/representations/MdRangedSkin.h>
 
 #include <limits>
 
 MO_NODE_SOURCE(MoMeshSkin, MoMeshSurfaceRepresentation)
 
 namespace {
-
-using Extractors =
-    MdExtractorFamily<MiSkinExtractUnstructured, MiSkinExtractHexahedronIjk, MiSkinExtractIjk>;
-
-constexpr MdRepresentationTexts kTexts{
-    .node = "MoMeshSkin",
-    .extractors = {"MiSkinExtractUnstructured", "MiSkinExtractHexahedronIjk", "MiSkinExtractIjk"},
-    .refusalFunction = "MoMeshSkin::doExtract",
-    .refusal = "Cannot compute skins on this type of mesh."};
 
 constexpr std::size_t kNoBound = std::numeric_limits<std::size_t>::max();
 
@@ -40,50 +28,27 @@ Index boundsOf(const SoMFUInt32& field, bool upper)
   }
 }
 
-template <MeshType K>
-class MdSkinExtract final : public MdExtract<MdTraits<K, Extractors>>
+struct Skin : MdRangedSkin<Skin>
 {
-  using Base = MdExtract<MdTraits<K, Extractors>>;
-  using Index =
-      std::conditional_t<MxMeshKind<K>::kIndexing == MxIndexing::I, std::size_t, MbIndex3>;
+  using Node = MoMeshSkin;
+  using Extractors =
+      MdExtractorFamily<MiSkinExtractUnstructured, MiSkinExtractHexahedronIjk, MiSkinExtractIjk>;
+  static constexpr MdRepresentationTexts kTexts{
+      .node = "MoMeshSkin",
+      .extractors = {"MiSkinExtractUnstructured", "MiSkinExtractHexahedronIjk", "MiSkinExtractIjk"},
+      .refusalFunction = "MoMeshSkin::doExtract",
+      .refusal = "Cannot compute skins on this type of mesh."};
 
-public:
-  using typename Base::CellFilter;
-  using typename Base::Extractor;
-
-  MdSkinExtract(std::shared_ptr<Extractor> extractor, const MoMeshSkin& node)
-      : Base(std::move(extractor), kTexts.extractors[Base::kExtractorIndex]), m_node(node)
-  {}
-
-  const MeXSurfaceMeshUnstructured* extractSurface(SoState*, const CellFilter* filter)
+  template <MeshType K>
+  static Arguments<K> rangeOf(const Node& node)
   {
-    updateCellRange();
-    return &this->getExtractor().extractSkin(filter);
+    using Index = typename Arguments<K>::Index;
+    return {boundsOf<Index>(node.minCellRanges, false), boundsOf<Index>(node.maxCellRanges, true)};
   }
-  const MeXLineMeshUnstructured* extractLine(SoState*, const CellFilter* filter) override
-  {
-    updateCellRange();
-    return &this->getExtractor().extractLine(filter);
-  }
-  const MeXPointMeshCurvilinear* extractPoints(SoState*, const CellFilter* filter) override
-  {
-    updateCellRange();
-    return &this->getExtractor().extractPoints(filter);
-  }
-
-private:
-  void updateCellRange()
-  {
-    this->getExtractor().clearCellRanges();
-    this->getExtractor().setCellRange(boundsOf<Index>(m_node.minCellRanges, false),
-                                      boundsOf<Index>(m_node.maxCellRanges, true));
-  }
-
-  const MoMeshSkin& m_node;
 };
 
 template <MeshType K>
-using MdMeshSkin = MdMeshSurfaceOf<MdSkinExtract<K>, MoMeshSkin>;
+using MdMeshSkin = MdMeshSurfaceOf<Skin, K>;
 
 } // namespace
 
@@ -98,7 +63,7 @@ MoMeshSkin::~MoMeshSkin() = default;
 
 void MoMeshSkin::doExtract(SoAction* action)
 {
-  mdExtract<MdMeshSkin>(*this, action, MxVolumeKinds{}, kTexts);
+  mdExtract<MdMeshSkin>(*this, action, MxVolumeKinds{}, Skin::kTexts);
 }
 
 MiSkinExtractUnstructured* MoMeshSkin::getUnstructuredExtractor() const

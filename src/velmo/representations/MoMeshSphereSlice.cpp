@@ -7,7 +7,7 @@ MO_NODE_SOURCE(MoMeshSphereSlice, MoMeshSurfaceRepresentation)
 
 namespace {
 
-struct SphereSlice
+struct SphereSlice : MdTupleRecipe<SphereSlice, MbVec3d, double>
 {
   using Node = MoMeshSphereSlice;
   using Extractors = MdExtractorFamily<MiSphereSliceExtractUnstructured,
@@ -19,14 +19,14 @@ struct SphereSlice
       .refusalFunction = "MoMeshSphereSlice::doExtract",
       .refusal = "Cannot compute a sphere slice on this type of mesh."};
 
-  static std::tuple<MbVec3d, double> geometryOf(const Node& node)
+  static std::tuple<MbVec3d, double> readTuple(const Node& node)
   {
     return {mdVector(node.center.getValue()), node.radius.getValue()};
   }
 };
 
 template <MeshType K>
-using MdSphereSlice = MdMeshSlice<SphereSlice, K>;
+using MdSphereSlice = MdMeshSurfaceOf<SphereSlice, K>;
 
 } // namespace
 

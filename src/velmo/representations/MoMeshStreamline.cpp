@@ -4,7 +4,6 @@
 #include <velmo/nodes/MoDataBindingElement.h>
 #include <velmo/nodes/MoMeshElement.h>
 #include <velmo/nodes/MoVec3SetElementI.h>
-#include <velmo/representation/MdExtract.h>
 #include <velmo/representation/MdExtractByKind.h>
 #include <velmo/representation/MdMeshMultiLinesRepresentation.h>
 
@@ -14,77 +13,21 @@ MO_NODE_SOURCE(MoMeshStreamline, MoMeshRepresentation)
 
 namespace {
 
-using Extractors = MdExtractorFamily<MiStreamlineExtractUnstructured,
-                                     MiStreamlineExtractHexahedronIjk, MiStreamlineExtractIjk>;
 using Kinds = MxKinds<VOLUME_MESH_UNSTRUCTURED, VOLUME_MESH_HEXAHEDRON_IJK, VOLUME_MESH_REGULAR,
                       VOLUME_MESH_RECTILINEAR, VOLUME_MESH_CURVILINEAR>;
 
-constexpr MdRepresentationTexts kTexts{
-    .node = "MoMeshStreamline",
-    .extractors = {"MiStreamlineExtractUnstructured", "MiStreamlineExtractHexahedronIjk",
-                   "MiStreamlineExtractIjk"},
-    .refusalFunction = "MoMeshStreamline::doExtract",
-    .refusal = "Cannot compute streamlines on this type of mesh."};
-
+/// Where a mesh kind looks for the vectors that are followed.
 template <MeshType K>
-class MdStreamlineExtract final : public MdExtract<MdTraits<K, Extractors>>
+struct VectorSets
 {
-  using Base = MdExtract<MdTraits<K, Extractors>>;
   using Set = MiTypedDataSet<MbVec3d>;
   using CellSet = typename MxMeshKind<K>::template CellSet<MbVec3d>;
   using NodeSet = typename MxMeshKind<K>::template NodeSet<MbVec3d>;
 
-public:
-  using typename Base::CellFilter, typename Base::Extractor;
-
-  MdStreamlineExtract(std::shared_ptr<Extractor> extractor, const MoMeshStreamline& node)
-      : Base(std::move(extractor), kTexts.extractors[Base::kExtractorIndex]), m_node(node)
-  {}
-
-  /// Null without a set to follow.
-  const MeXLineMeshes* extract(SoState* state, const CellFilter* filter)
+  static const Set* find(const MoMeshStreamline& node, SoState* state)
   {
-    m_hasLines = false;
-    const Set* set = findSet(state);
-    if (!set) {
-      SoDebugError::postWarning(kTexts.node,
-                                "Cannot find a compatible Vec3Set node in the scene graph or "
-                                "vec3SetId field is invalid.");
-      return nullptr;
-    }
-    Extractor& extractor = this->getExtractor();
-    extractor.setMaxLifeTime(m_node.maxLifeTime.getValue());
-    extractor.setMaxLength(m_node.maxLength.getValue());
-    extractor.setMinSpeed(m_node.minSpeed.getValue());
-    extractor.setIntegrationStepLengthFactor(m_node.integrationStepLengthFactor.getValue());
-    extractor.setMaxStepNumber(
-        static_cast<std::size_t>(std::max(m_node.maxStepNumber.getValue(), 0)));
-    extractor.setDirection(m_node.direction.getValue() == MoMeshStreamline::BACKWARD
-                               ? MiStreamlineDirection::Backward
-                               : MiStreamlineDirection::Forward);
-    std::vector<MbVec3d> seeds;
-    for (int n = 0; n < m_node.startingPoints.getNum(); ++n) {
-      const SbVec3f& p = m_node.startingPoints[n];
-      seeds.push_back({p[0], p[1], p[2]});
-    }
-    // A set of the right numbering whose size is not the mesh's fits no better.
-    m_hasLines = isBound(*set) && extractor.extractStreamlines(seeds, *set, filter);
-    if (!m_hasLines) {
-      SoDebugError::postWarning(kTexts.node, "Vectorset type not compatible with binding");
-      return nullptr;
-    }
-    return &extractor.getLines();
-  }
-  const MeXLineMeshUnstructured* getExtract() const override
-  {
-    return m_hasLines ? Base::getExtract() : nullptr;
-  }
-
-private:
-  const Set* findSet(SoState* state) const
-  {
-    const int id = m_node.vec3SetId.getValue();
-    const MxAttributesManager& attributes = m_node.getAttributesManager();
+    const int id = node.vec3SetId.getValue();
+    const MxAttributesManager& attributes = node.getAttributesManager();
     const auto find = [&]<class Typed>() -> const Set* {
       return attributes.getDataSet<Typed>(state, id);
     };
@@ -107,43 +50,92 @@ private:
                ? dynamic_cast<const CellSet*>(&set) != nullptr
                : dynamic_cast<const NodeSet*>(&set) != nullptr;
   }
+};
 
-  const MoMeshStreamline& m_node;
-  bool m_hasLines = false;
+struct Streamline
+{
+  using Node = MoMeshStreamline;
+  using Extractors = MdExtractorFamily<MiStreamlineExtractUnstructured,
+                                       MiStreamlineExtractHexahedronIjk, MiStreamlineExtractIjk>;
+  static constexpr MdRepresentationTexts kTexts{
+      .node = "MoMeshStreamline",
+      .extractors = {"MiStreamlineExtractUnstructured", "MiStreamlineExtractHexahedronIjk",
+                     "MiStreamlineExtractIjk"},
+      .refusalFunction = "MoMeshStreamline::doExtract",
+      .refusal = "Cannot compute streamlines on this type of mesh."};
+
+  template <MeshType>
+  struct Arguments
+  {
+    const MiTypedDataSet<MbVec3d>* set;
+    std::uint64_t setStamp;
+    std::vector<MbVec3d> seeds;
+    double maxLifeTime, maxLength, minSpeed, stepLengthFactor;
+    std::size_t maxStepNumber;
+    MiStreamlineDirection direction;
+    bool operator==(const Arguments&) const = default;
+  };
+
+  template <MeshType K>
+  static std::optional<Arguments<K>> read(SoState* state, const Node& node)
+  {
+    const auto* set = VectorSets<K>::find(node, state);
+    if (!set) {
+      SoDebugError::postWarning(kTexts.node,
+                                "Cannot find a compatible Vec3Set node in the scene graph or "
+                                "vec3SetId field is invalid.");
+      return std::nullopt;
+    }
+    if (!VectorSets<K>::isBound(*set)) {
+      refuse();
+      return std::nullopt;
+    }
+    std::vector<MbVec3d> seeds;
+    for (int n = 0; n < node.startingPoints.getNum(); ++n) {
+      const SbVec3f& p = node.startingPoints[n];
+      seeds.push_back({p[0], p[1], p[2]});
+    }
+    return Arguments<K>{set,
+                        set->getTimeStamp(),
+                        std::move(seeds),
+                        node.maxLifeTime.getValue(),
+                        node.maxLength.getValue(),
+                        node.minSpeed.getValue(),
+                        node.integrationStepLengthFactor.getValue(),
+                        static_cast<std::size_t>(std::max(node.maxStepNumber.getValue(), 0)),
+                        node.direction.getValue() == MoMeshStreamline::BACKWARD
+                            ? MiStreamlineDirection::Backward
+                            : MiStreamlineDirection::Forward};
+  }
+  template <class Extractor, class From, class Filter>
+  static bool extractMesh(Extractor& extractor, const From& from, const Filter* filter)
+  {
+    extractor.setMaxLifeTime(from.maxLifeTime);
+    extractor.setMaxLength(from.maxLength);
+    extractor.setMinSpeed(from.minSpeed);
+    extractor.setIntegrationStepLengthFactor(from.stepLengthFactor);
+    extractor.setMaxStepNumber(from.maxStepNumber);
+    extractor.setDirection(from.direction);
+    // A set of the right numbering whose size is not the mesh's fits no better.
+    return extractor.extractStreamlines(from.seeds, *from.set, filter);
+  }
+  static void refuse()
+  {
+    SoDebugError::postWarning(kTexts.node, "Vectorset type not compatible with binding");
+  }
 };
 
 template <MeshType K>
-class MdMeshStreamline final : public MdMeshMultiLinesRepresentation<MdStreamlineExtract<K>>
+class MdMeshStreamline final : public MdMeshMultiLinesRepresentation<MdExtractBy<Streamline, K>>
 {
-  using Base = MdMeshMultiLinesRepresentation<MdStreamlineExtract<K>>;
-
 public:
-  using typename Base::CellFilter, typename Base::Interface;
-
-  MdMeshStreamline(MoMeshStreamline& node, const MdRepresentationTexts& texts)
-      : Base(node, texts), m_node(node)
-  {
-    this->setBuilders(&node.getLineMeshes());
-  }
+  using MdMeshMultiLinesRepresentation<MdExtractBy<Streamline, K>>::MdMeshMultiLinesRepresentation;
 
 protected:
-  std::unique_ptr<MdStreamlineExtract<K>> makeExtract(const Interface& mesh, bool parallel,
-                                                      const MiTessellator*) override
-  {
-    return std::make_unique<MdStreamlineExtract<K>>(
-        MdStreamlineExtract<K>::Extractor::getNewInstance(mesh, parallel), m_node);
-  }
-  const MeXLineMeshes* extractLines(SoState* state, const CellFilter* filter) override
-  {
-    return this->getExtract()->extract(state, filter);
-  }
   void finishLines(std::size_t index, MdLineMesh& builder) override
   {
     builder.setTangents(&this->getExtract()->getExtractor().getTangents(index));
   }
-
-private:
-  const MoMeshStreamline& m_node;
 };
 
 } // namespace
@@ -180,7 +172,7 @@ void MoMeshStreamline::clearBuilders()
 
 void MoMeshStreamline::doExtract(SoAction* action)
 {
-  mdExtract<MdMeshStreamline>(*this, action, Kinds{}, kTexts);
+  mdExtract<MdMeshStreamline>(*this, action, Kinds{}, Streamline::kTexts);
 }
 
 MiStreamlineExtractUnstructured* MoMeshStreamline::getUnstructuredExtractor() const

@@ -1,50 +1,27 @@
 #include <velmo/representations/MoMeshSurface.h>
 
 #include <velmo/extraction/extractors/MiSurfaceExtract.h>
-#include <velmo/representation/MdExtract.h>
-#include <velmo/representation/MdExtractByKind.h>
 #include <velmo/representation/MdMeshSurfaceOf.h>
 
 MO_NODE_SOURCE(MoMeshSurface, MoMeshSurfaceRepresentation)
 
 namespace {
 
-using Extractors = MdFlatExtractorFamily<MiSurfaceExtractUnstructured, MiSurfaceExtractIj>;
-
-constexpr MdRepresentationTexts kTexts{
-    .node = "MoMeshSurface",
-    .extractors = {"MiSurfaceExtractUnstructured", "MiSurfaceExtractIj", nullptr},
-    .refusalFunction = "MoMeshSurface::doExtract",
-    .refusal = "Cannot compute surface on this type of mesh."};
-
-template <MeshType K>
-class MdSurfaceExtract final : public MdExtract<MdTraits<K, Extractors>>
+struct Surface : MdTupleRecipe<Surface>
 {
-  using Base = MdExtract<MdTraits<K, Extractors>>;
+  using Node = MoMeshSurface;
+  using Extractors = MdFlatExtractorFamily<MiSurfaceExtractUnstructured, MiSurfaceExtractIj>;
+  static constexpr MdRepresentationTexts kTexts{
+      .node = "MoMeshSurface",
+      .extractors = {"MiSurfaceExtractUnstructured", "MiSurfaceExtractIj", nullptr},
+      .refusalFunction = "MoMeshSurface::doExtract",
+      .refusal = "Cannot compute surface on this type of mesh."};
 
-public:
-  using typename Base::CellFilter, typename Base::Extractor;
-
-  MdSurfaceExtract(std::shared_ptr<Extractor> extractor, const MoMeshSurface&)
-      : Base(std::move(extractor), kTexts.extractors[Base::kExtractorIndex])
-  {}
-
-  const MeXSurfaceMeshUnstructured* extractSurface(SoState*, const CellFilter* filter)
-  {
-    return &this->getExtractor().extractSurface(filter);
-  }
-  const MeXLineMeshUnstructured* extractLine(SoState*, const CellFilter* filter) override
-  {
-    return &this->getExtractor().extractLine(filter);
-  }
-  const MeXPointMeshCurvilinear* extractPoints(SoState*, const CellFilter* filter) override
-  {
-    return &this->getExtractor().extractPoints(filter);
-  }
+  static std::tuple<> readTuple(const Node&) { return {}; }
 };
 
 template <MeshType K>
-using MdMeshSurface = MdMeshSurfaceOf<MdSurfaceExtract<K>, MoMeshSurface>;
+using MdMeshSurface = MdMeshSurfaceOf<Surface, K>;
 
 } // namespace
 
@@ -57,7 +34,7 @@ MoMeshSurface::~MoMeshSurface() = default;
 
 void MoMeshSurface::doExtract(SoAction* action)
 {
-  mdExtract<MdMeshSurface>(*this, action, MxSurfaceKinds{}, kTexts);
+  mdExtract<MdMeshSurface>(*this, action, MxSurfaceKinds{}, Surface::kTexts);
 }
 
 MiSurfaceExtractUnstructured* MoMeshSurface::getUnstructuredExtractor() const

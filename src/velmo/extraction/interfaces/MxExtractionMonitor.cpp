@@ -1,5 +1,7 @@
 #include <velmo/extraction/interfaces/MxExtractionMonitor.h>
 
+#include <velmo/extraction/interfaces/MxAbortableCallback.h>
+
 #include <algorithm>
 
 namespace {
@@ -60,6 +62,8 @@ void MxExtractionMonitor::beginPhase(const char* name, std::size_t stepCount)
 
 void MxExtractionMonitor::poll()
 {
+  const auto* abortable = dynamic_cast<const MxAbortableCallback*>(m_callback);
+  if (abortable && abortable->isAbortRequested()) m_cancelled = true;
   if (!m_cancelled.load(std::memory_order_relaxed) && std::this_thread::get_id() == m_thread &&
       Clock::now() >= m_next)
   {

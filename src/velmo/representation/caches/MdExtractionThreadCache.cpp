@@ -1,0 +1,8 @@
+#include <velmo/representation/caches/MdExtractionThreadCache.h>
+
+#include <velmo/nodes/MoCellFilterElement.h>
+
+MdExtractionThreadCache::MdExtractionThreadCache(SoState* state) : MdCache(state)
+{
+  addDependency(state, MoCellFilterElement::getClassStackIndex());
+}
