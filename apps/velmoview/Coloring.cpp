@@ -195,6 +195,7 @@ Coloring chooseColoring(const Model& model, const Options& options)
   coloring.set = &scalarsOf(model, *array);
   coloring.title = array->name + (array->components > 1 ? " (magnitude)" : "");
   const ValueRange range = liveRange(model, *array);
+  coloring.hasUndefined = range.nanCount > 0;
   setRange(range, options, coloring);
   setCategories(coloring, options);
   for (double* value : {&coloring.min, &coloring.max, &coloring.bandMin, &coloring.bandMax})

@@ -143,6 +143,11 @@ void readTime(const OptionRow& row, const std::string& value, Options& options)
   options.time = readNumbers(row.name, row.takes, value, 1, 1)[0];
 }
 
+void readNanColor(const OptionRow& row, const std::string& value, Options& options)
+{
+  options.nanColor = readColor(row.name, row.takes, value);
+}
+
 void readLegendTitle(const OptionRow&, const std::string& value, Options& options)
 {
   options.legendTitle = value; // an empty one is none
@@ -204,6 +209,7 @@ constexpr OptionRow kRows[] = {
      "colour by an array (a vector by its length)", readColorBy},
     {"--colormap", "a NAME, or list", "the colours", readText<&Options::colormap>},
     {"--range", "MIN,MAX", "values of the first and the last colour", readRange},
+    {"--nan-color", kColorTakes, "colour of values that are undefined (NaN)", readNanColor},
     {"--legend", kNoValue, "show the colours with their values",
      readSwitch<&Options::legend, true>},
     {"--legend-title", "a TEXT", "with --legend: what stands over it, instead of the array's name",

@@ -5,6 +5,7 @@
 #include <velmoview/ProgressBar.h>
 #include <velmoview/representations/Representation.h>
 
+#include <velmo/colormapping/MoUndefinedColor.h>
 #include <velmo/extraction/interfaces/MiExtractorCallback.h>
 #include <velmo/extraction/interfaces/MxMeshKind.h>
 #include <velmo/mesh/MbCellFilter.h>
@@ -223,6 +224,10 @@ void Scene::addAppearance(SoGroup& root)
     set->setScalarSet(m_coloring.set);
     root.addChild(set);
     root.addChild(makeColorMap(m_coloring, m_options));
+    auto* undefined = new MoUndefinedColor;
+    const auto& nan = m_options.nanColor;
+    undefined->color = SbColor(nan[0], nan[1], nan[2]);
+    root.addChild(undefined);
   }
 
   // Edges and points are dark over faces, and take the colours when there are no faces.

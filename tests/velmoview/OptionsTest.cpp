@@ -141,15 +141,22 @@ TEST(Options, RefusesWithTheOptionAndWhatItTakes)
 TEST(Options, HelpNamesEveryOptionOfTheCommandLine)
 {
   const std::string help = helpText();
-  for (const char* option :
-       {"--demo",           "--ijk",        "--vertex",        "--active",
-        "--skin",           "--color-by",   "--colormap",      "--range",
-        "--edges",          "--points",     "--no-faces",      "--cells",
-        "--cell-range",     "--opacity",    "--background",    "--size",
-        "--view",           "--output",     "--report",        "--threads",
-        "--serial",         "--strict",     "--levels",        "--contouring",
-        "--enhanced",       "--fading",     "--logical-slice", "--interpolated-slice",
-        "--slab",           "--tessellate", "--legend",        "--legend-title",
-        "--legend-position"})
+  for (const char* option : {"--demo",          "--ijk",
+                             "--vertex",        "--active",
+                             "--skin",          "--color-by",
+                             "--colormap",      "--range",
+                             "--edges",         "--points",
+                             "--no-faces",      "--cells",
+                             "--cell-range",    "--opacity",
+                             "--background",    "--size",
+                             "--view",          "--output",
+                             "--report",        "--threads",
+                             "--serial",        "--strict",
+                             "--levels",        "--contouring",
+                             "--enhanced",      "--fading",
+                             "--logical-slice", "--interpolated-slice",
+                             "--nan-color",     "--slab",
+                             "--tessellate",    "--legend",
+                             "--legend-title",  "--legend-position"})
     EXPECT_THAT(help, HasSubstr(std::string("  ") + option + " ")) << option;
 }

@@ -78,6 +78,31 @@ TEST(Picture, KeepsTheLegendInside)
     }
 }
 
+TEST(Picture, ShowsUndefinedValuesAndTheirColourInTheLegend)
+{
+  const TemporaryFile mesh("undefined.vtk", twoCubes());
+  // How many pixels are purple in the left half, that of the cell without a number, and how many
+  // in the right quarter, where the legend is.
+  const auto purple = [&](const std::vector<std::string>& how) {
+    const MxImage image =
+        pictureOf({mesh.path(), "--size", "320x240", "--view", "0,0,-1", "--legend"}, how);
+    std::pair<int, int> count;
+    for (int y = 0; y < image.height; ++y)
+      for (int x = 0; x < image.width; ++x) {
+        const std::uint8_t* p = image.pixel(x, y);
+        if (p[0] < p[1] + 60 || p[2] < p[1] + 60) continue;
+        count.first += 2 * x < image.width;
+        count.second += 4 * x > 3 * image.width;
+      }
+    return count;
+  };
+  const auto [inMesh, inLegend] = purple({"--color-by", "all", "--nan-color", "1,0,1"});
+  EXPECT_GT(inMesh, 2000);
+  EXPECT_GT(inLegend, 20);
+  EXPECT_EQ(purple({"--color-by", "all"}), (std::pair{0, 0}));
+  EXPECT_EQ(purple({"--color-by", "x", "--nan-color", "1,0,1"}), (std::pair{0, 0}));
+}
+
 TEST(Picture, DrawsBandsInThreeWaysAndFadesEdges)
 {
   const TemporaryFile mesh("bands.vtk", twoCubes());

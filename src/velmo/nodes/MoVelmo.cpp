@@ -9,6 +9,8 @@
 #include <velmo/colormapping/MoLevelColorMapping.h>
 #include <velmo/colormapping/MoLinearColorMapping.h>
 #include <velmo/colormapping/MoPredefinedColorMapping.h>
+#include <velmo/colormapping/MoUndefinedColor.h>
+#include <velmo/colormapping/MoUndefinedColorElement.h>
 #include <velmo/extraction/interfaces/MiVelmo.h>
 #include <velmo/nodes/MoActionNode.h>
 #include <velmo/nodes/MoCellFilter.h>
@@ -117,6 +119,7 @@ constexpr ClassEntry kClasses[] = {
     ENTRY(MoMaterialElement),
     ENTRY(MoDrawStyleElement),
     ENTRY(MoTessellatorElement),
+    ENTRY(MoUndefinedColorElement),
     ENTRY(MoActionNode),
     ENTRY(MoMesh),
     ENTRY(MoMeshBaseRepresentation),
@@ -138,6 +141,7 @@ constexpr ClassEntry kClasses[] = {
     ENTRY(MoLinearColorMapping),
     ENTRY(MoCombineColorMapping),
     ENTRY(MoPredefinedColorMapping),
+    ENTRY(MoUndefinedColor),
     ENTRY(MoMeshSphereSlice),
     ENTRY(MoMeshCylinderSlice),
     ENTRY(MoMeshPlaneSlice),
@@ -191,6 +195,7 @@ constexpr const char* kInitOrder[] = {"MoFaceDetail",
                                       "MoMaterialElement",
                                       "MoDrawStyleElement",
                                       "MoTessellatorElement",
+                                      "MoUndefinedColorElement",
                                       "MoActionNode",
                                       "MoMesh",
                                       "MoMeshBaseRepresentation",
@@ -241,11 +246,13 @@ constexpr const char* kInitOrder[] = {"MoFaceDetail",
                                       "MoMeshBumpSlice",
                                       "MoMeshClipPoint",
                                       "MoMeshElevatedSurface",
-                                      "MoMeshBumpSurface"};
+                                      "MoMeshBumpSurface",
+                                      "MoUndefinedColor"};
 
 // Derived classes go before their bases, nodes before elements, elements before details. Not the
 // mirror of the order above.
-constexpr const char* kExitOrder[] = {"MoMeshClipPoint",
+constexpr const char* kExitOrder[] = {"MoUndefinedColor",
+                                      "MoMeshClipPoint",
                                       "MoMeshElevatedPlaneSlice",
                                       "MoMeshPointProbe",
                                       "MoMeshOutline",
@@ -296,6 +303,7 @@ constexpr const char* kExitOrder[] = {"MoMeshClipPoint",
                                       "MoMeshBaseRepresentation",
                                       "MoMesh",
                                       "MoActionNode",
+                                      "MoUndefinedColorElement",
                                       "MoTessellatorElement",
                                       "MoDrawStyleElement",
                                       "MoMaterialElement",

@@ -146,7 +146,8 @@ bool MxEnhancedColoring::canRun(SoState* state)
 
 bool MxEnhancedColoring::activate(const MiScalarColorMapping& mapping,
                                   const MeXSurfaceMeshUnstructured& surface,
-                                  const MiDataSetI<double>& values, float opacity)
+                                  const MiDataSetI<double>& values, float opacity,
+                                  const std::optional<SbColorRGBA>& undefined)
 {
   const auto hide = [&] {
     deactivate();
@@ -168,11 +169,16 @@ bool MxEnhancedColoring::activate(const MiScalarColorMapping& mapping,
   if (m_largestPolygon < 4) return hide();
 
   setVertexTextures(surface, values);
-  if (m_mapping != &mapping || m_stamps.mapping != mapping.getTimeStamp() || m_opacity != opacity) {
+  if (m_mapping != &mapping || m_stamps.mapping != mapping.getTimeStamp() || m_opacity != opacity ||
+      m_undefined != undefined)
+  {
     m_mapping = &mapping;
     m_stamps.mapping = mapping.getTimeStamp();
     m_opacity = opacity;
-    m_transparent = false;
+    m_undefined = undefined;
+    m_transparent = undefined && (*undefined)[3] * opacity < 1;
+    setInteger("UndefinedEnable", undefined.has_value());
+    setColor("UndefinedColor", undefined.value_or(SbColorRGBA(0, 0, 0, 0)));
     if (const auto* linear = dynamic_cast<const MdLinearColorMapping*>(&mapping))
       setFragmentShaderLinearCM(*linear);
     else if (const auto* level = dynamic_cast<const MdLevelColorMapping*>(&mapping))

@@ -40,9 +40,12 @@ public:
   /// interpolation is the same. What has not changed since the last time is not prepared again.
   /// @param values   one a node of the surface
   /// @param opacity  multiplies that of the mapping's colours
+  /// @param undefined  the colour of polygons with a value that is no number; none for the
+  ///                   mapping's last one
   /// @return whether it is shown
   bool activate(const MiScalarColorMapping& mapping, const MeXSurfaceMeshUnstructured& surface,
-                const MiDataSetI<double>& values, float opacity);
+                const MiDataSetI<double>& values, float opacity,
+                const std::optional<SbColorRGBA>& undefined = {});
   void deactivate();
   bool isActive() const;
 
@@ -93,6 +96,7 @@ private:
   int m_maxTextureSize;
   std::size_t m_tableSize = 0;
   float m_opacity = 1;
+  std::optional<SbColorRGBA> m_undefined;
   bool m_transparent = false;
   bool m_warned = false;
   // What the textures and tables were made of.

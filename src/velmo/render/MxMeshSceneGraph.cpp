@@ -2,6 +2,7 @@
 
 #include <velmo/colormapping/MoColorMappingElement.h>
 #include <velmo/colormapping/MoCombineColorMappingElement.h>
+#include <velmo/colormapping/MoUndefinedColorElement.h>
 #include <velmo/nodes/MoDrawStyleElement.h>
 #include <velmo/nodes/MoMaterialElement.h>
 #include <velmo/render/details/MoCellDetail.h>
@@ -20,6 +21,7 @@
 #include <Inventor/SoPickedPoint.h>
 
 #include <algorithm>
+#include <cmath>
 
 namespace {
 
@@ -40,6 +42,15 @@ std::uint32_t packed(const SbColorRGBA& color, float opacity)
 SbVec3f toFloat(const MbVec3d& p)
 {
   return {static_cast<float>(p.x), static_cast<float>(p.y), static_cast<float>(p.z)};
+}
+
+/// Overwrites what belongs to values that are no numbers: a second run over them, so that those who
+/// do not want it do not pay for it.
+template <class Values, class Shown>
+void markUndefined(const Values& values, std::vector<Shown>& shown, const Shown& mark)
+{
+  for (std::size_t i = 0; i < shown.size(); ++i)
+    if (std::isnan(values[i])) shown[i] = mark;
 }
 
 SoShaderParameter1f* makeParameter(const char* name, float value)
@@ -184,6 +195,8 @@ void MxMeshSceneGraph::fillColors(SoState* state, const ColorSets& sets)
       m_textureCoordinates.reserve(first.values.size());
       for (const double value : first.values)
         m_textureCoordinates.emplace_back(m_contouring->getTextureCoord(value), 0.0f);
+      if (m_undefinedColor)
+        markUndefined(first.values, m_textureCoordinates, MxTextureContouring::undefinedPoint());
     } else {
       binding = perNode ? SoVertexProperty::PER_VERTEX_INDEXED : SoVertexProperty::PER_FACE;
       fillMappedColors(sets, mapping, combined);
@@ -203,6 +216,8 @@ bool MxMeshSceneGraph::fillMappedColors(const ColorSets& sets, const MiScalarCol
     m_colors.resize(count);
     for (std::size_t i = 0; i < count; ++i)
       m_colors[i] = packed(mapping->getColor(first.values[i]), m_opacity);
+    if (m_undefinedColor)
+      markUndefined(first.values, m_colors, packed(*m_undefinedColor, m_opacity));
     return true;
   }
   const bool alike = std::all_of(sets.begin(), sets.end(), [&](const auto* set) {
@@ -220,6 +235,9 @@ bool MxMeshSceneGraph::fillMappedColors(const ColorSets& sets, const MiScalarCol
       values[s] = sets[s]->values[i];
     m_colors[i] = packed(combined->getColor(values), m_opacity);
   }
+  for (const auto* set : sets)
+    if (m_undefinedColor)
+      markUndefined(set->values, m_colors, packed(*m_undefinedColor, m_opacity));
   return true;
 }
 
@@ -247,9 +265,14 @@ void MxMeshSceneGraph::fillTangents(const MeXDataSetI<MbVec3d>* tangents)
 bool MxMeshSceneGraph::setMaterial(SoState* state, const MiScalarColorMapping* mapping)
 {
   const MoMaterialElementValues material = MoMaterialElement::getMaterial(state);
+  const std::optional<SbColorRGBA> undefined = MoUndefinedColorElement::get(state);
+  const bool undefinedChanged = undefined != m_undefinedColor;
+  m_undefinedColor = undefined;
   if (!m_contouring) m_contouring = std::make_unique<MxTextureContouring>();
   // With the opacity of the call before: a change of it comes back here as a second build.
-  if (m_contouring->buildTexture(dynamic_cast<const MdLevelColorMapping*>(mapping), m_opacity)) {
+  if (m_contouring->buildTexture(dynamic_cast<const MdLevelColorMapping*>(mapping), m_opacity,
+                                 m_undefinedColor))
+  {
     m_faces->setTexture(m_contouring->getTexture());
     m_edges->setTexture(m_contouring->getTexture());
     m_points->setTexture(m_contouring->getTexture());
@@ -266,7 +289,8 @@ bool MxMeshSceneGraph::setMaterial(SoState* state, const MiScalarColorMapping* m
       m_edges->isCacheValid(material.lineColoring, material.lineColor, transparency);
   const bool pointsValid =
       m_points->isCacheValid(material.pointColoring, material.pointColor, transparency);
-  const bool changed = outlineChanged || !facesValid || !edgesValid || !pointsValid;
+  const bool changed =
+      undefinedChanged || outlineChanged || !facesValid || !edgesValid || !pointsValid;
 
   const float opacity = 1.0f - material.transparency;
   if (m_hasMaterial == material.isSet && m_opacity == opacity &&

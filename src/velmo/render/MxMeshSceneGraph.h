@@ -13,6 +13,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 class SoRayPickAction;
@@ -101,6 +102,7 @@ protected:
   // Of the last setMaterial.
   bool isEnhancedColoringWanted() const { return m_enhancedColoring; }
   float getOpacity() const { return m_opacity; }
+  const std::optional<SbColorRGBA>& getUndefinedColor() const { return m_undefinedColor; }
   void showExtraStyles(bool show);
   /// A named separator behind the extra styles that exist.
   SoSeparator* addExtraStyle(const char* name);
@@ -122,6 +124,7 @@ private:
   SoRef<SoSwitch> m_extraStyles;
   bool m_hasMaterial = false;
   float m_opacity = 1.0f;
+  std::optional<SbColorRGBA> m_undefinedColor;
   bool m_enhancedColoring = false;
   bool m_singlePassOutline = false;
   std::vector<MbVec3f> m_tangents;

@@ -106,7 +106,8 @@ void MxSurfaceSceneGraph::fillEnhancedColoring(const MeXSurfaceMeshUnstructured&
   const bool wanted = getFaces().isEnabled() && isEnhancedColoringWanted() &&
                       getFaces().getColoring() != MoMaterial::COLOR && mapping && values &&
                       values->getBinding() == MiDataBinding::PerNode;
-  if (wanted && m_enhanced->activate(*mapping, surface, *values, getOpacity())) {
+  if (wanted && m_enhanced->activate(*mapping, surface, *values, getOpacity(), getUndefinedColor()))
+  {
     setIfDifferent(property.materialBinding, SoVertexProperty::OVERALL);
     setIfDifferent(property.normalBinding, SoVertexProperty::PER_FACE);
     const std::vector<SbVec3f>& names = m_enhanced->polygonNames();

@@ -5,7 +5,8 @@
 
 MxTextureContouring::~MxTextureContouring() = default;
 
-bool MxTextureContouring::buildTexture(const MdLevelColorMapping* mapping, float opacity)
+bool MxTextureContouring::buildTexture(const MdLevelColorMapping* mapping, float opacity,
+                                       const std::optional<SbColorRGBA>& undefined)
 {
   if (!mapping) {
     const bool had = m_mapping != nullptr;
@@ -14,22 +15,29 @@ bool MxTextureContouring::buildTexture(const MdLevelColorMapping* mapping, float
     m_timeStamp = ~std::uint64_t{0};
     return had;
   }
-  if (mapping == m_mapping && mapping->getTimeStamp() == m_timeStamp && opacity == m_opacity)
+  if (mapping == m_mapping && mapping->getTimeStamp() == m_timeStamp && opacity == m_opacity &&
+      undefined == m_undefined)
     return false;
   m_mapping = mapping;
   m_timeStamp = mapping->getTimeStamp();
   m_opacity = opacity;
+  m_undefined = undefined;
 
   const std::vector<SbColorRGBA>& colors = mapping->colors();
   m_image.clear();
-  for (const SbColorRGBA& color : colors) {
+  const auto add = [&](const SbColorRGBA& color) {
     const float components[] = {color[0], color[1], color[2], color[3] * opacity};
     for (const float component : components)
       m_image.push_back(static_cast<unsigned char>(std::clamp(component, 0.0f, 1.0f) * 255.0f));
-  }
+  };
+  for (const SbColorRGBA& color : colors)
+    add(color);
+  for (std::size_t i = 0; undefined && i < colors.size(); ++i)
+    add(*undefined);
   m_texture.reset(new TkTexture2);
   m_texture->wrapS = SoTexture2::CLAMP;
-  m_texture->image.setValue(SbVec2s(static_cast<short>(colors.size()), 1), 4, m_image.data());
+  m_texture->image.setValue(SbVec2s(static_cast<short>(colors.size()), undefined ? 2 : 1), 4,
+                            m_image.data());
   return true;
 }
 
@@ -49,4 +57,10 @@ float MxTextureContouring::getTextureCoord(double value) const
   if (std::isnan(inside)) return 1.0f;
   return static_cast<float>((static_cast<double>(k) + inside) /
                             static_cast<double>(levels.size() - 1));
+}
+
+SbVec2f MxTextureContouring::undefinedPoint()
+{
+  // So far out that all of a triangle but its defined corners lies in the second row.
+  return {0.5f, 1e5f};
 }

@@ -5,24 +5,32 @@
 
 #include <velmo/toolkit/TkTexture2.h>
 
+#include <Inventor/SbVec2f.h>
+
 #include <cstdint>
+#include <optional>
 #include <vector>
 
-/// Draws the bands of a level mapping as a texture of one row, so that they stay sharp inside
-/// cells.
+/// Draws the bands of a level mapping as a texture of one row of them, so that they stay sharp
+/// inside cells.
 class MxTextureContouring
 {
 public:
   ~MxTextureContouring();
 
   /// Makes the texture of a mapping, one texel an interval.
-  /// @param mapping  borrowed; null for none
-  /// @param opacity  multiplies the colours' own
+  /// @param mapping    borrowed; null for none
+  /// @param opacity    multiplies the colours' own
+  /// @param undefined  the colour of what is no number; none for that of the last interval
   /// @return true when there is another texture, or none any more
-  bool buildTexture(const MdLevelColorMapping* mapping, float opacity);
+  bool buildTexture(const MdLevelColorMapping* mapping, float opacity,
+                    const std::optional<SbColorRGBA>& undefined = {});
   /// Where a value lies along the row, 0 to 1 from the first level to the last and beyond; 0
   /// without a texture.
   float getTextureCoord(double value) const;
+  /// Where what is no number lies in the texture, which has a second row when that has a colour;
+  /// all numbers are in the first row, at 0.
+  static SbVec2f undefinedPoint();
   /// Null while there is none.
   TkTexture2* getTexture() const { return m_texture; }
 
@@ -31,5 +39,6 @@ private:
   SoRef<TkTexture2> m_texture;
   std::uint64_t m_timeStamp = ~std::uint64_t{0};
   float m_opacity = 1.0f;
+  std::optional<SbColorRGBA> m_undefined;
   std::vector<unsigned char> m_image;
 };

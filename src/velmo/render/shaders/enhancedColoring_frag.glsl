@@ -21,6 +21,8 @@ uniform float MinThresholdValue;
 uniform float MaxThresholdValue;
 uniform vec4 MinThresholdColor;
 uniform vec4 MaxThresholdColor;
+uniform int UndefinedEnable;
+uniform vec4 UndefinedColor;
 
 flat in ivec2 polygon;
 flat in float unitScale;
@@ -62,6 +64,7 @@ float valueHere()
     vec3 after =
         (texelFetch(FSVertices, texelOfVertex(next), 0).rgb - origin) * unitScale - inPolygon;
     float value = texelFetch(FSValues, texelOfVertex(i), 0).r;
+    if (isnan(value)) return value; // the bounds below may be compiled to what loses it
     float distance2 = dot(here, here);
     if (distance2 < 1e-6) return value;
     float weight =
@@ -81,9 +84,10 @@ float valueHere()
 
 vec4 colorOf(float value)
 {
+  if (isnan(value)) return UndefinedEnable != 0 ? UndefinedColor : ColorMapValues[NUMCOLORS - 1];
   if (MinThresholdEnable != 0 && value < MinThresholdValue) return MinThresholdColor;
   if (MaxThresholdEnable != 0 && value > MaxThresholdValue) return MaxThresholdColor;
-  // The first level above the value; none for a value that is no number.
+  // The first level above the value.
   int next = 0;
 #ifdef UNSORTED
   while (next < NUMLEVELS && !(ColorMapLevels[next] > value)) ++next;

@@ -2,6 +2,7 @@
 
 #include <velmo/colormapping/MoColorMappingElement.h>
 #include <velmo/colormapping/MoCombineColorMappingElement.h>
+#include <velmo/colormapping/MoUndefinedColorElement.h>
 #include <velmo/nodes/MoDrawStyleElement.h>
 #include <velmo/nodes/MoMaterialElement.h>
 
@@ -11,4 +12,5 @@ MdAttributeCache::MdAttributeCache(SoState* state) : MdCache(state)
   addDependency(state, MoMaterialElement::getClassStackIndex());
   addDependency(state, MoColorMappingElement::getClassStackIndex());
   addDependency(state, MoCombineColorMappingElement::getClassStackIndex());
+  addDependency(state, MoUndefinedColorElement::getClassStackIndex());
 }
