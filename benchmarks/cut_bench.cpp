@@ -11,7 +11,7 @@
 // the growth of the resident set at its peak, output included, and what the memory kept for the
 // next cut takes of it.
 
-#include "Meter.h"
+#include "BenchOptions.h"
 #include "SurfaceMeasures.h"
 #include "Workloads.h"
 
@@ -30,33 +30,9 @@
 namespace {
 
 using bench::now;
+using bench::Options;
+using bench::PhaseTimes;
 using bench::processorSeconds;
-
-struct Options
-{
-  bool quick = false, phases = false;
-  int runs = 5;
-  std::string only;
-  std::vector<std::size_t> threads{1, 2};
-
-  bool wants(const std::string& name) const { return name.find(only) != std::string::npos; }
-};
-
-/// Notes the processor time of each phase.
-class PhaseTimes final : public MiExtractorCallback
-{
-public:
-  void beginExtract(const std::string&, std::size_t) override { times.clear(); }
-  void endExtract() override {}
-  void beginPhase(const std::string& name, std::size_t) override
-  {
-    times.emplace_back(name, processorSeconds());
-  }
-  void endPhase() override { times.back().second = processorSeconds() - times.back().second; }
-  bool endStep(std::size_t) override { return true; }
-
-  std::vector<std::pair<std::string, double>> times;
-};
 
 /// Times in ms of repeated work.
 class Times
@@ -349,26 +325,9 @@ void timeFaultedGrids(const Options& options, const bench::Sizes& sizes)
 
 int main(int argc, char** argv)
 {
-  Options options;
-  for (int i = 1; i < argc; ++i) {
-    const std::string argument = argv[i];
-    const bool hasValue = i + 1 < argc;
-    if (argument == "--quick")
-      options.quick = true;
-    else if (argument == "--phases")
-      options.phases = true;
-    else if (argument == "--only" && hasValue)
-      options.only = argv[++i];
-    else if (argument == "--runs" && hasValue)
-      options.runs = std::max(1, std::atoi(argv[++i]));
-    else if (argument == "--threads" && hasValue)
-      options.threads = {static_cast<std::size_t>(std::max(1, std::atoi(argv[++i])))};
-    else {
-      std::fprintf(stderr, "usage: cut_bench [--quick] [--only SUBSTRING] [--runs N] "
-                           "[--threads N] [--phases]\n");
-      return 2;
-    }
-  }
+  const auto read = bench::readOptions(argc, argv, "cut_bench", false);
+  if (!read) return 2;
+  const Options& options = *read;
   const bench::Sizes sizes = options.quick ? bench::kQuickSizes : bench::kFullSizes;
   timeCells("hex", options, [&] { return bench::makeHex(sizes.hex); });
   timeCells("tet", options, [&] { return bench::makeTet(sizes.tet); });

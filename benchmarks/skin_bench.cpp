@@ -8,7 +8,7 @@
 // growth of the resident set at its peak, output included. --phases adds the processor time of each
 // phase.
 
-#include "Meter.h"
+#include "BenchOptions.h"
 #include "SurfaceMeasures.h"
 #include "Workloads.h"
 
@@ -29,33 +29,11 @@ namespace {
 using bench::measure;
 using bench::Measures;
 using bench::now;
+using bench::Options;
+using bench::PhaseTimes;
 using bench::processorSeconds;
 using bench::resetPeak;
 using bench::statusMb;
-
-/// Notes the processor time of each phase.
-class PhaseTimes final : public MiExtractorCallback
-{
-public:
-  void beginExtract(const std::string&, std::size_t) override { times.clear(); }
-  void endExtract() override {}
-  void beginPhase(const std::string& name, std::size_t) override
-  {
-    times.emplace_back(name, processorSeconds());
-  }
-  void endPhase() override { times.back().second = processorSeconds() - times.back().second; }
-  bool endStep(std::size_t) override { return true; }
-
-  std::vector<std::pair<std::string, double>> times;
-};
-
-struct Options
-{
-  bool quick = false, ids32 = false, phases = false;
-  int runs = 5;
-  std::string only;
-  std::vector<std::size_t> threads{1, 2};
-};
 
 struct Run
 {
@@ -125,7 +103,7 @@ void time(const char* name, std::size_t cellCount, const Options& options, const
 void timeCells(const char* name, const Options& options,
                const std::function<bench::CellArrays()>& make)
 {
-  if (std::string(name).find(options.only) == std::string::npos) return;
+  if (!options.wants(name)) return;
   const bench::CellArrays arrays = make();
   if (options.ids32) {
     const std::vector<std::int32_t> connectivity(arrays.connectivity.begin(),
@@ -145,7 +123,7 @@ void timeCells(const char* name, const Options& options,
 
 void timeCurvilinear(const Options& options, std::size_t n)
 {
-  if (std::string("curv").find(options.only) == std::string::npos) return;
+  if (!options.wants("curv")) return;
   const std::vector<double> points = bench::latticePoints(n);
   time<MiSkinExtractIjk>("curv", n * n * n, options, [&] {
     return std::make_unique<MbVolumeMeshCurvilinear>(MbTopologyIjk({n, n, n}), points);
@@ -156,28 +134,9 @@ void timeCurvilinear(const Options& options, std::size_t n)
 
 int main(int argc, char** argv)
 {
-  Options options;
-  for (int i = 1; i < argc; ++i) {
-    const std::string argument = argv[i];
-    const bool hasValue = i + 1 < argc;
-    if (argument == "--quick")
-      options.quick = true;
-    else if (argument == "--ids32")
-      options.ids32 = true;
-    else if (argument == "--phases")
-      options.phases = true;
-    else if (argument == "--only" && hasValue)
-      options.only = argv[++i];
-    else if (argument == "--runs" && hasValue)
-      options.runs = std::max(1, std::atoi(argv[++i]));
-    else if (argument == "--threads" && hasValue)
-      options.threads = {static_cast<std::size_t>(std::max(1, std::atoi(argv[++i])))};
-    else {
-      std::fprintf(stderr, "usage: skin_bench [--quick] [--only SUBSTRING] [--runs N] "
-                           "[--threads N] [--ids32] [--phases]\n");
-      return 2;
-    }
-  }
+  const auto read = bench::readOptions(argc, argv, "skin_bench", true);
+  if (!read) return 2;
+  const Options& options = *read;
   const bench::Sizes sizes = options.quick ? bench::kQuickSizes : bench::kFullSizes;
   timeCells("hex", options, [&] { return bench::makeHex(sizes.hex); });
   timeCells("tet", options, [&] { return bench::makeTet(sizes.tet); });

@@ -41,32 +41,8 @@ std::shared_ptr<const MxMeshCheck> checkFlatGrid(const Mesh& mesh, bool parallel
 
 } // namespace
 
-std::shared_ptr<const MxMeshCheck> checkMesh(const MiSurfaceMeshRegular& mesh, bool parallel,
-                                             MxExtractionMonitor& monitor)
-{
-  return checkFlatGrid(mesh, parallel, monitor);
-}
-
-std::shared_ptr<const MxMeshCheck> checkMesh(const MiSurfaceMeshRectilinear& mesh, bool parallel,
-                                             MxExtractionMonitor& monitor)
-{
-  return checkFlatGrid(mesh, parallel, monitor);
-}
-
-std::shared_ptr<const MxMeshCheck> checkMesh(const MiSurfaceMeshCurvilinear& mesh, bool parallel,
-                                             MxExtractionMonitor& monitor)
-{
-  return checkFlatGrid(mesh, parallel, monitor);
-}
-
-std::shared_ptr<const MxMeshCheck> checkMesh(const MiLineMeshRegular& mesh, bool parallel,
-                                             MxExtractionMonitor& monitor)
-{
-  return checkFlatGrid(mesh, parallel, monitor);
-}
-
-std::shared_ptr<const MxMeshCheck> checkMesh(const MiLineMeshCurvilinear& mesh, bool parallel,
-                                             MxExtractionMonitor& monitor)
-{
-  return checkFlatGrid(mesh, parallel, monitor);
-}
+MX_CHECK_KIND(MiSurfaceMeshRegular, checkFlatGrid)
+MX_CHECK_KIND(MiSurfaceMeshRectilinear, checkFlatGrid)
+MX_CHECK_KIND(MiSurfaceMeshCurvilinear, checkFlatGrid)
+MX_CHECK_KIND(MiLineMeshRegular, checkFlatGrid)
+MX_CHECK_KIND(MiLineMeshCurvilinear, checkFlatGrid)

@@ -286,11 +286,11 @@ std::shared_ptr<const MxMeshCheck> checkGrid(const Mesh& mesh, bool parallel,
 
 } // namespace
 
-std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshHexahedronIjk& mesh, bool parallel,
-                                             MxExtractionMonitor& monitor)
-{
-  return checkGrid(mesh, parallel, monitor);
-}
+MX_CHECK_KIND(MiVolumeMeshHexahedronIjk, checkGrid)
+MX_CHECK_KIND(MiVolumeMeshVertexHexahedronIjk, checkGrid)
+MX_CHECK_KIND(MiVolumeMeshRegular, checkGrid)
+MX_CHECK_KIND(MiVolumeMeshRectilinear, checkGrid)
+MX_CHECK_KIND(MiVolumeMeshCurvilinear, checkGrid)
 
 std::shared_ptr<const MxMeshCheck> recallCheck(const MiVolumeMeshHexahedronIjk& mesh)
 {
@@ -313,30 +313,6 @@ std::shared_ptr<const MxMeshCheck> checkNodes(const MiVolumeMeshHexahedronIjk& m
 std::shared_ptr<const MxMeshCheck> rememberClean(const MiVolumeMeshHexahedronIjk& mesh)
 {
   return remember(gridKeyOf(mesh), [] { return std::make_shared<MxMeshCheck>(); });
-}
-
-std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshVertexHexahedronIjk& mesh,
-                                             bool parallel, MxExtractionMonitor& monitor)
-{
-  return checkGrid(mesh, parallel, monitor);
-}
-
-std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshRegular& mesh, bool parallel,
-                                             MxExtractionMonitor& monitor)
-{
-  return checkGrid(mesh, parallel, monitor);
-}
-
-std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshRectilinear& mesh, bool parallel,
-                                             MxExtractionMonitor& monitor)
-{
-  return checkGrid(mesh, parallel, monitor);
-}
-
-std::shared_ptr<const MxMeshCheck> checkMesh(const MiVolumeMeshCurvilinear& mesh, bool parallel,
-                                             MxExtractionMonitor& monitor)
-{
-  return checkGrid(mesh, parallel, monitor);
 }
 
 std::shared_ptr<const MxMeshCheck> rememberClean(const MiVolumeMeshCurvilinear& mesh)

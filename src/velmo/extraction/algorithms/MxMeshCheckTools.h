@@ -177,3 +177,11 @@ inline void refuseAbove32Bits(std::size_t count, const char* what)
 }
 
 } // namespace velmo_check
+
+/// The check of a kind of meshes.
+#define MX_CHECK_KIND(Mesh, function)                                                              \
+  std::shared_ptr<const MxMeshCheck> checkMesh(const Mesh& mesh, bool parallel,                    \
+                                               MxExtractionMonitor& monitor)                       \
+  {                                                                                                \
+    return function(mesh, parallel, monitor);                                                      \
+  }

@@ -1,0 +1,130 @@
+#pragma once
+
+#include <velmo/extraction/algorithms/MxGridFieldLevel.h>
+#include <velmo/extraction/algorithms/MxQuickLevels.h>
+
+/// A shape and nodes at points.
+template <class Level, class Rows>
+class MxGridPointLevel final : public MxGridLevel
+{
+public:
+  using T = typename Rows::Value;
+
+  MxGridPointLevel(const Rows& rows, const MxPointRanges& ranges, const Level& level)
+      : m_rows(rows), m_ranges(ranges), m_level(level), m_quick(level),
+        m_tolerance(certainTolerance(m_quick.tolerance(boxOf(ranges.whole))))
+  {}
+
+  std::uint64_t findBricks(const MbIndex3& group) const override
+  {
+    const std::size_t number = m_ranges.lattice.groups.flat(group.x, group.y, group.z);
+    if (!m_level.mayCut(boxOf(m_ranges.groups[number]))) return 0;
+    std::uint64_t found = 0;
+    for (std::size_t place = 0; place < 64; ++place)
+      if (m_level.mayCut(boxOf(m_ranges.bricks[64 * number + place])))
+        found |= std::uint64_t{1} << place;
+    return found;
+  }
+
+  bool classify(const MbIndex3& origin, MxBrickBits& below) const override
+  {
+    T buffer[15];
+    double levels[5];
+    return classifyRows<double>(
+        [&](std::size_t j, std::size_t k) {
+          const T* row = readFive<3>(m_rows, m_ranges.lattice.nodes, origin, j, k, buffer);
+          for (std::size_t n = 0; n < 5; ++n)
+            levels[n] = quickLevel(row + 3 * n);
+          return levels;
+        },
+        MxSideTest(0, m_tolerance), below);
+  }
+
+  void announce(const MbIndex3& origin) const override
+  {
+    announceBrick(m_rows, m_ranges.lattice.nodes, origin);
+  }
+
+  void read(std::size_t i, std::size_t j, std::size_t k, std::size_t count,
+            double* levels) const override
+  {
+    T buffer[18];
+    const T* row = m_rows.row(i, j, k, count, buffer);
+    for (std::size_t n = 0; n < count; ++n)
+      levels[n] =
+          m_level.level({static_cast<double>(row[3 * n]), static_cast<double>(row[3 * n + 1]),
+                         static_cast<double>(row[3 * n + 2])});
+  }
+
+  void weigh(const MxBrickVertices& vertices, double* weights) const override
+  {
+    vertices.forEachEdge([&](std::size_t n, const MbIndex3& a, const MbIndex3& b) {
+      if constexpr (Quick::kGivesWeights)
+        weights[n] = linearCutWeight(quickLevel(point(a)), quickLevel(point(b)));
+      else
+        weights[n] = m_level.weight(point(a), point(b));
+    });
+  }
+
+private:
+  using Quick = typename MxQuickOf<Level>::Type;
+
+  template <class Point>
+  double quickLevel(const Point& p) const
+  {
+    double sums[Quick::kSums] = {};
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+      double parts[Quick::kSums];
+      m_quick.addParts(axis, static_cast<double>(p[axis]), parts);
+      for (std::size_t s = 0; s < Quick::kSums; ++s)
+        sums[s] += parts[s];
+    }
+    return m_quick.level(sums);
+  }
+  MbVec3d point(const MbIndex3& at) const
+  {
+    T buffer[3];
+    const T* p = m_rows.row(at.x, at.y, at.z, 1, buffer);
+    return {static_cast<double>(p[0]), static_cast<double>(p[1]), static_cast<double>(p[2])};
+  }
+
+  Rows m_rows;
+  const MxPointRanges& m_ranges;
+  Level m_level;
+  Quick m_quick;
+  double m_tolerance;
+};
+
+template <class Rows>
+class MxGridPointPlaces final : public MxGridPlaces
+{
+public:
+  explicit MxGridPointPlaces(const Rows& rows) : m_rows(rows) {}
+
+  void announce(const MxBrickVertices& vertices) const override
+  {
+    announceVertices(m_rows, vertices);
+  }
+  MbVec3d node(const MbIndex3& at) const override
+  {
+    typename Rows::Value buffer[3];
+    const auto* p = m_rows.row(at.x, at.y, at.z, 1, buffer);
+    return {static_cast<double>(p[0]), static_cast<double>(p[1]), static_cast<double>(p[2])};
+  }
+  void place(const MxBrickVertices& vertices, const double* weights, MbVec3f* points) const override
+  {
+    const auto store = [&](std::size_t n, const MbVec3d& p) {
+      using velmo_detail::toFloat;
+      points[n] = {toFloat(p.x), toFloat(p.y), toFloat(p.z)};
+    };
+    vertices.forEachEdge([&](std::size_t n, const MbIndex3& a, const MbIndex3& b) {
+      const MbVec3d first = MxGridPointPlaces::node(a), second = MxGridPointPlaces::node(b);
+      store(n, first * (1 - weights[n]) + second * weights[n]);
+    });
+    for (std::size_t n = vertices.begins[3]; n < vertices.count(); ++n)
+      store(n, MxGridPointPlaces::node(vertices.node(n)));
+  }
+
+private:
+  Rows m_rows;
+};
