@@ -7,9 +7,10 @@
 
 namespace {
 
-/// Polygons whose areas are summed in one place. The blocks depend on the surface alone, and so do
-/// the sums, whatever the number of threads.
-constexpr std::size_t kPolygonBlock = 1 << 16;
+/// Blocks of polygons whose areas are summed in one place. They depend on the surface alone, and so
+/// do the sums, whatever the number of threads. Neighbours in another layer of a grid are far away:
+/// windows of few large blocks overlap less than those of many small ones.
+constexpr std::size_t kMostBlocks = 8, kLeastPolygons = 1 << 16;
 constexpr std::size_t kNodeBlock = 1 << 15;
 /// Nodes that the window of a block may span for each of its polygons.
 constexpr std::size_t kWidest = 8;
@@ -66,10 +67,52 @@ bool fillWindow(const MeXSurfaceMeshUnstructured& surface, std::size_t first, st
       highest = std::max(highest, node);
     }
   const auto width = static_cast<std::size_t>(highest - lowest) + 1;
-  if (width > kWidest * kPolygonBlock) return false;
+  if (width > kWidest * std::max(last - first, kLeastPolygons)) return false;
   window.first = static_cast<std::size_t>(lowest);
   window.sums.assign(width, MbVec3f{});
   addAreas(surface, first, last, window.sums.data(), window.first);
+  return true;
+}
+
+/// Adds what a window holds of nodes `first` to `last`.
+void addWindow(const Window& window, std::size_t first, std::size_t last, MxArray<MbVec3f>& normals)
+{
+  const std::size_t end = std::min(last, window.end());
+  for (std::size_t n = std::max(first, window.first); n < end; ++n)
+    normals[n] += window.sums[n - window.first];
+}
+
+/// False when a block's nodes lie too far apart.
+bool addInBlocks(const MeXSurfaceMeshUnstructured& surface, bool parallel,
+                 MxArray<MbVec3f>& normals)
+{
+  const std::size_t faceCount = surface.topology.getCellCount();
+  const std::size_t blockSize =
+      std::max(kLeastPolygons, (faceCount + kMostBlocks - 1) / kMostBlocks);
+  std::atomic<bool> scattered = false;
+  const auto fill = [&](Window& window, std::size_t first, std::size_t last) {
+    if (!scattered.load(std::memory_order_relaxed) && !fillWindow(surface, first, last, window))
+      scattered.store(true, std::memory_order_relaxed);
+  };
+  if (!parallel) {
+    Window window; // one place for all of them
+    for (std::size_t first = 0; first < faceCount && !scattered; first += blockSize) {
+      fill(window, first, std::min(faceCount, first + blockSize));
+      if (!scattered) addWindow(window, window.first, window.end(), normals);
+    }
+    return !scattered;
+  }
+  std::vector<Window> windows(blockCount(faceCount, blockSize));
+  forEachBlock(true, faceCount, blockSize,
+               [&](std::size_t block, std::size_t first, std::size_t last) {
+                 fill(windows[block], first, last);
+               });
+  if (scattered) return false;
+  forEachBlock(true, normals.size(), kNodeBlock,
+               [&](std::size_t, std::size_t first, std::size_t last) {
+                 for (const Window& window : windows)
+                   addWindow(window, first, last, normals);
+               });
   return true;
 }
 
@@ -78,31 +121,19 @@ bool fillWindow(const MeXSurfaceMeshUnstructured& surface, std::size_t first, st
 void nodeNormals(const MeXSurfaceMeshUnstructured& surface, bool parallel,
                  MxArray<MbVec3f>& normals)
 {
-  const std::size_t faceCount = surface.topology.getCellCount();
   const std::size_t count = surface.geometry.getNodeCount();
-  std::vector<Window> windows((faceCount + kPolygonBlock - 1) / kPolygonBlock);
-  std::atomic<bool> scattered = false;
-  forEachBlock(parallel, faceCount, kPolygonBlock,
-               [&](std::size_t block, std::size_t first, std::size_t last) {
-                 if (!scattered.load(std::memory_order_relaxed) &&
-                     !fillWindow(surface, first, last, windows[block]))
-                   scattered.store(true, std::memory_order_relaxed);
-               });
-  if (scattered) {
-    windows.resize(1);
-    windows[0].first = 0;
-    windows[0].sums.assign(count, MbVec3f{});
-    addAreas(surface, 0, faceCount, windows[0].sums.data(), 0);
-  }
+  const auto forEachNode = [&](const auto& body) {
+    forEachBlock(parallel, count, kNodeBlock,
+                 [&](std::size_t, std::size_t first, std::size_t last) {
+                   for (std::size_t n = first; n < last; ++n)
+                     body(normals[n]);
+                 });
+  };
   normals.resizeUninitialized(count);
-  forEachBlock(parallel, count, kNodeBlock, [&](std::size_t, std::size_t first, std::size_t last) {
-    std::fill(normals.begin() + first, normals.begin() + last, MbVec3f{});
-    for (const Window& window : windows) {
-      const std::size_t end = std::min(last, window.end());
-      for (std::size_t n = std::max(first, window.first); n < end; ++n)
-        normals[n] += window.sums[n - window.first];
-    }
-    for (std::size_t n = first; n < last; ++n)
-      normals[n] = unit(normals[n]);
-  });
+  forEachNode([](MbVec3f& normal) { normal = {}; });
+  if (!addInBlocks(surface, parallel, normals)) {
+    forEachNode([](MbVec3f& normal) { normal = {}; });
+    addAreas(surface, 0, surface.topology.getCellCount(), normals.data(), 0);
+  }
+  forEachNode([](MbVec3f& normal) { normal = unit(normal); });
 }
