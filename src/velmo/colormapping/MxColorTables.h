@@ -12,9 +12,9 @@
 /// - cool warm: K. Moreland, "Diverging Color Maps for Scientific Visualization", 2009, whose 33
 ///   figures are free to use.
 /// - twilight: B. Bechtold, 2017, for matplotlib; CC0.
-/// - Blues, YlGnBu, OrRd, RdBu, RdYlBu, PuOr, BrBG, PRGn, Set2, Dark2, Paired: ColorBrewer. "This
-///   product includes color specifications and designs developed by Cynthia Brewer
-///   (http://colorbrewer.org/)"; Apache License 2.0.
+/// - Blues, YlGnBu, OrRd, RdBu, RdYlBu, PuOr, BrBG, PRGn, Set2, Dark2, Paired: ColorBrewer, by
+///   C. Brewer and M. Harrower, colorbrewer.org; Apache License 2.0, acknowledged in
+///   docs/legend.md.
 /// - Tableau 10: the ten colours known as tab10 or category10, as in matplotlib.
 /// - Okabe-Ito: M. Okabe, K. Ito, "Color Universal Design", 2008; free to use.
 struct MxColorTable
