@@ -52,6 +52,17 @@ struct CheckValues
     cellDigest += h ^ (h >> 33);
   }
 
+  /// Counts the values that were found; others are NaN. Their sum stands where faces have areas.
+  template <class Values>
+  void addFound(const Values& values)
+  {
+    for (const double value : values) {
+      if (std::isnan(value)) continue;
+      ++triangles;
+      fanArea += value;
+    }
+  }
+
   /// Counts a segment of a line; its length stands where faces have their area.
   void addSegment(const double* from, const double* to)
   {

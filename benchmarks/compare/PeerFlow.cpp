@@ -66,11 +66,7 @@ public:
   CheckValues check() const override
   {
     CheckValues values;
-    for (const double value : m_values) {
-      if (std::isnan(value)) continue;
-      ++values.triangles;
-      values.fanArea += value;
-    }
+    values.addFound(m_values);
     return values;
   }
 
