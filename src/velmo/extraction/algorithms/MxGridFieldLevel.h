@@ -65,26 +65,57 @@ void announceVertices(const Rows& rows, const MxBrickVertices& vertices)
   });
 }
 
-/// Values at nodes, and a value.
-template <class Rows>
-class MxGridFieldLevel final : public MxGridLevel
+/// What the levels of a grid's nodes share: numbers in rows, and ranges of these numbers.
+template <class Rows, class Ranges>
+class MxGridRowsLevel : public MxGridLevel
 {
 public:
+  void announce(const MbIndex3& origin) const final
+  {
+    announceBrick(m_rows, m_ranges.lattice.nodes, origin);
+  }
+
+protected:
   using T = typename Rows::Value;
 
+  MxGridRowsLevel(const Rows& rows, const Ranges& ranges) : m_rows(rows), m_ranges(ranges) {}
+
+  /// One bit for each brick of the group whose range, and the group's, may hold a cut.
+  template <class MayCut>
+  std::uint64_t bricksWhere(const MbIndex3& group, const MayCut& mayCut) const
+  {
+    const std::size_t number = m_ranges.lattice.groups.flat(group.x, group.y, group.z);
+    if (!mayCut(m_ranges.groups[number])) return 0;
+    const auto* bricks = m_ranges.bricks.data() + 64 * number;
+    std::uint64_t found = 0;
+    for (std::size_t place = 0; place < 64; ++place)
+      found |= static_cast<std::uint64_t>(mayCut(bricks[place])) << place;
+    return found;
+  }
+
+  Rows m_rows;
+  const Ranges& m_ranges;
+};
+
+/// Values at nodes, and a value.
+template <class Rows>
+class MxGridFieldLevel final : public MxGridRowsLevel<Rows, MxFieldRanges>
+{
+  using Base = MxGridRowsLevel<Rows, MxFieldRanges>;
+  using Base::m_ranges;
+  using Base::m_rows;
+  using typename Base::T;
+
+public:
   MxGridFieldLevel(const Rows& rows, const MxFieldRanges& ranges, double value)
-      : m_rows(rows), m_ranges(ranges), m_value(value)
+      : Base(rows, ranges), m_value(value)
   {}
 
   std::uint64_t findBricks(const MbIndex3& group) const override
   {
-    const std::size_t number = m_ranges.lattice.groups.flat(group.x, group.y, group.z);
-    if (!contains(m_ranges.groups[number])) return 0;
-    const MxRange<1>* bricks = m_ranges.bricks.data() + 64 * number;
-    std::uint64_t found = 0;
-    for (std::size_t place = 0; place < 64; ++place)
-      found |= static_cast<std::uint64_t>(contains(bricks[place])) << place;
-    return found;
+    return Base::bricksWhere(group, [&](const MxRange<1>& range) {
+      return (range.low[0] <= m_value) & (range.high[0] >= m_value);
+    });
   }
 
   bool classify(const MbIndex3& origin, MxBrickBits& below) const override
@@ -99,11 +130,6 @@ public:
           return readFive<1>(m_rows, m_ranges.lattice.nodes, origin, j, k, buffer);
         },
         MxSideTest(m_value, 0), below);
-  }
-
-  void announce(const MbIndex3& origin) const override
-  {
-    announceBrick(m_rows, m_ranges.lattice.nodes, origin);
   }
 
   void read(std::size_t i, std::size_t j, std::size_t k, std::size_t count,
@@ -123,17 +149,11 @@ public:
   }
 
 private:
-  bool contains(const MxRange<1>& range) const
-  {
-    return (range.low[0] <= m_value) & (range.high[0] >= m_value);
-  }
   double level(const MbIndex3& at) const
   {
     T buffer[1];
     return static_cast<double>(*m_rows.row(at.x, at.y, at.z, 1, buffer)) - m_value;
   }
 
-  Rows m_rows;
-  const MxFieldRanges& m_ranges;
   double m_value;
 };

@@ -5,25 +5,23 @@
 
 /// A shape and nodes at points.
 template <class Level, class Rows>
-class MxGridPointLevel final : public MxGridLevel
+class MxGridPointLevel final : public MxGridRowsLevel<Rows, MxPointRanges>
 {
-public:
-  using T = typename Rows::Value;
+  using Base = MxGridRowsLevel<Rows, MxPointRanges>;
+  using Base::m_ranges;
+  using Base::m_rows;
+  using typename Base::T;
 
+public:
   MxGridPointLevel(const Rows& rows, const MxPointRanges& ranges, const Level& level)
-      : m_rows(rows), m_ranges(ranges), m_level(level), m_quick(level),
+      : Base(rows, ranges), m_level(level), m_quick(level),
         m_tolerance(certainTolerance(m_quick.tolerance(boxOf(ranges.whole))))
   {}
 
   std::uint64_t findBricks(const MbIndex3& group) const override
   {
-    const std::size_t number = m_ranges.lattice.groups.flat(group.x, group.y, group.z);
-    if (!m_level.mayCut(boxOf(m_ranges.groups[number]))) return 0;
-    std::uint64_t found = 0;
-    for (std::size_t place = 0; place < 64; ++place)
-      if (m_level.mayCut(boxOf(m_ranges.bricks[64 * number + place])))
-        found |= std::uint64_t{1} << place;
-    return found;
+    return Base::bricksWhere(group,
+                             [&](const MxRange<3>& range) { return m_level.mayCut(boxOf(range)); });
   }
 
   bool classify(const MbIndex3& origin, MxBrickBits& below) const override
@@ -38,11 +36,6 @@ public:
           return levels;
         },
         MxSideTest(0, m_tolerance), below);
-  }
-
-  void announce(const MbIndex3& origin) const override
-  {
-    announceBrick(m_rows, m_ranges.lattice.nodes, origin);
   }
 
   void read(std::size_t i, std::size_t j, std::size_t k, std::size_t count,
@@ -88,8 +81,6 @@ private:
     return {static_cast<double>(p[0]), static_cast<double>(p[1]), static_cast<double>(p[2])};
   }
 
-  Rows m_rows;
-  const MxPointRanges& m_ranges;
   Level m_level;
   Quick m_quick;
   double m_tolerance;
