@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr MbVec3d kNormal{0.36, 0.48, 0.8};
+constexpr MbVec3d kNormal{0.36, 0.48, 0.8}, kCentre{12, 4.5, 2.6};
 
 std::vector<double> valuesOf(const oracle::Mesh& mesh,
                              const std::function<double(const MbVec3d&)>& function)
@@ -80,27 +80,12 @@ std::string nameOf(const testing::TestParamInfo<MeshType>& info)
   return meshTypeName(info.param);
 }
 
-MbIndex3 nodesOf(const MbIndex3& cells)
-{
-  return {cells.x + 1, cells.y + 1, cells.z + 1};
-}
-
-/// Values per node of zoo::block, numbered as its kind asks.
-std::unique_ptr<MiTypedDataSet<double>> nodeSet(MeshType kind, const MbIndex3& cells,
-                                                std::vector<double> values)
-{
-  if (kind == VOLUME_MESH_UNSTRUCTURED || kind == VOLUME_MESH_HEXAHEDRON_IJK)
-    return std::make_unique<MbScalardSetI>("f", MiDataBinding::PerNode, std::move(values));
-  return std::make_unique<MbScalardSetIjk>("f", MiDataBinding::PerNode, nodesOf(cells),
-                                           std::move(values));
-}
-
 constexpr MbIndex3 kCells{24, 18, 21};
 
 /// Without any order, but low at the boundary: no surface reaches it.
 std::vector<double> noise(const MbIndex3& cells)
 {
-  const MbIndex3 nodes = nodesOf(cells);
+  const MbIndex3 nodes = cells + MbIndex3{1, 1, 1};
   std::vector<double> values;
   std::uint32_t state = 9;
   for (std::size_t k = 0; k < nodes.z; ++k)
@@ -150,7 +135,7 @@ TEST(CutShapesOfExtractors, EveryLinearShapeIsCutAsASlowAlgorithmDoes)
 TEST_P(CutKinds, IsosurfaceOfNoiseIsClosedAndTheSameForAnyNumberOfThreads)
 {
   const auto mesh = zoo::block(GetParam(), kCells);
-  const auto set = nodeSet(GetParam(), kCells, noise(kCells));
+  const auto set = zoo::setOf(*mesh, MiDataBinding::PerNode, noise(kCells));
   CutExtractors serial(*mesh, false), parallel(*mesh, true);
   const auto& surface = serial.isosurface(*set, 0.5, nullptr);
   EXPECT_GT(surface.topology.getCellCount(), 10000u);
@@ -165,25 +150,23 @@ TEST_P(CutKinds, IsosurfaceOfNoiseIsClosedAndTheSameForAnyNumberOfThreads)
 
 TEST_P(CutKinds, AllKindsOfOneGridAgree)
 {
-  zoo::Active active(kCells.x * kCells.y * kCells.z, 1);
-  for (std::size_t c = 5; c < active.size(); c += 11)
-    active[c] = 0;
+  const zoo::Active active = zoo::someDead(kCells);
   const auto first = zoo::block(VOLUME_MESH_CURVILINEAR, kCells, active);
   const auto mesh = zoo::block(GetParam(), kCells, active);
   CutExtractors expected(*first), cuts(*mesh);
   const auto compare = [](const MeXSurfaceMeshUnstructured& a,
                           const MeXSurfaceMeshUnstructured& b) {
-    EXPECT_EQ(a.topology.getCellCount(), b.topology.getCellCount());
+    EXPECT_EQ(laws::sortedCells(a), laws::sortedCells(b));
     EXPECT_EQ(placesOf(a), placesOf(b));
     EXPECT_NEAR(laws::sizeOf(a).area, laws::sizeOf(b).area, 1e-9 * laws::sizeOf(a).area);
     EXPECT_GT(b.topology.getCellCount(), 100u);
   };
   compare(cuts.plane(kNormal, 12, nullptr), expected.plane(kNormal, 12, nullptr));
-  compare(cuts.sphere({12, 4.5, 2.6}, 4, nullptr), expected.sphere({12, 4.5, 2.6}, 4, nullptr));
-  compare(cuts.cylinder({12, 4.5, 2.6}, kNormal, 2, nullptr),
-          expected.cylinder({12, 4.5, 2.6}, kNormal, 2, nullptr));
-  const auto own = nodeSet(GetParam(), kCells, noise(kCells));
-  const auto other = nodeSet(VOLUME_MESH_CURVILINEAR, kCells, noise(kCells));
+  compare(cuts.sphere(kCentre, 4, nullptr), expected.sphere(kCentre, 4, nullptr));
+  compare(cuts.cylinder(kCentre, kNormal, 2, nullptr),
+          expected.cylinder(kCentre, kNormal, 2, nullptr));
+  const auto own = zoo::setOf(*mesh, MiDataBinding::PerNode, noise(kCells));
+  const auto other = zoo::setOf(*first, MiDataBinding::PerNode, noise(kCells));
   compare(cuts.isosurface(*own, 0.5, nullptr), expected.isosurface(*other, 0.5, nullptr));
   // A flat set serves every kind.
   const MbScalardSetI flat("f", MiDataBinding::PerNode, noise(kCells));
@@ -192,21 +175,27 @@ TEST_P(CutKinds, AllKindsOfOneGridAgree)
 
 TEST_P(CutKinds, AFilterTakesCellsAwayAsIfDead)
 {
-  zoo::Active active(kCells.x * kCells.y * kCells.z, 1);
-  for (std::size_t c = 2; c < active.size(); c += 3)
-    active[c] = 0;
-  const auto dead = zoo::block(GetParam(), kCells, active);
-  const auto alive = zoo::block(GetParam(), kCells);
+  zoo::Active active(kCells.x * kCells.y * kCells.z, 1), some = active, both = active;
+  for (std::size_t c = 0; c < active.size(); ++c) {
+    active[c] = c % 3 != 2;
+    some[c] = c % 5 != 0;
+    both[c] = active[c] && some[c];
+  }
+  const auto dead = zoo::block(GetParam(), kCells, both);
+  const auto alive = zoo::block(GetParam(), kCells, some);
   const MbMaskFilterI flat(active);
   const MbMaskFilterIjk grid(active, kCells);
   const MiCellFilter* filter = &grid;
   if (GetParam() == VOLUME_MESH_UNSTRUCTURED) filter = &flat;
   CutExtractors ofDead(*dead), filtered(*alive);
-  EXPECT_EQ(laws::bytesOf(filtered.plane(kNormal, 12, filter)),
-            laws::bytesOf(ofDead.plane(kNormal, 12, nullptr)));
-  const auto set = nodeSet(GetParam(), kCells, noise(kCells));
-  EXPECT_EQ(laws::bytesOf(filtered.isosurface(*set, 0.5, filter)),
-            laws::bytesOf(ofDead.isosurface(*set, 0.5, nullptr)));
+  const auto compare = [&](const auto& cut) {
+    EXPECT_EQ(laws::bytesOf(cut(filtered, filter)), laws::bytesOf(cut(ofDead, nullptr)));
+  };
+  const auto set = zoo::setOf(*alive, MiDataBinding::PerNode, noise(kCells));
+  compare([](auto& cuts, auto with) -> auto& { return cuts.plane(kNormal, 12, with); });
+  compare([](auto& cuts, auto with) -> auto& { return cuts.sphere(kCentre, 4, with); });
+  compare([](auto& cuts, auto with) -> auto& { return cuts.cylinder(kCentre, kNormal, 2, with); });
+  compare([&](auto& cuts, auto with) -> auto& { return cuts.isosurface(*set, 0.5, with); });
 }
 
 TEST_P(CutKinds, PlanesThroughNodesHaveNeitherHolesNorDoubledFaces)
@@ -260,8 +249,8 @@ TEST_P(CutIjkKinds, CellValuesAreMeansAtTheNodes)
   const auto& surface = cuts.isosurface(perCell, 7.77, nullptr);
   const std::string bytes = laws::bytesOf(surface);
   EXPECT_GT(surface.topology.getCellCount(), 10u);
-  EXPECT_EQ(laws::bytesOf(cuts.isosurface(*nodeSet(GetParam(), kFew, nodes), 7.77, nullptr)),
-            bytes);
+  const auto perNode = zoo::setOf(*mesh, MiDataBinding::PerNode, nodes);
+  EXPECT_EQ(laws::bytesOf(cuts.isosurface(*perNode, 7.77, nullptr)), bytes);
 }
 
 TEST_P(CutKinds, SphereOfAFineMeshIsRound)

@@ -1,5 +1,7 @@
 #include <velmo/extraction/algorithms/MxCutTables.h>
 
+#include <tests/support/MeshZoo.h>
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,20 +12,10 @@ namespace {
 
 using S = MiCellShape;
 
-/// Reference cells, right-handed.
-std::vector<std::array<double, 3>> cornersOf(S shape)
+/// The nodes of a right-handed cell of its own.
+std::vector<MbVec3d> placesOf(S shape)
 {
-  switch (shape) {
-  case S::Tetrahedron:
-    return {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
-  case S::Pyramid:
-    return {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}, {0.5, 0.5, 1}};
-  case S::Wedge:
-    // Its first triangle faces outward.
-    return {{0, 0, 0}, {0, 1, 0}, {1, 0, 0}, {0, 0, 1}, {0, 1, 1}, {1, 0, 1}};
-  default:
-    return {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}, {0, 0, 1}, {1, 0, 1}, {1, 1, 1}, {0, 1, 1}};
-  }
+  return zoo::nodePlaces(*zoo::cellsOf({shape}));
 }
 
 using Edge = std::pair<int, int>;
@@ -88,7 +80,7 @@ std::vector<std::vector<Edge>> normalised(std::vector<std::vector<Edge>> loops)
 void expectLaws(S shape, std::size_t mask, const std::vector<std::vector<Edge>>& loops)
 {
   const MxShapeFaces faces = linearShapeFaces(shape);
-  const auto places = cornersOf(shape);
+  const auto places = placesOf(shape);
   std::set<Edge> cut;
   for (const MxShapeFace& face : faces)
     for (int n = 0; n < face.size; ++n) {
@@ -99,12 +91,9 @@ void expectLaws(S shape, std::size_t mask, const std::vector<std::vector<Edge>>&
   std::set<Edge> seen;
   for (const auto& loop : loops) {
     ASSERT_GE(loop.size(), 3u);
-    std::array<double, 3> normal{}, up{};
-    const auto middle = [&](const Edge& edge, std::size_t axis) {
-      return (places[static_cast<std::size_t>(edge.first)][axis] +
-              places[static_cast<std::size_t>(edge.second)][axis]) /
-             2;
-    };
+    MbVec3d normal, up;
+    const auto at = [&](int node) { return places[static_cast<std::size_t>(node)]; };
+    const auto middle = [&](const Edge& edge) { return (at(edge.first) + at(edge.second)) * 0.5; };
     for (std::size_t n = 0; n < loop.size(); ++n) {
       EXPECT_TRUE(seen.insert(loop[n]).second);
       const Edge& next = loop[(n + 1) % loop.size()];
@@ -115,16 +104,10 @@ void expectLaws(S shape, std::size_t mask, const std::vector<std::vector<Edge>>&
                   nodes.contains(next.first) && nodes.contains(next.second);
       }
       EXPECT_TRUE(shared);
-      const bool firstBelow = mask >> loop[n].first & 1;
-      for (std::size_t axis = 0; axis < 3; ++axis) {
-        const std::size_t y = (axis + 1) % 3, z = (axis + 2) % 3;
-        normal[axis] += middle(loop[n], y) * middle(next, z) - middle(loop[n], z) * middle(next, y);
-        up[axis] += (places[static_cast<std::size_t>(loop[n].second)][axis] -
-                     places[static_cast<std::size_t>(loop[n].first)][axis]) *
-                    (firstBelow ? 1 : -1);
-      }
+      normal += cross(middle(loop[n]), middle(next));
+      up += (at(loop[n].second) - at(loop[n].first)) * (mask >> loop[n].first & 1 ? 1.0 : -1.0);
     }
-    EXPECT_GT(normal[0] * up[0] + normal[1] * up[1] + normal[2] * up[2], 0);
+    EXPECT_GT(dot(normal, up), 0);
   }
   EXPECT_EQ(seen, cut);
 }
@@ -141,38 +124,18 @@ void checkTable()
   }
 }
 
-/// Twice the signed volume under the faces of one part of a quadratic shape, in its flat form.
-std::array<double, 3> place(S shape, std::size_t node)
-{
-  const auto corners = cornersOf(cellShapeFacts(shape).linear);
-  if (node < corners.size()) return corners[node];
-  const auto mean = [&](std::initializer_list<int> nodes) {
-    std::array<double, 3> sum{};
-    for (const int n : nodes)
-      for (std::size_t axis = 0; axis < 3; ++axis)
-        sum[axis] += corners[static_cast<std::size_t>(n)][axis] / static_cast<double>(nodes.size());
-    return sum;
-  };
-  for (const MxShapeEdge& edge : shapeEdges(shape))
-    if (edge.middle == node) return mean({edge.first, edge.second});
-  for (const MxShapeFace& face : shapeFaces(shape))
-    if (face.size == 9 && face.nodes[8] == node)
-      return mean({face.nodes[0], face.nodes[1], face.nodes[2], face.nodes[3]});
-  return mean({0, 1, 2, 3, 4, 5, 6, 7});
-}
-
+/// The signed volume under the faces of one part of a quadratic shape, in its flat form.
 double volumeOf(S shape, const MxShapeFaces& faces, const std::uint8_t* nodes)
 {
+  const auto places = placesOf(shape);
   double sum = 0;
   for (const MxShapeFace& face : faces)
     for (std::size_t n = 1; n + 1 < face.size; ++n) {
       const auto at = [&](std::size_t corner) {
         const std::size_t local = face.nodes[corner];
-        return place(shape, nodes ? nodes[local] : local);
+        return places[nodes ? nodes[local] : local];
       };
-      const auto a = at(0), b = at(n), c = at(n + 1);
-      sum += a[0] * (b[1] * c[2] - b[2] * c[1]) + a[1] * (b[2] * c[0] - b[0] * c[2]) +
-             a[2] * (b[0] * c[1] - b[1] * c[0]);
+      sum += dot(at(0), cross(at(n), at(n + 1)));
     }
   return sum / 6;
 }

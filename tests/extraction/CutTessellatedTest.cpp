@@ -1,12 +1,9 @@
-#include <velmo/extraction/algorithms/MxCut.h>
 #include <velmo/extraction/algorithms/MxDataMap.h>
-#include <velmo/extraction/interfaces/MxExtractionMonitor.h>
 #include <velmo/mesh/MbCellFilter.h>
 #include <velmo/mesh/MbDataSet.h>
 #include <velmo/mesh/MbTessellator.h>
 
-#include <tests/support/MeshZoo.h>
-#include <tests/support/SkinLaws.h>
+#include <tests/support/CutMesh.h>
 
 #include <gmock/gmock.h>
 
@@ -21,32 +18,22 @@ constexpr S kVolumes[] = {S::QuadraticTetrahedron, S::QuadraticHexahedron,    S:
 constexpr MbVec3d kCentre{2.03, 0.98, 0.51};
 constexpr double kRadius = 0.43;
 
-std::unique_ptr<MeXSurfaceMeshUnstructured>
-cut(const MiVolumeMeshUnstructured& mesh, const MxCutShape& shape, const MiTessellator* tessellator,
-    bool parallel = true, const MiCellFilterI* filter = nullptr)
+std::unique_ptr<MeXSurfaceMeshUnstructured> cut(const MiMesh& mesh, const MxCutShape& shape,
+                                                const MiTessellator* tessellator,
+                                                bool parallel = true,
+                                                const MiCellFilter* filter = nullptr)
 {
-  auto surface = std::make_unique<MeXSurfaceMeshUnstructured>();
-  MxExtractionMonitor monitor(nullptr, "test", 1);
-  MxCutMemory memory;
-  const auto check = cutMesh(mesh, filter, shape, tessellator, parallel, monitor, memory, *surface);
-  EXPECT_TRUE(check->isClean());
-  return surface;
+  laws::CutOptions options;
+  options.tessellator = tessellator;
+  options.parallel = parallel;
+  options.filter = filter;
+  return laws::cut(mesh, shape, options);
 }
 
 double areaError(const MeXSurfaceMeshUnstructured& surface)
 {
   const double exact = 4 * std::numbers::pi * kRadius * kRadius;
   return std::abs(laws::sizeOf(surface).area - exact);
-}
-
-/// A field at the nodes.
-template <class Field>
-MbScalardSetI fieldOf(const MiVolumeMeshUnstructured& mesh, const Field& field)
-{
-  std::vector<double> values;
-  for (std::size_t n = 0; n < mesh.getGeometry().getNodeCount(); ++n)
-    values.push_back(field(mesh.getGeometry().getNode(n)));
-  return MbScalardSetI("field", MiDataBinding::PerNode, std::move(values));
 }
 
 double squareDistance(const MbVec3d& p)
@@ -83,11 +70,11 @@ TEST(CutTessellated, IsosurfacesFollowTheQuadraticField)
   for (const S shape : kVolumes) {
     SCOPED_TRACE(cellShapeFacts(shape).name);
     const auto mesh = zoo::blockOf(shape, {4, 4, 4});
-    const MbScalardSetI field = fieldOf(*mesh, squareDistance);
+    const auto field = zoo::nodeSet(*mesh, squareDistance);
     double errors[2];
     for (const unsigned parts : {2u, 8u}) {
       const MbUniformTessellator tessellator(parts);
-      const auto surface = cut(*mesh, MxIsovalue{&field, kRadius * kRadius}, &tessellator);
+      const auto surface = cut(*mesh, MxIsovalue{field.get(), kRadius * kRadius}, &tessellator);
       laws::expectClosed(*surface);
       errors[parts / 8] = areaError(*surface);
     }
@@ -99,15 +86,15 @@ TEST(CutTessellated, IsosurfacesFollowTheQuadraticField)
 TEST(CutTessellated, VerticesAndPolygonsKnowWhereTheyCameFrom)
 {
   const auto mesh = zoo::blockOf(S::QuadraticWedge, {3, 2, 2});
-  const MbScalardSetI x = fieldOf(*mesh, [](const MbVec3d& p) { return p.x; });
-  const MbScalardSetI y2 = fieldOf(*mesh, [](const MbVec3d& p) { return p.y * p.y; });
+  const auto x = zoo::nodeSet(*mesh, [](const MbVec3d& p) { return p.x; });
+  const auto y2 = zoo::nodeSet(*mesh, [](const MbVec3d& p) { return p.y * p.y; });
   const MbUniformTessellator tessellator(4);
   const MxCutPlane plane{{1, 0.4, -0.3}, 1.6};
   const auto surface = cut(*mesh, plane, &tessellator);
   const MeXProvenance& provenance = surface->provenance;
   ASSERT_EQ(provenance.form, MeXProvenance::NodeForm::Weighted);
-  const auto mappedX = mapDataSet<double>(provenance, x, MxIndexing::I, MxIndexing::I, true);
-  const auto mappedY = mapDataSet<double>(provenance, y2, MxIndexing::I, MxIndexing::I, true);
+  const auto mappedX = mapDataSet<double>(provenance, *x, MxIndexing::I, MxIndexing::I, true);
+  const auto mappedY = mapDataSet<double>(provenance, *y2, MxIndexing::I, MxIndexing::I, true);
   ASSERT_NE(mappedX, nullptr);
   ASSERT_GT(surface->geometry.getNodeCount(), 50u);
   for (std::size_t n = 0; n < surface->geometry.getNodeCount(); ++n) {

@@ -1,7 +1,4 @@
-#include <velmo/extraction/extractors/MiLineExtract.h>
-#include <velmo/extraction/extractors/MiSurfaceExtract.h>
-
-#include <tests/support/MeshZoo.h>
+#include <tests/support/ExtractorOf.h>
 #include <tests/support/SkinLaws.h>
 
 #include <velmo/mesh/MbCellFilter.h>
@@ -10,7 +7,6 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
-#include <limits>
 #include <numeric>
 
 using testing::ElementsAre;
@@ -18,25 +14,19 @@ using testing::IsEmpty;
 
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-
 /// Calls body(extractor) with an extractor of the mesh, which may be of any surface kind.
 template <class Body>
 void withSurface(const MiMesh& mesh, bool parallel, const Body& body)
 {
   visitMeshKind(MxSurfaceKinds{}, classifyMesh(&mesh), [&]<MeshType K>() {
-    using Extractor = std::conditional_t<K == SURFACE_MESH_UNSTRUCTURED,
-                                         MiSurfaceExtractUnstructured, MiSurfaceExtractIj>;
-    body(*Extractor::getNewInstance(zoo::as<K>(mesh), parallel));
+    body(*extractors::Surface<K>::getNewInstance(zoo::as<K>(mesh), parallel));
   });
 }
 template <class Body>
 void withLines(const MiMesh& mesh, bool parallel, const Body& body)
 {
   visitMeshKind(MxLineKinds{}, classifyMesh(&mesh), [&]<MeshType K>() {
-    using Extractor = std::conditional_t<K == LINE_MESH_UNSTRUCTURED, MiLineExtractUnstructured,
-                                         MiLineExtractRow>;
-    body(*Extractor::getNewInstance(zoo::as<K>(mesh), parallel));
+    body(*extractors::Lines<K>::getNewInstance(zoo::as<K>(mesh), parallel));
   });
 }
 
@@ -55,32 +45,9 @@ std::string lineBytes(const MiMesh& mesh, bool parallel = true)
   return bytes;
 }
 
-template <class Mesh>
-std::vector<std::vector<int>> cellsOf(const Mesh& mesh)
-{
-  std::vector<std::vector<int>> cells;
-  for (std::size_t c = 0; c < mesh.topology.getCellCount(); ++c) {
-    const auto cell = mesh.topology.getCell(c);
-    cells.emplace_back(cell.begin(), cell.end());
-  }
-  return cells;
-}
-
 std::vector<std::uint32_t> numbers(const MxArray<std::uint32_t>& array)
 {
   return {array.begin(), array.end()};
-}
-
-double lengthOf(const MeXLineMeshUnstructured& lines)
-{
-  double sum = 0;
-  for (std::size_t c = 0; c < lines.topology.getCellCount(); ++c) {
-    const auto cell = lines.topology.getCell(c);
-    for (std::size_t n = 1; n < cell.size(); ++n)
-      sum += length(lines.geometry.getNode(static_cast<std::size_t>(cell[n])) -
-                    lines.geometry.getNode(static_cast<std::size_t>(cell[n - 1])));
-  }
-  return sum;
 }
 
 zoo::Active everyThirdDead(std::size_t cells)
@@ -134,7 +101,7 @@ TEST(SurfaceExtract, EveryKindGivesTheSameSheetUnderItsOwnNumbers)
         EXPECT_THAT(extractor.getWarnings(), IsEmpty());
         if (!dead) {
           // Whole: the nodes keep their numbers.
-          EXPECT_THAT(cellsOf(surface)[6], ElementsAre(7, 8, 14, 13));
+          EXPECT_THAT(laws::cellsOf(surface)[6], ElementsAre(7, 8, 14, 13));
           EXPECT_EQ(surface.provenance.nodes[29], 29u);
         }
       });
@@ -142,18 +109,11 @@ TEST(SurfaceExtract, EveryKindGivesTheSameSheetUnderItsOwnNumbers)
       if (expected.empty()) expected = bytes;
       EXPECT_EQ(bytes, expected);
       EXPECT_EQ(surfaceBytes(*zoo::procedural(zoo::sheet(kind, {5, 4, 0}, active))), expected);
+      const auto large =
+          zoo::sheet(kind, {150, 131, 0}, dead ? everyThirdDead(150 * 131) : zoo::Active{});
+      EXPECT_EQ(surfaceBytes(*large, false), surfaceBytes(*large, true));
     }
   }
-}
-
-TEST(SurfaceExtract, OneThreadGivesTheBytesOfMany)
-{
-  for (const bool dead : {false, true})
-    for (const MeshType kind : zoo::kSurfaceKinds) {
-      const auto mesh =
-          zoo::sheet(kind, {150, 131, 0}, dead ? everyThirdDead(150 * 131) : zoo::Active{});
-      EXPECT_EQ(surfaceBytes(*mesh, false), surfaceBytes(*mesh, true)) << meshTypeName(kind);
-    }
 }
 
 TEST(SurfaceExtract, TakesOnlyAcceptedCellsAndTheNodesTheyUse)
@@ -174,7 +134,7 @@ TEST(SurfaceExtract, TakesOnlyAcceptedCellsAndTheNodesTheyUse)
       withSurface(*mesh, true, [&](auto& extractor) {
         if constexpr (requires { extractor.extractSurface(&mask); }) {
           const auto& surface = extractor.extractSurface(&mask);
-          EXPECT_THAT(cellsOf(surface),
+          EXPECT_THAT(laws::cellsOf(surface),
                       ElementsAre(ElementsAre(0, 1, 2, 3), ElementsAre(4, 3, 5, 6)));
           EXPECT_THAT(numbers(surface.provenance.cells), ElementsAre(2, 4));
           EXPECT_THAT(numbers(surface.provenance.nodes), ElementsAre(2, 3, 7, 6, 5, 10, 9));
@@ -247,9 +207,6 @@ TEST(SurfaceExtract, MapsSetsOfItsOwnNumbering)
 
 TEST(SurfaceExtract, LeavesBrokenCellsOutWithOneSentence)
 {
-  const char* const sentence =
-      " with missing nodes, counts that do not match or coordinates that are not finite left out, "
-      "first cell ";
   const std::vector<std::int32_t> connectivity{0, 1, 2, 1, 2, 7, 1, 2, -1,
                                                2, 1, 3, 4, 1, 0, 2, 2, 0};
   std::vector<double> points{0, 0, 0, 1, 0, 0, 0, 1, 0, 1, 1, 0, kNaN, 0, 0};
@@ -257,7 +214,7 @@ TEST(SurfaceExtract, LeavesBrokenCellsOutWithOneSentence)
   withSurface(triangles, true, [&](auto& extractor) {
     const auto& surface = extractor.extractSurface(nullptr);
     EXPECT_THAT(numbers(surface.provenance.cells), ElementsAre(0, 3));
-    EXPECT_THAT(extractor.getWarnings(), ElementsAre("3 cells" + std::string(sentence) + "1."));
+    EXPECT_THAT(extractor.getWarnings(), ElementsAre(laws::brokenCells(3, 1)));
     extractor.extractSurface(nullptr);
     EXPECT_THAT(extractor.getWarnings(), IsEmpty()) << "said once";
   });
@@ -270,9 +227,9 @@ TEST(SurfaceExtract, LeavesBrokenCellsOutWithOneSentence)
   withSurface(grid, false, [&](auto& extractor) {
     EXPECT_THAT(numbers(extractor.extractSurface(nullptr).provenance.cells),
                 ElementsAre(0, 3, 6, 7, 8));
-    EXPECT_THAT(extractor.getWarnings(), ElementsAre("4 cells" + std::string(sentence) + "1."));
+    EXPECT_THAT(extractor.getWarnings(), ElementsAre(laws::brokenCells(4, 1)));
   });
-  const std::vector<double> a{0, 1, std::numeric_limits<double>::infinity()}, b{0, 1};
+  const std::vector<double> a{0, 1, kInfinity}, b{0, 1};
   const MbSurfaceMeshRectilinear axes(MbTopologyIj{2, 1}, a, b);
   EXPECT_EQ(surfaceBytes(axes), surfaceBytes(axes, false));
   withSurface(axes, true, [&](auto& extractor) {
@@ -291,7 +248,7 @@ TEST(SurfaceExtract, LeavesOutWhatIsNoFace)
   const MbSurfaceMeshUnstructured mesh({shapes, offsets, connectivity}, points);
   withSurface(mesh, true, [&](auto& extractor) {
     const auto& surface = extractor.extractSurface(nullptr);
-    EXPECT_THAT(cellsOf(surface), ElementsAre(ElementsAre(0, 1, 2)));
+    EXPECT_THAT(laws::cellsOf(surface), ElementsAre(ElementsAre(0, 1, 2)));
     EXPECT_THAT(numbers(surface.provenance.cells), ElementsAre(3));
   });
   const MbSurfaceMeshRegular nothing(MbTopologyIj{0, 5}, MbVec3d{}, MbVec3d{1, 0, 0},
@@ -341,7 +298,7 @@ TEST(LineExtract, EveryKindGivesTheSameRow)
   withLines(*zoo::row(LINE_MESH_REGULAR, 4, {1, 0, 1, 1}), true, [](auto& extractor) {
     MbIndexRangeFilterI filter(0, 3);
     const auto& lines = extractor.extractLine(&filter);
-    EXPECT_THAT(cellsOf(lines), ElementsAre(ElementsAre(0, 1), ElementsAre(2, 3)));
+    EXPECT_THAT(laws::cellsOf(lines), ElementsAre(ElementsAre(0, 1), ElementsAre(2, 3)));
     EXPECT_THAT(numbers(lines.provenance.cells), ElementsAre(0, 2));
     EXPECT_THAT(numbers(lines.provenance.nodes), ElementsAre(0, 1, 2, 3));
     EXPECT_EQ(extractor.extractPoints(&filter).geometry.getNodeCount(), 4u);
@@ -354,9 +311,9 @@ TEST(LineExtract, KeepsPolylinesAndRunsThroughMiddles)
       zoo::cellsOf({MiCellShape::Line, MiCellShape::Polyline, MiCellShape::QuadraticLine});
   withLines(*mesh, true, [](auto& extractor) {
     const auto& lines = extractor.extractLine(nullptr);
-    EXPECT_THAT(cellsOf(lines),
+    EXPECT_THAT(laws::cellsOf(lines),
                 ElementsAre(ElementsAre(0, 1), ElementsAre(2, 3, 4, 5), ElementsAre(6, 8, 7)));
-    EXPECT_NEAR(lengthOf(lines), 1 + 2 * std::sqrt(0.5) + 1 + 1, 1e-6);
+    EXPECT_NEAR(laws::lengthOf(lines), 1 + 2 * std::sqrt(0.5) + 1 + 1, 1e-6);
     EXPECT_EQ(lines.topology.getCellShape(1), MiCellShape::Polyline);
   });
   const HalvingTessellator tessellator;
@@ -375,6 +332,7 @@ TEST(LineExtract, KeepsTheEndOfAClosedPolyline)
   const std::vector<float> points{0, 0, 0, 1, 0, 0, 1, 1, 0};
   const MbLineMeshUnstructured mesh({shapes, offsets, connectivity}, points);
   withLines(mesh, true, [](auto& extractor) {
-    EXPECT_THAT(cellsOf(extractor.extractLine(nullptr)), ElementsAre(ElementsAre(0, 1, 2, 0)));
+    EXPECT_THAT(laws::cellsOf(extractor.extractLine(nullptr)),
+                ElementsAre(ElementsAre(0, 1, 2, 0)));
   });
 }

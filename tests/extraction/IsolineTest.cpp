@@ -1,6 +1,4 @@
-#include <velmo/extraction/extractors/MiIsolineExtract.h>
-
-#include <tests/support/MeshZoo.h>
+#include <tests/support/ExtractorOf.h>
 #include <tests/support/SkinLaws.h>
 
 #include <velmo/mesh/MbCellFilter.h>
@@ -10,7 +8,6 @@
 
 #include <cmath>
 #include <functional>
-#include <limits>
 #include <map>
 
 using testing::ElementsAre;
@@ -18,9 +15,6 @@ using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
 namespace {
-
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 /// What joined lines must obey and what is counted of them.
 struct Shape
@@ -44,10 +38,9 @@ Shape shapeOf(const MeXLineMeshUnstructured& lines)
     for (std::size_t n = 1; n < cell.size(); ++n) {
       EXPECT_NE(cell[n - 1], cell[n]);
       ++uses[std::minmax(cell[n - 1], cell[n])];
-      shape.length += length(lines.geometry.getNode(static_cast<std::size_t>(cell[n])) -
-                             lines.geometry.getNode(static_cast<std::size_t>(cell[n - 1])));
     }
   }
+  shape.length = laws::lengthOf(lines);
   for (const auto& [edge, count] : uses)
     EXPECT_EQ(count, 1) << "a segment is drawn twice";
   // Two loose ends at one point could have been joined.
@@ -68,8 +61,7 @@ template <MeshType K = SURFACE_MESH_REGULAR>
 class Sheet
 {
 public:
-  using Extractor = std::conditional_t<K == SURFACE_MESH_UNSTRUCTURED, MiIsolineExtractUnstructured,
-                                       MiIsolineExtractIj>;
+  using Extractor = extractors::Isolines<K>;
 
   Sheet(std::size_t n, std::size_t m, const Field& field, zoo::Active active = {},
         bool parallel = true)
@@ -253,12 +245,9 @@ TEST(Isoline, CutsPolygonsAndThePartsOfQuadraticCells)
 {
   const auto mesh = zoo::cellsOf(zoo::shapesOf(2));
   const auto& surface = zoo::as<SURFACE_MESH_UNSTRUCTURED>(*mesh);
-  std::vector<double> heights;
-  for (std::size_t n = 0; n < surface.getGeometry().getNodeCount(); ++n)
-    heights.push_back(surface.getGeometry().getNode(n).y);
-  const MbScalardSetI set("y", MiDataBinding::PerNode, heights);
+  const auto set = zoo::nodeSet(surface, [](const MbVec3d& p) { return p.y; });
   const auto extractor = MiIsolineExtractUnstructured::getNewInstance(surface, true);
-  ASSERT_TRUE(extractor->extractIsolines(std::vector<double>{0.25}, set, nullptr));
+  ASSERT_TRUE(extractor->extractIsolines(std::vector<double>{0.25}, *set, nullptr));
   const auto& lines = extractor->getLines()[0];
   // One line a cell; its length is the cell's width at this height: both triangles, three squares
   // and the pentagon.
@@ -419,9 +408,7 @@ TEST(Isoline, LeavesOutDeadRefusedAndBrokenCells)
   const auto extractor = MiIsolineExtractUnstructured::getNewInstance(broken, true);
   ASSERT_TRUE(extractor->extractIsolines(std::vector<double>{3, 5}, set, nullptr));
   EXPECT_EQ(shapeOf(extractor->getLines()[0]).open, 1u);
-  EXPECT_THAT(extractor->getWarnings(),
-              ElementsAre("2 cells with missing nodes, counts that do not match or coordinates "
-                          "that are not finite left out, first cell 1."));
+  EXPECT_THAT(extractor->getWarnings(), ElementsAre(laws::brokenCells(2, 1)));
 }
 
 TEST(Isoline, MapsSetsOntoItsLines)

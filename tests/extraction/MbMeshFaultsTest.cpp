@@ -11,8 +11,6 @@ using S = MiCellShape;
 
 namespace {
 
-constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
-
 /// A mesh made by hand: cells of any shapes.
 struct Cells
 {
@@ -99,7 +97,7 @@ TEST(MbMeshFaults, EachDefectOfAVolumeIsFoundAndCounted)
       {"too few nodes", with({}, S::Tetrahedron, {0, 1, 2}), {{Fault::BrokenCell, {1}}}},
       {"no such shape", with({}, S{200}, {0, 1, 2}), {{Fault::UnknownShape, {1}}}},
       {"corner that is not finite",
-       with({kNan, 0, 0}, S::Tetrahedron, {0, 1, 2, 8}),
+       with({kNaN, 0, 0}, S::Tetrahedron, {0, 1, 2, 8}),
        {{Fault::NonFiniteCell, {1}}, {Fault::NonFiniteNode, {8}}}},
       {"flat", with({}, S::Tetrahedron, {0, 1, 2, 3}), {{Fault::DegenerateCell, {1}}}},
       {"repeated node", with({}, S::Tetrahedron, {0, 1, 4, 4}), {{Fault::DegenerateCell, {1}}}},
@@ -139,18 +137,11 @@ TEST(MbMeshFaults, EachDefectOfAVolumeIsFoundAndCounted)
 TEST(MbMeshFaults, MiddleNodesBeyondTheQuarterFoldAQuadraticCell)
 {
   const auto mesh = zoo::cellsOf({S::QuadraticTetrahedron});
-  std::vector<std::size_t> nodes;
-  const auto& own = zoo::as<VOLUME_MESH_UNSTRUCTURED>(*mesh);
-  own.getTopology().getCellNodes(0, nodes);
-  std::vector<double> points;
-  for (const std::size_t node : nodes)
-    for (std::size_t a = 0; a < 3; ++a)
-      points.push_back(own.getGeometry().getNode(node)[a]);
+  std::vector<MbVec3d> points = zoo::nodePlaces(*mesh);
   const std::vector<int> order{0, 1, 2, 3, 4, 5, 6, 7, 8, 9};
   for (const double place : {0.3, 0.2}) {
     // The middle of the edge from corner 0 to corner 1.
-    for (std::size_t a = 0; a < 3; ++a)
-      points[12 + a] = points[a] + place * (points[3 + a] - points[a]);
+    points[4] = points[0] + (points[1] - points[0]) * place;
     const MbMeshFaults faults =
         mbFindFaults(MbVolumeMeshUnstructured({S::QuadraticTetrahedron, order}, points));
     EXPECT_EQ(faults[Fault::FoldedCell].count, place < 0.25 ? 1u : 0u) << place;

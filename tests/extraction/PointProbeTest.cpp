@@ -1,4 +1,4 @@
-#include <tests/support/MeshZoo.h>
+#include <tests/support/ExtractorOf.h>
 #include <velmo/extraction/algorithms/MxShapeFunctions.h>
 #include <velmo/extraction/extractors/MiPointProbe.h>
 #include <velmo/mesh/MbCellFilter.h>
@@ -22,27 +22,6 @@ double linear(const MbVec3d& p)
   return 3 + 2 * p.x - 5 * p.y + 7 * p.z;
 }
 
-/// A field of the nodes of any mesh, numbered as the kind numbers nodes.
-template <MeshType K>
-std::unique_ptr<MiTypedDataSet<double>> nodeField(const typename MxMeshKind<K>::Interface& mesh,
-                                                  double (*field)(const MbVec3d&) = linear)
-{
-  const MxCellView<K> view(mesh);
-  const MbIndex3 counts = view.nodeCounts();
-  std::vector<double> values(counts.x * counts.y * counts.z);
-  for (std::size_t node = 0; node < view.nodeCount(); ++node)
-    values[view.dataNode(node)] = field(view.position(node));
-  using Set = typename MxMeshKind<K>::template NodeSet<double>;
-  if constexpr (std::is_same_v<Set, MiDataSetI<double>>)
-    return std::make_unique<MbDataSetI<double>>("f", MiDataBinding::PerNode, std::move(values));
-  else if constexpr (std::is_same_v<Set, MiDataSetIj<double>>)
-    return std::make_unique<MbDataSetIj<double>>("f", MiDataBinding::PerNode, counts.x, counts.y,
-                                                 std::move(values));
-  else
-    return std::make_unique<MbDataSetIjk<double>>("f", MiDataBinding::PerNode, counts,
-                                                  std::move(values));
-}
-
 /// Moves the points so that no face stays plane and no edge parallel to an axis.
 MbVec3d bent(const MbVec3d& p)
 {
@@ -53,11 +32,9 @@ MbVec3d bent(const MbVec3d& p)
 std::unique_ptr<MbVolumeMeshUnstructured> bentBlockOf(S shape, MbIndex3 cells)
 {
   auto mesh = zoo::blockOf(shape, cells);
-  std::vector<double> points;
-  for (std::size_t n = 0; n < mesh->getGeometry().getNodeCount(); ++n) {
-    const MbVec3d p = bent(mesh->getGeometry().getNode(n));
-    points.insert(points.end(), {p.x, p.y, p.z});
-  }
+  std::vector<MbVec3d> points = zoo::nodePlaces(*mesh);
+  for (MbVec3d& p : points)
+    p = bent(p);
   mesh->setGeometry(std::move(points));
   return mesh;
 }
@@ -121,7 +98,7 @@ TEST_P(PointProbeShapes, GivesLinearFieldsExactlyEverywhereInTheMesh)
   for (const bool isBent : {false, true}) {
     const auto mesh =
         isBent ? bentBlockOf(GetParam(), {3, 4, 3}) : zoo::blockOf(GetParam(), {3, 4, 3});
-    const auto field = nodeField<VOLUME_MESH_UNSTRUCTURED>(*mesh);
+    const auto field = zoo::nodeSet(*mesh, linear);
     const auto probe = make<MiPointProbeUnstructured>(*mesh);
     std::size_t cell = 0;
     for (const MbVec3d& p : pointsIn({0.2, 0.2, 0.1}, {2.8, 1.8, 0.65}, 500)) {
@@ -198,9 +175,11 @@ TEST(PointProbe, AgreesOnAllKindsOfTheSameGrid)
     for (int j = 0; j <= 6; ++j)
       for (int i = 0; i <= 8; ++i)
         points.push_back({0.5 * i, 0.25 * j, 0.125 * k});
-  const auto check = [&]<MeshType K, class Probe>(const MiMesh& any) {
+  const auto check = [&]<MeshType K>(const MiMesh& any) {
+    using Probe =
+        extractors::Of<K, MiPointProbeUnstructured, MiPointProbeHexahedronIjk, MiPointProbeIjk>;
     const auto& mesh = zoo::as<K>(any);
-    const auto field = nodeField<K>(mesh);
+    const auto field = zoo::nodeSet(mesh, linear);
     const auto probe = make<Probe>(mesh);
     for (const MbVec3d& p : points) {
       const bool found = judge->locate(p, {}, nullptr);
@@ -214,19 +193,13 @@ TEST(PointProbe, AgreesOnAllKindsOfTheSameGrid)
       EXPECT_NEAR(probe->getValue(*field), found ? linear(p) : 0, kTiny);
     }
   };
-  for (const bool isProcedural : {false, true}) {
-    const auto given = [&](MeshType kind) {
-      auto mesh = zoo::block(kind, cells, active);
-      return isProcedural ? zoo::procedural(std::move(mesh)) : std::move(mesh);
-    };
-    check.operator()<VOLUME_MESH_UNSTRUCTURED, MiPointProbeUnstructured>(
-        *given(VOLUME_MESH_UNSTRUCTURED));
-    check.operator()<VOLUME_MESH_HEXAHEDRON_IJK, MiPointProbeHexahedronIjk>(
-        *given(VOLUME_MESH_HEXAHEDRON_IJK));
-    check.operator()<VOLUME_MESH_REGULAR, MiPointProbeIjk>(*given(VOLUME_MESH_REGULAR));
-    check.operator()<VOLUME_MESH_RECTILINEAR, MiPointProbeIjk>(*given(VOLUME_MESH_RECTILINEAR));
-    check.operator()<VOLUME_MESH_CURVILINEAR, MiPointProbeIjk>(*given(VOLUME_MESH_CURVILINEAR));
-  }
+  using Kinds = MxKinds<VOLUME_MESH_UNSTRUCTURED, VOLUME_MESH_HEXAHEDRON_IJK, VOLUME_MESH_REGULAR,
+                        VOLUME_MESH_RECTILINEAR, VOLUME_MESH_CURVILINEAR>;
+  for (const MeshType kind : zoo::kVolumeKinds)
+    visitMeshKind(Kinds{}, kind, [&]<MeshType K>() {
+      check.operator()<K>(*zoo::block(K, cells, active));
+      check.operator()<K>(*zoo::procedural(zoo::block(K, cells, active)));
+    });
 }
 
 TEST(PointProbe, LeavesOutDeadAndFilteredCellsAndGivesTheirFacesToTheNeighbours)
@@ -273,7 +246,7 @@ TEST(PointProbe, FindsPointsBeyondTheCornersOfCurvedCells)
       const std::vector<double> copy = points;
       const MbVolumeMeshUnstructured mesh(MbTopologyI(Shape, std::move(connectivity)),
                                           std::move(points));
-      const auto field = nodeField<VOLUME_MESH_UNSTRUCTURED>(mesh);
+      const auto field = zoo::nodeSet(mesh, linear);
       const auto probe = make<MiPointProbeUnstructured>(mesh);
       double w[kFacts.nodeCount];
       int beyond = 0;
@@ -295,14 +268,12 @@ TEST(PointProbe, FindsPointsBeyondTheCornersOfCurvedCells)
 TEST(PointProbe, WorksOnSurfacesAndOnlyNearThem)
 {
   const auto bump = [](double x, double y) { return 0.1 * std::sin(2 * x) + 0.2 * x * y; };
-  std::vector<double> points, flat;
+  std::vector<double> points;
   for (int j = 0; j < 5; ++j)
-    for (int i = 0; i < 6; ++i) {
+    for (int i = 0; i < 6; ++i)
       points.insert(points.end(), {i * 0.5, j * 0.4, bump(i * 0.5, j * 0.4)});
-      flat.insert(flat.end(), {i * 0.5, j * 0.4, 0.0});
-    }
   const MbSurfaceMeshCurvilinear curvilinear({5, 4}, points);
-  const auto field = nodeField<SURFACE_MESH_CURVILINEAR>(curvilinear);
+  const auto field = zoo::nodeSet(curvilinear, linear);
   const auto probe = make<MiPointProbeIj>(curvilinear);
   const MxCellView<SURFACE_MESH_CURVILINEAR> view(curvilinear);
   for (std::size_t cell = 0; cell < 20; ++cell) {
@@ -328,7 +299,7 @@ TEST(PointProbe, WorksOnSurfacesAndOnlyNearThem)
   }
   const auto shapes = zoo::cellsOf(zoo::shapesOf(2));
   const auto& mixed = zoo::as<SURFACE_MESH_UNSTRUCTURED>(*shapes);
-  const auto mixedField = nodeField<SURFACE_MESH_UNSTRUCTURED>(mixed);
+  const auto mixedField = zoo::nodeSet(mixed, linear);
   const auto mixedProbe = make<MiPointProbeUnstructured>(mixed);
   for (std::size_t cell = 0; cell < mixed.getTopology().getCellCount(); ++cell) {
     std::vector<std::size_t> nodes;
@@ -380,18 +351,17 @@ TEST(PointProbe, SeesAChangedMesh)
 
 TEST(PointProbe, BearsBrokenCellsAndDegenerateGrids)
 {
-  const double nan = std::numeric_limits<double>::quiet_NaN();
   // Cells that name no node, are flat, have a corner that is not finite; the last one is sound.
   const MbVolumeMeshUnstructured mesh(
       {S::Tetrahedron,
        std::vector<int>{0, 1, 2, 99, 0, 1, 2, -1, 0, 1, 2, 2, 0, 1, 2, 4, 0, 1, 2, 3}},
-      std::vector<double>{0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1, nan, 0, 0});
+      std::vector<double>{0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1, kNaN, 0, 0});
   const auto probe = make<MiPointProbeUnstructured>(mesh);
   for (const std::size_t hint : {std::size_t{0}, std::size_t{2}, std::size_t{3}, kNone}) {
     ASSERT_TRUE(probe->locate({0.1, 0.1, 0.1}, hint, nullptr));
     EXPECT_EQ(probe->getCell(), 4u);
   }
-  EXPECT_FALSE(probe->locate({nan, 0, 0}, 0, nullptr));
+  EXPECT_FALSE(probe->locate({kNaN, 0, 0}, 0, nullptr));
   EXPECT_FALSE(probe->locate({1e300, 0, 0}, 0, nullptr));
 
   const auto rectilinear = [](std::vector<double> x) {
@@ -416,7 +386,7 @@ TEST(PointProbe, BearsBrokenCellsAndDegenerateGrids)
   const auto turning = rectilinear({0, 2, 1, 3});
   EXPECT_EQ(cellAt(turning, 0.5), 0u);
   EXPECT_EQ(cellAt(turning, 2.5), 2u);
-  const auto notFinite = rectilinear({0, nan, 2, 3});
+  const auto notFinite = rectilinear({0, kNaN, 2, 3});
   EXPECT_EQ(cellAt(notFinite, 0.5), kNone);
   EXPECT_EQ(cellAt(notFinite, 2.5), 2u);
   const MbVolumeMeshRegular flat(MbIndex3{2, 1, 1}, MbVec3d{0, 0, 0}, MbVec3d{0, 1, 1});
@@ -429,7 +399,7 @@ TEST(PointProbe, BearsBrokenCellsAndDegenerateGrids)
 TEST(PointProbe, AnswersManyPointsAsItAnswersEach)
 {
   auto points = pointsIn({-0.3, -0.3, -0.1}, {5.3, 2.8, 1.5}, 6000);
-  points[77].x = std::numeric_limits<double>::quiet_NaN();
+  points[77].x = kNaN;
   const auto check = [&]<class Probe>(std::type_identity<Probe>, const auto& mesh,
                                       const auto& field) {
     std::vector<double> serial(points.size()), parallel(points.size());
@@ -451,10 +421,10 @@ TEST(PointProbe, AnswersManyPointsAsItAnswersEach)
   };
   const auto bentMesh = bentBlockOf(S::Tetrahedron, {5, 5, 5});
   check(std::type_identity<MiPointProbeUnstructured>(), *bentMesh,
-        *nodeField<VOLUME_MESH_UNSTRUCTURED>(*bentMesh));
+        *zoo::nodeSet(*bentMesh, linear));
   const auto block = zoo::block(VOLUME_MESH_REGULAR, {5, 5, 5});
   const auto& grid = zoo::as<VOLUME_MESH_REGULAR>(*block);
-  check(std::type_identity<MiPointProbeIjk>(), grid, *nodeField<VOLUME_MESH_REGULAR>(grid));
+  check(std::type_identity<MiPointProbeIjk>(), grid, *zoo::nodeSet(grid, linear));
 }
 
 TEST(PointProbe, PreparesTheMeshOnceForManyCalls)

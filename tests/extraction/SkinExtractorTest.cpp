@@ -192,11 +192,8 @@ TEST(SkinExtractor, TessellatorRefinesQuadraticFacesWithoutGaps)
     EXPECT_EQ(extractor->extractLine(nullptr).topology.getCellCount(), 162u * 4);
     EXPECT_EQ(extractor->extractPoints(nullptr).geometry.getNodeCount(), 56u + 162u);
 
-    std::vector<double> x;
-    for (std::size_t n = 0; n < mesh->getGeometry().getNodeCount(); ++n)
-      x.push_back(mesh->getGeometry().getNode(n).x);
-    const MbDataSetI<double> set("x", MiDataBinding::PerNode, x);
-    const auto* mapped = extractor->extractScalarSet(set);
+    const auto set = zoo::nodeSet(*mesh, [](const MbVec3d& p) { return p.x; });
+    const auto* mapped = extractor->extractScalarSet(dynamic_cast<const MbScalardSetI&>(*set));
     ASSERT_NE(mapped, nullptr);
     for (std::size_t n = 0; n < mapped->getSize(); ++n)
       EXPECT_NEAR(mapped->values[n], surface.geometry.getNode(n).x, 1e-6);

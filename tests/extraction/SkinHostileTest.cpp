@@ -5,14 +5,10 @@
 
 #include <gmock/gmock.h>
 
-#include <limits>
-
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
-
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 /// A mesh that hands out whatever view it is given.
 class RawMesh final : public MiVolumeMeshUnstructured
@@ -73,14 +69,6 @@ MiArrayView view(const std::vector<T>& values)
   return MiArrayView(std::span<const T>(values));
 }
 
-std::string broken(std::size_t count, std::size_t first)
-{
-  return std::to_string(count) + (count == 1 ? " cell" : " cells") +
-         " with missing nodes, counts that do not match or coordinates that are not finite left "
-         "out, first cell " +
-         std::to_string(first) + ".";
-}
-
 } // namespace
 
 TEST(SkinHostile, BrokenTetrahedraAreLeftOutWithOneSentence)
@@ -95,7 +83,7 @@ TEST(SkinHostile, BrokenTetrahedraAreLeftOutWithOneSentence)
     const auto& surface = extractor->extractSkin(nullptr);
     EXPECT_EQ(surface.topology.getCellCount(), 6u); // cells 0 and 5 share a face
     laws::expectClosed(surface);
-    EXPECT_THAT(extractor->getWarnings(), ElementsAre(broken(4, 1)));
+    EXPECT_THAT(extractor->getWarnings(), ElementsAre(laws::brokenCells(4, 1)));
     // Not said again while the stamps are the same.
     extractor->setCellRange(0, 3);
     EXPECT_EQ(extractor->extractSkin(nullptr).topology.getCellCount(), 4u);
@@ -144,7 +132,7 @@ TEST(SkinHostile, LyingArraysGiveBrokenCells)
     topology.offsets = view(offsets);
     const auto [faces, warnings] = extract(topology, 3);
     EXPECT_EQ(faces, 4u);
-    EXPECT_THAT(warnings, ElementsAre(broken(2, 1)));
+    EXPECT_THAT(warnings, ElementsAre(laws::brokenCells(2, 1)));
   }
   // More cells than shapes, or than the connectivity of one shape holds.
   const std::vector<std::int64_t> offsets{0, 4, 8, 8, 8, 8};
@@ -216,7 +204,7 @@ TEST(SkinHostile, VirtualAnswersAreCheckedToo)
     mesh.topology.callNodes = nodes;
     const auto extractor = MiSkinExtractUnstructured::getNewInstance(mesh, true);
     EXPECT_EQ(extractor->extractSkin(nullptr).topology.getCellCount(), 0u);
-    EXPECT_THAT(extractor->getWarnings(), ElementsAre(broken(3, 0)));
+    EXPECT_THAT(extractor->getWarnings(), ElementsAre(laws::brokenCells(3, 0)));
   }
 }
 
@@ -227,25 +215,25 @@ TEST(SkinHostile, NodesWithoutAPlaceKillTheCellsOfEveryKind)
   for (std::size_t n = 0; n < 6 * 5 * 4; ++n)
     for (const std::size_t at : {n % 6, n / 6 % 5, n / 30})
       points.push_back(static_cast<double>(at));
-  points[3 * 0 + 2] = std::numeric_limits<double>::infinity();
+  points[3 * 0 + 2] = kInfinity;
   const MbVolumeMeshCurvilinear bent(MbTopologyIjk(cells), points);
   auto extractor = MiSkinExtractIjk::getNewInstance(bent, true);
   const auto& surface = extractor->extractSkin(nullptr);
   EXPECT_EQ(surface.topology.getCellCount(), 94u); // a corner cell away leaves as many faces
   laws::expectClosed(surface);
-  EXPECT_THAT(extractor->getWarnings(), ElementsAre(broken(1, 0)));
+  EXPECT_THAT(extractor->getWarnings(), ElementsAre(laws::brokenCells(1, 0)));
 
   std::vector<double> x{0, 1, kNaN, 3, 4, 5}, y{0, 1, 2, 3, 4}, z{0, 1, 2, 3};
   const MbVolumeMeshRectilinear rectilinear(MbTopologyIjk(cells), x, y, z);
   extractor = MiSkinExtractIjk::getNewInstance(rectilinear, true);
   EXPECT_EQ(extractor->extractSkin(nullptr).topology.getCellCount(),
             2u * (4 + 3 + 12) + 2u * (8 + 6 + 12));
-  EXPECT_THAT(extractor->getWarnings(), ElementsAre(broken(24, 1)));
+  EXPECT_THAT(extractor->getWarnings(), ElementsAre(laws::brokenCells(24, 1)));
 
   const MbVolumeMeshRegular regular(MbTopologyIjk(cells), MbVec3d{0, 0, kNaN}, MbVec3d{1, 1, 1});
   extractor = MiSkinExtractIjk::getNewInstance(regular, false);
   EXPECT_EQ(extractor->extractSkin(nullptr).topology.getCellCount(), 0u);
-  EXPECT_THAT(extractor->getWarnings(), ElementsAre(broken(60, 0)));
+  EXPECT_THAT(extractor->getWarnings(), ElementsAre(laws::brokenCells(60, 0)));
 }
 
 TEST(SkinHostile, EmptyAndHugeMeshes)

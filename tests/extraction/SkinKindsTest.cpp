@@ -37,17 +37,6 @@ const MeXSurfaceMeshUnstructured& extract(MiSurfaceExtractor& extractor,
 /// Large enough for several threads, several words a row and several blocks.
 constexpr MbIndex3 kLarge{131, 24, 17};
 
-zoo::Active someActive(const MbIndex3& cells)
-{
-  zoo::Active active(cells.x * cells.y * cells.z, 1);
-  std::uint32_t state = 7;
-  for (std::uint8_t& cell : active) {
-    state = state * 1664525u + 1013904223u;
-    cell = (state >> 24) % 5 != 0;
-  }
-  return active;
-}
-
 } // namespace
 
 class SkinKinds : public testing::TestWithParam<MeshType>
@@ -56,7 +45,7 @@ class SkinKinds : public testing::TestWithParam<MeshType>
 TEST_P(SkinKinds, OneGridGivesTheSameSkinAsHexahedra)
 {
   for (const bool withDead : {false, true}) {
-    const zoo::Active active = withDead ? someActive(kLarge) : zoo::Active{};
+    const zoo::Active active = withDead ? zoo::someDead(kLarge) : zoo::Active{};
     const auto expectedMesh = zoo::block(VOLUME_MESH_UNSTRUCTURED, kLarge, active);
     const auto expectedExtractor = makeExtractor(*expectedMesh, false);
     const auto& expected = extract(*expectedExtractor);
@@ -91,24 +80,6 @@ TEST_P(SkinKinds, BoxesOfAnySizeGiveWhatAFilterOfAllCellsGives)
           << cells.x << " x " << cells.y << " x " << cells.z;
     }
   }
-}
-
-TEST_P(SkinKinds, SerialAndParallelGiveTheSameBytes)
-{
-  const auto mesh = zoo::block(GetParam(), kLarge, someActive(kLarge));
-  const auto serial = makeExtractor(*mesh, false), parallel = makeExtractor(*mesh, true);
-  const std::string expected = laws::bytesOf(extract(*serial));
-  for (int run = 0; run < 3; ++run)
-    EXPECT_EQ(laws::bytesOf(extract(*makeExtractor(*mesh, true))), expected);
-}
-
-TEST_P(SkinKinds, VirtualCallsGiveTheSameBytesAsArrays)
-{
-  const MbIndex3 cells{70, 5, 6};
-  const auto arrays = zoo::block(GetParam(), cells, someActive(cells));
-  const auto calls = zoo::procedural(zoo::block(GetParam(), cells, someActive(cells)));
-  const auto first = makeExtractor(*arrays, true), second = makeExtractor(*calls, true);
-  EXPECT_EQ(laws::bytesOf(extract(*second)), laws::bytesOf(extract(*first)));
 }
 
 TEST_P(SkinKinds, FiltersAndRangesTakeCellsAwayAsIfDead)

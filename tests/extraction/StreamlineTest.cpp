@@ -4,9 +4,10 @@
 #include <velmo/extraction/extractors/MiStreamlineExtract.h>
 #include <velmo/mesh/MbCellFilter.h>
 #include <velmo/mesh/MbDataSet.h>
-#include <velmo/mesh/views/MxCellView.h>
 
 #include <gmock/gmock.h>
+
+#include <numeric>
 
 namespace {
 
@@ -43,25 +44,6 @@ MbVec3d reference(Field field, MbVec3d p, double time)
   return p;
 }
 
-template <MeshType K>
-std::unique_ptr<MiTypedDataSet<MbVec3d>> vectorsOf(const typename MxMeshKind<K>::Interface& mesh,
-                                                   Field field)
-{
-  const MxCellView<K> view(mesh);
-  const MbIndex3 counts = view.nodeCounts();
-  std::vector<double> values;
-  for (std::size_t node = 0; node < view.nodeCount(); ++node) {
-    const MbVec3d v = field(view.position(node));
-    values.insert(values.end(), {v.x, v.y, v.z});
-  }
-  if constexpr (std::is_same_v<typename MxMeshKind<K>::template NodeSet<MbVec3d>,
-                               MiDataSetI<MbVec3d>>)
-    return std::make_unique<MbDataSetI<MbVec3d>>("v", MiDataBinding::PerNode, std::move(values));
-  else
-    return std::make_unique<MbDataSetIjk<MbVec3d>>("v", MiDataBinding::PerNode, counts,
-                                                   std::move(values));
-}
-
 MbVolumeMeshUnstructured unstructured(bench::CellArrays arrays)
 {
   return MbVolumeMeshUnstructured(MbTopologyI(std::move(arrays.types), std::move(arrays.offsets),
@@ -74,13 +56,20 @@ MbVolumeMeshRegular cube(std::size_t n)
   return MbVolumeMeshRegular(MbIndex3{n, n, n}, MbVec3d{0, 0, 0}, MbVec3d{h, h, h});
 }
 
-/// Where the line with these seeds is after `time`, on a mesh of kind K.
-template <MeshType K, class Extract>
-MbVec3d endAfter(const typename MxMeshKind<K>::Interface& mesh, Field field, const MbVec3d& seed,
-                 double time, bool isBackward = false)
+/// The extractor of a mesh whose class is known.
+template <class Mesh>
+using ExtractOf = std::conditional_t<
+    std::is_base_of_v<MiVolumeMeshUnstructured, Mesh>, MiStreamlineExtractUnstructured,
+    std::conditional_t<std::is_base_of_v<MiVolumeMeshHexahedronIjk, Mesh>,
+                       MiStreamlineExtractHexahedronIjk, MiStreamlineExtractIjk>>;
+
+/// Where the line with this seed is after `time`.
+template <class Mesh>
+MbVec3d endAfter(const Mesh& mesh, Field field, const MbVec3d& seed, double time,
+                 bool isBackward = false)
 {
-  const auto vectors = vectorsOf<K>(mesh, field);
-  const auto extract = Extract::getNewInstance(mesh, true);
+  const auto vectors = zoo::vectorSet(mesh, field);
+  const auto extract = ExtractOf<Mesh>::getNewInstance(mesh, true);
   extract->setMaxLifeTime(time);
   if (isBackward) extract->setDirection(MiStreamlineDirection::Backward);
   EXPECT_TRUE(extract->extractStreamlines(std::span(&seed, 1), *vectors, nullptr));
@@ -102,32 +91,25 @@ TEST(Streamline, FollowsLinearFieldsExactlyOnEveryKindAndShape)
   constexpr double kAllowed = 2e-5;
   const MbVec3d seed{0.7, 0.45, 0.3}, slow{0.55, 0.7, 0.48};
   const MbVec3d round = reference(rotation, seed, 4), away = reference(saddle, slow, 1.5);
-  const auto check = [&]<MeshType K, class Extract>(const auto& mesh, const char* name) {
-    EXPECT_LT(distance((endAfter<K, Extract>(mesh, rotation, seed, 4)), round), kAllowed) << name;
-    EXPECT_LT(distance((endAfter<K, Extract>(mesh, saddle, slow, 1.5)), away), kAllowed) << name;
+  const auto check = [&](const auto& mesh, const char* name) {
+    EXPECT_LT(distance(endAfter(mesh, rotation, seed, 4), round), kAllowed) << name;
+    EXPECT_LT(distance(endAfter(mesh, saddle, slow, 1.5), away), kAllowed) << name;
     // And back again.
-    EXPECT_LT(distance((endAfter<K, Extract>(mesh, rotation, round, 4, true)), seed), kAllowed)
-        << name;
+    EXPECT_LT(distance(endAfter(mesh, rotation, round, 4, true), seed), kAllowed) << name;
   };
-  check.operator()<VOLUME_MESH_REGULAR, MiStreamlineExtractIjk>(cube(16), "regular");
+  check(cube(16), "regular");
   std::vector<double> x, y, z;
   for (int axis = 0; axis < 3; ++axis)
     (axis == 0 ? x : axis == 1 ? y : z) = bench::latticeAxis(16, axis);
-  check.operator()<VOLUME_MESH_RECTILINEAR, MiStreamlineExtractIjk>(
-      MbVolumeMeshRectilinear(MbIndex3{16, 16, 16}, x, y, z), "rectilinear");
-  check.operator()<VOLUME_MESH_CURVILINEAR, MiStreamlineExtractIjk>(
-      MbVolumeMeshCurvilinear(MbIndex3{16, 16, 16}, bench::latticePoints(16)), "curvilinear");
+  check(MbVolumeMeshRectilinear(MbIndex3{16, 16, 16}, x, y, z), "rectilinear");
+  check(MbVolumeMeshCurvilinear(MbIndex3{16, 16, 16}, bench::latticePoints(16)), "curvilinear");
   bench::CellArrays hex = bench::makeHex(16);
-  check.operator()<VOLUME_MESH_HEXAHEDRON_IJK, MiStreamlineExtractHexahedronIjk>(
-      MbVolumeMeshHexahedronIjk(MbTopologyHexahedronIjk(MbIndex3{16, 16, 16}, hex.connectivity),
-                                hex.points),
-      "hexahedron IJK");
-  check.operator()<VOLUME_MESH_UNSTRUCTURED, MiStreamlineExtractUnstructured>(
-      unstructured(bench::makeHex(16)), "hexahedra");
-  check.operator()<VOLUME_MESH_UNSTRUCTURED, MiStreamlineExtractUnstructured>(
-      unstructured(bench::makeTet(10)), "tetrahedra");
-  check.operator()<VOLUME_MESH_UNSTRUCTURED, MiStreamlineExtractUnstructured>(
-      unstructured(bench::makeMixed(12)), "mixed");
+  check(MbVolumeMeshHexahedronIjk(MbTopologyHexahedronIjk(MbIndex3{16, 16, 16}, hex.connectivity),
+                                  hex.points),
+        "hexahedron IJK");
+  check(unstructured(bench::makeHex(16)), "hexahedra");
+  check(unstructured(bench::makeTet(10)), "tetrahedra");
+  check(unstructured(bench::makeMixed(12)), "mixed");
 }
 
 TEST(Streamline, ConvergesInACurvedFlow)
@@ -142,32 +124,32 @@ TEST(Streamline, ConvergesInACurvedFlow)
       seed[a] = 0.45 + 0.1 * random.uniform();
     exact.push_back(reference(abc, seed, kTime));
   }
-  const auto errorOf = [&]<MeshType K, class Extract>(const auto& mesh) {
+  const auto errorOf = [&](const auto& mesh) {
     double sum = 0;
     for (std::size_t n = 0; n < seeds.size(); ++n)
-      sum += distance((endAfter<K, Extract>(mesh, abc, seeds[n], kTime)), exact[n]);
+      sum += distance(endAfter(mesh, abc, seeds[n], kTime), exact[n]);
     return sum / static_cast<double>(seeds.size());
   };
-  const double coarse = errorOf.operator()<VOLUME_MESH_REGULAR, MiStreamlineExtractIjk>(cube(16));
-  const double fine = errorOf.operator()<VOLUME_MESH_REGULAR, MiStreamlineExtractIjk>(cube(32));
+  const double coarse = errorOf(cube(16));
+  const double fine = errorOf(cube(32));
   EXPECT_LT(coarse, 0.01);
   EXPECT_LT(fine, 0.4 * coarse);
-  EXPECT_LT((errorOf.operator()<VOLUME_MESH_UNSTRUCTURED, MiStreamlineExtractUnstructured>(
-                unstructured(bench::makeMixed(32)))),
-            0.005);
+  EXPECT_LT((errorOf(unstructured(bench::makeMixed(32)))), 0.005);
 }
 
 TEST(Streamline, EndsAtEveryLimit)
 {
   const MbVolumeMeshRegular mesh = cube(10);
   const auto along = [](const MbVec3d& p) { return MbVec3d{1 - p.x, 0, 0}; }; // slower and slower
-  const auto vectors = vectorsOf<VOLUME_MESH_REGULAR>(mesh, along);
+  const auto vectors = zoo::vectorSet(mesh, along);
   const std::vector<MbVec3d> seeds{{0.05, 0.5, 0.5}, {0.45, 0.2, 0.9}, {2, 0.5, 0.5}};
-  const auto fresh = [&] { return MiStreamlineExtractIjk::getNewInstance(mesh, true); };
-
-  auto extract = fresh();
-  extract->setMaxLength(0.3);
-  ASSERT_TRUE(extract->extractStreamlines(seeds, *vectors, nullptr));
+  const auto traced = [&](const auto& limit) {
+    auto extract = MiStreamlineExtractIjk::getNewInstance(mesh, true);
+    limit(*extract);
+    EXPECT_TRUE(extract->extractStreamlines(seeds, *vectors, nullptr));
+    return extract;
+  };
+  auto extract = traced([](auto& lines) { lines.setMaxLength(0.3); });
   ASSERT_EQ(extract->getLines().size(), 3u);
   EXPECT_EQ(extract->getEnd(0), MiStreamlineEnd::Length);
   EXPECT_NEAR(extract->getPoints(0).back().x, 0.35, 1e-9);
@@ -177,35 +159,28 @@ TEST(Streamline, EndsAtEveryLimit)
   EXPECT_EQ(extract->getLines()[0].getTopology().getCellCount(), 1u);
   EXPECT_EQ(extract->getLines()[0].getTopology().getCellSize(0), extract->getPoints(0).size());
 
-  extract = fresh();
-  extract->setMaxLifeTime(0.5);
-  ASSERT_TRUE(extract->extractStreamlines(seeds, *vectors, nullptr));
+  extract = traced([](auto& lines) { lines.setMaxLifeTime(0.5); });
   EXPECT_EQ(extract->getEnd(0), MiStreamlineEnd::LifeTime);
   EXPECT_NEAR(extract->getPoints(0).back().x, 1 - 0.95 * std::exp(-0.5), 1e-7);
 
-  extract = fresh();
-  extract->setMinSpeed(0.5);
-  ASSERT_TRUE(extract->extractStreamlines(seeds, *vectors, nullptr));
+  extract = traced([](auto& lines) { lines.setMinSpeed(0.5); });
   EXPECT_EQ(extract->getEnd(0), MiStreamlineEnd::LowSpeed);
   EXPECT_LT(extract->getSpeeds(0).values.back(), 0.5);
   EXPECT_NEAR(extract->getPoints(0).back().x, 0.5, 0.04);
 
-  extract = fresh();
-  extract->setMaxStepNumber(7);
-  ASSERT_TRUE(extract->extractStreamlines(seeds, *vectors, nullptr));
+  extract = traced([](auto& lines) { lines.setMaxStepNumber(7); });
   EXPECT_EQ(extract->getEnd(0), MiStreamlineEnd::StepNumber);
   EXPECT_EQ(extract->getPoints(0).size(), 8u);
   // Steps are 0.3 cells long; a field that asks for less gets less.
   EXPECT_NEAR(distance(extract->getPoints(0)[0], extract->getPoints(0)[1]), 0.03, 0.001);
-  extract->setIntegrationStepLengthFactor(0.1);
-  ASSERT_TRUE(extract->extractStreamlines(seeds, *vectors, nullptr));
+  extract = traced([](auto& lines) { lines.setIntegrationStepLengthFactor(0.1); });
   EXPECT_NEAR(distance(extract->getPoints(0)[0], extract->getPoints(0)[1]), 0.01, 0.001);
 
   // A field that goes round for ever.
-  const auto round = vectorsOf<VOLUME_MESH_REGULAR>(mesh, [](const MbVec3d& p) {
+  const auto round = zoo::vectorSet(mesh, [](const MbVec3d& p) {
     return MbVec3d{0.5 - p.y, p.x - 0.5, 0};
   });
-  extract = fresh();
+  extract = MiStreamlineExtractIjk::getNewInstance(mesh, true);
   ASSERT_TRUE(extract->extractStreamlines(std::span(seeds).first(1), *round, nullptr));
   EXPECT_EQ(extract->getEnd(0), MiStreamlineEnd::StepNumber);
   EXPECT_EQ(extract->getPoints(0).size(), kMostStreamlineSteps + 1);
@@ -216,53 +191,47 @@ TEST(Streamline, EndsAtTheRimAndInFilteredAndDeadCells)
 {
   const auto along = [](const MbVec3d&) { return MbVec3d{2, 0.5, 0}; };
   const MbVec3d seed{0.1, 0.1, 0.45};
-  const auto endOf = [&]<MeshType K, class Extract>(const auto& mesh, const auto* filter) {
-    const auto vectors = vectorsOf<K>(mesh, along);
-    const auto extract = Extract::getNewInstance(mesh, false);
+  const auto endOf = [&]<class Mesh>(const Mesh& mesh, const auto* filter) {
+    const auto vectors = zoo::vectorSet(mesh, along);
+    const auto extract = ExtractOf<Mesh>::getNewInstance(mesh, false);
     EXPECT_TRUE(extract->extractStreamlines(std::span(&seed, 1), *vectors, filter));
     EXPECT_EQ(extract->getEnd(0), MiStreamlineEnd::LeftMesh);
     return extract->getPoints(0).back();
   };
   const MbVolumeMeshRegular mesh = cube(10);
   const MiCellFilterIjk* all = nullptr;
-  const MbVec3d rim = endOf.operator()<VOLUME_MESH_REGULAR, MiStreamlineExtractIjk>(mesh, all);
+  const MbVec3d rim = endOf(mesh, all);
   EXPECT_NEAR(rim.x, 1, 1e-5);
   EXPECT_NEAR(rim.y, 0.325, 1e-5);
   const MbCellFilter<3, MbFunctionRule<std::size_t, std::size_t, std::size_t>> half(
       [](std::size_t i, std::size_t, std::size_t) { return i < 5; });
   const MiCellFilterIjk* filter = &half;
-  EXPECT_NEAR((endOf.operator()<VOLUME_MESH_REGULAR, MiStreamlineExtractIjk>(mesh, filter)).x, 0.5,
-              1e-5);
+  EXPECT_NEAR((endOf(mesh, filter)).x, 0.5, 1e-5);
   const MbVolumeMeshUnstructured tets = unstructured(bench::makeTet(8));
   const MiCellFilterI* none = nullptr;
-  const MbVec3d bent =
-      endOf.operator()<VOLUME_MESH_UNSTRUCTURED, MiStreamlineExtractUnstructured>(tets, none);
+  const MbVec3d bent = endOf(tets, none);
   EXPECT_GT(bent.x, 0.9);
   std::vector<std::uint8_t> active(1000, 1);
   for (std::size_t cell = 0; cell < 1000; ++cell)
     if (cell % 10 == 7) active[cell] = 0;
   const MbVolumeMeshCurvilinear holed(MbTopologyIjk(MbIndex3{10, 10, 10}, active),
                                       bench::latticePoints(10));
-  const MbVec3d hole =
-      endOf.operator()<VOLUME_MESH_CURVILINEAR, MiStreamlineExtractIjk>(holed, all);
+  const MbVec3d hole = endOf(holed, all);
   EXPECT_NEAR(hole.x, 0.7 + 0.04 * std::sin(2 * bench::kPi * hole.y + 1), 0.02);
 }
 
 TEST(Streamline, CarriesWhatIsNeededToDrawAndToMapDataOnIt)
 {
   const MbVolumeMeshUnstructured mesh = unstructured(bench::makeMixed(8));
-  const auto vectors = vectorsOf<VOLUME_MESH_UNSTRUCTURED>(mesh, rotation);
+  const auto vectors = zoo::vectorSet(mesh, rotation);
   const auto extract = MiStreamlineExtractUnstructured::getNewInstance(mesh, true);
   extract->setMaxLifeTime(2);
   const std::vector<MbVec3d> seeds{{0.7, 0.5, 0.3}, {0.3, 0.5, 0.5}};
   ASSERT_TRUE(extract->extractStreamlines(seeds, *vectors, nullptr));
-  const MxCellView<VOLUME_MESH_UNSTRUCTURED> view(mesh);
-  std::vector<double> x, cells;
-  for (std::size_t n = 0; n < view.nodeCount(); ++n)
-    x.push_back(view.position(n).x);
-  for (std::size_t c = 0; c < view.cellCount(); ++c)
-    cells.push_back(static_cast<double>(c));
-  const MbDataSetI<double> perNode("x", MiDataBinding::PerNode, x);
+  const auto x = zoo::nodeSet(mesh, [](const MbVec3d& p) { return p.x; });
+  const auto& perNode = dynamic_cast<const MbDataSetI<double>&>(*x);
+  std::vector<double> cells(mesh.getTopology().getCellCount());
+  std::iota(cells.begin(), cells.end(), 0.0);
   const MbDataSetI<double> perCell("c", MiDataBinding::PerCell, cells);
   for (std::size_t l = 0; l < 2; ++l) {
     const auto points = extract->getPoints(l);
@@ -286,7 +255,7 @@ TEST(Streamline, CarriesWhatIsNeededToDrawAndToMapDataOnIt)
 TEST(Streamline, IsTheSameForAnyNumberOfThreadsAndExtractedOnce)
 {
   const MbVolumeMeshUnstructured mesh = unstructured(bench::makeTet(10));
-  const auto vectors = vectorsOf<VOLUME_MESH_UNSTRUCTURED>(mesh, abc);
+  const auto vectors = zoo::vectorSet(mesh, abc);
   bench::Generator random{777};
   std::vector<MbVec3d> seeds(40);
   for (MbVec3d& seed : seeds)
@@ -315,21 +284,17 @@ TEST(Streamline, IsTheSameForAnyNumberOfThreadsAndExtractedOnce)
 
 TEST(Streamline, BearsFieldsThatStandStillOrAreNoNumbers)
 {
-  const double nan = std::numeric_limits<double>::quiet_NaN();
   const MbVolumeMeshRegular mesh = cube(4);
   const MbVec3d seed{0.5, 0.5, 0.4};
   const auto endIn = [&](Field field) {
-    const auto vectors = vectorsOf<VOLUME_MESH_REGULAR>(mesh, field);
+    const auto vectors = zoo::vectorSet(mesh, field);
     const auto extract = MiStreamlineExtractIjk::getNewInstance(mesh, true);
     EXPECT_TRUE(extract->extractStreamlines(std::span(&seed, 1), *vectors, nullptr));
     EXPECT_EQ(extract->getLines().size(), 1u);
     return extract->getEnd(0);
   };
   EXPECT_EQ(endIn([](const MbVec3d&) { return MbVec3d{}; }), MiStreamlineEnd::LowSpeed);
-  EXPECT_EQ(endIn([](const MbVec3d&) {
-              return MbVec3d{std::nan(""), 0, 1};
-            }),
-            MiStreamlineEnd::NotFinite);
+  EXPECT_EQ(endIn([](const MbVec3d&) { return MbVec3d{kNaN, 0, 1}; }), MiStreamlineEnd::NotFinite);
   EXPECT_EQ(endIn([](const MbVec3d&) { return MbVec3d{1e-100, 0, 0}; }), MiStreamlineEnd::LeftMesh);
   EXPECT_EQ(endIn([](const MbVec3d&) { return MbVec3d{1e100, 0, 0}; }), MiStreamlineEnd::LeftMesh);
   // Into a sink: it ends, sooner or later.
@@ -344,7 +309,7 @@ TEST(Streamline, BearsFieldsThatStandStillOrAreNoNumbers)
   EXPECT_TRUE(extract->getLines().empty());
   const MbDataSetIjk<MbVec3d> perCell("c", MiDataBinding::PerCell, {4, 4, 4},
                                       std::vector<double>(192, 1.0));
-  const MbVec3d lost{nan, 0, 0};
+  const MbVec3d lost{kNaN, 0, 0};
   ASSERT_TRUE(extract->extractStreamlines(std::vector<MbVec3d>{seed, lost}, perCell, nullptr));
   EXPECT_EQ(extract->getEnd(0), MiStreamlineEnd::LeftMesh);
   EXPECT_NEAR(extract->getPoints(0).back().y, 1, 1e-5);

@@ -6,8 +6,8 @@
 #include <tests/support/MeshZoo.h>
 #include <tests/support/SkinLaws.h>
 
-#include <functional>
 #include <map>
+#include <set>
 
 /// Cuts of test meshes, and laws that every cut obeys.
 namespace laws {
@@ -16,6 +16,7 @@ struct CutOptions
 {
   bool parallel = false;
   const MiCellFilter* filter = nullptr;
+  const MiTessellator* tessellator = nullptr;
   MxCutMemory* memory = nullptr;
   std::shared_ptr<const MxMeshCheck>* check = nullptr;
 };
@@ -28,9 +29,9 @@ std::unique_ptr<MeXSurfaceMeshUnstructured> cutKind(const MiMesh& mesh, const Mx
   auto surface = std::make_unique<MeXSurfaceMeshUnstructured>();
   MxExtractionMonitor monitor(nullptr, "", 0);
   MxCutMemory own;
-  const auto check =
-      cutMesh(zoo::as<Kind>(mesh), dynamic_cast<const Filter*>(options.filter), shape, nullptr,
-              options.parallel, monitor, options.memory ? *options.memory : own, *surface);
+  const auto check = cutMesh(zoo::as<Kind>(mesh), dynamic_cast<const Filter*>(options.filter),
+                             shape, options.tessellator, options.parallel, monitor,
+                             options.memory ? *options.memory : own, *surface);
   if (options.check) *options.check = check;
   return surface;
 }
@@ -45,32 +46,46 @@ inline std::unique_ptr<MeXSurfaceMeshUnstructured> cut(const MiMesh& mesh, const
   return surface;
 }
 
+/// The source cells of all polygons; structured grids have an order of their own.
+inline std::vector<std::uint32_t> sortedCells(const MeXSurfaceMeshUnstructured& surface)
+{
+  const auto& cells = surface.provenance.cells;
+  std::vector<std::uint32_t> sorted(cells.begin(), cells.end());
+  std::sort(sorted.begin(), sorted.end());
+  return sorted;
+}
+
+/// How often the edges between polygons are passed in one direction more than in the other.
+inline std::map<std::pair<int, int>, int> openPasses(const MeXSurfaceMeshUnstructured& surface)
+{
+  std::map<std::pair<int, int>, int> passes;
+  for (const std::vector<int>& cell : cellsOf(surface))
+    for (std::size_t n = 0; n < cell.size(); ++n) {
+      const int a = cell[n], b = cell[(n + 1) % cell.size()];
+      passes[{std::min(a, b), std::max(a, b)}] += a < b ? 1 : -1;
+    }
+  std::erase_if(passes, [](const auto& entry) { return entry.second == 0; });
+  return passes;
+}
+
 /// Polygons have three different corners at least, all vertices are used, the edges between
 /// polygons are passed once in each direction but for at most `openEdges`, and vertices ascend by
 /// their nodes, which are two, the smaller one first, or one with weight zero.
 inline void expectSound(const MeXSurfaceMeshUnstructured& surface, std::size_t openEdges = 0)
 {
-  std::map<std::pair<int, int>, int> passes;
   std::vector<bool> used(surface.geometry.getNodeCount());
-  for (std::size_t f = 0; f < surface.topology.getCellCount(); ++f) {
-    const auto cell = surface.topology.getCell(f);
-    std::vector<int> sorted(cell.begin(), cell.end());
-    std::sort(sorted.begin(), sorted.end());
-    EXPECT_EQ(std::unique(sorted.begin(), sorted.end()), sorted.end()) << "polygon " << f;
-    EXPECT_GE(cell.size(), 3u);
-    for (std::size_t n = 0; n < cell.size(); ++n) {
-      const int a = cell[n], b = cell[(n + 1) % cell.size()];
-      used.at(static_cast<std::size_t>(a)) = true;
-      passes[{std::min(a, b), std::max(a, b)}] += a < b ? 1 : -1;
-    }
+  const std::vector<std::vector<int>> cells = cellsOf(surface);
+  for (std::size_t f = 0; f < cells.size(); ++f) {
+    EXPECT_GE(cells[f].size(), 3u);
+    EXPECT_EQ(std::set<int>(cells[f].begin(), cells[f].end()).size(), cells[f].size())
+        << "polygon " << f;
+    for (const int node : cells[f])
+      used.at(static_cast<std::size_t>(node)) = true;
     if (f > 0 && surface.provenance.sourceCells.y == 1) {
       EXPECT_LE(surface.provenance.cells[f - 1], surface.provenance.cells[f]);
     }
   }
-  std::size_t open = 0;
-  for (const auto& [edge, sum] : passes)
-    open += sum != 0;
-  EXPECT_EQ(open, openEdges) << "edges that are not closed, of " << passes.size();
+  EXPECT_EQ(openPasses(surface).size(), openEdges) << "edges that are not closed";
   EXPECT_EQ(std::count(used.begin(), used.end(), false), 0);
   const MeXProvenance& provenance = surface.provenance;
   ASSERT_EQ(provenance.form, MeXProvenance::NodeForm::Edge);
@@ -85,19 +100,10 @@ inline void expectSound(const MeXSurfaceMeshUnstructured& surface, std::size_t o
 /// The edges at which polygons are open, as the vertices' places.
 inline std::vector<std::pair<MbVec3d, MbVec3d>> openEdges(const MeXSurfaceMeshUnstructured& surface)
 {
-  std::map<std::pair<int, int>, int> passes;
-  for (std::size_t f = 0; f < surface.topology.getCellCount(); ++f) {
-    const auto cell = surface.topology.getCell(f);
-    for (std::size_t n = 0; n < cell.size(); ++n) {
-      const int a = cell[n], b = cell[(n + 1) % cell.size()];
-      passes[{std::min(a, b), std::max(a, b)}] += a < b ? 1 : -1;
-    }
-  }
   std::vector<std::pair<MbVec3d, MbVec3d>> edges;
-  for (const auto& [edge, sum] : passes)
-    if (sum != 0)
-      edges.emplace_back(surface.geometry.getNode(static_cast<std::size_t>(edge.first)),
-                         surface.geometry.getNode(static_cast<std::size_t>(edge.second)));
+  for (const auto& [edge, passes] : openPasses(surface))
+    edges.emplace_back(surface.geometry.getNode(static_cast<std::size_t>(edge.first)),
+                       surface.geometry.getNode(static_cast<std::size_t>(edge.second)));
   return edges;
 }
 

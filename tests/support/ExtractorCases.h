@@ -28,7 +28,7 @@ struct Job
 struct Case
 {
   std::string name;
-  std::function<std::shared_ptr<const MiMesh>()> makeMesh;
+  std::function<std::unique_ptr<MiMesh>()> makeMesh;
   /// An extractor of a mesh that makeMesh has made.
   std::function<Job(const MiMesh& mesh, bool parallel)> make;
   /// Whether variants differ.
@@ -120,10 +120,7 @@ private:
   static decltype(Case::make) makeSkin(bool outlines, Tessellator tessellator)
   {
     return [=](const MiMesh& mesh, bool parallel) {
-      using Extractor =
-          std::conditional_t<K == VOLUME_MESH_UNSTRUCTURED, MiSkinExtractUnstructured,
-                             std::conditional_t<K == VOLUME_MESH_HEXAHEDRON_IJK,
-                                                MiSkinExtractHexahedronIjk, MiSkinExtractIjk>>;
+      using Extractor = extractors::Skin<K>;
       const std::shared_ptr<Extractor> made =
           Extractor::getNewInstance(zoo::as<K>(mesh), parallel, tessellator.get());
       return Job{made, [=](int, std::string* bytes) {

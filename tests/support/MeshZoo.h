@@ -3,8 +3,13 @@
 #include <velmo/extraction/interfaces/MxMeshKind.h>
 #include <velmo/mesh/MbMesh.h>
 
+#include <functional>
+#include <limits>
 #include <memory>
 #include <vector>
+
+inline constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+inline constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 /// Small meshes for tests. All own their arrays.
 namespace zoo {
@@ -42,6 +47,19 @@ std::unique_ptr<MiMesh> cellsOf(const std::vector<MiCellShape>& shapes, Active a
 
 /// Every shape of a dimension, 1 to 3, polyhedra, polygons and polylines included.
 std::vector<MiCellShape> shapesOf(int dimension);
+
+/// Where the nodes of a mesh of any kind lie, in the order of its data sets per node.
+std::vector<MbVec3d> nodePlaces(const MiMesh& mesh);
+/// Values as a set that is numbered as the mesh's kind numbers its nodes or cells.
+std::unique_ptr<MiTypedDataSet<double>> setOf(const MiMesh& mesh, MiDataBinding binding,
+                                              std::vector<double> values);
+/// A set per node with the values of a function of the nodes' places.
+std::unique_ptr<MiTypedDataSet<double>> nodeSet(const MiMesh& mesh,
+                                                const std::function<double(const MbVec3d&)>& field);
+std::unique_ptr<MiTypedDataSet<MbVec3d>>
+vectorSet(const MiMesh& mesh, const std::function<MbVec3d(const MbVec3d&)>& field);
+/// A pattern without order in which one cell of five is dead.
+Active someDead(const MbIndex3& cells);
 
 /// The mesh as the interface of its kind; throws std::bad_cast when it has another.
 template <MeshType Kind>

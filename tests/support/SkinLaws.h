@@ -55,17 +55,48 @@ inline Size sizeOf(const MeXSurfaceMeshUnstructured& surface)
   return size;
 }
 
+/// The cells of an extracted surface or of lines, as lists of its own nodes.
+template <class Mesh>
+std::vector<std::vector<int>> cellsOf(const Mesh& mesh)
+{
+  std::vector<std::vector<int>> cells;
+  for (std::size_t c = 0; c < mesh.topology.getCellCount(); ++c) {
+    const auto cell = mesh.topology.getCell(c);
+    cells.emplace_back(cell.begin(), cell.end());
+  }
+  return cells;
+}
+
 /// Faces as lists of source nodes.
 inline std::vector<std::vector<std::uint32_t>>
 sourceFaces(const MeXSurfaceMeshUnstructured& surface)
 {
   std::vector<std::vector<std::uint32_t>> faces;
-  for (std::size_t f = 0; f < surface.topology.getCellCount(); ++f) {
+  for (const std::vector<int>& cell : cellsOf(surface)) {
     auto& face = faces.emplace_back();
-    for (const int node : surface.topology.getCell(f))
+    for (const int node : cell)
       face.push_back(surface.provenance.nodes[static_cast<std::size_t>(node)]);
   }
   return faces;
+}
+
+inline double lengthOf(const MeXLineMeshUnstructured& lines)
+{
+  double sum = 0;
+  for (const std::vector<int>& line : cellsOf(lines))
+    for (std::size_t n = 1; n < line.size(); ++n)
+      sum += length(lines.geometry.getNode(static_cast<std::size_t>(line[n])) -
+                    lines.geometry.getNode(static_cast<std::size_t>(line[n - 1])));
+  return sum;
+}
+
+/// What an extractor says of cells that it cannot use.
+inline std::string brokenCells(std::size_t count, std::size_t first)
+{
+  return std::to_string(count) + (count == 1 ? " cell" : " cells") +
+         " with missing nodes, counts that do not match or coordinates that are not finite left "
+         "out, first cell " +
+         std::to_string(first) + ".";
 }
 
 template <class T>
