@@ -4,7 +4,6 @@
 #include <velmo/extraction/algorithms/MxNodeNormals.h>
 #include <velmo/extraction/extractors/MiIsosurfExtract.h>
 #include <velmo/extraction/extractors/MiSliceExtract.h>
-#include <velmo/mesh/MbDataSet.h>
 
 namespace {
 
@@ -59,81 +58,54 @@ struct Cylinder
 };
 
 template <class Shape, class Mesh>
-class CutJob final : public Job
+using ExtractorOf = std::conditional_t<std::is_same_v<Mesh, MbVolumeMeshUnstructured>,
+                                       typename Shape::Unstructured, typename Shape::Ijk>;
+
+template <class Shape, class Mesh>
+class CutJob final : public OurJob<Mesh, ExtractorOf<Shape, Mesh>>
 {
-  static constexpr bool kIsFlat = std::is_same_v<Mesh, MbVolumeMeshUnstructured>;
-  using Extractor = std::conditional_t<kIsFlat, typename Shape::Unstructured, typename Shape::Ijk>;
-  using Set = std::conditional_t<kIsFlat, MbScalardSetI, MbScalardSetIjk>;
+  using Base = OurJob<Mesh, ExtractorOf<Shape, Mesh>>;
+  using Base::m_arrays, Base::m_task, Base::m_extractor;
+  using Set = std::conditional_t<std::is_same_v<Mesh, MbVolumeMeshUnstructured>, MiScalardSetI,
+                                 MiScalardSetIjk>;
 
 public:
-  using MakeMesh = std::unique_ptr<Mesh> (*)(const MeshArrays&);
-  CutJob(const MeshArrays& arrays, const Task& task, int threads, MakeMesh makeMesh)
-      : m_arrays(arrays), m_task(task), m_parallel(threads > 1), m_makeMesh(makeMesh)
-  {}
+  using Base::Base;
 
   void run() override
   {
-    m_mesh = m_makeMesh(m_arrays);
-    m_field = makeSet(m_task.busy ? m_arrays.busy : m_arrays.smooth);
-    m_colour = makeSet(m_arrays.colour);
-    m_extractor = Extractor::getNewInstance(*m_mesh, m_parallel);
-    m_extractor->setCallback(&m_observer);
+    this->makeMesh();
+    m_field = makeOurField<double>(m_arrays, m_task.busy ? m_arrays.busy : m_arrays.smooth);
+    m_colour = makeOurField<double>(m_arrays, m_arrays.colour);
+    this->makeExtractor();
     step(0);
   }
   void step(int step) override
   {
-    m_surface = &Shape::extract(*m_extractor, *m_field, m_task, step);
-    if (m_task.normals) nodeNormals(*m_surface, m_parallel, m_normals);
-    if (m_task.colour) m_mapped = m_extractor->extractScalarSet(*m_colour);
+    m_surface = &Shape::extract(*m_extractor, asSet(*m_field), m_task, step);
+    if (m_task.normals) nodeNormals(*m_surface, this->m_parallel, m_normals);
+    if (m_task.colour) m_mapped = m_extractor->extractScalarSet(asSet(*m_colour));
   }
   CheckValues check() const override { return checkOurSurface(*m_surface, m_mapped); }
-  double meshCheckSeconds() const override { return m_observer.meshCheckSeconds(); }
-  std::size_t extractionCount() const override { return m_observer.extractionCount(); }
 
 private:
-  std::unique_ptr<Set> makeSet(const double* values) const
+  static const Set& asSet(const MiTypedDataSet<double>& set)
   {
-    const std::span numbers(values, m_arrays.nodeCount);
-    if constexpr (kIsFlat) {
-      return std::make_unique<Set>("", MiDataBinding::PerNode, numbers);
-    } else {
-      const auto& nodes = m_arrays.axisNodes;
-      return std::make_unique<Set>("", MiDataBinding::PerNode,
-                                   MbIndex3{nodes[0], nodes[1], nodes[2]}, numbers);
-    }
+    return dynamic_cast<const Set&>(set);
   }
 
-  MeshArrays m_arrays;
-  Task m_task;
-  bool m_parallel;
-  MakeMesh m_makeMesh;
-  RunObserver m_observer;
-  std::unique_ptr<Mesh> m_mesh;
-  std::unique_ptr<Set> m_field, m_colour;
-  std::unique_ptr<Extractor> m_extractor;
+  std::unique_ptr<MiTypedDataSet<double>> m_field, m_colour;
   const MeXSurfaceMeshUnstructured* m_surface = nullptr;
   const MeXDataSetI<double>* m_mapped = nullptr;
   MxArray<MbVec3f> m_normals;
 };
 
 template <class Shape>
-std::unique_ptr<Job> makeCut(const MeshArrays& mesh, const Task& task, int threads)
+struct CutOf
 {
-  switch (mesh.kind) {
-  case MeshKind::Curvilinear:
-    return std::make_unique<CutJob<Shape, MbVolumeMeshCurvilinear>>(mesh, task, threads,
-                                                                    makeOurCurvilinear);
-  case MeshKind::Rectilinear:
-    return std::make_unique<CutJob<Shape, MbVolumeMeshRectilinear>>(mesh, task, threads,
-                                                                    makeOurRectilinear);
-  case MeshKind::Regular:
-    return std::make_unique<CutJob<Shape, MbVolumeMeshRegular>>(mesh, task, threads,
-                                                                makeOurRegular);
-  default:
-    return std::make_unique<CutJob<Shape, MbVolumeMeshUnstructured>>(mesh, task, threads,
-                                                                     makeOurUnstructured);
-  }
-}
+  template <class Mesh>
+  using On = CutJob<Shape, Mesh>;
+};
 
 } // namespace
 
@@ -141,12 +113,12 @@ std::unique_ptr<Job> makeOurCut(const MeshArrays& mesh, const Task& task, int th
 {
   switch (task.cut) {
   case Cut::Plane:
-    return makeCut<Plane>(mesh, task, threads);
+    return makeOurJob<CutOf<Plane>::On>(mesh, task, threads);
   case Cut::Sphere:
-    return makeCut<Sphere>(mesh, task, threads);
+    return makeOurJob<CutOf<Sphere>::On>(mesh, task, threads);
   case Cut::Cylinder:
-    return makeCut<Cylinder>(mesh, task, threads);
+    return makeOurJob<CutOf<Cylinder>::On>(mesh, task, threads);
   default:
-    return makeCut<Isosurface>(mesh, task, threads);
+    return makeOurJob<CutOf<Isosurface>::On>(mesh, task, threads);
   }
 }

@@ -4,7 +4,6 @@
 
 #include <velmo/extraction/extractors/MiPointProbe.h>
 #include <velmo/extraction/extractors/MiStreamlineExtract.h>
-#include <velmo/mesh/MbDataSet.h>
 
 #include <cmath>
 
@@ -18,28 +17,17 @@ std::vector<MbVec3d> vectorsOf(const std::vector<bench::Point>& points)
   return all;
 }
 
-/// A field of the mesh's nodes, as its kind numbers them.
-template <class T>
-std::unique_ptr<MiTypedDataSet<T>> fieldOf(const MeshArrays& mesh, const double* values)
-{
-  constexpr std::size_t kSize = std::is_same_v<T, MbVec3d> ? 3 : 1;
-  const std::span<const double> all(values, kSize * mesh.nodeCount);
-  if (!mesh.isStructured())
-    return std::make_unique<MbDataSetI<T>>("field", MiDataBinding::PerNode, all);
-  const MbIndex3 nodes{mesh.axisNodes[0], mesh.axisNodes[1], mesh.axisNodes[2]};
-  return std::make_unique<MbDataSetIjk<T>>("field", MiDataBinding::PerNode, nodes, all);
-}
-
 /// Random points by getValues, which may use several threads; points along a line one after the
 /// other.
-template <class Mesh, class Probe>
+template <class Mesh>
 class ProbeJob final : public Job
 {
+  using Probe = std::conditional_t<std::is_same_v<Mesh, MbVolumeMeshUnstructured>,
+                                   MiPointProbeUnstructured, MiPointProbeIjk>;
+
 public:
-  using MakeMesh = std::unique_ptr<Mesh> (*)(const MeshArrays&);
-  ProbeJob(const MeshArrays& arrays, const Task& task, int threads, MakeMesh makeMesh)
+  ProbeJob(const MeshArrays& arrays, const Task& task, int threads)
       : m_arrays(arrays), m_isWalk(task.flow == Flow::Walk), m_parallel(threads > 1),
-        m_makeMesh(makeMesh),
         m_points(vectorsOf(m_isWalk ? bench::helixPoints(probeCount(arrays))
                                     : bench::randomProbePoints(probeCount(arrays)))),
         m_values(m_points.size())
@@ -47,8 +35,8 @@ public:
 
   void run() override
   {
-    m_mesh = m_makeMesh(m_arrays);
-    m_field = fieldOf<double>(m_arrays, m_arrays.smooth);
+    m_mesh = makeOurMesh<Mesh>(m_arrays);
+    m_field = makeOurField<double>(m_arrays, m_arrays.smooth);
     m_probe = Probe::getNewInstance(*m_mesh, m_parallel);
     step(0);
   }
@@ -75,7 +63,6 @@ public:
 private:
   MeshArrays m_arrays;
   bool m_isWalk, m_parallel;
-  MakeMesh m_makeMesh;
   std::vector<MbVec3d> m_points;
   std::vector<double> m_values;
   std::unique_ptr<Mesh> m_mesh;
@@ -84,33 +71,36 @@ private:
   std::size_t m_runs = 0;
 };
 
-template <class Mesh, class Extractor>
-class StreamJob final : public Job
+template <class Mesh>
+using StreamExtractorOf =
+    std::conditional_t<std::is_same_v<Mesh, MbVolumeMeshUnstructured>,
+                       MiStreamlineExtractUnstructured, MiStreamlineExtractIjk>;
+
+template <class Mesh>
+class StreamJob final : public OurJob<Mesh, StreamExtractorOf<Mesh>>
 {
+  using Base = OurJob<Mesh, StreamExtractorOf<Mesh>>;
+  using Base::m_arrays, Base::m_extractor;
+
 public:
-  using MakeMesh = std::unique_ptr<Mesh> (*)(const MeshArrays&);
-  StreamJob(const MeshArrays& arrays, const Task&, int threads, MakeMesh makeMesh)
-      : m_arrays(arrays), m_parallel(threads > 1), m_makeMesh(makeMesh),
-        m_seeds(vectorsOf(bench::streamSeeds(seedCount(arrays))))
+  StreamJob(const MeshArrays& arrays, const Task& task, int threads)
+      : Base(arrays, task, threads), m_seeds(vectorsOf(bench::streamSeeds(seedCount(arrays))))
   {}
 
   void run() override
   {
-    m_mesh = m_makeMesh(m_arrays);
-    m_vectors = fieldOf<MbVec3d>(m_arrays, m_arrays.vec);
-    m_colour = fieldOf<double>(m_arrays, m_arrays.colour);
+    this->makeMesh();
+    m_vectors = makeOurField<MbVec3d>(m_arrays, m_arrays.vec);
+    m_colour = makeOurField<double>(m_arrays, m_arrays.colour);
     step(0);
   }
   void step(int) override
   {
-    // A new extractor remembers nothing; the tree stays with the mesh.
-    auto fresh = Extractor::getNewInstance(*m_mesh, m_parallel);
-    fresh->setCallback(&m_observer);
-    fresh->setMaxLength(1);
-    fresh->extractStreamlines(m_seeds, *m_vectors, nullptr);
+    this->makeExtractor(); // the tree stays with the mesh
+    m_extractor->setMaxLength(1);
+    m_extractor->extractStreamlines(m_seeds, *m_vectors, nullptr);
     for (std::size_t l = 0; l < m_seeds.size(); ++l)
-      fresh->extractScalarSet(l, *m_colour);
-    m_extractor = std::move(fresh);
+      m_extractor->extractScalarSet(l, *m_colour);
   }
   CheckValues check() const override
   {
@@ -127,46 +117,17 @@ public:
     }
     return values;
   }
-  double meshCheckSeconds() const override { return m_observer.meshCheckSeconds(); }
-  std::size_t extractionCount() const override { return m_observer.extractionCount(); }
 
 private:
-  MeshArrays m_arrays;
-  bool m_parallel;
-  MakeMesh m_makeMesh;
-  RunObserver m_observer;
   std::vector<MbVec3d> m_seeds;
-  std::unique_ptr<Mesh> m_mesh;
   std::unique_ptr<MiTypedDataSet<MbVec3d>> m_vectors;
   std::unique_ptr<MiTypedDataSet<double>> m_colour;
-  std::unique_ptr<Extractor> m_extractor;
 };
-
-template <template <class, class> class JobOf, class Unstructured, class Ijk>
-std::unique_ptr<Job> makeJob(const MeshArrays& mesh, const Task& task, int threads)
-{
-  switch (mesh.kind) {
-  case MeshKind::Unstructured:
-    return std::make_unique<JobOf<MbVolumeMeshUnstructured, Unstructured>>(mesh, task, threads,
-                                                                           makeOurUnstructured);
-  case MeshKind::Curvilinear:
-    return std::make_unique<JobOf<MbVolumeMeshCurvilinear, Ijk>>(mesh, task, threads,
-                                                                 makeOurCurvilinear);
-  case MeshKind::Rectilinear:
-    return std::make_unique<JobOf<MbVolumeMeshRectilinear, Ijk>>(mesh, task, threads,
-                                                                 makeOurRectilinear);
-  case MeshKind::Regular:
-    break;
-  }
-  return std::make_unique<JobOf<MbVolumeMeshRegular, Ijk>>(mesh, task, threads, makeOurRegular);
-}
 
 } // namespace
 
 std::unique_ptr<Job> makeOurFlow(const MeshArrays& mesh, const Task& task, int threads)
 {
-  if (task.flow == Flow::Stream)
-    return makeJob<StreamJob, MiStreamlineExtractUnstructured, MiStreamlineExtractIjk>(mesh, task,
-                                                                                       threads);
-  return makeJob<ProbeJob, MiPointProbeUnstructured, MiPointProbeIjk>(mesh, task, threads);
+  if (task.flow == Flow::Stream) return makeOurJob<StreamJob>(mesh, task, threads);
+  return makeOurJob<ProbeJob>(mesh, task, threads);
 }

@@ -2,37 +2,24 @@
 #include "Ours.h"
 
 #include <velmo/extraction/extractors/MiIsolineExtract.h>
-#include <velmo/mesh/MbDataSet.h>
 
 namespace {
 
-template <class Mesh>
-class IsolineJob final : public Job
+template <class Mesh, class Extractor>
+class IsolineJob final : public OurJob<Mesh, Extractor>
 {
-  static constexpr bool kIsFlat = std::is_same_v<Mesh, MbSurfaceMeshUnstructured>;
-  using Extractor = std::conditional_t<kIsFlat, MiIsolineExtractUnstructured, MiIsolineExtractIj>;
+  using Base = OurJob<Mesh, Extractor>;
+  using Base::m_arrays, Base::m_task, Base::m_extractor;
 
 public:
-  IsolineJob(const MeshArrays& arrays, const Task& task, int threads)
-      : m_arrays(arrays), m_task(task), m_parallel(threads > 1)
-  {}
+  using Base::Base;
 
   void run() override
   {
-    const std::span points(m_arrays.points, 3 * m_arrays.nodeCount);
-    if constexpr (kIsFlat)
-      m_mesh = std::make_unique<Mesh>(
-          MbTopologyI(std::span(m_arrays.shapes, m_arrays.cellCount),
-                      std::span(m_arrays.offsets, m_arrays.cellCount + 1),
-                      std::span(m_arrays.connectivity, m_arrays.connectivityCount)),
-          points);
-    else
-      m_mesh = std::make_unique<Mesh>(
-          MbTopologyIj(m_arrays.axisNodes[0] - 1, m_arrays.axisNodes[1] - 1), points);
+    this->makeMesh();
     m_field = std::make_unique<MbScalardSetI>("", MiDataBinding::PerNode,
                                               std::span(m_arrays.smooth, m_arrays.nodeCount));
-    m_extractor = Extractor::getNewInstance(*m_mesh, m_parallel);
-    m_extractor->setCallback(&m_observer);
+    this->makeExtractor();
     step(0);
   }
   void step(int step) override
@@ -60,17 +47,9 @@ public:
     }
     return values;
   }
-  double meshCheckSeconds() const override { return m_observer.meshCheckSeconds(); }
-  std::size_t extractionCount() const override { return m_observer.extractionCount(); }
 
 private:
-  MeshArrays m_arrays;
-  Task m_task;
-  bool m_parallel;
-  RunObserver m_observer;
-  std::unique_ptr<Mesh> m_mesh;
   std::unique_ptr<MbScalardSetI> m_field;
-  std::unique_ptr<Extractor> m_extractor;
 };
 
 } // namespace
@@ -78,6 +57,8 @@ private:
 std::unique_ptr<Job> makeOurIsolines(const MeshArrays& mesh, const Task& task, int threads)
 {
   if (mesh.isStructured())
-    return std::make_unique<IsolineJob<MbSurfaceMeshCurvilinear>>(mesh, task, threads);
-  return std::make_unique<IsolineJob<MbSurfaceMeshUnstructured>>(mesh, task, threads);
+    return std::make_unique<IsolineJob<MbSurfaceMeshCurvilinear, MiIsolineExtractIj>>(mesh, task,
+                                                                                      threads);
+  return std::make_unique<IsolineJob<MbSurfaceMeshUnstructured, MiIsolineExtractUnstructured>>(
+      mesh, task, threads);
 }

@@ -19,14 +19,14 @@
 namespace {
 
 /// A filter, or the last of two, that is run again after it was told something else.
-class CutJob : public Job
+class CutJob : public PeerJob
 {
 public:
-  CutJob(const MeshArrays& mesh, const Task& task) : m_task(task), m_mesh(mesh) {}
+  using PeerJob::PeerJob;
 
   void run() override
   {
-    first().SetInputDataObject(makePeerMesh(m_mesh, m_task));
+    first().SetInputDataObject(makeMesh());
     step(0);
   }
   void step(int step) override
@@ -43,11 +43,6 @@ protected:
   virtual vtkAlgorithm& first() = 0;
   virtual vtkAlgorithm& last() { return first(); }
   virtual void move(int step) = 0;
-
-  Task m_task;
-
-private:
-  MeshArrays m_mesh;
 };
 
 // The filters do not share the bases that would let these be virtual calls.
@@ -221,16 +216,10 @@ private:
   vtkNew<Filter> m_filter;
 };
 
-template <class Made>
-std::unique_ptr<Job> make(const MeshArrays& mesh, const Task& task, int)
-{
-  return std::make_unique<Made>(mesh, task);
-}
-
 template <class Filter>
-constexpr JobMaker kIsosurface = make<IsosurfaceJob<Filter>>;
+constexpr JobMaker kIsosurface = makePeerJob<IsosurfaceJob<Filter>>;
 template <class Filter>
-constexpr JobMaker kPlane = make<PlaneJob<Filter>>;
+constexpr JobMaker kPlane = makePeerJob<PlaneJob<Filter>>;
 
 } // namespace
 
@@ -247,7 +236,7 @@ std::vector<PeerFilter> peerIsosurfaceFilters(MeshKind kind)
              true}};
   default:
     return {{"vtkContour3DLinearGrid merged", kIsosurface<vtkContour3DLinearGrid>, true, true},
-            {"vtkContour3DLinearGrid", make<UnmergedIsosurfaceJob>, false, false}};
+            {"vtkContour3DLinearGrid", makePeerJob<UnmergedIsosurfaceJob>, false, false}};
   }
 }
 
@@ -264,7 +253,7 @@ std::vector<PeerFilter> peerPlaneFilters(MeshKind kind)
   default:
     return {
         {"vtk3DLinearGridPlaneCutter merged", kPlane<vtk3DLinearGridPlaneCutter>, true, true},
-        {"vtk3DLinearGridPlaneCutter", make<UnmergedPlaneJob>, false, false},
+        {"vtk3DLinearGridPlaneCutter", makePeerJob<UnmergedPlaneJob>, false, false},
         {"vtkPlaneCutter", kPlane<vtkPlaneCutter>, false, false},
     };
   }
@@ -275,25 +264,26 @@ std::vector<PeerFilter> peerQuadricFilters(MeshKind kind)
   switch (kind) {
   case MeshKind::Regular:
     return {{"vtkSampleImplicitFunctionFilter + vtkFlyingEdges3D",
-             make<SampledQuadricJob<vtkFlyingEdges3D>>, true, true}};
+             makePeerJob<SampledQuadricJob<vtkFlyingEdges3D>>, true, true}};
   case MeshKind::Rectilinear:
   case MeshKind::Curvilinear:
-    return {{"vtkCutter triangles", make<QuadricCutterJob>, true, true}};
+    return {{"vtkCutter triangles", makePeerJob<QuadricCutterJob>, true, true}};
   default:
     return {{"vtkSampleImplicitFunctionFilter + vtkContour3DLinearGrid",
-             make<SampledQuadricJob<vtkContour3DLinearGrid>>, true, true}};
+             makePeerJob<SampledQuadricJob<vtkContour3DLinearGrid>>, true, true}};
   }
 }
 
 std::vector<PeerFilter> peerIsosurfaceDragFilters()
 {
   return {{"vtkContour3DLinearGrid", kIsosurface<vtkContour3DLinearGrid>, true, true},
-          {"vtkContour3DLinearGrid + vtkSpanSpace", make<TreeIsosurfaceJob>, true, true}};
+          {"vtkContour3DLinearGrid + vtkSpanSpace", makePeerJob<TreeIsosurfaceJob>, true, true}};
 }
 
 std::vector<PeerFilter> peerPlaneDragFilters(MeshKind kind)
 {
   std::vector<PeerFilter> filters = peerPlaneFilters(kind);
-  filters.push_back({"vtkPlaneCutter tree", make<TreePlaneJob>, kind == MeshKind::Regular, false});
+  filters.push_back(
+      {"vtkPlaneCutter tree", makePeerJob<TreePlaneJob>, kind == MeshKind::Regular, false});
   return filters;
 }

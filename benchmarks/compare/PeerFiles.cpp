@@ -19,7 +19,7 @@ template <class Reader>
 class ReadJob final : public Job
 {
 public:
-  ReadJob(const MeshArrays& mesh, FileFormat format) : m_path(caseFile(mesh, format)) {}
+  ReadJob(const MeshArrays& mesh, const Task& task) : m_path(caseFile(mesh, task.file)) {}
 
   void run() override
   {
@@ -53,10 +53,7 @@ private:
 };
 
 template <class Reader>
-std::unique_ptr<Job> makeRead(const MeshArrays& mesh, const Task& task, int)
-{
-  return std::make_unique<ReadJob<Reader>>(mesh, task.file);
-}
+constexpr JobMaker kRead = makePeerJob<ReadJob<Reader>>;
 
 } // namespace
 
@@ -65,10 +62,10 @@ std::vector<PeerFilter> peerReaders(FileFormat format)
   switch (format) {
   case FileFormat::VtuRaw:
   case FileFormat::VtuZlib:
-    return {{"vtkXMLUnstructuredGridReader", makeRead<vtkXMLUnstructuredGridReader>, true, true}};
+    return {{"vtkXMLUnstructuredGridReader", kRead<vtkXMLUnstructuredGridReader>, true, true}};
   case FileFormat::VtkBinary:
   case FileFormat::VtkAscii:
-    return {{"vtkUnstructuredGridReader", makeRead<vtkUnstructuredGridReader>, true, true}};
+    return {{"vtkUnstructuredGridReader", kRead<vtkUnstructuredGridReader>, true, true}};
   case FileFormat::None:
     break;
   }

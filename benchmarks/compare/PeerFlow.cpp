@@ -30,11 +30,11 @@ struct Place
   vtkIdType hint = -1;
 };
 
-class ProbeJob : public Job
+class ProbeJob : public PeerJob
 {
 public:
   ProbeJob(const MeshArrays& mesh, const Task& task)
-      : m_arrays(mesh), m_task(task), m_isWalk(task.flow == Flow::Walk),
+      : PeerJob(mesh, task), m_isWalk(task.flow == Flow::Walk),
         m_points(m_isWalk ? bench::helixPoints(probeCount(mesh))
                           : bench::randomProbePoints(probeCount(mesh))),
         m_values(m_points.size())
@@ -42,7 +42,7 @@ public:
 
   void run() override
   {
-    m_mesh = makePeerMesh(m_arrays, m_task);
+    m_mesh = makeMesh();
     build();
     step(0);
   }
@@ -53,15 +53,13 @@ public:
       probe(place, 0, static_cast<vtkIdType>(m_points.size()));
       return;
     }
-    vtkSMPThreadLocal<Place*> places(nullptr);
+    vtkSMPThreadLocal<std::shared_ptr<Place>> places; // it wants values that can be copied
     vtkSMPTools::For(0, static_cast<vtkIdType>(m_points.size()), 500,
                      [&](vtkIdType first, vtkIdType last) {
-                       Place*& place = places.Local();
-                       if (!place) place = new Place;
+                       std::shared_ptr<Place>& place = places.Local();
+                       if (!place) place = std::make_shared<Place>();
                        probe(*place, first, last);
                      });
-    for (Place* place : places)
-      delete place;
   }
   CheckValues check() const override
   {
@@ -74,8 +72,6 @@ protected:
   virtual void build() = 0;
   virtual vtkIdType findCell(double (&p)[3], Place& place) = 0;
 
-  MeshArrays m_arrays;
-  Task m_task;
   bool m_isWalk;
   std::vector<bench::Point> m_points;
   std::vector<double> m_values;
@@ -141,11 +137,11 @@ protected:
   }
 };
 
-class StreamJob final : public Job
+class StreamJob final : public PeerJob
 {
 public:
   StreamJob(const MeshArrays& mesh, const Task& task, bool isAdaptive, bool usesStaticLocator)
-      : m_arrays(mesh), m_task(task)
+      : PeerJob(mesh, task)
   {
     const double cellSize = cellSizeOf(mesh);
     for (const bench::Point& p : bench::streamSeeds(seedCount(mesh)))
@@ -177,7 +173,7 @@ public:
 
   void run() override
   {
-    m_mesh = makePeerMesh(m_arrays, m_task);
+    m_mesh = makeMesh();
     m_tracer->SetInputData(m_mesh);
     m_tracer->Update();
   }
@@ -212,40 +208,29 @@ public:
   }
 
 private:
-  MeshArrays m_arrays;
-  Task m_task;
   vtkNew<vtkPoints> m_seeds;
   vtkNew<vtkStreamTracer> m_tracer;
   vtkSmartPointer<vtkDataSet> m_mesh;
 };
 
-template <class Made>
-std::unique_ptr<Job> make(const MeshArrays& mesh, const Task& task, int)
-{
-  return std::make_unique<Made>(mesh, task);
-}
-
 template <bool IsAdaptive, bool UsesStaticLocator>
-std::unique_ptr<Job> makeStream(const MeshArrays& mesh, const Task& task, int)
-{
-  return std::make_unique<StreamJob>(mesh, task, IsAdaptive, UsesStaticLocator);
-}
+constexpr JobMaker kStream = makePeerJob<StreamJob, IsAdaptive, UsesStaticLocator>;
 
 } // namespace
 
 std::vector<PeerFilter> peerProbeFilters(MeshKind kind)
 {
   if (kind == MeshKind::Regular)
-    return {{"vtkDataSet::FindCell with hint", make<OwnSearchJob>, true, false}};
-  return {{"vtkStaticCellLocator", make<LocatorJob<vtkStaticCellLocator>>, true, false},
-          {"vtkCellTreeLocator", make<LocatorJob<vtkCellTreeLocator>>, true, false}};
+    return {{"vtkDataSet::FindCell with hint", makePeerJob<OwnSearchJob>, true, false}};
+  return {{"vtkStaticCellLocator", makePeerJob<LocatorJob<vtkStaticCellLocator>>, true, false},
+          {"vtkCellTreeLocator", makePeerJob<LocatorJob<vtkCellTreeLocator>>, true, false}};
 }
 
 std::vector<PeerFilter> peerStreamFilters(bool isAdaptive)
 {
   if (isAdaptive)
-    return {{"vtkStreamTracer default locator", makeStream<true, false>, true, false},
-            {"vtkStreamTracer cell locator", makeStream<true, true>, true, false}};
-  return {{"vtkStreamTracer default locator", makeStream<false, false>, true, false},
-          {"vtkStreamTracer cell locator", makeStream<false, true>, true, false}};
+    return {{"vtkStreamTracer default locator", kStream<true, false>, true, false},
+            {"vtkStreamTracer cell locator", kStream<true, true>, true, false}};
+  return {{"vtkStreamTracer default locator", kStream<false, false>, true, false},
+          {"vtkStreamTracer cell locator", kStream<false, true>, true, false}};
 }

@@ -8,10 +8,10 @@
 namespace {
 
 template <bool Tree>
-class IsolineJob final : public Job
+class IsolineJob final : public PeerJob
 {
 public:
-  IsolineJob(const MeshArrays& mesh, const Task& task) : m_mesh(mesh), m_task(task)
+  IsolineJob(const MeshArrays& mesh, const Task& task) : PeerJob(mesh, task)
   {
     m_filter->SetComputeNormals(false);
     m_filter->SetComputeScalars(false);
@@ -22,7 +22,7 @@ public:
 
   void run() override
   {
-    m_filter->SetInputDataObject(makePeerMesh(m_mesh, m_task));
+    m_filter->SetInputDataObject(makeMesh());
     step(0);
   }
   void step(int step) override
@@ -37,22 +37,14 @@ public:
   }
 
 private:
-  MeshArrays m_mesh;
-  Task m_task;
   vtkNew<vtkSpanSpace> m_tree;
   vtkNew<vtkContourFilter> m_filter;
 };
-
-template <bool Tree>
-std::unique_ptr<Job> makeJob(const MeshArrays& mesh, const Task& task, int)
-{
-  return std::make_unique<IsolineJob<Tree>>(mesh, task);
-}
 
 } // namespace
 
 std::vector<PeerFilter> peerIsolineFilters()
 {
-  return {{"vtkContourFilter", makeJob<false>, true, true},
-          {"vtkContourFilter tree", makeJob<true>, true, true}};
+  return {{"vtkContourFilter", makePeerJob<IsolineJob<false>>, true, true},
+          {"vtkContourFilter tree", makePeerJob<IsolineJob<true>>, true, true}};
 }

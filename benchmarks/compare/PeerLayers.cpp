@@ -21,37 +21,35 @@ void setExtent(const MeshArrays& mesh, const Task& task, int (&extent)[6])
 }
 
 template <class Filter>
-class LayerJob final : public Job
+class LayerJob final : public PeerJob
 {
 public:
-  LayerJob(const MeshArrays& mesh, const Task& task) : m_mesh(mesh), m_task(task) {}
+  using PeerJob::PeerJob;
 
   void run() override
   {
     int extent[6];
-    setExtent(m_mesh, m_task, extent);
-    m_filter->SetInputDataObject(makePeerMesh(m_mesh, m_task));
+    setExtent(m_arrays, m_task, extent);
+    m_filter->SetInputDataObject(makeMesh());
     m_filter->SetExtent(extent);
     m_filter->Update();
   }
   CheckValues check() const override { return checkPeerSurface(m_filter->GetOutputDataObject(0)); }
 
 private:
-  MeshArrays m_mesh;
-  Task m_task;
   vtkNew<Filter> m_filter;
 };
 
-class SlabJob final : public Job
+class SlabJob final : public PeerJob
 {
 public:
-  SlabJob(const MeshArrays& mesh, const Task& task) : m_mesh(mesh), m_task(task) {}
+  using PeerJob::PeerJob;
 
   void run() override
   {
     int extent[6];
-    setExtent(m_mesh, m_task, extent);
-    m_part->SetInputDataObject(makePeerMesh(m_mesh, m_task));
+    setExtent(m_arrays, m_task, extent);
+    m_part->SetInputDataObject(makeMesh());
     m_part->SetVOI(extent);
     m_skin->SetInputConnection(m_part->GetOutputPort());
     m_skin->SetDelegation(false);
@@ -60,30 +58,23 @@ public:
   CheckValues check() const override { return checkPeerSurface(m_skin->GetOutputDataObject(0)); }
 
 private:
-  MeshArrays m_mesh;
-  Task m_task;
   vtkNew<vtkExtractGrid> m_part;
   vtkNew<vtkDataSetSurfaceFilter> m_skin;
 };
-
-template <class Made>
-std::unique_ptr<Job> make(const MeshArrays& mesh, const Task& task, int)
-{
-  return std::make_unique<Made>(mesh, task);
-}
 
 } // namespace
 
 std::vector<PeerFilter> peerLayerFilters(MeshKind kind)
 {
   if (kind == MeshKind::Regular)
-    return {{"vtkImageDataGeometryFilter", make<LayerJob<vtkImageDataGeometryFilter>>, true, true}};
-  return {{"vtkStructuredGridGeometryFilter", make<LayerJob<vtkStructuredGridGeometryFilter>>, true,
-           true}};
+    return {{"vtkImageDataGeometryFilter", makePeerJob<LayerJob<vtkImageDataGeometryFilter>>, true,
+             true}};
+  return {{"vtkStructuredGridGeometryFilter",
+           makePeerJob<LayerJob<vtkStructuredGridGeometryFilter>>, true, true}};
 }
 
 std::vector<PeerFilter> peerSlabFilters()
 {
   // The surface filter gives each side of a structured grid points of its own.
-  return {{"vtkExtractGrid + vtkDataSetSurfaceFilter", make<SlabJob>, true, false}};
+  return {{"vtkExtractGrid + vtkDataSetSurfaceFilter", makePeerJob<SlabJob>, true, false}};
 }
