@@ -3,6 +3,7 @@
 
 #include <tests/support/CutExtractors.h>
 #include <tests/support/CutMesh.h>
+#include <tests/support/ExtractionCounter.h>
 
 #include <gmock/gmock.h>
 
@@ -12,19 +13,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
-
-class Recorder : public MiExtractorCallback
-{
-public:
-  void beginExtract(const std::string& name, std::size_t) override { names.push_back(name); }
-  void endExtract() override {}
-  void beginPhase(const std::string&, std::size_t) override {}
-  void endPhase() override {}
-  bool endStep(std::size_t) override { return true; }
-  double getEndStepCallPeriod() const override { return 0; }
-
-  std::vector<std::string> names;
-};
 
 double height(const MbVec3d& p)
 {
@@ -76,7 +64,7 @@ TEST(CutExtractor, NothingIsExtractedTwice)
   auto& set = dynamic_cast<MbScalardSetI&>(*heights);
   MbFunctionFilterI filter([](std::size_t cell) { return cell < 300; });
   CutExtractors cuts(*mesh);
-  Recorder recorder;
+  ExtractionCounter recorder;
   for (const auto& extractor : {cuts.isosurfaces, cuts.planes, cuts.spheres, cuts.cylinders}) {
     extractor->setCallback(&recorder);
     EXPECT_EQ(extractor->getSurface(), nullptr);

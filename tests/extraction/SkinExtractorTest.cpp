@@ -1,6 +1,7 @@
 #include <velmo/extraction/extractors/MiSkinExtract.h>
 #include <velmo/extraction/interfaces/MxCellShapes.h>
 
+#include <tests/support/ExtractionCounter.h>
 #include <tests/support/MeshZoo.h>
 #include <tests/support/SkinLaws.h>
 #include <tests/support/UniformTessellator.h>
@@ -15,29 +16,11 @@
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-namespace {
-
-class Recorder : public MiExtractorCallback
-{
-public:
-  void beginExtract(const std::string& name, std::size_t) override { names.push_back(name); }
-  void endExtract() override { ++ended; }
-  void beginPhase(const std::string& name, std::size_t) override { phases.push_back(name); }
-  void endPhase() override { ++phasesEnded; }
-  bool endStep(std::size_t) override { return true; }
-  double getEndStepCallPeriod() const override { return 0; }
-
-  std::vector<std::string> names, phases;
-  std::size_t ended = 0, phasesEnded = 0;
-};
-
-} // namespace
-
 TEST(SkinExtractor, NothingIsExtractedTwice)
 {
   const auto mesh = zoo::blockOf(MiCellShape::Tetrahedron, {4, 4, 4});
   const auto extractor = MiSkinExtractUnstructured::getNewInstance(*mesh, true);
-  Recorder recorder;
+  ExtractionCounter recorder;
   extractor->setCallback(&recorder);
   EXPECT_EQ(extractor->getSurface(), nullptr);
   MbFunctionFilterI filter([](std::size_t cell) { return cell < 100; });
@@ -51,8 +34,8 @@ TEST(SkinExtractor, NothingIsExtractedTwice)
   EXPECT_THAT(recorder.names, ElementsAre("MiSkinExtractUnstructured"));
   EXPECT_THAT(recorder.phases, ElementsAre("Checking the mesh", "Hashing faces", "Collecting faces",
                                            "Matching faces", "Writing faces"));
-  EXPECT_EQ(recorder.ended, 1u);
-  EXPECT_EQ(recorder.phasesEnded, 5u);
+  EXPECT_EQ(recorder.ended, 1);
+  EXPECT_EQ(recorder.phasesEnded, 5);
 
   // Anything that it depends on makes it new.
   std::set<std::uint64_t> seen{first.first};
@@ -75,12 +58,12 @@ TEST(SkinExtractor, NothingIsExtractedTwice)
   expectNew(&filter);
   extractor->setCellRange(1, 50);
   expectNew(&filter);
-  EXPECT_EQ(recorder.ended, 6u);
+  EXPECT_EQ(recorder.ended, 6);
 
   const auto& lines = extractor->extractLine(&filter);
   const std::uint64_t lineStamp = lines.topology.getTimeStamp();
   EXPECT_EQ(extractor->extractLine(&filter).topology.getTimeStamp(), lineStamp);
-  EXPECT_EQ(recorder.ended, 7u);
+  EXPECT_EQ(recorder.ended, 7);
 }
 
 TEST(SkinExtractor, DataSetsFollowTheirCellsAndNodes)

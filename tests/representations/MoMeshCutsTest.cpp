@@ -1,13 +1,7 @@
-#include <velmo/extraction/extractors/MiIsosurfExtract.h>
-#include <velmo/extraction/extractors/MiSliceExtract.h>
 #include <velmo/mesh/MbDataSet.h>
 #include <velmo/mesh/MbMesh.h>
-#include <velmo/nodes/MoDrawStyle.h>
 #include <velmo/nodes/MoScalarSetI.h>
 #include <velmo/nodes/MoScalarSetIjk.h>
-#include <velmo/nodes/MoTessellator.h>
-#include <velmo/render/MdLineMesh.h>
-#include <velmo/render/MdPointMesh.h>
 #include <velmo/representations/MoMeshCylinderSlice.h>
 #include <velmo/representations/MoMeshIsosurface.h>
 #include <velmo/representations/MoMeshPlaneSlice.h>
@@ -16,15 +10,13 @@
 #include <tests/representations/SkinScene.h>
 #include <tests/support/MeshZoo.h>
 #include <tests/support/Offscreen.h>
-#include <tests/support/UniformTessellator.h>
+#include <tests/support/SceneQueries.h>
 #include <tests/support/WarningLog.h>
 
 #include <velmo/toolkit/MxShapeData.h>
 #include <velmo/toolkit/SoIndexedFaceSetOutline.h>
 
-#include <Inventor/actions/SoSearchAction.h>
 #include <Inventor/nodes/SoDirectionalLight.h>
-#include <Inventor/nodes/SoOrthographicCamera.h>
 #include <Inventor/nodes/SoShapeHints.h>
 #include <Inventor/SoInput.h>
 
@@ -71,38 +63,6 @@ void place(MoMeshCylinderSlice& node, double t)
   node.radius = static_cast<float>(0.3 + 0.2 * t);
 }
 
-struct Facts
-{
-  const char* name;
-  const char* refusal;
-  const char* extractors[3]; ///< for unstructured, hexahedron IJK and other meshes, as warnings say
-};
-template <class Node>
-constexpr Facts kFacts{};
-template <>
-constexpr Facts kFacts<MoMeshIsosurface>{
-    "MoMeshIsosurface",
-    "MdMeshIsosurface::doExtract: Cannot compute isosurface on this type of mesh.",
-    {"MiIsosurfExtractUnstructured", "MiIsosurfExtractHexahedronIjk", "MiIsosurfExtractIjk"}};
-template <>
-constexpr Facts kFacts<MoMeshPlaneSlice>{
-    "MoMeshPlaneSlice",
-    "MoMeshPlaneSlice::doExtract: Cannot compute a planeslice on this type of mesh.",
-    {"MiPlaneSliceExtractUnstructured", "MiPlaneSliceExtractHexahedronIjk",
-     "MiPlaneSliceExtractIjk"}};
-template <>
-constexpr Facts kFacts<MoMeshSphereSlice>{
-    "MoMeshSphereSlice",
-    "MoMeshSphereSlice::doExtract: Cannot compute a sphere slice on this type of mesh.",
-    {"MiSphereSliceExtractUnstructured", "MiSphereSliceExtractUnstructuredIjk",
-     "MiShpereSliceExtractIjk"}};
-template <>
-constexpr Facts kFacts<MoMeshCylinderSlice>{
-    "MoMeshCylinderSlice",
-    "MoMeshCylinderSlice::doExtract: Cannot compute a cylinder slice on this type of mesh.",
-    {"MiCylinderSliceExtractUnstructured", "MiCylinderSliceExtractHexahedronIjk",
-     "MiCylinderSliceExtractIjk"}};
-
 /// A node over a block of boxes, with its heights as the one set.
 template <class Node>
 class CutScene : public SurfaceScene<Node>
@@ -131,12 +91,7 @@ public:
   /// The shape that draws the faces.
   const SoIndexedFaceSetOutline& faces() const
   {
-    SoSearchAction search;
-    search.setType(SoIndexedFaceSetOutline::getClassTypeId());
-    search.setSearchingAll(TRUE);
-    search.apply(this->hiddenRoot());
-    return static_cast<SoIndexedFaceSetOutline&>(
-        *static_cast<SoFullPath*>(search.getPath())->getTail());
+    return *findNode<SoIndexedFaceSetOutline>(this->hiddenRoot());
   }
   const SoVertexProperty& vertices() const
   {
@@ -153,16 +108,7 @@ class MoMeshCuts : public testing::Test
 {};
 using CutNodes =
     testing::Types<MoMeshIsosurface, MoMeshPlaneSlice, MoMeshSphereSlice, MoMeshCylinderSlice>;
-class NodeNames
-{
-public:
-  template <class Node>
-  static std::string GetName(int)
-  {
-    return kFacts<Node>.name;
-  }
-};
-TYPED_TEST_SUITE(MoMeshCuts, CutNodes, NodeNames);
+TYPED_TEST_SUITE(MoMeshCuts, CutNodes);
 
 const char* const kNoSet =
     "MoMeshIsosurface: Cannot find a compatible scalartset node in the scene graph or "
@@ -175,7 +121,6 @@ TYPED_TEST(MoMeshCuts, ExtractsOnceForEachPlaceAndFillsWithIt)
   CutScene<TypeParam> scene;
   scene.traverse(10);
   EXPECT_EQ(scene.counter.count, 1);
-  EXPECT_EQ(scene.counter.lastName, kFacts<TypeParam>.extractors[0]);
   EXPECT_GT(scene.faceCount(), 4);
   EXPECT_EQ(scene.fills(), "1 1 1");
   for (int step = 1; step <= 5; ++step) {
@@ -198,73 +143,6 @@ TYPED_TEST(MoMeshCuts, ExtractsOnceForEachPlaceAndFillsWithIt)
   scene.node->colorScalarSetId = 1;
   scene.traverse(3);
   EXPECT_EQ(scene.counter.count, 6);
-}
-
-TYPED_TEST(MoMeshCuts, RefusesOtherKindsAtEveryAttemptAndDrawsNothing)
-{
-  CutScene<TypeParam> scene;
-  scene.traverse();
-  ASSERT_TRUE(scene.drawsAnything());
-  for (const MeshType kind : {SURFACE_MESH_UNSTRUCTURED, SURFACE_MESH_CURVILINEAR,
-                              LINE_MESH_UNSTRUCTURED, LINE_MESH_REGULAR})
-  {
-    const auto other = zoo::small(kind);
-    scene.mesh->setMesh(other.get());
-    WarningLog warnings;
-    scene.traverse(3);
-    EXPECT_THAT(warnings.texts(), AllOf(SizeIs(3), Each(kFacts<TypeParam>.refusal)));
-    EXPECT_FALSE(scene.drawsAnything());
-    EXPECT_EQ(scene.node->getUnstructuredExtractor(), nullptr);
-    scene.mesh->setMesh(nullptr);
-  }
-  scene.mesh->setMesh(scene.block.get());
-  scene.traverse();
-  EXPECT_TRUE(scene.drawsAnything());
-
-  const SoRef<LyingMesh> liar(new LyingMesh);
-  liar->setMesh(scene.block.get());
-  scene.above->addChild(liar);
-  WarningLog warnings;
-  scene.traverse(2);
-  EXPECT_THAT(warnings.texts(),
-              AllOf(SizeIs(2), Each(std::string(kFacts<TypeParam>.name) +
-                                    "::doExtract: Cannot compute representation on this type of "
-                                    "mesh")));
-  EXPECT_FALSE(scene.drawsAnything());
-}
-
-TYPED_TEST(MoMeshCuts, UsesTheExtractorOfTheKindAndNamesIt)
-{
-  for (const MeshType kind : zoo::kVolumeKinds) {
-    SCOPED_TRACE(meshTypeName(kind));
-    CutScene<TypeParam> scene(kind);
-    scene.traverse();
-    EXPECT_GT(scene.faceCount(), 4);
-    const bool unstructured = kind == VOLUME_MESH_UNSTRUCTURED;
-    const bool hexahedron = kind == VOLUME_MESH_HEXAHEDRON_IJK;
-    TypeParam& node = *scene.node;
-    EXPECT_EQ(node.getUnstructuredExtractor() != nullptr, unstructured);
-    EXPECT_EQ(node.getHexahedronIjkExtractor() != nullptr, hexahedron);
-    EXPECT_EQ(node.getUnstructuredIjkExtractor(), node.getHexahedronIjkExtractor());
-    EXPECT_EQ(node.getIjkExtractor() != nullptr, !unstructured && !hexahedron);
-    if constexpr (requires { node.getRegularExtractor(); }) {
-      EXPECT_EQ(node.getRegularExtractor(), node.getIjkExtractor());
-    }
-    EXPECT_EQ(scene.faces().isSinglePassOutlineBypassed(), unstructured);
-
-    const MbScalardSetIj bad("bad", MiDataBinding::PerNode, 5, 24, heights());
-    const SoRef<MoScalarSet> second(new MoScalarSet);
-    second->setScalarSet(&bad);
-    scene.above->addChild(second);
-    node.colorScalarSetId = 1;
-    WarningLog warnings;
-    scene.traverse();
-    const char* name = kFacts<TypeParam>.extractors[unstructured ? 0 : hexahedron ? 1 : 2];
-    EXPECT_THAT(warnings.texts(),
-                ElementsAre(std::string(name) +
-                            "::extractScalarSet(): Cannot extract data set with the given binding "
-                            "on this type of mesh."));
-  }
 }
 
 TYPED_TEST(MoMeshCuts, HintsStandFirstInSlicesOnly)
@@ -311,40 +189,10 @@ TYPED_TEST(MoMeshCuts, RoundSurfacesHaveNormalsOfTheirNodesAndAPlaneHasOne)
   }
 }
 
-TYPED_TEST(MoMeshCuts, EdgesAndPointsAreMeshesOfTheirOwnWithATessellator)
-{
-  CutScene<TypeParam> scene;
-  const SoRef<MoDrawStyle> style(new MoDrawStyle);
-  style->displayEdges = TRUE;
-  style->displayPoints = TRUE;
-  scene.above->addChild(style);
-  scene.traverse();
-  MeshType type;
-  EXPECT_EQ(scene.node->getLineMesh().getExtractedMesh(type), nullptr);
-  UniformTessellator tessellator;
-  tessellator.declines = true;
-  const SoRef<MoTessellator> holder(new MoTessellator);
-  holder->setTessellator(&tessellator);
-  scene.above->addChild(holder);
-  scene.traverse(3);
-  const auto* lines = dynamic_cast<const MeXLineMeshUnstructured*>(
-      scene.node->getLineMesh().getExtractedMesh(type));
-  ASSERT_NE(lines, nullptr);
-  EXPECT_GT(lines->topology.getCellCount(), static_cast<std::size_t>(scene.faceCount()));
-  EXPECT_NE(scene.node->getPointMesh().getExtractedMesh(type), nullptr);
-  EXPECT_EQ(scene.counter.count, 1 + 3) << "the surface anew, its lines and its points";
-}
-
 TEST(MoMeshSlices, BeginWithAUnitShapeAtTheOrigin)
 {
-  const SoRef<MoMeshPlaneSlice> plane(new MoMeshPlaneSlice);
-  EXPECT_EQ(plane->plane.getValue(), SbPlane(SbVec3f(1, 0, 0), 0));
-
   CutScene<MoMeshCylinderSlice> cylinder;
   const SoRef<MoMeshCylinderSlice> fresh(new MoMeshCylinderSlice);
-  EXPECT_EQ(fresh->center.getValue(), SbVec3f(0, 0, 0));
-  EXPECT_EQ(fresh->radius.getValue(), 1);
-  EXPECT_EQ(fresh->direction.getValue(), SbVec3f(1, 0, 0));
   cylinder.node->copyFieldValues(fresh);
   cylinder.traverse();
   ASSERT_NE(cylinder.surface(), nullptr);
@@ -352,9 +200,6 @@ TEST(MoMeshSlices, BeginWithAUnitShapeAtTheOrigin)
   EXPECT_GT(points.getNodeCount(), 10u);
   for (std::size_t n = 0; n < points.getNodeCount(); ++n)
     EXPECT_NEAR(std::hypot(points.getNode(n).y, points.getNode(n).z), 1, 1e-6);
-  const SoRef<MoMeshSphereSlice> sphere(new MoMeshSphereSlice);
-  EXPECT_EQ(sphere->center.getValue(), SbVec3f(0, 0, 0));
-  EXPECT_EQ(sphere->radius.getValue(), 1);
 
   SoInput in;
   const char text[] = "#Inventor V2.1 ascii\nMoMeshCylinderSlice { center 1 2 3 radius 4 direction "
@@ -473,7 +318,9 @@ TEST(MoMeshIsosurface, RefusesWhatAnotherRepresentationMade)
   scene.root->addChild(second);
   WarningLog warnings;
   scene.traverse();
-  EXPECT_THAT(warnings.texts(), ElementsAre(kFacts<MoMeshIsosurface>.refusal));
+  EXPECT_THAT(
+      warnings.texts(),
+      ElementsAre("MdMeshIsosurface::doExtract: Cannot compute isosurface on this type of mesh."));
 }
 
 // Polygons with five corners and more, not planar, are drawn from graphics memory, lit on both
@@ -486,11 +333,7 @@ TEST(CutPicture, ASphereIsRoundAndLitInsideAndOutside)
   scene.set->setScalarSet(nullptr);
   scene.node->center = SbVec3f(6, 6, 6);
   scene.node->radius = 4;
-  auto* camera = new SoOrthographicCamera;
-  camera->position = SbVec3f(6, 6, 30);
-  camera->nearDistance = 1;
-  camera->farDistance = 60;
-  camera->height = 10;
+  auto* camera = cameraAt(6, 6, 30, 10);
   scene.root->insertChild(camera, 0);
   scene.root->insertChild(new SoDirectionalLight, 1);
   const auto expectRound = [&](bool inside) {

@@ -14,12 +14,11 @@
 #include <velmo/representations/MoMeshLine.h>
 
 #include <tests/support/MeshZoo.h>
+#include <tests/support/SceneQueries.h>
 #include <tests/support/WarningLog.h>
 
-#include <Inventor/actions/SoRayPickAction.h>
 #include <Inventor/actions/SoSearchAction.h>
 #include <Inventor/nodes/SoDrawStyle.h>
-#include <Inventor/SoPickedPoint.h>
 
 #include <gmock/gmock.h>
 
@@ -112,8 +111,6 @@ TEST(MoMeshIsoline, DrawsOneLineSetForEachValueInTheirOrder)
     EXPECT_EQ(xOf(0), 5.5);
     EXPECT_EQ(xOf(1), 1.25);
     EXPECT_EQ(xOf(2), -1);
-    EXPECT_EQ(scene.node->getUnstructuredExtractor() != nullptr, kind == SURFACE_MESH_UNSTRUCTURED);
-    EXPECT_EQ(scene.node->getIjExtractor() != nullptr, kind != SURFACE_MESH_UNSTRUCTURED);
     // A moved value is extracted alone, a dropped one takes its line with it.
     const auto fills = [&](std::size_t l) {
       return scene.node->getLineMeshes()[l].getSceneGraph().getFillCounts().indices;
@@ -170,26 +167,6 @@ TEST(MoMeshIsoline, HasNoLinesAndNoWarningWithoutValues)
   scene.traverse(2);
   EXPECT_EQ(scene.lineCount(), 0u);
   EXPECT_THAT(warnings.texts(), IsEmpty());
-}
-
-TEST(MoMeshIsoline, RefusesOtherKindsAtEveryAttempt)
-{
-  for (const MeshType kind : zoo::kKinds) {
-    if (kind >= SURFACE_MESH_UNSTRUCTURED && kind <= SURFACE_MESH_CURVILINEAR) continue;
-    const auto other = zoo::small(kind);
-    IsolineScene scene;
-    scene.setValues({2.5f});
-    scene.traverse();
-    EXPECT_EQ(scene.lineCount(), 1u);
-    WarningLog warnings;
-    scene.mesh->setMesh(other.get());
-    scene.traverse(2);
-    EXPECT_THAT(warnings.texts(), SizeIs(2)) << meshTypeName(kind);
-    EXPECT_THAT(warnings.texts(),
-                Each("MoMeshIsoline::doExtract: Cannot compute isolines on this type of mesh."));
-    EXPECT_EQ(scene.lineCount(), 0u);
-    scene.mesh->reset();
-  }
 }
 
 TEST(MoMeshIsoline, FindsItsSetAsIsosurfacesDo)
@@ -313,16 +290,10 @@ TEST(MoMeshIsoline, NamesThePickedCellOfItsSurface)
   IsolineScene scene;
   scene.setValues({2.5f, 5.5f});
   scene.traverse();
-  SoRayPickAction pick(SbViewportRegion(100, 100));
-  pick.setRay(SbVec3f(5.5f, 0.75f, 5), SbVec3f(0, 0, -1));
-  pick.apply(scene.root);
-  ASSERT_NE(pick.getPickedPoint(), nullptr);
-  const auto* detail = dynamic_cast<const MoLineDetail*>(pick.getPickedPoint()->getDetail());
-  ASSERT_NE(detail, nullptr);
-  EXPECT_EQ(detail->getSourceCell(), 13u);
-  pick.setRay(SbVec3f(5.5f, 0.25f, 5), SbVec3f(0, 0, -1));
-  pick.apply(scene.root);
-  ASSERT_NE(pick.getPickedPoint(), nullptr);
-  EXPECT_EQ(dynamic_cast<const MoLineDetail&>(*pick.getPickedPoint()->getDetail()).getSourceCell(),
-            5u);
+  for (const auto& [y, cell] : {std::pair{0.75f, 13u}, {0.25f, 5u}}) {
+    const PickDown pick(scene.root, 5.5f, y);
+    const auto* detail = pick.detail<MoLineDetail>();
+    ASSERT_NE(detail, nullptr);
+    EXPECT_EQ(detail->getSourceCell(), cell);
+  }
 }

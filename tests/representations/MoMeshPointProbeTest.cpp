@@ -1,4 +1,5 @@
 #include <tests/support/MeshZoo.h>
+#include <tests/support/SceneQueries.h>
 #include <tests/support/WarningLog.h>
 #include <velmo/extraction/extractors/MiPointProbe.h>
 #include <velmo/mesh/MbCellFilter.h>
@@ -14,7 +15,6 @@
 #include <velmo/toolkit/SoRef.h>
 
 #include <Inventor/actions/SoCallbackAction.h>
-#include <Inventor/actions/SoGetBoundingBoxAction.h>
 #include <Inventor/nodes/SoSeparator.h>
 
 #include <functional>
@@ -90,25 +90,6 @@ struct ProbeScene
 };
 
 } // namespace
-
-TEST(MoMeshPointProbe, HasItsFieldsAndDefaults)
-{
-  const SoRef<MoMeshPointProbe> probe(new MoMeshPointProbe);
-  EXPECT_EQ(probe->position.getValue(), SbVec3f(0, 0, 0));
-  ASSERT_EQ(probe->scalarSetIds.getNum(), 1);
-  ASSERT_EQ(probe->vectorSetIds.getNum(), 1);
-  EXPECT_EQ(probe->scalarSetIds[0], 0);
-  SoFieldList fields;
-  probe->getFields(fields);
-  SbName name;
-  std::vector<std::string> names;
-  for (int f = 0; f < fields.getLength(); ++f) {
-    probe->getFieldName(fields[f], name);
-    names.push_back(name.getString());
-  }
-  EXPECT_THAT(names, ElementsAre("position", "scalarSetIds", "vectorSetIds"));
-  EXPECT_EQ(probe->getPointProbeUnstructured(), nullptr);
-}
 
 TEST(MoMeshPointProbe, GivesCellAndValuesOfTheSetsFoundInTheOrderOfTheIds)
 {
@@ -238,11 +219,9 @@ TEST(MoMeshPointProbe, ServesEveryActionWithOneCallAndEveryKindThatItShould)
     const SoRef<MoDataBinding> binding(new MoDataBinding);
     scene.above->addChild(binding);
     scene.traverse();
-    SoGetBoundingBoxAction box{SbViewportRegion(10, 10)};
-    box.apply(scene.root);
+    EXPECT_TRUE(boxOf(scene.root).isEmpty());
     EXPECT_EQ(scene.listener.cell.size(), ids) << kind;
     EXPECT_EQ(scene.listener.calls, ids ? 1 : 0) << kind;
-    EXPECT_TRUE(box.getBoundingBox().isEmpty());
     if (ids)
       EXPECT_THAT(warnings.texts(), IsEmpty());
     else

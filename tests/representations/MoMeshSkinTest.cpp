@@ -4,14 +4,9 @@
 #include <velmo/mesh/MbCellFilter.h>
 #include <velmo/mesh/MbDataSet.h>
 #include <velmo/nodes/MoCellFilter.h>
-#include <velmo/nodes/MoDrawStyle.h>
 #include <velmo/nodes/MoTessellator.h>
-#include <velmo/render/MdLineMesh.h>
-#include <velmo/render/MdPointMesh.h>
 
-#include <tests/support/MeshZoo.h>
-
-#include <Inventor/actions/SoGetBoundingBoxAction.h>
+#include <tests/support/SceneQueries.h>
 
 #include <gmock/gmock.h>
 
@@ -41,12 +36,10 @@ TEST(MoMeshSkin, ExtractsAndFillsOnceInTenTraversals)
   scene.mesh->setMesh(row.mesh.get());
   scene.set->setScalarSet(&row.perNode);
   scene.traverse(10);
-  SoGetBoundingBoxAction box(SbViewportRegion(100, 100));
-  box.apply(scene.root);
   EXPECT_EQ(scene.faceCount(), 18);
   EXPECT_EQ(scene.counter.count, 1);
   EXPECT_EQ(scene.fills(), "1 1 1");
-  EXPECT_EQ(box.getBoundingBox().getMax(), SbVec3f(4, 0.5f, 0.25f));
+  EXPECT_EQ(boxOf(scene.root).getMax(), SbVec3f(4, 0.5f, 0.25f));
 
   scene.mapping->colors.set1Value(1, SbVec4f(1, 0, 0, 1));
   scene.traverse(3);
@@ -56,22 +49,6 @@ TEST(MoMeshSkin, ExtractsAndFillsOnceInTenTraversals)
   scene.traverse(3);
   EXPECT_EQ(scene.counter.count, 1);
   EXPECT_EQ(scene.fills(), "1 1 3");
-}
-
-TEST_P(SkinKinds, UsesTheExtractorOfTheKind)
-{
-  const MeshType kind = GetParam();
-  const Row row(kind);
-  SkinScene scene;
-  scene.mesh->setMesh(row.mesh.get());
-  scene.traverse();
-  EXPECT_EQ(scene.faceCount(), 18);
-  const bool unstructured = kind == VOLUME_MESH_UNSTRUCTURED;
-  const bool hexahedron = kind == VOLUME_MESH_HEXAHEDRON_IJK;
-  EXPECT_EQ(scene.skin->getUnstructuredExtractor() != nullptr, unstructured);
-  EXPECT_EQ(scene.skin->getHexahedronIjkExtractor() != nullptr, hexahedron);
-  EXPECT_EQ(scene.skin->getUnstructuredIjkExtractor(), scene.skin->getHexahedronIjkExtractor());
-  EXPECT_EQ(scene.skin->getIjkExtractor() != nullptr, !unstructured && !hexahedron);
 }
 
 TEST_P(SkinKinds, ExtractsTheCellsInRange)
@@ -140,9 +117,7 @@ TEST(MoMeshSkin, FollowsTheMeshNode)
   SkinScene scene;
   scene.traverse(2);
   EXPECT_FALSE(scene.drawsAnything()) << "no mesh";
-  SoGetBoundingBoxAction box(SbViewportRegion(100, 100));
-  box.apply(scene.root);
-  EXPECT_TRUE(box.getBoundingBox().isEmpty());
+  EXPECT_TRUE(boxOf(scene.root).isEmpty());
   EXPECT_EQ(scene.counter.count, 0);
 
   scene.mesh->setMesh(row.mesh.get());
@@ -158,7 +133,8 @@ TEST(MoMeshSkin, FollowsTheMeshNode)
   scene.mesh->setMesh(grid.mesh.get());
   scene.traverse(2);
   EXPECT_NE(scene.skin->getIjkExtractor(), nullptr);
-  EXPECT_EQ(scene.counter.lastName, "MiSkinExtractIjk") << "a new extractor is listened to as well";
+  EXPECT_EQ(scene.counter.names.back(), "MiSkinExtractIjk")
+      << "a new extractor is listened to as well";
   EXPECT_EQ(scene.faceCount(), 18);
   scene.mesh->reset();
   scene.traverse(2);
@@ -209,36 +185,4 @@ TEST(MoMeshSkin, ExtractsAgainForAnotherTessellatorOrStamp)
   scene.traverse(2);
   EXPECT_EQ(scene.counter.count, 5);
   EXPECT_FALSE(scene.skin->isUsingTessellator());
-}
-
-TEST(MoMeshSkin, DrawsSeparateEdgesAndPointsWhileATessellatorIsInUse)
-{
-  const auto mesh = zoo::blockOf(MiCellShape::QuadraticHexahedron, {2, 1, 1});
-  SkinScene scene;
-  scene.mesh->setMesh(mesh.get());
-  const SoRef<MoDrawStyle> style(new MoDrawStyle);
-  style->displayEdges = style->displayPoints = TRUE;
-  scene.above->addChild(style);
-  const SoRef<MoTessellator> node(new MoTessellator);
-  scene.above->addChild(node);
-  const auto drawnBy = [](const MdMesh& builder) {
-    MeshType type;
-    return builder.getExtractedMesh(type) != nullptr;
-  };
-  scene.traverse();
-  EXPECT_FALSE(drawnBy(scene.skin->getLineMesh()));
-  EXPECT_FALSE(drawnBy(scene.skin->getPointMesh()));
-  EXPECT_FALSE(scene.skin->getSurfaceMesh().getSceneGraph().isIgnoringExtraStyle());
-
-  CountingTessellator tessellator;
-  node->setTessellator(&tessellator);
-  scene.traverse();
-  EXPECT_TRUE(drawnBy(scene.skin->getLineMesh()));
-  EXPECT_TRUE(drawnBy(scene.skin->getPointMesh()));
-  EXPECT_TRUE(scene.skin->getSurfaceMesh().getSceneGraph().isIgnoringExtraStyle());
-
-  style->displayEdges = style->displayPoints = FALSE;
-  scene.traverse();
-  EXPECT_FALSE(drawnBy(scene.skin->getLineMesh()));
-  EXPECT_FALSE(drawnBy(scene.skin->getPointMesh()));
 }

@@ -1,7 +1,5 @@
 #include <tests/representations/SkinScene.h>
 
-#include <velmo/extraction/extractors/MiLineExtract.h>
-#include <velmo/extraction/extractors/MiSurfaceExtract.h>
 #include <velmo/mesh/MbCellFilter.h>
 #include <velmo/mesh/MbDataSet.h>
 #include <velmo/nodes/MoCellFilter.h>
@@ -9,23 +7,17 @@
 #include <velmo/nodes/MoTessellator.h>
 #include <velmo/render/details/MoFaceDetail.h>
 #include <velmo/render/details/MoLineDetail.h>
-#include <velmo/render/details/MoMeshDetail.h>
 #include <velmo/render/MdLineMesh.h>
 #include <velmo/render/MdPointMesh.h>
 #include <velmo/representations/MoMeshLine.h>
 #include <velmo/representations/MoMeshSurface.h>
 
 #include <tests/support/MeshZoo.h>
+#include <tests/support/SceneQueries.h>
 #include <tests/support/UniformTessellator.h>
 #include <tests/support/WarningLog.h>
 
-#include <Inventor/actions/SoGetBoundingBoxAction.h>
-#include <Inventor/actions/SoRayPickAction.h>
-#include <Inventor/SoPickedPoint.h>
-
 #include <gmock/gmock.h>
-
-#include <numeric>
 
 using testing::Each;
 using testing::IsEmpty;
@@ -56,11 +48,8 @@ void expectDrawnOnce(RepresentationScene<Node>& scene, const MiMesh& mesh,
   ASSERT_NE(extracted, nullptr);
   EXPECT_EQ(extracted->topology.getCellCount(), cellCount);
 
-  SoRayPickAction pick(SbViewportRegion(100, 100));
-  pick.setRay(SbVec3f(2.25f, y, 5), SbVec3f(0, 0, -1));
-  pick.apply(scene.root);
-  ASSERT_NE(pick.getPickedPoint(), nullptr);
-  const auto* detail = dynamic_cast<const Detail*>(pick.getPickedPoint()->getDetail());
+  const PickDown pick(scene.root, 2.25f, y);
+  const auto* detail = pick.detail<Detail>();
   ASSERT_NE(detail, nullptr);
   EXPECT_EQ(detail->getSourceCell(), pickedCell);
   EXPECT_THAT(warnings.texts(), IsEmpty());
@@ -73,22 +62,13 @@ TEST(MoMeshSurface, DrawsEveryKindOnceColoursItAndNamesPickedCells)
   for (const MeshType kind : zoo::kSurfaceKinds) {
     SCOPED_TRACE(meshTypeName(kind));
     const auto mesh = zoo::sheet(kind, {4, 2, 0});
-    const std::vector<double> values = counted(15);
-    const MbScalardSetI flat("v", MiDataBinding::PerNode, values);
-    const MbScalardSetIj grid("v", MiDataBinding::PerNode, 5, 3, values);
+    const auto set = zoo::setOf(*mesh, MiDataBinding::PerNode, counted(15));
     RepresentationScene<MoMeshSurface> scene;
-    const bool isFlat = kind == SURFACE_MESH_UNSTRUCTURED;
-    expectDrawnOnce<MeXSurfaceMeshUnstructured, MoFaceDetail>(
-        scene, *mesh, isFlat ? static_cast<const MiTypedDataSet<double>&>(flat) : grid, 8, 0.75f,
-        6);
+    expectDrawnOnce<MeXSurfaceMeshUnstructured, MoFaceDetail>(scene, *mesh, *set, 8, 0.75f, 6);
     const auto fills = scene.node->getSurfaceMesh().getSceneGraph().getFillCounts();
     EXPECT_EQ(fills.indices, 1u);
     EXPECT_EQ(fills.colors, 1u);
-    EXPECT_EQ(scene.node->getUnstructuredExtractor() != nullptr, kind == SURFACE_MESH_UNSTRUCTURED);
-    EXPECT_EQ(scene.node->getIjExtractor() != nullptr, kind != SURFACE_MESH_UNSTRUCTURED);
-    SoGetBoundingBoxAction box(SbViewportRegion(100, 100));
-    box.apply(scene.root);
-    EXPECT_EQ(box.getBoundingBox().getMax(), SbVec3f(4, 1, 0));
+    EXPECT_EQ(boxOf(scene.root).getMax(), SbVec3f(4, 1, 0));
     MeshType type;
     scene.mesh->reset();
     scene.traverse();
@@ -96,7 +76,7 @@ TEST(MoMeshSurface, DrawsEveryKindOnceColoursItAndNamesPickedCells)
   }
 }
 
-TEST(MoMeshSurface, TakesTheCellFilterAndDrawsSeparateEdgesWithATessellator)
+TEST(MoMeshSurface, TakesTheCellFilter)
 {
   const auto mesh = zoo::sheet(SURFACE_MESH_REGULAR, {4, 2, 0});
   RepresentationScene<MoMeshSurface> scene;
@@ -104,31 +84,16 @@ TEST(MoMeshSurface, TakesTheCellFilterAndDrawsSeparateEdgesWithATessellator)
   MbFunctionFilterIj filter([](std::size_t i, std::size_t) { return i > 0; });
   filterNode->setCellFilter(&filter);
   scene.above->addChild(filterNode);
-  const SoRef<MoDrawStyle> style(new MoDrawStyle);
-  style->displayEdges = TRUE;
-  style->displayPoints = TRUE;
-  scene.above->addChild(style);
   scene.mesh->setMesh(mesh.get());
   scene.traverse();
   MeshType type;
   EXPECT_EQ(scene.extracted<MeXSurfaceMeshUnstructured>(type)->topology.getCellCount(), 6u);
-  EXPECT_EQ(drawnCount(scene.node->getLineMesh()), 0);
-  UniformTessellator tessellator;
-  tessellator.declines = true;
-  const SoRef<MoTessellator> tessellatorNode(new MoTessellator);
-  tessellatorNode->setTessellator(&tessellator);
-  scene.above->addChild(tessellatorNode);
-  scene.traverse();
-  EXPECT_EQ(drawnCount(scene.node->getLineMesh()), 1);
-  EXPECT_EQ(drawnCount(scene.node->getPointMesh()), 1);
-  scene.mesh->reset();
 }
 
 TEST(MoMeshSurface, DrawsWhatAnotherRepresentationExtracted)
 {
   const auto mesh = zoo::block(VOLUME_MESH_REGULAR, {3, 1, 1});
-  const std::vector<double> values = counted(16);
-  const MbScalardSetIjk set("v", MiDataBinding::PerNode, {4, 2, 2}, values);
+  const MbScalardSetIjk set("v", MiDataBinding::PerNode, {4, 2, 2}, counted(16));
   RepresentationScene<MoMeshSkin> scene;
   scene.mesh->setMesh(mesh.get());
   scene.set->setScalarSet(&set);
@@ -165,16 +130,13 @@ TEST(MoMeshLine, DrawsEveryKindOnceAndNamesPickedCells)
   for (const MeshType kind : zoo::kLineKinds) {
     SCOPED_TRACE(meshTypeName(kind));
     const auto mesh = zoo::row(kind, 4);
-    const std::vector<double> values = counted(5);
-    const MbScalardSetI set("v", MiDataBinding::PerNode, values);
+    const MbScalardSetI set("v", MiDataBinding::PerNode, counted(5));
     RepresentationScene<MoMeshLine> scene;
     const SoRef<MoDrawStyle> style(new MoDrawStyle);
     style->displayEdges = TRUE;
     scene.above->addChild(style);
     expectDrawnOnce<MeXLineMeshUnstructured, MoLineDetail>(scene, *mesh, set, 4, 0, 2);
     EXPECT_EQ(scene.node->getLineMesh().getSceneGraph().getFillCounts().indices, 1u);
-    EXPECT_EQ(scene.node->getUnstructuredExtractor() != nullptr, kind == LINE_MESH_UNSTRUCTURED);
-    EXPECT_EQ(scene.node->getRowExtractor() != nullptr, kind != LINE_MESH_UNSTRUCTURED);
     scene.mesh->reset();
   }
 }
@@ -197,53 +159,4 @@ TEST(MoMeshLine, DrawsSeparatePointsWithATessellator)
   EXPECT_EQ(drawnCount(scene.node->getLineMesh()), 1);
   EXPECT_EQ(drawnCount(scene.node->getPointMesh()), 1);
   scene.mesh->reset();
-}
-
-TEST(MoMeshSurfaceLine, RefuseOtherKindsAtEveryAttemptAndDrawNothing)
-{
-  const auto expect = []<class Node>(RepresentationScene<Node>& scene, const MiMesh& mesh,
-                                     bool isServed, const char* refusal, const MdMesh& builder) {
-    WarningLog warnings;
-    scene.mesh->setMesh(&mesh);
-    scene.traverse(2);
-    EXPECT_THAT(warnings.texts(), SizeIs(isServed ? 0 : 2));
-    EXPECT_THAT(warnings.texts(), Each(refusal));
-    EXPECT_EQ(drawnCount(builder), isServed);
-    scene.mesh->reset();
-  };
-  for (const MeshType kind : zoo::kKinds) {
-    SCOPED_TRACE(meshTypeName(kind));
-    const auto mesh = zoo::small(kind);
-    RepresentationScene<MoMeshSurface> surface;
-    expect(surface, *mesh, kind >= SURFACE_MESH_UNSTRUCTURED && kind <= SURFACE_MESH_CURVILINEAR,
-           "MoMeshSurface::doExtract: Cannot compute surface on this type of mesh.",
-           surface.node->getSurfaceMesh());
-    RepresentationScene<MoMeshLine> line;
-    expect(line, *mesh, kind >= LINE_MESH_UNSTRUCTURED,
-           "MoMeshLine::doExtract: Cannot compute line on this type of mesh.",
-           line.node->getLineMesh());
-  }
-}
-
-TEST(MoMeshSurfaceLine, WarnOfSetsThatDoNotFit)
-{
-  const std::vector<double> values = counted(60);
-  const MbScalardSetIjk set("v", MiDataBinding::PerNode, {5, 4, 3}, values);
-  const auto sheet = zoo::sheet(SURFACE_MESH_REGULAR, {4, 2, 0});
-  const auto row = zoo::row(LINE_MESH_CURVILINEAR, 4);
-  RepresentationScene<MoMeshSurface> surface;
-  RepresentationScene<MoMeshLine> line;
-  WarningLog warnings;
-  surface.mesh->setMesh(sheet.get());
-  surface.set->setScalarSet(&set);
-  surface.traverse();
-  line.mesh->setMesh(row.get());
-  line.set->setScalarSet(&set);
-  line.traverse();
-  const std::string text =
-      "::extractScalarSet(): Cannot extract data set with the given binding on this type of mesh.";
-  EXPECT_THAT(warnings.texts(),
-              testing::ElementsAre("MiSurfaceExtractIj" + text, "MiLineExtractRow" + text));
-  surface.mesh->reset();
-  line.mesh->reset();
 }

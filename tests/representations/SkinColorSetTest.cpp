@@ -114,22 +114,6 @@ TEST(MoMeshSkin, GathersTheSetsThatSuitMeshAndBindingForACombinedMapping)
   EXPECT_THAT(gathered(), ElementsAre(&row.perNode));
 }
 
-TEST(MoMeshSkin, WarnsOfASetThatDoesNotFitTheMesh)
-{
-  const Row row;
-  const MbScalardSetIjk grid("grid", MiDataBinding::PerNode, {5, 2, 2}, counted(20));
-  SkinScene scene;
-  scene.mesh->setMesh(row.mesh.get());
-  scene.set->setScalarSet(&grid);
-  WarningLog warnings;
-  scene.traverse();
-  EXPECT_THAT(warnings.texts(),
-              ElementsAre("MiSkinExtractUnstructured::extractScalarSet(): Cannot extract data set "
-                          "with the given binding on this type of mesh."));
-  EXPECT_EQ(scene.faceCount(), 18);
-  EXPECT_EQ(scene.fills(), "1 1 1");
-}
-
 TEST(MoMeshSkin, PassesItsResultAndMappedSetsOn)
 {
   const Row row;

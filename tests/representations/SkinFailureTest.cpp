@@ -56,46 +56,6 @@ struct Strange
 
 } // namespace
 
-TEST(MoMeshSkin, RefusesOtherKindsAtEveryAttemptAndDrawsNothing)
-{
-  const Row row;
-  SkinScene scene;
-  scene.mesh->setMesh(row.mesh.get());
-  scene.traverse();
-  ASSERT_TRUE(scene.drawsAnything());
-  for (const MeshType kind :
-       {SURFACE_MESH_UNSTRUCTURED, SURFACE_MESH_REGULAR, LINE_MESH_CURVILINEAR}) {
-    const auto other = zoo::small(kind);
-    scene.mesh->setMesh(other.get());
-    WarningLog warnings;
-    scene.traverse(3);
-    EXPECT_THAT(warnings.texts(),
-                AllOf(SizeIs(3), Each("MoMeshSkin::doExtract: Cannot compute skins on this type of "
-                                      "mesh.")));
-    EXPECT_FALSE(scene.drawsAnything());
-    EXPECT_EQ(scene.skin->getUnstructuredExtractor(), nullptr);
-    scene.mesh->setMesh(nullptr);
-  }
-  scene.mesh->setMesh(row.mesh.get());
-  scene.traverse();
-  EXPECT_TRUE(scene.drawsAnything());
-}
-
-TEST(MoMeshSkin, WarnsOfAMeshThatIsNotOfItsDeclaredKind)
-{
-  const Row row;
-  SkinScene scene;
-  const SoRef<LyingMesh> liar(new LyingMesh);
-  liar->setMesh(row.mesh.get());
-  scene.above->addChild(liar);
-  WarningLog warnings;
-  scene.traverse(2);
-  EXPECT_THAT(warnings.texts(),
-              AllOf(SizeIs(2), Each("MoMeshSkin::doExtract: Cannot compute representation on this "
-                                    "type of mesh")));
-  EXPECT_FALSE(scene.drawsAnything());
-}
-
 template <class Failure>
 void expectOneFailure(const char* text)
 {

@@ -3,7 +3,8 @@
 #include <velmo/render/MdLineMesh.h>
 #include <velmo/render/MdPointMesh.h>
 
-#include <Inventor/actions/SoSearchAction.h>
+#include <tests/support/SceneQueries.h>
+
 #include <Inventor/actions/SoWriteAction.h>
 #include <Inventor/sensors/SoNodeSensor.h>
 #include <Inventor/SoDB.h>
@@ -55,11 +56,7 @@ TEST(MoMeshSkin, HidesItsNodesFromSearchesAndFiles)
   scene.mesh->setMesh(row.mesh.get());
   scene.skin->maxCellRanges = 2;
   scene.traverse();
-  SoSearchAction search;
-  search.setSearchingAll(TRUE);
-  search.setName("SurfaceMesh_Display");
-  search.apply(scene.root);
-  EXPECT_EQ(search.getPath(), nullptr);
+  EXPECT_EQ(findNode<SoNode>(scene.root, "SurfaceMesh_Display"), nullptr);
 
   SoOutput out;
   std::vector<char> buffer(1 << 16);

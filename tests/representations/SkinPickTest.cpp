@@ -9,12 +9,10 @@
 #include <velmo/render/details/MoMeshDetail.h>
 
 #include <tests/support/MeshZoo.h>
+#include <tests/support/SceneQueries.h>
 #include <tests/support/UniformTessellator.h>
 
-#include <Inventor/actions/SoGetBoundingBoxAction.h>
-#include <Inventor/actions/SoRayPickAction.h>
 #include <Inventor/nodes/SoShape.h>
-#include <Inventor/SoPickedPoint.h>
 #include <Inventor/SoPrimitiveVertex.h>
 
 #include <gmock/gmock.h>
@@ -24,7 +22,6 @@
 namespace {
 
 constexpr MbIndex3 kCells{4, 3, 2};
-constexpr MbIndex3 kNodes{5, 4, 3};
 
 // Where node (i, j, k) of zoo::block lies.
 MbVec3d placeOf(std::size_t node)
@@ -39,22 +36,15 @@ double fieldAt(const MbVec3d& p)
 }
 
 // A downward ray, and what it met first.
-struct Pick
+struct Pick : PickDown
 {
-  Pick(SkinScene& scene, float x, float y, bool all = false) : action(SbViewportRegion(100, 100))
+  Pick(SkinScene& scene, float x, float y, bool all = false) : PickDown(scene.root, x, y, all)
   {
-    action.setRay(SbVec3f(x, y, 50), SbVec3f(0, 0, -1));
-    action.setPickAll(all);
-    action.apply(scene.root);
-    point = action.getPickedPoint();
-    if (!point) return;
-    face = dynamic_cast<const MoFaceDetail*>(point->getDetail());
-    mesh = dynamic_cast<const MoMeshDetail*>(point->getDetail(scene.skin));
+    face = detail<MoFaceDetail>();
+    mesh = detail<MoMeshDetail>(scene.skin);
     if (face && mesh) special.reset(mesh->specilizeFaceDetail(*face));
   }
 
-  SoRayPickAction action;
-  const SoPickedPoint* point = nullptr;
   const MoFaceDetail* face = nullptr;
   const MoMeshDetail* mesh = nullptr;
   std::unique_ptr<MoFaceDetail> special;
@@ -63,23 +53,6 @@ struct Pick
 bool isFlat(MeshType kind)
 {
   return kind == VOLUME_MESH_UNSTRUCTURED;
-}
-
-std::unique_ptr<MiTypedDataSet<double>> nodeSet(MeshType kind)
-{
-  std::vector<double> values;
-  for (std::size_t n = 0; n < 60; ++n)
-    values.push_back(fieldAt(placeOf(n)));
-  if (isFlat(kind) || kind == VOLUME_MESH_HEXAHEDRON_IJK)
-    return std::make_unique<MbScalardSetI>("f", MiDataBinding::PerNode, std::move(values));
-  return std::make_unique<MbScalardSetIjk>("f", MiDataBinding::PerNode, kNodes, std::move(values));
-}
-
-std::unique_ptr<MiTypedDataSet<double>> cellSet(MeshType kind)
-{
-  if (isFlat(kind))
-    return std::make_unique<MbScalardSetI>("c", MiDataBinding::PerCell, counted(24));
-  return std::make_unique<MbScalardSetIjk>("c", MiDataBinding::PerCell, kCells, counted(24));
 }
 
 class SkinPicks : public testing::TestWithParam<MeshType>
@@ -145,7 +118,8 @@ TEST_P(SkinPicks, InterpolateTheColourSetInsideTheCell)
 {
   const MeshType kind = GetParam();
   const auto mesh = zoo::block(kind, kCells);
-  const auto perNode = nodeSet(kind), perCell = cellSet(kind);
+  const auto perNode = zoo::nodeSet(*mesh, fieldAt);
+  const auto perCell = zoo::setOf(*mesh, MiDataBinding::PerCell, counted(24));
   SkinScene scene;
   scene.mesh->setMesh(mesh.get());
   scene.set->setScalarSet(perNode.get());
@@ -179,17 +153,14 @@ TEST(SkinPick, FindsValuesAndCellsOfTessellatedFaces)
 {
   const auto mesh = zoo::blockOf(MiCellShape::QuadraticTetrahedron, {2, 2, 2});
   const auto& geometry = mesh->getGeometry();
-  std::vector<double> values;
-  for (std::size_t n = 0; n < geometry.getNodeCount(); ++n)
-    values.push_back(fieldAt(geometry.getNode(n)));
-  const MbScalardSetI perNode("f", MiDataBinding::PerNode, values);
+  const auto perNode = zoo::nodeSet(*mesh, fieldAt);
   UniformTessellator tessellator;
   SkinScene scene;
   const SoRef<MoTessellator> node(new MoTessellator);
   node->setTessellator(&tessellator);
   scene.above->addChild(node);
   scene.mesh->setMesh(mesh.get());
-  scene.set->setScalarSet(&perNode);
+  scene.set->setScalarSet(perNode.get());
   for (const auto& [x, y] : {std::pair{0.31f, 0.22f}, {1.7f, 0.9f}, {1.02f, 0.51f}}) {
     const Pick pick(scene, x, y);
     ASSERT_NE(pick.face, nullptr);
@@ -244,18 +215,13 @@ TEST(MoMeshSkin, StaysInAbsoluteCoordinatesFarFromZero)
   scene.traverse();
   ASSERT_NE(scene.surface()->getGeometry().origin, MbVec3d{}) << "single precision needs help here";
   const SbVec3f low(static_cast<float>(x), static_cast<float>(y), 0);
-  SoGetBoundingBoxAction box(SbViewportRegion(100, 100));
-  box.apply(scene.root);
-  EXPECT_EQ(box.getBoundingBox().getMin(), low);
-  EXPECT_EQ(box.getBoundingBox().getMax(), low + SbVec3f(4, 0.5f, 0.25f));
+  EXPECT_EQ(boxOf(scene.root).getMin(), low);
+  EXPECT_EQ(boxOf(scene.root).getMax(), low + SbVec3f(4, 0.5f, 0.25f));
 
-  SoRayPickAction pick(SbViewportRegion(100, 100));
-  pick.setRay(low + SbVec3f(2.5f, 0.25f, 5), SbVec3f(0, 0, -1));
-  pick.apply(scene.root);
-  ASSERT_NE(pick.getPickedPoint(), nullptr);
-  EXPECT_EQ(pick.getPickedPoint()->getPoint(), low + SbVec3f(2.5f, 0.25f, 0.25f));
-  EXPECT_EQ(dynamic_cast<const MoFaceDetail&>(*pick.getPickedPoint()->getDetail()).getSourceCell(),
-            2u);
+  const Pick pick(scene, low[0] + 2.5f, low[1] + 0.25f);
+  ASSERT_NE(pick.face, nullptr);
+  EXPECT_EQ(pick.point->getPoint(), low + SbVec3f(2.5f, 0.25f, 0.25f));
+  EXPECT_EQ(pick.face->getSourceCell(), 2u);
 
   SbBox3f primitives;
   SoCallbackAction vertices;
@@ -273,10 +239,7 @@ TEST(MoMeshSkin, StaysInAbsoluteCoordinatesFarFromZero)
 
   const Row near;
   scene.mesh->setMesh(near.mesh.get());
-  box.apply(scene.root);
-  EXPECT_EQ(box.getBoundingBox().getMax(), SbVec3f(4, 0.5f, 0.25f)) << "the move is taken back";
-  pick.setRay(SbVec3f(2.5f, 0.25f, 5), SbVec3f(0, 0, -1));
-  pick.apply(scene.root);
-  EXPECT_NE(pick.getPickedPoint(), nullptr);
+  EXPECT_EQ(boxOf(scene.root).getMax(), SbVec3f(4, 0.5f, 0.25f)) << "the move is taken back";
+  EXPECT_NE(Pick(scene, 2.5f, 0.25f).point, nullptr);
   scene.mesh->reset();
 }

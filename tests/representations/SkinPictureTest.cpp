@@ -10,11 +10,11 @@
 
 #include <tests/support/MeshZoo.h>
 #include <tests/support/Offscreen.h>
+#include <tests/support/SceneQueries.h>
 
 #include <Inventor/nodes/SoDirectionalLight.h>
 #include <Inventor/nodes/SoDrawStyle.h>
 #include <Inventor/nodes/SoLightModel.h>
-#include <Inventor/nodes/SoOrthographicCamera.h>
 
 #include <gmock/gmock.h>
 
@@ -29,11 +29,7 @@ class SkinPicture : public testing::Test
 protected:
   SkinPicture()
   {
-    auto* camera = new SoOrthographicCamera;
-    camera->position = SbVec3f(1, 0.5f, 5);
-    camera->nearDistance = 1;
-    camera->farDistance = 10;
-    camera->height = 1;
+    auto* camera = cameraAt(1, 0.5f, 5, 1);
     camera->viewportMapping = SoCamera::LEAVE_ALONE;
     camera->aspectRatio = 2;
     scene.root->insertChild(camera, 0);

@@ -10,12 +10,11 @@
 #include <velmo/toolkit/SoIndexedFaceSetOutline.h>
 
 #include <tests/support/MeshZoo.h>
+#include <tests/support/SceneQueries.h>
 
-#include <Inventor/actions/SoSearchAction.h>
 #include <Inventor/nodes/SoDirectionalLight.h>
 #include <Inventor/nodes/SoDrawStyle.h>
 #include <Inventor/nodes/SoPerspectiveCamera.h>
-#include <Inventor/SoFullPath.h>
 
 #include <gtest/gtest.h>
 
@@ -36,12 +35,7 @@ public:
     above->addChild(toolkitStyle);
     mesh->setMesh(box.get());
     set->setScalarSet(&values);
-    SoSearchAction search;
-    search.setSearchingAll(TRUE);
-    search.setType(SoIndexedFaceSetOutline::getClassTypeId());
-    search.apply((*skin->getChildren())[0]);
-    shape = static_cast<SoIndexedFaceSetOutline*>(
-        static_cast<SoFullPath*>(search.getPath())->getTail());
+    shape = findNode<SoIndexedFaceSetOutline>((*skin->getChildren())[0]);
   }
   ~RefillScene() { mesh->reset(); }
 

@@ -1,50 +1,19 @@
 #pragma once
 
 #include <velmo/colormapping/MoLinearColorMapping.h>
-#include <velmo/extraction/interfaces/MiExtractorCallback.h>
 #include <velmo/nodes/MoMesh.h>
 #include <velmo/nodes/MoScalarSet.h>
 #include <velmo/render/MdSurfaceMesh.h>
 #include <velmo/representation/MoMeshSurfaceRepresentation.h>
 #include <velmo/toolkit/SoRef.h>
 
+#include <tests/support/ExtractionCounter.h>
+
 #include <Inventor/actions/SoCallbackAction.h>
 #include <Inventor/nodes/SoSeparator.h>
 
 #include <string>
 #include <vector>
-
-/// Counts extractions, and stops the next one when told to.
-class ExtractionCounter final : public MiExtractorCallback
-{
-public:
-  void beginExtract(const std::string& name, std::size_t) override
-  {
-    ++count;
-    lastName = name;
-  }
-  void endExtract() override {}
-  void beginPhase(const std::string&, std::size_t) override {}
-  void endPhase() override {}
-  bool endStep(std::size_t) override { return !stop; }
-  double getEndStepCallPeriod() const override { return 0.0; }
-
-  int count = 0;
-  bool stop = false;
-  std::string lastName;
-};
-
-/// Says that its mesh is a regular one, whatever it is.
-class LyingMesh final : public MoMesh
-{
-public:
-  const MiMesh* getMesh(MeshType& type) override
-  {
-    const MiMesh* mesh = MoMesh::getMesh(type);
-    type = VOLUME_MESH_REGULAR;
-    return mesh;
-  }
-};
 
 /// A scene of one mesh, one general scalar set, a mapping from black at 0 to white at 10, and a
 /// representation of any class.
