@@ -1,10 +1,11 @@
 #include <velmoview/Measure.h>
 
+#include <velmo/base/MxSort.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <sys/resource.h>
-#include <tbb/parallel_sort.h>
 #include <vector>
 
 namespace velmoview {
@@ -40,7 +41,7 @@ void appendEdges(std::span<const int> cell, std::vector<std::uint64_t>& edges)
 
 std::size_t countSingles(std::vector<std::uint64_t>& edges)
 {
-  tbb::parallel_sort(edges.begin(), edges.end());
+  sortByNumber(true, edges, [](std::uint64_t edge) { return edge; });
   std::size_t singles = 0;
   for (std::size_t first = 0, last = 0; first < edges.size(); first = last) {
     while (last < edges.size() && edges[last] == edges[first])

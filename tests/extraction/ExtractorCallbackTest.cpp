@@ -1,4 +1,9 @@
 #include <tests/support/ExtractorCases.h>
+#include <tests/support/SlowSet.h>
+#include <velmo/extraction/algorithms/MxNodeNormals.h>
+#include <velmo/extraction/extractors/MiPointProbe.h>
+#include <velmo/extraction/interfaces/MxAbortableCallback.h>
+#include <velmo/extraction/interfaces/MxExtractionMonitor.h>
 
 #include <gmock/gmock.h>
 
@@ -231,20 +236,7 @@ TEST(ExtractorCallback, MappedSetsStayWhileTheyAreHeld)
 
 TEST(ExtractorCallback, LongMappingsAreToldOfAndCancelled)
 {
-  class SlowSet final : public MiDataSetI<double>
-  {
-  public:
-    std::string getName() const override { return "slow"; }
-    MiDataBinding getBinding() const override { return MiDataBinding::PerNode; }
-    std::uint64_t getTimeStamp() const override { return static_cast<std::uint64_t>(sleep); }
-    std::size_t getSize() const override { return 101 * 101; }
-    double getValue(std::size_t index) const override
-    {
-      if (index % 1000 == 0) std::this_thread::sleep_for(std::chrono::milliseconds(sleep));
-      return 1;
-    }
-    int sleep = 0;
-  } set;
+  SlowSet set(101 * 101);
   const auto mesh = zoo::sheet(SURFACE_MESH_UNSTRUCTURED, {100, 100, 0});
   const auto extractor = MiSurfaceExtractUnstructured::getNewInstance(
       zoo::as<SURFACE_MESH_UNSTRUCTURED>(*mesh), false);
@@ -253,12 +245,54 @@ TEST(ExtractorCallback, LongMappingsAreToldOfAndCancelled)
   extractor->setCallback(&watcher);
   EXPECT_NE(extractor->extractScalarSet(set), nullptr);
   EXPECT_EQ(watcher.extractCount, 0u) << "short";
-  set.sleep = 20;
+  set.milliseconds = 20;
   EXPECT_THROW(extractor->extractScalarSet(set), MiCancellationException);
   EXPECT_EQ(watcher.extractCount, 1u);
   watcher.expectOver();
   extractor->setCallback(nullptr);
   EXPECT_NE(extractor->extractScalarSet(set), nullptr);
+}
+
+TEST(ExtractorCallback, ProbesAndNormalsAreCancelledAndWorkAgain)
+{
+  class Abort final : public MxAbortableCallback
+  {
+  public:
+    void beginExtract(const std::string&, std::size_t) override {}
+    void endExtract() override {}
+    void beginPhase(const std::string&, std::size_t) override {}
+    void endPhase() override {}
+    bool endStep(std::size_t) override { return true; }
+  } abort;
+  abort.requestAbort();
+  const auto mesh = zoo::blockOf(MiCellShape::Hexahedron, {10, 10, 10});
+  const MbScalardSetI set("n", MiDataBinding::PerCell, std::vector<double>(1000, 2.0));
+  const MbVec3d inside{5.1, 2.6, 1.3};
+  for (const bool parallel : {false, true}) {
+    const auto probe = MiPointProbeUnstructured::getNewInstance(*mesh, parallel);
+    probe->setCallback(&abort);
+    EXPECT_THROW(probe->locate(inside, 0, nullptr), MiCancellationException);
+    EXPECT_FALSE(probe->isFound());
+    double value = 0;
+    const std::span<const MbVec3d> points(&inside, 1);
+    EXPECT_THROW(probe->getValues(points, nullptr, set, {&value, 1}), MiCancellationException);
+    probe->setCallback(nullptr);
+    EXPECT_TRUE(probe->locate(inside, 0, nullptr));
+    EXPECT_EQ(probe->getValues(points, nullptr, set, {&value, 1}), 1u);
+    EXPECT_EQ(value, 2);
+    probe->setCallback(&abort);
+    EXPECT_TRUE(probe->locate(inside, 0, nullptr)) << "there is nothing to prepare";
+
+    const auto skin = MiSkinExtractUnstructured::getNewInstance(*mesh, parallel);
+    skin->extractSkin(nullptr);
+    MxArray<MbVec3f> normals;
+    {
+      MxExtractionMonitor monitor(&abort, "normals");
+      EXPECT_THROW(nodeNormals(*skin->getSurface(), parallel, normals), MiCancellationException);
+    }
+    nodeNormals(*skin->getSurface(), parallel, normals);
+    EXPECT_EQ(normals.size(), 602u);
+  }
 }
 
 TEST(ExtractorCallback, ACallbackMayExtractItself)

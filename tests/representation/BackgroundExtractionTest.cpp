@@ -14,6 +14,7 @@
 #include <tests/representations/SkinScene.h>
 #include <tests/support/Background.h>
 #include <tests/support/MeshZoo.h>
+#include <tests/support/SlowSet.h>
 #include <tests/support/UniformTessellator.h>
 #include <tests/support/WarningLog.h>
 
@@ -356,6 +357,28 @@ TEST(BackgroundExtraction, LooksForAnAbortThreeTimesASecondAtLeast)
   EXPECT_TRUE(progress.isAbortRequested()) << "the user's answer asks for it";
   slow.goOn = true;
   EXPECT_FALSE(progress.endStep(3));
+}
+
+TEST(BackgroundExtraction, ALongMappingForOthersThatIsCancelledAnswersNull)
+{
+  SkinScene scene;
+  const auto mesh = zoo::block(VOLUME_MESH_UNSTRUCTURED, {100, 50, 1});
+  SlowSet set(101 * 51 * 2);
+  set.milliseconds = 20;
+  GateCallback stop;
+  stop.stops = true;
+  scene.mesh->setMesh(mesh.get());
+  scene.skin->parallel = FALSE;
+  scene.traverse();
+  WarningLog warnings;
+  scene.node->setExtractorCallback(&stop);
+  scene.traverse();
+  EXPECT_EQ(scene.node->extractScalarSet(&set), nullptr);
+  EXPECT_EQ(stop.begun, 1);
+  EXPECT_THAT(warnings.texts(), IsEmpty());
+  stop.stops = false;
+  EXPECT_NE(scene.node->extractScalarSet(&set), nullptr);
+  scene.node->setExtractorCallback(nullptr);
 }
 
 template <class Node>

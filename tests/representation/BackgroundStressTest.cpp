@@ -147,6 +147,13 @@ std::size_t bytesInUse()
   return mallinfo2().uordblks;
 }
 
+/// For long runs: VELMO_STRESS makes the test so many times as long.
+int roundCount()
+{
+  const char* factor = std::getenv("VELMO_STRESS");
+  return 60 * std::max(1, factor ? std::atoi(factor) : 1);
+}
+
 } // namespace
 
 class BackgroundStress : public testing::TestWithParam<bool>
@@ -165,7 +172,7 @@ TEST_P(BackgroundStress, TheLastStateWinsWhateverChangesWhileTasksRun)
   std::mt19937 random(7);
   std::size_t early = 0;
   int results = 0, running = 0;
-  for (int round = 0; round < 60; ++round) {
+  for (int round = 0; round < roundCount(); ++round) {
     for (int step = 0; step < 10; ++step) {
       scene.change(random);
       if (step % 5 == 0)

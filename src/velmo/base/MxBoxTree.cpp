@@ -1,7 +1,8 @@
 #include <velmo/base/MxBoxTree.h>
 
+#include <velmo/base/MxSort.h>
+
 #include <new>
-#include <tbb/parallel_sort.h>
 
 namespace {
 
@@ -71,7 +72,7 @@ void MxBoxTree::setCode(std::size_t item, const MxBox3d& box)
 
 void MxBoxTree::sortCodes()
 {
-  tbb::parallel_sort(m_codes.begin(), m_codes.end());
+  sortByNumber(true, m_codes, [](const Code& code) { return code.code; });
   forEachBlock(true, m_codes.size(), kBlock, [&](std::size_t, std::size_t first, std::size_t last) {
     for (std::size_t i = first; i < last; ++i)
       m_order[i] = m_codes[i].item;

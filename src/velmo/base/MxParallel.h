@@ -1,14 +1,12 @@
 #pragma once
 
 #include <velmo/base/MxPoll.h>
+#include <velmo/base/MxThreads.h>
 
 #include <algorithm>
 #include <cstddef>
 #include <functional>
 #include <span>
-#include <tbb/blocked_range.h>
-#include <tbb/parallel_for.h>
-#include <tbb/task_arena.h>
 
 /// Below this many items a loop runs serially: starting tasks would cost more than it saves.
 inline constexpr std::size_t kParallelThreshold = 4096;
@@ -18,37 +16,48 @@ inline constexpr std::size_t blockCount(std::size_t count, std::size_t blockSize
   return (count + blockSize - 1) / blockSize;
 }
 
+namespace velmo_detail {
+
+/// Calls body(first) to body(last - 1), and asks before each.
+template <class Body>
+void forEachAsking(MxPoll* poll, std::size_t first, std::size_t last, const Body& body)
+{
+  for (std::size_t i = first; i < last; ++i) {
+    if (poll) poll->poll();
+    body(i);
+  }
+}
+
+/// forEachIsolated in another way: the calling thread asks the poll instead of waiting.
+void forEachWatched(MxPoll& poll, std::size_t count, const std::function<void(std::size_t)>& body);
+
+} // namespace velmo_detail
+
 /// A parallel loop over [0, count). While it waits for others, the calling thread works on nothing
 /// but this loop: it does not take up another extraction, nor hold its own up by that.
 template <class Body>
 void forEachIsolated(std::size_t count, const Body& body)
 {
-  MxPoll* const poll = MxPoll::current();
-  tbb::this_task_arena::isolate([&] {
-    tbb::parallel_for(tbb::blocked_range<std::size_t>(0, count, 1),
-                      [&](const tbb::blocked_range<std::size_t>& range) {
-                        const MxPoll::Scope scope(poll);
-                        for (std::size_t i = range.begin(); i != range.end(); ++i) {
-                          if (poll) poll->poll();
-                          body(i);
-                        }
-                      });
-  });
+  struct Loop
+  {
+    MxPoll* poll;
+    const Body& body;
+
+    static void run(void* context, std::size_t first, std::size_t last)
+    {
+      const Loop& loop = *static_cast<Loop*>(context);
+      const MxPoll::Scope scope(loop.poll);
+      velmo_detail::forEachAsking(loop.poll, first, last, loop.body);
+    }
+  } loop{MxPoll::current(), body};
+  velmo_detail::runLoop(count, &Loop::run, &loop);
 }
-namespace velmo_detail {
-/// The same in another way: the calling thread asks the poll instead of waiting.
-void forEachWatched(MxPoll& poll, std::size_t count, const std::function<void(std::size_t)>& body);
-} // namespace velmo_detail
 
 /// The same in the calling thread alone.
 template <class Body>
 void forEachSerially(std::size_t count, const Body& body)
 {
-  MxPoll* const poll = MxPoll::current();
-  for (std::size_t i = 0; i < count; ++i) {
-    if (poll) poll->poll();
-    body(i);
-  }
+  velmo_detail::forEachAsking(MxPoll::current(), 0, count, body);
 }
 
 /// Calls body(block, first, last) for the blocks of `blockSize` items that [0, count) falls into.

@@ -1,10 +1,10 @@
 #include <velmo/io/MxNumberMap.h>
 
 #include <velmo/base/MxParallel.h>
+#include <velmo/base/MxSort.h>
 #include <velmo/io/MxFileArray.h>
 
 #include <algorithm>
-#include <tbb/parallel_sort.h>
 
 namespace {
 
@@ -67,10 +67,10 @@ MxNumberMap::MxNumberMap(std::span<const std::int64_t> numbers, bool parallel)
   m_sorted.resize(numbers.size());
   for (std::size_t i = 0; i < numbers.size(); ++i)
     m_sorted[i] = {numbers[i], static_cast<std::int64_t>(i)};
-  if (parallel)
-    tbb::parallel_sort(m_sorted.begin(), m_sorted.end());
-  else
-    std::sort(m_sorted.begin(), m_sorted.end());
+  // The sign bit turned over, negative numbers come first.
+  sortByNumber(parallel, m_sorted, [](const auto& entry) {
+    return static_cast<std::uint64_t>(entry.first) ^ std::uint64_t{1} << 63;
+  });
   for (std::size_t i = 1; i < m_sorted.size(); ++i)
     m_repeated += m_sorted[i].first == m_sorted[i - 1].first;
 }

@@ -1,5 +1,7 @@
 #include <velmo/io/MxNumberText.h>
 
+#include <velmo/base/MxParallel.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -20,17 +22,6 @@ std::size_t countWordStarts(const char* begin, const char* first, const char* la
   for (const char* p = first + 1; p < last; ++p)
     count += static_cast<std::size_t>(!isBlank(p[0]) & isBlank(p[-1]));
   return count;
-}
-
-template <class Body>
-void forBlocks(bool parallel, std::size_t blocks, const Body& body)
-{
-  if (!parallel || blocks < 2) {
-    for (std::size_t block = 0; block < blocks; ++block)
-      body(block);
-    return;
-  }
-  tbb::parallel_for(std::size_t{0}, blocks, body);
 }
 
 /// Reads up to `count` numbers; returns how many, and in `bad` the first word that is none.
@@ -86,12 +77,12 @@ void readNumbers(const MxFileBytes& file, const char*& where, const char* end, T
         next = last;
       }
       starts.resize(blocks.size());
-      forBlocks(true, blocks.size(), [&](std::size_t i) {
+      forEachTask(true, blocks.size(), [&](std::size_t i) {
         starts[i] = countWordStarts(begin, blocks[i].first, blocks[i].last);
       });
       const std::vector<std::size_t> counts = starts;
       const std::size_t total = exclusivePrefixSum(std::span<std::size_t>(starts));
-      forBlocks(true, blocks.size(), [&](std::size_t i) {
+      forEachTask(true, blocks.size(), [&](std::size_t i) {
         const std::size_t first = done + starts[i];
         if (first >= count) return;
         const std::size_t here = std::min(counts[i], count - first);
@@ -209,7 +200,7 @@ std::size_t mxCountWords(const char* begin, const char* end, bool parallel)
 {
   const std::size_t blocks = blockCount(static_cast<std::size_t>(end - begin), kTextBlock);
   std::vector<std::size_t> counts(blocks);
-  forBlocks(parallel, blocks, [&](std::size_t block) {
+  forEachTask(parallel, blocks, [&](std::size_t block) {
     const char* first = begin + block * kTextBlock;
     counts[block] = countWordStarts(
         begin, first, first + std::min(kTextBlock, static_cast<std::size_t>(end - first)));

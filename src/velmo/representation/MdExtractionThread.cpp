@@ -8,53 +8,15 @@ MdExtractionThreadBase::ProgressIndicator::ProgressIndicator(SoRef<MdUserExtract
     : m_user(std::move(user)), m_target(m_user->getTarget())
 {}
 
-template <class Call>
-void MdExtractionThreadBase::ProgressIndicator::tell(const Call& call) const
-{
-  m_user->callIf(m_target, 0, [&](MiExtractorCallback& user) {
-    call(user);
-    return 0;
-  });
-}
-
-void MdExtractionThreadBase::ProgressIndicator::beginExtract(const std::string& name,
-                                                             std::size_t phaseCount)
-{
-  tell([&](MiExtractorCallback& user) { user.beginExtract(name, phaseCount); });
-}
-
-void MdExtractionThreadBase::ProgressIndicator::endExtract()
-{
-  tell([](MiExtractorCallback& user) { user.endExtract(); });
-}
-
-void MdExtractionThreadBase::ProgressIndicator::beginPhase(const std::string& name,
-                                                           std::size_t stepCount)
-{
-  tell([&](MiExtractorCallback& user) { user.beginPhase(name, stepCount); });
-}
-
-void MdExtractionThreadBase::ProgressIndicator::endPhase()
-{
-  tell([](MiExtractorCallback& user) { user.endPhase(); });
-}
-
 bool MdExtractionThreadBase::ProgressIndicator::endStep(std::size_t stepsDone)
 {
-  const bool goOn =
-      isAbortRequested() || m_user->callIf(m_target, true, [&](MiExtractorCallback& user) {
-        return user.endStep(stepsDone);
-      });
-  if (!goOn) requestAbort();
+  if (!isAbortRequested() && !Forwarding::endStep(stepsDone)) requestAbort();
   return !isAbortRequested();
 }
 
 double MdExtractionThreadBase::ProgressIndicator::getEndStepCallPeriod() const
 {
-  const double kLongest = 0.3;
-  return m_user->callIf(m_target, kLongest, [=](const MiExtractorCallback& user) {
-    return std::min(kLongest, user.getEndStepCallPeriod());
-  });
+  return std::min(0.3, Forwarding::getEndStepCallPeriod());
 }
 
 MdExtractionThreadBase::MdExtractionThreadBase(MoMeshRepresentation& owner)

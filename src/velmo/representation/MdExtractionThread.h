@@ -26,24 +26,26 @@ class MdExtractionThreadBase
 public:
   /// What the extractor of a task tells, in the worker; handed on to the callback that the owner
   /// had when the task began, as long as it is still the owner's.
-  class ProgressIndicator final : public MxAbortableCallback
+  class ProgressIndicator final
+      : public MdForwardingCallback<ProgressIndicator, MxAbortableCallback>
   {
   public:
     explicit ProgressIndicator(SoRef<MdUserExtractorCallback> user);
 
-    void beginExtract(const std::string& name, std::size_t phaseCount) override;
-    void endExtract() override;
-    void beginPhase(const std::string& name, std::size_t stepCount) override;
-    void endPhase() override;
     /// False exactly when an abort was requested; the user's callback requests one by its own
     /// false.
     bool endStep(std::size_t stepsDone) override;
     /// 0.3 seconds, or less where the user's callback asks for less.
     double getEndStepCallPeriod() const override;
 
+    template <class Answer, class Call>
+    Answer forward(Answer otherwise, const Call& call) const
+    {
+      return m_user->callIf(m_target, otherwise, call);
+    }
+
   private:
-    template <class Call>
-    void tell(const Call& call) const;
+    using Forwarding = MdForwardingCallback<ProgressIndicator, MxAbortableCallback>;
 
     SoRef<MdUserExtractorCallback> m_user;
     MiExtractorCallback* m_target;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <velmo/extraction/interfaces/MiTessellator.h>
+#include <velmo/extraction/interfaces/MxExtractionMonitor.h>
 #include <velmo/extraction/interfaces/MxMeshKind.h>
 #include <velmo/nodes/MoCellFilterElement.h>
 #include <velmo/representation/MdExtractionThread.h>
@@ -218,6 +219,9 @@ protected:
     if (!builder) {
       if (mesh) warn(missing);
     } else if (mesh) {
+      // Told of, and cancelled, as an extraction is; loops over large arrays ask.
+      MxExtractionMonitor monitor(m_owner.getBuildCallback(), m_extract->getExtractorName());
+      monitor.beginPhase("Building", 1);
       builder->set(state, *mesh, sets, getResult());
     } else {
       builder->clear();

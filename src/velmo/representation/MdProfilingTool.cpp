@@ -141,7 +141,7 @@ void MdProfilingTool::setInputMesh(const MiMesh* mesh, MeshType type)
 
 void MdProfilingTool::beginExtract(const std::string& name, std::size_t phaseCount)
 {
-  m_user->beginExtract(name, phaseCount);
+  MdForwardingCallback::beginExtract(name, phaseCount);
   const std::lock_guard lock(m_mutex);
   m_running = {name, std::this_thread::get_id(), Clock::now()};
 }
@@ -155,25 +155,5 @@ void MdProfilingTool::endExtract()
     m_running.wasStopped = std::uncaught_exceptions() > 0;
     m_ended.push_back(m_running);
   }
-  m_user->endExtract();
-}
-
-void MdProfilingTool::beginPhase(const std::string& name, std::size_t stepCount)
-{
-  m_user->beginPhase(name, stepCount);
-}
-
-void MdProfilingTool::endPhase()
-{
-  m_user->endPhase();
-}
-
-bool MdProfilingTool::endStep(std::size_t stepsDone)
-{
-  return m_user->endStep(stepsDone);
-}
-
-double MdProfilingTool::getEndStepCallPeriod() const
-{
-  return m_user->getEndStepCallPeriod();
+  MdForwardingCallback::endExtract();
 }

@@ -22,7 +22,7 @@ class SoAction;
 /// It is told by the hooks of a traversal, and listens to the extractors as their callback, which
 /// calls the user's in turn. *Threads*: the hooks are the traversing thread's, the callback's
 /// functions any one's.
-class MdProfilingTool final : public MiExtractorCallback
+class MdProfilingTool final : public MdForwardingCallback<MdProfilingTool>
 {
 public:
   /// Null unless the preference VELMORA_PROFILE asks for a log: "1" or "true" on standard error,
@@ -37,13 +37,16 @@ public:
   void setInputMesh(const MiMesh* mesh, MeshType type);
   /// @param callback  borrowed, null for nobody
   void setUserCallback(MiExtractorCallback* callback) { m_user->setTarget(callback); }
+  MdUserExtractorCallback& getUserCallback() const { return *m_user; }
 
   void beginExtract(const std::string& name, std::size_t phaseCount) override;
   void endExtract() override;
-  void beginPhase(const std::string& name, std::size_t stepCount) override;
-  void endPhase() override;
-  bool endStep(std::size_t stepsDone) override;
-  double getEndStepCallPeriod() const override;
+
+  template <class Answer, class Call>
+  Answer forward(Answer otherwise, const Call& call) const
+  {
+    return m_user->forward(otherwise, call);
+  }
 
 private:
   using Clock = std::chrono::steady_clock;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <velmo/extraction/interfaces/MiExtractorCallback.h>
+#include <velmo/representation/MdForwardingCallback.h>
 #include <velmo/toolkit/MxRefCounted.h>
 
 #include <mutex>
@@ -10,7 +10,8 @@
 ///
 /// *Threads*: any. setTarget waits for a call of the old target that is under way in another
 /// thread, and none follows.
-class MdUserExtractorCallback final : public MxRefCounted, public MiExtractorCallback
+class MdUserExtractorCallback final : public MxRefCounted,
+                                      public MdForwardingCallback<MdUserExtractorCallback>
 {
 public:
   /// @param target  borrowed, null for nobody
@@ -25,7 +26,7 @@ public:
     return m_target;
   }
 
-  /// Calls call(target) if the target is still this one.
+  /// Calls call(target), if there is a target and it is still this one.
   /// @return what it answers, `otherwise` when the target is another
   template <class Answer, class Call>
   Answer callIf(const MiExtractorCallback* expected, Answer otherwise, const Call& call) const
@@ -33,37 +34,11 @@ public:
     const std::lock_guard lock(m_mutex);
     return m_target && m_target == expected ? call(*m_target) : otherwise;
   }
-
-  void beginExtract(const std::string& name, std::size_t phaseCount) override
+  template <class Answer, class Call>
+  Answer forward(Answer otherwise, const Call& call) const
   {
     const std::lock_guard lock(m_mutex);
-    if (m_target) m_target->beginExtract(name, phaseCount);
-  }
-  void endExtract() override
-  {
-    const std::lock_guard lock(m_mutex);
-    if (m_target) m_target->endExtract();
-  }
-  void beginPhase(const std::string& name, std::size_t stepCount) override
-  {
-    const std::lock_guard lock(m_mutex);
-    if (m_target) m_target->beginPhase(name, stepCount);
-  }
-  void endPhase() override
-  {
-    const std::lock_guard lock(m_mutex);
-    if (m_target) m_target->endPhase();
-  }
-  bool endStep(std::size_t stepsDone) override
-  {
-    const std::lock_guard lock(m_mutex);
-    return !m_target || m_target->endStep(stepsDone);
-  }
-  double getEndStepCallPeriod() const override
-  {
-    const std::lock_guard lock(m_mutex);
-    return m_target ? m_target->getEndStepCallPeriod()
-                    : MiExtractorCallback::getEndStepCallPeriod();
+    return m_target ? call(*m_target) : otherwise;
   }
 
 private:

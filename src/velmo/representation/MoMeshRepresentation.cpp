@@ -46,6 +46,34 @@ bool isContouringDisplayed(SoState* state)
 
 using Sets = std::vector<const MiTypedDataSet<double>*>;
 
+/// Calls work(); calls failed(post) when it throws, where post() tells the user what happened. A
+/// cancellation is no failure to tell of.
+template <class Work, class Failed>
+void answerFailures(const Work& work, const Failed& failed)
+{
+  try {
+    work();
+  } catch (const MiCancellationException&) {
+    failed([] {});
+  } catch (const std::bad_alloc& error) {
+    failed([&] { SoMemoryError::post(error.what()); });
+  } catch (const std::exception& error) {
+    failed([&] { SoError::post("%s", error.what()); });
+  } catch (...) {
+    failed([] { SoError::post("unknown exception"); });
+  }
+}
+
+/// What map() answers; null, as for a set that does not fit, when it throws.
+template <class Set, class Map>
+const Set* mappedBy(const Map& map)
+{
+  const Set* mapped = nullptr;
+  answerFailures([&] { mapped = dynamic_cast<const Set*>(map()); },
+                 [](const auto& post) { post(); });
+  return mapped;
+}
+
 // Data sets as one mesh kind sees them.
 template <MeshType K>
 class KindSets
@@ -133,22 +161,12 @@ void MoMeshRepresentation::clearCB(void* self, SoSensor*)
 
 void MoMeshRepresentation::doAction(SoAction* action)
 {
-  const auto failed = [this](auto&& post) {
-    const MxQuietNode quiet(*this);
-    post();
-    clear();
-  };
-  try {
-    extractAndTraverse(action);
-  } catch (const MiCancellationException&) {
-    failed([] {});
-  } catch (const std::bad_alloc& error) {
-    failed([&] { SoMemoryError::post(error.what()); });
-  } catch (const std::exception& error) {
-    failed([&] { SoError::post("%s", error.what()); });
-  } catch (...) {
-    failed([] { SoError::post("unknown exception"); });
-  }
+  answerFailures([&] { extractAndTraverse(action); },
+                 [this](const auto& post) {
+                   const MxQuietNode quiet(*this);
+                   post();
+                   clear();
+                 });
 }
 
 void MoMeshRepresentation::extractAndTraverse(SoAction* action)
@@ -221,28 +239,31 @@ void MoMeshRepresentation::setImplementation(std::unique_ptr<MdMeshRepresentatio
 const MiTypedDataSet<double>*
 MoMeshRepresentation::extractScalarSet(const MiTypedDataSet<double>* set)
 {
-  return m_implementation->extractScalarSet(set);
+  return mappedBy<MiTypedDataSet<double>>([&] { return m_implementation->extractScalarSet(set); });
 }
 
 const MiDataSetI<double>* MoMeshRepresentation::extractScalarSetI(SoState* state, unsigned long id)
 {
-  return dynamic_cast<const MiDataSetI<double>*>(m_implementation->extractScalarSet(state, id));
+  return mappedBy<MiDataSetI<double>>(
+      [&] { return m_implementation->extractScalarSet(state, id); });
 }
 
 const MiDataSetIj<double>* MoMeshRepresentation::extractScalarSetIj(SoState* state,
                                                                     unsigned long id)
 {
-  return dynamic_cast<const MiDataSetIj<double>*>(m_implementation->extractScalarSet(state, id));
+  return mappedBy<MiDataSetIj<double>>(
+      [&] { return m_implementation->extractScalarSet(state, id); });
 }
 
 const MiDataSetI<MbVec3d>* MoMeshRepresentation::extractVec3SetI(SoState* state, unsigned long id)
 {
-  return dynamic_cast<const MiDataSetI<MbVec3d>*>(m_implementation->extractVec3Set(state, id));
+  return mappedBy<MiDataSetI<MbVec3d>>([&] { return m_implementation->extractVec3Set(state, id); });
 }
 
 const MiDataSetIj<MbVec3d>* MoMeshRepresentation::extractVec3SetIj(SoState* state, unsigned long id)
 {
-  return dynamic_cast<const MiDataSetIj<MbVec3d>*>(m_implementation->extractVec3Set(state, id));
+  return mappedBy<MiDataSetIj<MbVec3d>>(
+      [&] { return m_implementation->extractVec3Set(state, id); });
 }
 
 const MiMesh* MoMeshRepresentation::getExtractedMesh(MeshType& type) const
@@ -263,6 +284,12 @@ void MoMeshRepresentation::waitForExtraction()
 void MoMeshRepresentation::stopExtractions()
 {
   MxBackgroundTask::stopAll();
+}
+
+MdUserExtractorCallback* MoMeshRepresentation::getBuildCallback() const
+{
+  if (!m_callback) return nullptr;
+  return m_profiling ? &m_profiling->getUserCallback() : m_userCallback;
 }
 
 void MoMeshRepresentation::renewTimeStamp()

@@ -66,12 +66,13 @@ public:
   virtual void setExtractorCallback(MiExtractorCallback& callback);
 
   /// A scalar set of the source mesh on the extracted mesh, for what takes its mesh from here; null
-  /// where it does not fit. Valid until the next extraction.
+  /// where it does not fit, or the extractor's callback cancels a long mapping. Valid until the
+  /// next extraction.
   virtual const MiTypedDataSet<double>* extractScalarSet(const MiTypedDataSet<double>* set);
   /// Brings the results up to date with the state of the action.
   virtual void doExtract(SoAction* action) = 0;
   /// The set with this id in the state, on the extracted mesh; null where there is none of that
-  /// numbering.
+  /// numbering, or after a cancel.
   virtual const MiDataSetI<double>* extractScalarSetI(SoState* state, unsigned long id);
   virtual const MiDataSetIj<double>* extractScalarSetIj(SoState* state, unsigned long id);
   virtual const MiDataSetI<MbVec3d>* extractVec3SetI(SoState* state, unsigned long id);
@@ -113,6 +114,9 @@ public:
   MxAttributesManager& getAttributesManager() const { return *m_attributes; }
   /// What extractors are given as their callback; never deleted while an extraction may use it.
   MdUserExtractorCallback& getUserCallback() const { return *m_userCallback; }
+  /// Who hears of building what is drawn, when that lasts; null for nobody. The log of extractions
+  /// does not.
+  MdUserExtractorCallback* getBuildCallback() const;
   /// What the representation produced is another object.
   void renewTimeStamp();
   /// The detail that picks of this representation carry, null before the first mesh.

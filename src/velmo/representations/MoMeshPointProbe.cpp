@@ -154,6 +154,7 @@ void MoMeshPointProbe::doProbing(SoState* state, std::unique_ptr<Probe>& probe, 
   CellFilterType filterType;
   const auto* filter = dynamic_cast<decltype(filterOf(*probe))>(
       MoCellFilterElement::getCellFilter(state, filterType));
+  probe->setCallback(m_extractorCallback);
   probe->locate({p[0], p[1], p[2]}, probe->getCell(), filter);
   const ScalarResults scalars = probeSets<ScalarResults>(*probe, scalarSets);
   const VectorResults vectors = probeSets<VectorResults>(*probe, vectorSets);
@@ -209,6 +210,8 @@ void MoMeshPointProbe::doAction(SoAction* action)
         }
       }
     });
+  } catch (const MiCancellationException&) {
+    clear();
   } catch (const std::bad_alloc& error) {
     clear();
     SoMemoryError::post(error.what());

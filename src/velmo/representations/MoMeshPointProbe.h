@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <memory>
 
+class MiExtractorCallback;
 class MiMesh;
 class MiPointProbeHexahedronIjk;
 class MiPointProbeIj;
@@ -72,6 +73,9 @@ public:
   /// @param callback  borrowed until another is set or it is removed; the next traversal calls it
   void setProbeCallback(MoProbeCallback& callback);
   void removeProbeCallback();
+  /// Who hears of what a probe has to prepare on a large mesh, and may cancel it; then nothing is
+  /// probed, and the next traversal tries again. Borrowed, null for nobody.
+  void setExtractorCallback(MiExtractorCallback* callback) { m_extractorCallback = callback; }
   /// Drops the probe objects, which are made again when they are needed; the next traversal probes.
   void clear();
 
@@ -99,4 +103,5 @@ private:
   std::unique_ptr<MxNodeSensor> m_sensor;
   std::unique_ptr<MxAttributesManager> m_attributes;
   MoProbeCallback* m_callback = nullptr;
+  MiExtractorCallback* m_extractorCallback = nullptr;
 };

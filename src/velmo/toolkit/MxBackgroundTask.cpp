@@ -1,6 +1,6 @@
 #include <velmo/toolkit/MxBackgroundTask.h>
 
-#include <velmo/base/MxTaskQueue.h>
+#include <velmo/base/MxThreads.h>
 
 #include <algorithm>
 #include <atomic>

@@ -1,6 +1,7 @@
 #include <velmo/extraction/algorithms/MxManyPoints.h>
 
 #include <velmo/base/MxParallel.h>
+#include <velmo/base/MxSort.h>
 
 #include <algorithm>
 #include <numeric>
@@ -39,7 +40,7 @@ MxArray<std::uint32_t> orderOf(std::span<const MbVec3d> points, bool parallel)
     scale[a] = ((1 << kCodeBits) - 1) / (box.max[a] - box.min[a]);
     if (!std::isfinite(scale[a])) scale[a] = 0;
   }
-  MxArray<Code> codes(points.size()), room(points.size());
+  MxArray<Code> codes(points.size());
   forEachBlock(parallel, points.size(), 8192,
                [&](std::size_t, std::size_t first, std::size_t last) {
                  for (std::size_t p = first; p < last; ++p) {
@@ -51,20 +52,7 @@ MxArray<std::uint32_t> orderOf(std::span<const MbVec3d> points, bool parallel)
                    codes[p] = {code, static_cast<std::uint32_t>(p)};
                  }
                });
-  // Three rounds of a radix sort, ten bits each.
-  constexpr std::size_t kValues = std::size_t{1} << kCodeBits;
-  for (int round = 0; round < 3; ++round) {
-    std::array<std::size_t, kValues> begins{};
-    const auto valueOf = [&](const Code& code) {
-      return code.code >> (round * kCodeBits) & (kValues - 1);
-    };
-    for (const Code& code : codes)
-      ++begins[valueOf(code)];
-    exclusivePrefixSum(std::span<std::size_t>(begins));
-    for (const Code& code : codes)
-      room[begins[valueOf(code)]++] = code;
-    codes.swap(room);
-  }
+  sortByNumber(parallel, codes, [](const Code& code) { return std::uint64_t{code.code}; });
   MxArray<std::uint32_t> order(points.size());
   for (std::size_t p = 0; p < points.size(); ++p)
     order[p] = codes[p].point;

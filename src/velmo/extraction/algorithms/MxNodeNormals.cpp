@@ -97,6 +97,7 @@ bool addInBlocks(const MeXSurfaceMeshUnstructured& surface, bool parallel,
   if (!parallel) {
     Window window; // one place for all of them
     for (std::size_t first = 0; first < faceCount && !scattered; first += blockSize) {
+      MxPoll::ask();
       fill(window, first, std::min(faceCount, first + blockSize));
       if (!scattered) addWindow(window, window.first, window.end(), normals);
     }
@@ -133,7 +134,10 @@ void nodeNormals(const MeXSurfaceMeshUnstructured& surface, bool parallel,
   forEachNode([](MbVec3f& normal) { normal = {}; });
   if (!addInBlocks(surface, parallel, normals)) {
     forEachNode([](MbVec3f& normal) { normal = {}; });
-    addAreas(surface, 0, surface.topology.getCellCount(), normals.data(), 0);
+    forEachBlock(false, surface.topology.getCellCount(), kLeastPolygons,
+                 [&](std::size_t, std::size_t first, std::size_t last) {
+                   addAreas(surface, first, last, normals.data(), 0);
+                 });
   }
   forEachNode([](MbVec3f& normal) { normal = unit(normal); });
 }

@@ -2,22 +2,18 @@
 
 #include <velmo/base/MxArray.h>
 #include <velmo/base/MxParallel.h>
+#include <velmo/base/MxSort.h>
 
 #include <algorithm>
 #include <atomic>
 #include <bit>
 #include <cstdint>
-#include <tbb/parallel_sort.h>
 #include <vector>
 
 /// A hash of what may repeat, and who has it.
 struct MxOwnedKey
 {
   std::uint64_t hash = 0, owner = 0;
-  friend bool operator<(const MxOwnedKey& a, const MxOwnedKey& b)
-  {
-    return a.hash != b.hash ? a.hash < b.hash : a.owner < b.owner;
-  }
 };
 
 /// A number whose bits depend on all bits of `x` (the finaliser of splitmix64).
@@ -35,7 +31,7 @@ constexpr std::uint64_t mxMixed(std::uint64_t x)
 ///
 /// @param keyCount  about so many keys
 /// @param visit     visit(block, emit) calls emit(hash, owner) for the keys of each of `blocks`
-///                  blocks; called twice a block, by several threads
+///                  blocks, with rising owners; called twice a block, by several threads
 template <class Visit>
 std::vector<MxOwnedKey> mxCollectRepeated(std::size_t blocks, std::size_t keyCount, unsigned least,
                                           bool parallel, const Visit& visit)
@@ -72,7 +68,7 @@ std::vector<MxOwnedKey> mxCollectRepeated(std::size_t blocks, std::size_t keyCou
     keys.insert(keys.end(), block.begin(), block.end());
     block = {};
   }
-  tbb::parallel_sort(keys.begin(), keys.end());
+  sortByNumber(parallel, keys, [](const MxOwnedKey& key) { return key.hash; });
   return keys;
 }
 

@@ -4,9 +4,6 @@
 #include <velmo/extraction/algorithms/MxPolygons.h>
 #include <velmo/extraction/algorithms/MxVolumeCells.h>
 
-#include <tbb/global_control.h>
-#include <tbb/task_arena.h>
-
 #include <array>
 #include <atomic>
 #include <optional>
@@ -262,13 +259,6 @@ OpenNodes joinWords(const std::vector<Words>& sets, std::size_t nodeCount, bool 
   return open;
 }
 
-std::size_t threadCount(bool parallel)
-{
-  if (!parallel) return 1;
-  return std::min(static_cast<std::size_t>(tbb::this_task_arena::max_concurrency()),
-                  tbb::global_control::active_value(tbb::global_control::max_allowed_parallelism));
-}
-
 template <bool Whole, class Cells>
 std::optional<OpenNodes> findOpenNodes(const Cells& cells, const MxCellChoice& choice,
                                        std::size_t nodeCount, bool sweep, bool parallel,
@@ -276,7 +266,7 @@ std::optional<OpenNodes> findOpenNodes(const Cells& cells, const MxCellChoice& c
 {
   std::atomic<bool> dirty{false};
   const std::size_t count = choice.last - choice.first;
-  const std::size_t threads = threadCount(parallel && count >= kParallelThreshold);
+  const std::size_t threads = parallel && count >= kParallelThreshold ? threadCount() : 1;
   std::vector<Words> sets;
   const auto hashBlocks = [&](std::size_t first, std::size_t last, auto sink) {
     for (std::size_t begin = first; begin < last; begin += kCellBlock) {

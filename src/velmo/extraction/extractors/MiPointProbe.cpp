@@ -4,12 +4,27 @@
 #include <velmo/extraction/algorithms/MxCellLocator.h>
 #include <velmo/extraction/algorithms/MxFieldValues.h>
 #include <velmo/extraction/algorithms/MxManyPoints.h>
+#include <velmo/extraction/extractors/MxExtractorState.h>
 
 #include <tuple>
 
 namespace {
 
 constexpr std::size_t kNothing = static_cast<std::size_t>(-1);
+
+/// As callbacks hear it.
+template <class Interface>
+constexpr const char* nameOf()
+{
+  if constexpr (std::is_same_v<Interface, MiPointProbeUnstructured>)
+    return "MiPointProbeUnstructured";
+  else if constexpr (std::is_same_v<Interface, MiPointProbeHexahedronIjk>)
+    return "MiPointProbeHexahedronIjk";
+  else if constexpr (std::is_same_v<Interface, MiPointProbeIjk>)
+    return "MiPointProbeIjk";
+  else
+    return "MiPointProbeIj";
+}
 
 /// All point probes.
 template <MeshType K, class Interface>
@@ -24,7 +39,11 @@ class MxPointProbe final : public Interface
   using Index = std::conditional_t<kCells == MxIndexing::I, std::size_t, MbIndex3>;
 
 public:
-  MxPointProbe(const Mesh& mesh, bool parallel) : m_mesh(mesh), m_parallel(parallel) {}
+  MxPointProbe(const Mesh& mesh, bool parallel)
+      : m_mesh(mesh), m_state(parallel, nameOf<Interface>())
+  {}
+
+  void setCallback(MiExtractorCallback* callback) override { m_state.setCallback(callback); }
 
   bool locate(const MbVec3d& point, const Index& hint, const Filter* filter) override
   {
@@ -82,7 +101,9 @@ private:
     if (m_locator && topology == m_topologyStamp && geometry == m_geometryStamp) return;
     m_cursor.reset();
     m_locator.reset();
-    m_locator = MxCellLocator::get<K>(m_mesh, m_parallel);
+    MxExtractionMonitor monitor = m_state.patientMonitor();
+    monitor.beginPhase("Preparing searches", 1);
+    m_locator = MxCellLocator::get<K>(m_mesh, m_state.isParallel());
     m_topologyStamp = topology;
     m_geometryStamp = geometry;
   }
@@ -118,14 +139,16 @@ private:
   std::size_t valuesOf(std::span<const MbVec3d> points, const Filter* filter,
                        const MiTypedDataSet<T>& set, std::span<T> values) const
   {
+    MxExtractionMonitor monitor = m_state.patientMonitor();
+    monitor.beginPhase("Probing points", 1);
     // Kept, so that what a search needs is not made again for the next call.
-    m_manyLocator = MxCellLocator::get<K>(m_mesh, m_parallel);
+    m_manyLocator = MxCellLocator::get<K>(m_mesh, m_state.isParallel());
     return probeMany(*m_manyLocator, {filter, m_manyLocator->cellCounts()},
-                     fieldOf(*m_manyLocator, set), m_parallel, points, values);
+                     fieldOf(*m_manyLocator, set), m_state.isParallel(), points, values);
   }
 
   const Mesh& m_mesh;
-  const bool m_parallel;
+  MxExtractorState m_state;
   std::shared_ptr<const MxCellLocator> m_locator;
   mutable std::shared_ptr<const MxCellLocator> m_manyLocator;
   std::uint64_t m_topologyStamp = MxTimeStamp::kNone, m_geometryStamp = MxTimeStamp::kNone;

@@ -2,6 +2,7 @@
 
 #include <velmo/extraction/interfaces/MiCellFilter.h>
 #include <velmo/extraction/interfaces/MiDataSet.h>
+#include <velmo/extraction/interfaces/MiExtractorCallback.h>
 #include <velmo/extraction/interfaces/MiMesh.h>
 
 #include <cstdint>
@@ -36,11 +37,17 @@ class MiPointProbe
 public:
   virtual ~MiPointProbe() = default;
 
+  /// Who hears of what a search has to prepare first, and of searches for many points, as of an
+  /// extraction of one phase, when that takes longer than a tenth of a second; he may cancel it.
+  /// Borrowed, null for nobody. After a cancel nothing is found, and the next search starts anew.
+  virtual void setCallback(MiExtractorCallback* callback) = 0;
+
   /// Looks for the cell that holds a point.
   /// @param hint    a cell to look at first, such as the last one found; need not exist
   /// @param filter  cells to look at, null for all; borrowed for the call
   /// @return whether there is one
-  /// @throw std::bad_alloc, std::length_error (a mesh of more than 2^32 - 1 cells)
+  /// @throw std::bad_alloc, std::length_error (a mesh of more than 2^32 - 1 cells),
+  ///        MiCancellationException
   virtual bool locate(const MbVec3d& point, const Index& hint, const Filter* filter) = 0;
 
   // Of the last search.
@@ -59,6 +66,7 @@ public:
   /// visited in an order that keeps near what was read, by several threads where the probe may.
   /// @param values  gets a value for each point, not a number where no cell was found
   /// @return for how many points a cell was found. The last search stays what it was.
+  /// @throw what locate throws; the values are then undefined
   virtual std::size_t getValues(std::span<const MbVec3d> points, const Filter* filter,
                                 const MiTypedDataSet<double>& set,
                                 std::span<double> values) const = 0;

@@ -15,15 +15,17 @@ constexpr double kDue = 0.6;
 
 MxExtractionMonitor::MxExtractionMonitor(MiExtractorCallback* callback, const char* extractor,
                                          std::size_t phaseCount)
-    : m_callback(callback), m_extractor(extractor), m_phaseCount(phaseCount),
-      m_thread(std::this_thread::get_id()), m_scope(callback ? this : nullptr)
+    : m_callback(callback), m_abortable(dynamic_cast<const MxAbortableCallback*>(callback)),
+      m_extractor(extractor), m_phaseCount(phaseCount), m_thread(std::this_thread::get_id()),
+      m_scope(callback ? this : nullptr)
 {
   if (m_callback) begin();
 }
 
 MxExtractionMonitor::MxExtractionMonitor(MiExtractorCallback* callback, const char* extractor)
-    : m_callback(callback), m_extractor(extractor), m_phaseCount(1),
-      m_thread(std::this_thread::get_id()), m_scope(callback ? this : nullptr)
+    : m_callback(callback), m_abortable(dynamic_cast<const MxAbortableCallback*>(callback)),
+      m_extractor(extractor), m_phaseCount(1), m_thread(std::this_thread::get_id()),
+      m_scope(callback ? this : nullptr)
 {
   if (m_callback) setNext(kPatience);
 }
@@ -62,8 +64,7 @@ void MxExtractionMonitor::beginPhase(const char* name, std::size_t stepCount)
 
 void MxExtractionMonitor::poll()
 {
-  const auto* abortable = dynamic_cast<const MxAbortableCallback*>(m_callback);
-  if (abortable && abortable->isAbortRequested()) m_cancelled = true;
+  if (m_abortable && m_abortable->isAbortRequested()) m_cancelled = true;
   if (!m_cancelled.load(std::memory_order_relaxed) && std::this_thread::get_id() == m_thread &&
       Clock::now() >= m_next)
   {

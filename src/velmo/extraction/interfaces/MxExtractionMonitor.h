@@ -7,6 +7,8 @@
 #include <chrono>
 #include <thread>
 
+class MxAbortableCallback;
+
 /// What an algorithm tells while it runs. Made by an extractor around one extraction, in the thread
 /// that asked for it.
 ///
@@ -44,6 +46,7 @@ private:
   void setNext(double seconds);
 
   MiExtractorCallback* m_callback;
+  const MxAbortableCallback* m_abortable; // the same, where it is one
   const char* m_extractor;
   const char* m_phase = nullptr;
   std::size_t m_phaseCount;
