@@ -82,7 +82,7 @@ private:
 
 const cases::Table& table()
 {
-  static const cases::Table made(22);
+  static const cases::Table made(22, true);
   return made;
 }
 

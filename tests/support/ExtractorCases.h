@@ -75,8 +75,11 @@ std::shared_ptr<const MiTypedDataSet<double>> waveSet(MiDataBinding binding, MbI
 class Table
 {
 public:
-  /// @param edge  cells along an edge of the volumes; surfaces and lines have about as many cells
-  explicit Table(std::size_t edge) : m_cells{edge, edge, edge}, m_total(edge * edge * edge)
+  /// @param edge      cells along an edge of the volumes; surfaces and lines have about as many
+  /// cells
+  /// @param withDead  some cells of the grids are dead
+  explicit Table(std::size_t edge, bool withDead = false)
+      : m_cells{edge, edge, edge}, m_total(edge * edge * edge), m_withDead(withDead)
   {
     forKinds(MxVolumeKinds{}, [&]<MeshType K>() { addVolume<K>(); });
     forKinds(MxSurfaceKinds{}, [&]<MeshType K>() { addSurface<K>(); });
@@ -109,6 +112,11 @@ private:
   template <MeshType K>
   static constexpr bool kHasLayers =
       K != VOLUME_MESH_UNSTRUCTURED&& K != VOLUME_MESH_VERTEX_HEXAHEDRON_IJK;
+
+  zoo::Active active(const MbIndex3& cells) const
+  {
+    return m_withDead ? zoo::someDead(cells) : zoo::Active{};
+  }
 
   void add(const std::string& name, MakeMesh makeMesh, decltype(Case::make) make,
            bool hasVariants = false)
@@ -210,7 +218,9 @@ private:
   void addVolume()
   {
     const std::string kind = std::string(" ") + meshTypeName(K);
-    const MakeMesh makeMesh = [cells = m_cells] { return zoo::block(K, cells); };
+    const MakeMesh makeMesh = [cells = m_cells, active = active(m_cells)] {
+      return zoo::block(K, cells, active);
+    };
     add("skin" + kind, makeMesh, makeSkin<K>(false, nullptr));
     add("skin, edges and points" + kind, makeMesh, makeSkin<K>(true, nullptr));
     const std::string prefix = meshTypeName(K) + std::string(" ");
@@ -269,7 +279,9 @@ private:
   {
     const auto edge = static_cast<std::size_t>(std::sqrt(static_cast<double>(m_total)));
     const MbIndex3 cells{edge, edge, 0}, nodes{edge + 1, edge + 1, 1};
-    const MakeMesh makeMesh = [cells] { return zoo::sheet(K, cells); };
+    const MakeMesh makeMesh = [cells, active = active({edge, edge, 1})] {
+      return zoo::sheet(K, cells, active);
+    };
     for (const bool outlines : {false, true})
       add(std::string(outlines ? "surface, edges and points " : "surface ") + meshTypeName(K),
           makeMesh, [=](const MiMesh& mesh, bool parallel) {
@@ -305,7 +317,8 @@ private:
   void addLines()
   {
     add(
-        std::string("lines ") + meshTypeName(K), [total = m_total] { return zoo::row(K, total); },
+        std::string("lines ") + meshTypeName(K),
+        [total = m_total, active = active({m_total, 1, 1})] { return zoo::row(K, total, active); },
         [=](const MiMesh& mesh, bool parallel) {
           using Extractor = extractors::Lines<K>;
           const std::shared_ptr<Extractor> made =
@@ -329,6 +342,7 @@ private:
 
   MbIndex3 m_cells;
   std::size_t m_total;
+  bool m_withDead;
   std::vector<Case> m_cases;
 };
 
