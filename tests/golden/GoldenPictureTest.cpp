@@ -1,18 +1,13 @@
 #include <array>
 #include <cmath>
 #include <memory>
-#include <ostream>
 
 #include <gmock/gmock.h>
 
-#include <Inventor/actions/SoSearchAction.h>
 #include <Inventor/nodes/SoDirectionalLight.h>
 #include <Inventor/nodes/SoDrawStyle.h>
 #include <Inventor/nodes/SoIndexedFaceSet.h>
-#include <Inventor/nodes/SoPerspectiveCamera.h>
-#include <Inventor/nodes/SoSeparator.h>
 #include <Inventor/nodes/SoShapeHints.h>
-#include <Inventor/SbViewportRegion.h>
 
 #include <velmo/base/MxTimeStamp.h>
 #include <velmo/colormapping/MoCustomColorMapping.h>
@@ -24,16 +19,12 @@
 #include <velmo/nodes/MoMaterial.h>
 #include <velmo/nodes/MoMesh.h>
 #include <velmo/nodes/MoScalarSet.h>
-#include <velmo/nodes/MoVelmo.h>
 #include <velmo/representations/MoMeshSkin.h>
-#include <velmo/toolkit/SoRef.h>
 
-#include "tests/support/Offscreen.h"
+#include "tests/golden/GoldenScene.h"
+#include "tests/support/SceneQueries.h"
 
 namespace {
-
-constexpr int kWidth = 480;
-constexpr int kHeight = 360;
 
 /// A mesh with values from 0 to 1.
 struct Content
@@ -42,18 +33,14 @@ struct Content
   std::unique_ptr<const MiTypedDataSet<double>> values;
 };
 
-/// What a golden picture shows.
-struct Subject
+/// What is drawn of it.
+struct Look
 {
-  const char* name;
   Content (*make)();
   SbVec3f eye; ///< the direction from the mesh to the viewer
-  bool edges;
   bool points;
   float transparency;
   int face; ///< one that the picture shows
-
-  friend void PrintTo(const Subject& subject, std::ostream* out) { *out << subject.name; }
 };
 
 /// A bar of hexahedra, bent upwards; its values run along it.
@@ -184,152 +171,108 @@ private:
   std::uint64_t m_timeStamp = MxTimeStamp::take();
 };
 
-/// The subject's scene, ready to be drawn and to be spoilt.
-class Scene
+class Skin final : public GoldenScene
 {
 public:
-  explicit Scene(const Subject& subject) : m_subject(subject), m_content(subject.make())
+  explicit Skin(const Look& look) : GoldenScene(look.eye), m_content(look.make())
   {
-    m_camera = add(new SoPerspectiveCamera);
-    addLight({0.45f, -0.6f, -1.0f}, 0.62f);
-    addLight({-0.9f, 0.2f, -1.0f}, 0.42f);
-    addLight({0, 0, -1.0f}, 0.22f);
+    addLight(look.eye, {0.45f, -0.6f, -1.0f}, 0.62f);
+    addLight(look.eye, {-0.9f, 0.2f, -1.0f}, 0.42f);
+    addLight(look.eye, {0, 0, -1.0f}, 0.22f);
     auto* hints = add(new SoShapeHints); // both sides lit, smooth over small angles
     hints->vertexOrdering = SoShapeHints::COUNTERCLOCKWISE;
     hints->creaseAngle = 0.5f;
     add(new SoDrawStyle)->pointSize = 6;
-    m_map = add(new MoPredefinedColorMapping);
-    m_map->minValue = -0.15f; // dark edges are to show on the lowest values
-    m_map->predefColorMap = MoPredefinedColorMapping::RAINBOW_TURBO;
-    m_reversed = add(new MoCustomColorMapping);
+    auto* map = add(new MoPredefinedColorMapping);
+    map->minValue = -0.15f; // dark edges are to show on the lowest values
+    map->predefColorMap = MoPredefinedColorMapping::RAINBOW_TURBO;
+    auto* other = add(new MoCustomColorMapping);
     add(new MoDataBinding)->dataBinding = MoDataBinding::AUTO;
-    m_style = add(new MoDrawStyle);
-    m_style->displayEdges = subject.edges;
-    m_style->displayPoints = subject.points;
+    auto* style = add(new MoDrawStyle);
+    style->displayEdges = TRUE;
+    style->displayPoints = look.points;
     auto* material = add(new MoMaterial);
     material->lineColoring = MoMaterial::COLOR;
     material->lineColor = SbColor(0.1f, 0.1f, 0.12f);
     material->pointColoring = MoMaterial::COLOR;
     material->pointColor = SbColor(0.1f, 0.1f, 0.12f);
-    material->transparency = subject.transparency;
+    material->transparency = look.transparency;
     add(new MoMesh)->setMesh(m_content.mesh.get());
     add(new MoScalarSet)->setScalarSet(m_content.values.get());
     m_skin = add(new MoMeshSkin);
-    m_camera->pointAt(m_camera->position.getValue() - subject.eye, {0, 0, 1});
-    m_camera->heightAngle = 0.5f;
-    m_camera->viewAll(m_root, SbViewportRegion(kWidth, kHeight), 1.0f);
-    m_camera->heightAngle = 0.4f; // closer than the sphere around everything
+    GoldenScene::look(0.5f); // closer than the sphere around everything
+
+    addFault("reversed colours", [this, map, other] {
+      m_reversed = std::make_unique<ReversedMapping>(*map->getColorMapping());
+      other->setColorMapping(m_reversed.get());
+    });
+    addFault("no edges and points",
+             [style] { style->displayEdges = style->displayPoints = FALSE; });
+    addFault("a missing face", [this, face = look.face] { dropFace(face); });
   }
 
-  MxImage draw() const { return drawScene(m_root, kWidth, kHeight); }
-
-  void reverseColors()
+private:
+  /// @param direction  as seen by the viewer, whose axes are those of pointAt
+  void addLight(SbVec3f eye, SbVec3f direction, float intensity)
   {
-    m_reversedMapping = std::make_unique<ReversedMapping>(*m_map->getColorMapping());
-    m_reversed->setColorMapping(m_reversedMapping.get());
+    SbVec3f right = SbVec3f(0, 0, 1).cross(eye);
+    eye.normalize();
+    right.normalize();
+    auto* light = add(new SoDirectionalLight);
+    light->direction = right * direction[0] + eye.cross(right) * direction[1] + eye * direction[2];
+    light->intensity = intensity;
   }
-  void dropEdgesAndPoints() { m_style->displayEdges = m_style->displayPoints = FALSE; }
-  /// Shrinks a face to a point, so that every other one keeps its place. Draw once before.
-  bool dropFace(int face)
+  /// Shrinks a face to a point, so that every other one keeps its place.
+  void dropFace(int face)
   {
-    SoIndexedFaceSet* shape = findFaceSet();
-    if (!shape) return false;
+    auto* shape = findNode<SoIndexedFaceSet>((*m_skin->getChildren())[0]);
+    ASSERT_NE(shape, nullptr);
     const int count = shape->coordIndex.getNum();
     std::vector<int> indices(shape->coordIndex.getValues(0),
                              shape->coordIndex.getValues(0) + count);
     int at = 0;
     for (; face > 0 && at < count; ++at)
       face -= indices[at] < 0;
-    if (at == count) return false;
+    ASSERT_LT(at, count);
     for (const int first = indices[at]; indices[at] >= 0; ++at)
       indices[at] = first;
     shape->coordIndex.setValues(0, count, indices.data());
-    return true;
   }
 
-private:
-  template <class Node>
-  Node* add(Node* node)
-  {
-    m_root->addChild(node);
-    return node;
-  }
-  void addLight(SbVec3f direction, float intensity)
-  {
-    // Given as seen by the viewer, whose axes are those of pointAt.
-    SbVec3f back = m_subject.eye, right = SbVec3f(0, 0, 1).cross(back);
-    back.normalize();
-    right.normalize();
-    auto* light = add(new SoDirectionalLight);
-    light->direction =
-        right * direction[0] + back.cross(right) * direction[1] + back * direction[2];
-    light->intensity = intensity;
-  }
-  SoIndexedFaceSet* findFaceSet() const
-  {
-    SoSearchAction search;
-    search.setType(SoIndexedFaceSet::getClassTypeId());
-    search.setSearchingAll(TRUE);
-    const SoChildList& hidden = *m_skin->getChildren();
-    for (int i = 0; i < hidden.getLength() && !search.getPath(); ++i)
-      search.apply(hidden[i]);
-    return search.getPath() ? static_cast<SoIndexedFaceSet*>(
-                                  static_cast<SoFullPath*>(search.getPath())->getTail())
-                            : nullptr;
-  }
-
-  const Subject& m_subject;
   Content m_content;
-  SoRef<SoSeparator> m_root{new SoSeparator};
-  std::unique_ptr<ReversedMapping> m_reversedMapping;
-  SoPerspectiveCamera* m_camera;
-  MoPredefinedColorMapping* m_map;
-  MoCustomColorMapping* m_reversed;
-  MoDrawStyle* m_style;
+  std::unique_ptr<ReversedMapping> m_reversed;
   MoMeshSkin* m_skin;
 };
 
-class GoldenPicture : public testing::TestWithParam<Subject>
+GoldenSubject skin(const char* name, const Look& look)
 {
-protected:
-  GoldenPicture() { MoVelmo::init(); }
-  ~GoldenPicture() override { MoVelmo::finish(); }
-};
+  return {name, [look] { return std::make_unique<Skin>(look); }};
+}
 
 } // namespace
 
 TEST_P(GoldenPicture, IsDrawn)
 {
-  EXPECT_TRUE(matchesGolden(Scene(GetParam()).draw(), GetParam().name));
+  EXPECT_TRUE(matchesGolden(GetParam().make()->draw(), GetParam().name));
 }
 
-TEST_P(GoldenPicture, TellsReversedColors)
+TEST_P(GoldenPicture, TellsWhatIsWrong)
 {
-  Scene scene(GetParam());
-  scene.reverseColors();
-  EXPECT_GT(differenceFromGolden(scene.draw(), GetParam().name), 5 * kDifferingShareTolerance);
-}
-
-TEST_P(GoldenPicture, TellsMissingEdgesOrPoints)
-{
-  Scene scene(GetParam());
-  scene.dropEdgesAndPoints();
-  EXPECT_GT(differenceFromGolden(scene.draw(), GetParam().name), 2 * kDifferingShareTolerance);
-}
-
-TEST_P(GoldenPicture, TellsAMissingFace)
-{
-  Scene scene(GetParam());
-  scene.draw();
-  ASSERT_TRUE(scene.dropFace(GetParam().face));
-  EXPECT_GT(differenceFromGolden(scene.draw(), GetParam().name), 2 * kDifferingShareTolerance);
+  const std::size_t count = GetParam().make()->faults().size();
+  ASSERT_GT(count, 0u);
+  for (std::size_t f = 0; f < count; ++f) {
+    const std::unique_ptr<GoldenScene> scene = GetParam().make();
+    scene->draw();
+    scene->faults()[f].make();
+    EXPECT_GT(differenceFromGolden(scene->draw(), GetParam().name), 2 * kDifferingShareTolerance)
+        << scene->faults()[f].what;
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Golden, GoldenPicture,
-    testing::Values(
-        Subject{"bent_bar_edges", bentBar, {-0.5f, -1.0f, 0.7f}, true, false, 0, 1},
-        Subject{"mixed_cells_points", mixedCells, {-0.35f, -1.0f, 0.6f}, true, true, 0, 29},
-        Subject{
-            "faulted_grid_transparent", faultedGrid, {-0.7f, -1.0f, 0.6f}, true, false, 0.45f, 16}),
-    [](const auto& info) { return std::string(info.param.name); });
+    Skins, GoldenPicture,
+    testing::Values(skin("bent_bar_edges", {bentBar, {-0.5f, -1.0f, 0.7f}, false, 0, 1}),
+                    skin("mixed_cells_points", {mixedCells, {-0.35f, -1.0f, 0.6f}, true, 0, 29}),
+                    skin("faulted_grid_transparent",
+                         {faultedGrid, {-0.7f, -1.0f, 0.6f}, false, 0.45f, 16})),
+    GoldenSubject::nameOf);

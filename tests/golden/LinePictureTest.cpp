@@ -1,15 +1,9 @@
 #include <cmath>
 #include <memory>
-#include <ostream>
-
-#include <gtest/gtest.h>
 
 #include <Inventor/nodes/SoDirectionalLight.h>
 #include <Inventor/nodes/SoDrawStyle.h>
 #include <Inventor/nodes/SoLightModel.h>
-#include <Inventor/nodes/SoPerspectiveCamera.h>
-#include <Inventor/nodes/SoSeparator.h>
-#include <Inventor/SbViewportRegion.h>
 
 #include <velmo/colormapping/MoPredefinedColorMapping.h>
 #include <velmo/mesh/MbDataSet.h>
@@ -20,41 +14,23 @@
 #include <velmo/nodes/MoScalarSetIj.h>
 #include <velmo/nodes/MoScalarSetIjk.h>
 #include <velmo/nodes/MoVec3SetIjk.h>
-#include <velmo/nodes/MoVelmo.h>
 #include <velmo/representations/MoMeshIsoline.h>
 #include <velmo/representations/MoMeshStreamline.h>
-#include <velmo/toolkit/SoRef.h>
 
-#include "tests/support/Offscreen.h"
+#include "tests/golden/GoldenScene.h"
 
 namespace {
 
-constexpr int kWidth = 480;
-constexpr int kHeight = 360;
-
-/// Lines on white, and what can go wrong with them.
-class Scene
+/// Lines on white.
+class Lines : public GoldenScene
 {
-public:
-  virtual ~Scene() = default;
-  virtual void spoil() = 0;
-
-  MxImage draw()
-  {
-    SoPerspectiveCamera& camera = *m_camera;
-    camera.pointAt(camera.position.getValue() - m_eye, {0, 0, 1});
-    camera.heightAngle = 0.4f;
-    camera.viewAll(m_root, SbViewportRegion(kWidth, kHeight), 1.0f);
-    return drawScene(m_root, kWidth, kHeight);
-  }
-
 protected:
   /// @param largest  value that has the last colour
-  Scene(const SbVec3f& eye, float largest) : m_eye(eye), m_camera(add(new SoPerspectiveCamera))
+  Lines(const SbVec3f& eye, float largest) : GoldenScene(eye)
   {
     add(new SoDirectionalLight)->direction = -eye + SbVec3f(0.5f, 0, -0.3f);
     add(new SoDrawStyle)->lineWidth = 3;
-    m_light = add(new SoLightModel);
+    light = add(new SoLightModel);
     auto* map = add(new MoPredefinedColorMapping);
     map->predefColorMap = MoPredefinedColorMapping::RAINBOW_TURBO;
     map->maxValue = largest;
@@ -63,28 +39,16 @@ protected:
     style->displayEdges = TRUE;
     add(new MoMaterial)->lineColoring = MoMaterial::CONTOURING;
   }
-  template <class Node>
-  Node* add(Node* node)
-  {
-    m_root->addChild(node);
-    return node;
-  }
-  SoLightModel& light() { return *m_light; }
-
-private:
-  SbVec3f m_eye;
-  SoRef<SoSeparator> m_root{new SoSeparator};
-  SoPerspectiveCamera* m_camera;
-  SoLightModel* m_light;
+  SoLightModel* light;
 };
 
 /// Two hills with ten isolines, every third of them solid.
-class Hills final : public Scene
+class Hills final : public Lines
 {
 public:
-  Hills() : Scene({-0.3f, -1.0f, 0.9f}, 1)
+  Hills() : Lines({-0.3f, -1.0f, 0.9f}, 1)
   {
-    light().model = SoLightModel::BASE_COLOR;
+    light->model = SoLightModel::BASE_COLOR;
     std::vector<double> points, heights;
     for (std::size_t j = 0; j <= kCells; ++j)
       for (std::size_t i = 0; i <= kCells; ++i) {
@@ -101,26 +65,25 @@ public:
                                                       kCells + 1, std::move(heights));
     add(new MoMesh)->setMesh(m_mesh.get());
     add(new MoScalarSetIj)->setScalarSet(m_heights.get());
-    m_lines = add(new MoMeshIsoline);
+    auto* lines = add(new MoMeshIsoline);
     for (int n = 0; n < 10; ++n)
-      m_lines->isovalues.set1Value(n, 0.05f + 0.1f * static_cast<float>(n));
-    m_lines->majorPeriod = 3;
+      lines->isovalues.set1Value(n, 0.05f + 0.1f * static_cast<float>(n));
+    lines->majorPeriod = 3;
+    look();
+    addFault("all lines are major ones", [lines] { lines->majorPeriod = 1; });
   }
-  /// Draws all lines as major ones.
-  void spoil() override { m_lines->majorPeriod = 1; }
 
 private:
   static constexpr std::size_t kCells = 48;
   std::unique_ptr<MbSurfaceMeshCurvilinear> m_mesh;
   std::unique_ptr<MbDataSetIj<double>> m_heights;
-  MoMeshIsoline* m_lines;
 };
 
 /// Lines of a rising vortex, lit, with the colours of its speed.
-class Vortex final : public Scene
+class Vortex final : public Lines
 {
 public:
-  Vortex() : Scene({-0.4f, -1.0f, 0.5f}, 3)
+  Vortex() : Lines({-0.4f, -1.0f, 0.5f}, 3)
   {
     std::vector<double> vectors, speeds;
     for (std::size_t k = 0; k <= kCells; ++k)
@@ -144,8 +107,9 @@ public:
     auto* lines = add(new MoMeshStreamline);
     for (int n = 0; n < 6; ++n)
       lines->startingPoints.set1Value(n, SbVec3f(0.15f * static_cast<float>(n + 1), 0, 0.02f));
+    look();
+    addFault("no light", [this] { light->model = SoLightModel::BASE_COLOR; });
   }
-  void spoil() override { light().model = SoLightModel::BASE_COLOR; }
 
 private:
   static constexpr std::size_t kCells = 16;
@@ -155,43 +119,15 @@ private:
   std::unique_ptr<MbDataSetIjk<double>> m_speeds;
 };
 
-struct Subject
-{
-  const char* name;
-  std::unique_ptr<Scene> (*make)();
-
-  friend void PrintTo(const Subject& subject, std::ostream* out) { *out << subject.name; }
-};
-
 template <class Made>
-std::unique_ptr<Scene> make()
+GoldenSubject subject(const char* name)
 {
-  return std::make_unique<Made>();
+  return {name, [] { return std::make_unique<Made>(); }};
 }
-
-class LineGoldenPicture : public testing::TestWithParam<Subject>
-{
-protected:
-  LineGoldenPicture() { MoVelmo::init(); }
-  ~LineGoldenPicture() override { MoVelmo::finish(); }
-};
 
 } // namespace
 
-// The name has "GoldenPicture.IsDrawn" in it, by which scripts/golden finds what it renews.
-TEST_P(LineGoldenPicture, IsDrawn)
-{
-  EXPECT_TRUE(matchesGolden(GetParam().make()->draw(), GetParam().name));
-}
-
-TEST_P(LineGoldenPicture, TellsMissingPatternsOrLight)
-{
-  const std::unique_ptr<Scene> scene = GetParam().make();
-  scene->spoil();
-  EXPECT_GT(differenceFromGolden(scene->draw(), GetParam().name), 2 * kDifferingShareTolerance);
-}
-
-INSTANTIATE_TEST_SUITE_P(Golden, LineGoldenPicture,
-                         testing::Values(Subject{"isolines_of_hills", make<Hills>},
-                                         Subject{"streamlines_of_a_vortex", make<Vortex>}),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Lines, GoldenPicture,
+                         testing::Values(subject<Hills>("isolines_of_hills"),
+                                         subject<Vortex>("streamlines_of_a_vortex")),
+                         GoldenSubject::nameOf);

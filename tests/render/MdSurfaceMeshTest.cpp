@@ -1,6 +1,7 @@
 #include <velmo/colormapping/MdLevelColorMapping.h>
 #include <velmo/colormapping/MoColorMappingElement.h>
 #include <velmo/colormapping/MoCombineColorMappingElement.h>
+#include <velmo/colormapping/MoUndefinedColor.h>
 #include <velmo/nodes/MoDrawStyle.h>
 #include <velmo/nodes/MoMaterial.h>
 #include <velmo/render/MdSurfaceMesh.h>
@@ -312,6 +313,27 @@ TEST(MdSurfaceMesh, CombinesSetsOfOneBinding)
               ElementsAre("MxMeshSceneGraph::fillColors: Can not combine scalarsets with different "
                           "bindings"));
   EXPECT_THAT(packedColors(scene), IsEmpty());
+}
+
+TEST(MdSurfaceMesh, MarksWhatAnySetOfACombinedMappingLeavesUndefined)
+{
+  BuilderScene scene;
+  const AverageMapping average;
+  scene.combined = &average;
+  MeXDataSetI<double> other("other", MiDataBinding::PerNode);
+  other.values = scene.squares.perNode.values;
+  other.values[2] = std::nan("");
+  scene.squares.perNode.values[4] = std::nan("");
+  scene.set({&scene.squares.perNode, &other});
+  const auto plain = packedColors(scene);
+  const SoRef<MoUndefinedColor> undefined(new MoUndefinedColor);
+  undefined->color.setValue(1, 0, 0.2f);
+  scene.above->addChild(undefined);
+  scene.set({&scene.squares.perNode, &other});
+  const auto marked = packedColors(scene);
+  ASSERT_EQ(marked.size(), 6u);
+  for (std::size_t n = 0; n < 6; ++n)
+    EXPECT_EQ(marked[n], n == 2 || n == 4 ? 0xff0033ffu : plain[n]) << n;
 }
 
 TEST(MdSurfaceMesh, DrawsLevelsPerNodeWithATexture)

@@ -4,6 +4,13 @@
 #include <filesystem>
 
 #include <velmo/toolkit/MxOffscreenCanvas.h>
+#include <velmo/toolkit/MxTextFont.h>
+#include <velmo/toolkit/SoRef.h>
+
+#include <Inventor/nodes/SoFont.h>
+#include <Inventor/nodes/SoOrthographicCamera.h>
+#include <Inventor/nodes/SoSeparator.h>
+#include <Inventor/nodes/SoText2.h>
 
 #include "apps/velmoview/picture/MxPng.h"
 
@@ -51,6 +58,27 @@ MxImage drawScene(SoNode* root, int width, int height)
   MxImage image = canvas.render(root, width, height);
   EXPECT_EQ(canvas.error(), "");
   return image;
+}
+
+bool drawsUsualFont()
+{
+  if (std::getenv("VELMO_FONT")) return false;
+  const SoRef<SoSeparator> root(new SoSeparator);
+  root->addChild(new SoOrthographicCamera);
+  auto* font = new SoFont;
+  font->name = mxTextFont();
+  font->size = 100;
+  root->addChild(font);
+  auto* text = new SoText2;
+  text->string = "I";
+  root->addChild(text);
+  const MxImage image = drawScene(root, 200, 200);
+  int inked = 0;
+  for (int y = 0; y < image.height; ++y) {
+    const std::uint8_t* row = image.pixel(0, y);
+    inked += std::any_of(row, row + 4 * image.width, [](std::uint8_t c) { return c < 255; });
+  }
+  return inked > 50;
 }
 
 double differingShare(const MxImage& one, const MxImage& other)

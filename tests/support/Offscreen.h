@@ -11,6 +11,10 @@ class SoNode;
 /// Draws a scene on white; reports a failure and answers an empty picture when that is impossible.
 MxImage drawScene(SoNode* root, int width, int height);
 
+/// Whether texts are drawn in the library's own font: not in the built-in one of the toolkit, whose
+/// letters cannot be this high, nor in one that the environment names.
+bool drawsUsualFont();
+
 /// The share of pixels in which a channel differs by more than kChannelTolerance, 1 for pictures of
 /// different sizes.
 double differingShare(const MxImage& one, const MxImage& other);
