@@ -31,6 +31,20 @@ std::string shownList(const std::vector<std::size_t>& first, std::size_t count,
   return first.size() < count ? text + " ..." : text;
 }
 
+/// A sentence in lines that a terminal shows whole.
+std::string wrapped(const std::string& sentence)
+{
+  constexpr std::size_t kWidth = 78;
+  std::string text = sentence + "\n";
+  for (std::size_t line = 0; text.size() - line > kWidth + 1;) {
+    const std::size_t blank = text.rfind(' ', line + kWidth);
+    if (blank == text.npos || blank < line) break;
+    text[blank] = '\n';
+    line = blank + 1;
+  }
+  return text;
+}
+
 } // namespace
 
 MeshVerdict checkMesh(const Model& model, bool parallel)
@@ -63,11 +77,16 @@ MeshVerdict checkMesh(const Model& model, bool parallel)
     const std::size_t count = found.nanCount + found.infiniteCount;
     if (count == 0) continue;
     const bool perNode = array.binding == MiDataBinding::PerNode;
-    wrong.push_back({std::to_string(count),
-                     "values that are not finite in '" + shownName(array.name) +
-                         (perNode ? "' per node" : "' per cell"),
-                     shownList(found.first, count, perNode ? nodeCounts : model.dims)});
-    verdict.isFaulty = true;
+    const std::string first = shownList(found.first, count, perNode ? nodeCounts : model.dims);
+    const std::string where =
+        " '" + shownName(array.name) + (perNode ? "' per node" : "' per cell");
+    // What the file has no value for.
+    const bool isMeant = array.isPartial && found.infiniteCount == 0;
+    (isMeant ? remarks : wrong)
+        .push_back({std::to_string(count),
+                    (isMeant ? "missing values of" : "values that are not finite in") + where,
+                    first});
+    verdict.isFaulty |= !isMeant;
   }
   std::string& text = verdict.text;
   text = model.source + ": " + std::to_string(model.cells) + " cells" +
@@ -81,7 +100,7 @@ MeshVerdict checkMesh(const Model& model, bool parallel)
   addTable("Wrong", wrong);
   addTable("May be meant", remarks);
   if (faults.isMirrored) text += "\nThe cells are mirrored: the axes are left-handed.\n";
-  if (!clean.empty()) text += "\nNone of these: " + clean + ".\n";
+  if (!clean.empty()) text += "\n" + wrapped("None of these: " + clean + ".");
   text += verdict.isFaulty ? "\nSomething is wrong with this mesh.\n"
                            : "\nNothing is wrong with this mesh.\n";
   return verdict;

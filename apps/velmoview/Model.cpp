@@ -140,6 +140,7 @@ Model readModel(const Options& options, const std::function<void(double)>& progr
     copy.binding = array.binding;
     copy.components = array.components;
     copy.values = array.values;
+    copy.isPartial = array.isPartial;
     copy.set = array.set.get();
     for (const MbValueRange& range : array.ranges)
       copy.ranges.push_back({range.min, range.max, range.nanCount, range.infiniteCount});

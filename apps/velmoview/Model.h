@@ -39,6 +39,7 @@ struct ModelArray
   std::size_t components = 1;
   /// One item of `components` numbers a node or cell, I fastest.
   MiArrayView values;
+  bool isPartial = false; ///< NaN stands for no value, where the file has none
   /// One a component; vectors have a fourth one, of their length.
   std::vector<ValueRange> ranges;
   /// Of double or MbVec3d, numbered as the mesh kind asks; null for other component counts.

@@ -133,7 +133,8 @@ void readSaveMesh(const OptionRow& row, const std::string& value, Options& optio
 {
   const std::string_view end =
       std::string_view(value).substr(value.size() - std::min<std::size_t>(value.size(), 4));
-  if (end != ".vtu" && end != ".vti" && end != ".vtr" && end != ".vts")
+  constexpr std::string_view kEnds[] = {".vtu", ".vtp", ".vti", ".vtr", ".vts"};
+  if (std::find(std::begin(kEnds), std::end(kEnds), end) == std::end(kEnds))
     refuseValue(row.name, row.takes, "'" + value + "' ends otherwise");
   options.saveMesh = value;
 }
@@ -242,8 +243,8 @@ constexpr OptionRow kRows[] = {
      readSwitch<&Options::checkMesh, true>},
     {"--save", "a PREFIX", "write what each representation extracted: PREFIX-1-skin.vtp and so on",
      readText<&Options::save>},
-    {"--save-mesh", "a FILE.vtu; of grids also .vti, .vtr or .vts", "write the mesh there",
-     readSaveMesh},
+    {"--save-mesh", "a FILE.vtu; of surfaces and lines also .vtp, of grids .vti, .vtr or .vts",
+     "write the mesh there", readSaveMesh},
     {"--compress", kNoValue, "with --save or --save-mesh: smaller files",
      readSwitch<&Options::compress, true>},
     {"--probe", "X,Y,Z", "with --report: the cell at a point and the values there; any number",

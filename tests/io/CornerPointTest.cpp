@@ -48,10 +48,12 @@ TEST(CornerPoint, PillarsAreReadInPlaceOrWelded)
   EXPECT_EQ(file.findArray("SATNUM")->type, MiScalarType::Int32);
   EXPECT_THAT(valuesOf(file, "SATNUM"), ElementsAre(7, 7));
   EXPECT_THAT(valuesOf(file, "PORO"), ElementsAre(0.25, testing::IsNan()));
+  EXPECT_TRUE(file.findArray("PORO")->isPartial);
+  EXPECT_FALSE(file.findArray("SATNUM")->isPartial);
   EXPECT_FALSE(file.findArray("MULTX"));
   EXPECT_EQ(file.getArrays().back().name, "ACTNUM");
   EXPECT_THAT(file.getNotes(), Contains("Keywords that are left out: MULTX, EQUALS."));
-  EXPECT_THAT(file.getRemarks(), Contains(StartsWith("MAPAXES is not carried out")));
+  EXPECT_THAT(file.getRemarks(), Contains(StartsWith("Not carried out: MAPAXES;")));
 
   const MbMeshFile welded = readText(text, shared());
   EXPECT_EQ(welded.getMeshType(), VOLUME_MESH_HEXAHEDRON_IJK);

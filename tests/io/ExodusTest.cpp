@@ -140,6 +140,7 @@ TEST(Exodus, BlocksVariablesAndTimesAreRead)
   EXPECT_EQ(file.findArray("T")->type, MiScalarType::Float32);
   EXPECT_EQ(mbPoint(file.findArray("V")->values, 2), (MbVec3d{2, 3, 4}));
   EXPECT_EQ(file.findArray("damage@cell")->ranges[0].nanCount, 1u);
+  EXPECT_TRUE(file.findArray("damage")->isPartial);
   EXPECT_EQ(mbNumber(file.findArray("damage")->values, 1), 7);
 
   MbMeshFileOptions later;
@@ -203,20 +204,109 @@ TEST(Exodus, ElementsHaveTheirNodesInPlace)
   }
 }
 
+namespace {
+
+/// A cube and a wedge on it as polyhedra, a pentagon and a triangle, and a tetrahedron between
+/// them.
+std::string polyBlocks(bool polyhedra, int badFace = 0)
+{
+  NetcdfWriter w;
+  w.dimension("num_dim", 3);
+  const int nodes = w.dimension("num_nodes", 10), blocks = w.dimension("num_el_blk", 2),
+            one = w.dimension("num_el_in_blk1", 2), two = w.dimension("num_el_in_blk2", 1),
+            four = w.dimension("num_nod_per_el2", 4), steps = w.dimension("time_step", 1),
+            variables = w.dimension("num_elem_var", 1), width = w.dimension("len_name", 8);
+  w.variable<double>("coordx", {nodes}, {0, 1, 1, 0, 0, 1, 1, 0, 0, 1});
+  w.variable<double>("coordy", {nodes}, {0, 0, 1, 1, 0, 0, 1, 1, 0.5, 0.5});
+  w.variable<double>("coordz", {nodes}, {0, 0, 0, 0, 1, 1, 1, 1, 2, 2});
+  w.variable<std::int32_t>("eb_prop1", {blocks}, {7, 5});
+  if (polyhedra) {
+    w.dimension("num_fa_blk", 2);
+    const int quads = w.dimension("num_fa_in_blk1", 6), each = w.dimension("num_nod_per_fa1", 4),
+              roofs = w.dimension("num_fa_in_blk2", 4), length = w.dimension("num_nod_per_fa2", 14),
+              faces = w.dimension("num_fac_per_el1", 11);
+    w.variable<std::int32_t>("fbconn1", {quads, each}, {1, 4, 3, 2, 5, 6, 7, 8, 1, 2, 6, 5,
+                                                        2, 3, 7, 6, 3, 4, 8, 7, 4, 1, 5, 8});
+    w.variable<std::int32_t>("fbconn2", {length}, {5, 6, 10, 9, 7, 8, 9, 10, 5, 9, 8, 6, 7, 10});
+    w.variable<std::int32_t>("fbepecnt2", {roofs}, {4, 4, 3, 3});
+    w.variable<std::int32_t>("facconn1", {faces},
+                             {1, 2, 3, 4, 5, 6, 2, 7, 8, 9, badFace ? badFace : 10}, "NFACED");
+    w.variable<std::int32_t>("ebepecnt1", {one}, {6, 5});
+  } else {
+    const int length = w.dimension("num_nod_per_el1", 8);
+    w.variable<std::int32_t>("connect1", {length}, {1, 2, 3, 7, 4, 5, 6, 10}, "nsided");
+    w.variable<std::int32_t>("ebepecnt1", {one}, {5, 3});
+  }
+  w.variable<std::int32_t>("connect2", {two, four}, {1, 2, 3, 10}, polyhedra ? "TETRA" : "QUAD");
+  w.variable<double>("time_whole", {steps}, {3});
+  w.names("name_elem_var", variables, width, {"p"});
+  w.variable<double>("vals_elem_var1eb1", {steps, one}, {11, 12});
+  w.variable<double>("vals_elem_var1eb2", {steps, two}, {13});
+  // Elements are counted as the file has them: the tetrahedron is the third.
+  const int nodeSets = w.dimension("num_node_sets", 1), sideSets = w.dimension("num_side_sets", 2),
+            few = w.dimension("num_nod_ns1", 2), sides = w.dimension("num_side_ss1", 2),
+            last = w.dimension("num_side_ss2", 1);
+  w.variable<std::int32_t>("ns_prop1", {nodeSets}, {40});
+  w.variable<std::int32_t>("node_ns1", {few}, {1, 10});
+  w.names("ss_names", sideSets, width, {"", "inlet"});
+  w.variable<std::int32_t>("elem_ss1", {sides}, {1, 3});
+  w.variable<std::int32_t>("elem_ss2", {last}, {2});
+  return w.file();
+}
+
+} // namespace
+
+TEST(Exodus, PolyhedraPolygonsAndSetsAreRead)
+{
+  SKIP_WITHOUT_NETCDF();
+  const MbMeshFile file = readText(polyBlocks(true));
+  EXPECT_THAT(file.getShapeCounts(), ElementsAre(Pair("tetrahedron", 1), Pair("polyhedron", 2)));
+  // Cells of any number of faces come last, and values and sets with them.
+  EXPECT_THAT(valuesOf(file, "block"), ElementsAre(5, 7, 7));
+  EXPECT_THAT(valuesOf(file, "p"), ElementsAre(13, 11, 12));
+  EXPECT_THAT(valuesOf(file, "side set 1"), ElementsAre(1, 1, 0));
+  EXPECT_THAT(valuesOf(file, "inlet"), ElementsAre(0, 0, 1));
+  EXPECT_THAT(valuesOf(file, "node set 40"), ElementsAre(1, 0, 0, 0, 0, 0, 0, 0, 0, 1));
+  const auto& topology =
+      dynamic_cast<const MiVolumeMeshUnstructured&>(*file.getMesh()).getTopology();
+  std::vector<std::size_t> stream;
+  topology.getCellFaces(2, stream);
+  EXPECT_THAT(stream,
+              ElementsAre(5, 4, 4, 5, 6, 7, 4, 4, 5, 9, 8, 4, 6, 7, 8, 9, 3, 4, 8, 7, 3, 5, 6, 9));
+
+  const MbMeshFile flat = readText(polyBlocks(false));
+  EXPECT_EQ(flat.getMeshType(), SURFACE_MESH_UNSTRUCTURED);
+  EXPECT_THAT(flat.getShapeCounts(),
+              ElementsAre(Pair("triangle", 1), Pair("polygon", 1), Pair("quad", 1)));
+  EXPECT_THAT(valuesOf(flat, "p"), ElementsAre(13, 11, 12));
+
+  EXPECT_THAT(errorOf(polyBlocks(true, 12)), HasSubstr("facconn1 names the face 12 of 10"));
+  MbMeshFileOptions late;
+  late.time = 4;
+  EXPECT_THAT(errorOf(polyBlocks(true), late),
+              HasSubstr("the time 4 is outside of 3, the only one"));
+}
+
 TEST(Exodus, DamageIsRefused)
 {
   if (!hasNetcdf()) {
     EXPECT_THAT(errorOf("CDF\x01"), HasSubstr("libnetcdf-dev"));
     return;
   }
-  EXPECT_THAT(errorOf("CDF\x01"), HasSubstr("cannot read the file"));
+  EXPECT_THAT(errorOf("CDF\x01"),
+              HasSubstr("byte 4: the netCDF header is damaged: it ends too early"));
   EXPECT_THAT(errorOf(std::string("CDF\x01", 4) + std::string(28, '\0')),
               HasSubstr("is a netCDF file, but no Exodus II"));
   EXPECT_THAT(errorOf(twoBlocks(100000000)),
-              AnyOf(HasSubstr("num_nodes announces 100000000 items"), HasSubstr("cannot read")));
-  const std::string whole = twoBlocks();
-  for (std::size_t size = 4; size + 8 < whole.size(); size += 9)
-    EXPECT_NO_FATAL_FAILURE(errorOf(whole.substr(0, size)));
+              AnyOf(HasSubstr("num_nodes announces 100000000 items"), HasSubstr("is cut short")));
+  for (const std::string& whole : {twoBlocks(), polyBlocks(true), polyBlocks(false)}) {
+    for (std::size_t size = 4; size + 8 < whole.size(); size += 9)
+      EXPECT_NO_FATAL_FAILURE(errorOf(whole.substr(0, size)));
+    // Each number of the file as one that cannot be.
+    for (std::size_t at = 4; at + 4 < whole.size(); at += 4)
+      for (const char* wrong : {"\x7f\xff\xff\xff", "\xff\xff\xff\xfe"})
+        EXPECT_NO_FATAL_FAILURE(errorOf(std::string(whole).replace(at, 4, wrong, 4)));
+  }
 }
 
 TEST(Exodus, ThePublishedFileHoldsTheConvertedMesh)

@@ -9,6 +9,8 @@
 
 #include <csignal>
 #include <gmock/gmock.h>
+#include <map>
+#include <optional>
 #include <sys/resource.h>
 
 using testing::Contains;
@@ -82,6 +84,14 @@ std::vector<MbNamedArray> arraysFor(const MiMesh& mesh)
           arrayOf<std::uint32_t>("u", kCell, cells, 1)};
 }
 
+std::vector<MbNamedArray> arraysOf(const MbMeshFile& file)
+{
+  std::vector<MbNamedArray> arrays;
+  for (const MbMeshFileArray& array : file.getArrays())
+    arrays.push_back({array.name, array.binding, array.components, array.values, nullptr});
+  return arrays;
+}
+
 std::string bytesOf(const MiArrayView& view, std::size_t components)
 {
   std::string bytes;
@@ -140,6 +150,71 @@ TEST(MbMeshSave, EveryKindComesBackFromAVtu)
   }
 }
 
+TEST(MbMeshSave, FilesOfEveryFormatComeBack)
+{
+  std::map<std::string, int> formats;
+  const std::filesystem::path corpus = VELMO_SOURCE_DIR "/tests/fuzz/corpus";
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(corpus)) {
+    for (const bool sharedNodes : {false, true}) {
+      if (!entry.is_regular_file()) continue;
+      SCOPED_TRACE(entry.path());
+      MbMeshFileOptions options;
+      options.sharedNodes = sharedNodes;
+      std::optional<MbMeshFile> file;
+      try {
+        file = MbMeshFile::read(entry.path().string(), options);
+      } catch (const MbMeshFileError&) {
+        continue; // CorpusTest judges it
+      }
+      const std::vector<MbNamedArray> arrays = arraysOf(*file);
+      const MeshType kind = file->getMeshType();
+      for (const char* suffix : {".vtu", ".vtp"}) {
+        if (suffix == std::string(".vtp") && kind < SURFACE_MESH_UNSTRUCTURED) continue;
+        const SavedFile saved(suffix);
+        EXPECT_THAT(mbSaveMesh(*file->getMesh(), arrays, saved.path(), {.time = file->getTime()}),
+                    testing::IsEmpty());
+        const MbMeshFile again = MbMeshFile::read(saved.path());
+        EXPECT_EQ(dumpOf(*again.getMesh()), unstructuredDump(*file->getMesh()));
+        EXPECT_EQ(again.getTime(), file->getTime());
+        EXPECT_EQ(again.getBounds(), file->getBounds());
+        expectArrays(again, arrays, kind == VOLUME_MESH_VERTEX_HEXAHEDRON_IJK);
+        ++formats[file->getFormat()];
+      }
+    }
+  }
+  for (const char* format : {"vtu", "legacy vtk", "grdecl", "msh", "inp"})
+    EXPECT_GT(formats[format], 0) << format;
+}
+
+TEST(MbMeshSave, SurfacesAndLinesComeBackFromAVtp)
+{
+  for (const MeshType kind : zoo::kKinds) {
+    if (kind < SURFACE_MESH_UNSTRUCTURED) continue;
+    SCOPED_TRACE(meshTypeName(kind));
+    const auto mesh = zoo::small(kind);
+    const std::vector<MbNamedArray> arrays = arraysFor(*mesh);
+    const SavedFile saved(".vtp");
+    const std::vector<std::string> notes = mbSaveMesh(*mesh, arrays, saved.path());
+    const MbMeshFile file = MbMeshFile::read(saved.path());
+    EXPECT_EQ(file.getFormat(), "vtp");
+    EXPECT_EQ(file.getDeadCellCount(), 1u);
+    expectArrays(file, arrays, false);
+    // Quadratic cells lose their curves and keep the nodes around them.
+    const std::string read = dumpOf(*file.getMesh());
+    if (kind == SURFACE_MESH_UNSTRUCTURED) {
+      EXPECT_THAT(notes, Contains(HasSubstr("3 quadratic cells are written as poly")));
+      EXPECT_THAT(read, HasSubstr("cell 3 polygon 12 15 13 16 14 17\n"));
+      EXPECT_THAT(read, HasSubstr("cell 5 polygon 26 30 27 31 28 32 29 33\n"));
+    } else if (kind == LINE_MESH_UNSTRUCTURED) {
+      EXPECT_THAT(notes, Contains(HasSubstr("1 quadratic cells are written as poly")));
+      EXPECT_THAT(read, HasSubstr("cell 2 polyline 6 8 7\n"));
+    } else {
+      EXPECT_THAT(notes, testing::IsEmpty());
+      EXPECT_EQ(read, unstructuredDump(*mesh));
+    }
+  }
+}
+
 TEST(MbMeshSave, EveryShapeComesBack)
 {
   for (int dimension = 1; dimension <= 3; ++dimension) {
@@ -188,7 +263,8 @@ TEST(MbMeshSave, WhatDoesNotFitIsNamed)
     return "";
   };
   EXPECT_THAT(problem(".vts", mesh), HasSubstr(".vtu takes every mesh"));
-  EXPECT_THAT(problem(".obj", mesh), HasSubstr(".vtu, .vti, .vtr or .vts"));
+  EXPECT_THAT(problem(".obj", mesh), HasSubstr(".vtu, .vtp, .vti, .vtr or .vts"));
+  EXPECT_THAT(problem(".vtp", mesh), HasSubstr("only surfaces and lines"));
   EXPECT_THAT(problem(".vti", *zoo::small(VOLUME_MESH_RECTILINEAR)), HasSubstr("equal steps"));
   EXPECT_THAT(problem(".vtr", *zoo::small(VOLUME_MESH_CURVILINEAR)), HasSubstr("straight axes"));
 }

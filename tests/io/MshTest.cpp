@@ -170,10 +170,44 @@ TEST(Msh, BothVersionsInEveryFormHoldTheSameMesh)
       if (first.empty()) first = describe(file);
       EXPECT_EQ(describe(file), first);
 
+      EXPECT_TRUE(nodes.isPartial && cells.isPartial);
+
       MbMeshFileOptions later;
-      later.time = 3;
+      later.time = 1.4;
       EXPECT_EQ(readText(twoCells(version4, form), later).findArray("T")->ranges[0].max, 7.5);
+      later.time = 3;
+      EXPECT_THAT(errorOf(twoCells(version4, form), later), HasSubstr("outside of 0.5 .. 1.5"));
     }
+}
+
+TEST(Msh, ValuesOfElementsNodesAreAveraged)
+{
+  for (const Form form : {Form::Text, Form::Little, Form::Big}) {
+    MshWriter w(false, form);
+    w.nodes({1, 2, 3, 4, 5, 6}, std::vector<double>(18, 0.25));
+    w.elements({{2, 5, 50, 2, {{9, 1, 2, 3}}}, {3, 7, 70, 4, {{1, 1, 2, 3, 4}, {2, 2, 3, 4, 5}}}});
+    w.text += "$ElementNodeData\n1\n\"s\"\n1\n2.5\n3\n0\n2\n3\n";
+    // The triangle is no cell, and has no say.
+    for (const int element : {1, 2, 9}) {
+      w.ints({element, element == 9 ? 3 : 4});
+      for (int n = 0; n < (element == 9 ? 3 : 4); ++n)
+        w.add<double>({element + 0.5 * n, -1});
+      w.text += form == Form::Text ? "\n" : "";
+    }
+    w.text += "\n$EndElementNodeData\n";
+    const MbMeshFile file = readText(w.text);
+    EXPECT_EQ(file.getTime(), 2.5);
+    const MbMeshFileArray& values = *file.findArray("s@node");
+    ASSERT_EQ(values.components, 2u);
+    // Node 2 is the second of the one element and the first of the other: (1.5 + 2) / 2.
+    const double expected[] = {1, 1.75, 2.25, 2.75, 3.5};
+    for (std::size_t node = 0; node < 5; ++node)
+      EXPECT_EQ(mbNumber(values.values, node, 0), expected[node]);
+    EXPECT_TRUE(std::isnan(mbNumber(values.values, 5, 0)) && values.isPartial);
+    EXPECT_THAT(file.getNotes(), Contains(HasSubstr("'s' per node of each element are averaged")));
+    for (std::size_t size = w.text.size() - 150; size < w.text.size(); ++size)
+      EXPECT_NO_FATAL_FAILURE(errorOf(w.text.substr(0, size)));
+  }
 }
 
 TEST(Msh, ElementsHaveTheirNodesInPlace)

@@ -261,6 +261,124 @@ TEST(VtkXmlFiles, SectionsOfPolygonsAreOneSurface)
               HasSubstr("the offset of item 1 runs"));
 }
 
+namespace {
+
+/// A tetrahedron of nodes 0 to 3 of a bipyramid, or of 1 to 4, perhaps as polyhedra; the node 1 +
+/// `index` is there as a ghost of the other piece.
+std::string numberedPiece(int index, bool polyhedron, double shift)
+{
+  const double x[] = {-1, 0, 0, 0, 1 + shift}, y[] = {0, 0, 1, 0, 0}, z[] = {0, 0, 0, 1, 0};
+  std::vector<double> points, values;
+  std::vector<std::int32_t> ids;
+  std::vector<std::uint8_t> ghosts;
+  for (int n = 0; n < 4; ++n) {
+    const int id = index == 0 ? n : 4 - n;
+    const bool isGhost = id == 1 + index;
+    // The second piece lies elsewhere when shifted.
+    points.insert(points.end(), {x[id] + index * shift, y[id], z[id]});
+    ids.push_back(100 + id);
+    ghosts.push_back(isGhost ? 1 : 0);
+    values.push_back(isGhost ? -1 : id);
+  }
+  VtkXmlWriter w;
+  w.body = "<Piece NumberOfPoints=\"4\" NumberOfCells=\"1\"><PointData GlobalIds=\"number\">";
+  w.array<std::int32_t>("number", "Int32", ids);
+  w.array<std::uint8_t>("vtkGhostType", "UInt8", ghosts);
+  w.array<double>("v", "Float64", values);
+  w.body += "</PointData><Points>";
+  w.array<double>("Points", "Float64", points, 3);
+  w.body += "</Points><Cells>";
+  w.array<std::int64_t>("connectivity", "Int64", {0, 1, 2, 3});
+  w.array<std::int64_t>("offsets", "Int64", {4});
+  w.array<std::uint8_t>("types", "UInt8", {static_cast<std::uint8_t>(polyhedron ? 42 : 10)});
+  if (polyhedron) {
+    w.array<std::int64_t>("faces", "Int64", {4, 3, 0, 2, 1, 3, 0, 1, 3, 3, 1, 2, 3, 3, 2, 0, 3});
+    w.array<std::int64_t>("faceoffsets", "Int64", {17});
+  }
+  w.body += "</Cells></Piece>";
+  return w.file();
+}
+
+} // namespace
+
+TEST(VtkXmlFiles, NodesOfOneGlobalIdAreOne)
+{
+  const Folder folder;
+  VtkXmlWriter w;
+  folder.write("empty.vtu", replaced(w.file(), "</Unst",
+                                     "<Piece NumberOfPoints=\"0\" NumberOfCells=\"0\"/></Unst"));
+  w.body = "<Piece Source=\"a.vtu\"/><Piece Source=\"b.vtu\"/><Piece Source=\"empty.vtu\"/>";
+  const std::string path = folder.write("all.pvtu", w.file("PUnstructuredGrid"));
+  for (const bool polyhedra : {false, true}) {
+    folder.write("a.vtu", numberedPiece(0, polyhedra, 0));
+    folder.write("b.vtu", numberedPiece(1, polyhedra, 0));
+    const MbMeshFile file = MbMeshFile::read(path);
+    EXPECT_EQ(file.getNodeCount(), 5u);
+    EXPECT_THAT(file.getRemarks(), ElementsAre(HasSubstr("share 3 nodes, as the array 'number'")));
+    EXPECT_THAT(valuesOf(file, "number"), ElementsAre(100, 101, 102, 103, 104));
+    // A ghost's value gives way to the one of the piece that owns the node.
+    EXPECT_THAT(valuesOf(file, "v"), ElementsAre(0, 1, 2, 3, 4));
+    const auto& topology =
+        dynamic_cast<const MiVolumeMeshUnstructured&>(*file.getMesh()).getTopology();
+    std::vector<std::size_t> nodes;
+    topology.getCellNodes(1, nodes);
+    EXPECT_THAT(nodes, testing::UnorderedElementsAre(1, 2, 3, 4));
+    if (polyhedra) {
+      topology.getCellFaces(1, nodes);
+      EXPECT_THAT(nodes, ElementsAre(4, 3, 4, 2, 3, 3, 4, 3, 1, 3, 3, 2, 1, 3, 2, 4, 1));
+    }
+  }
+  // Numbers that say so of nodes at different places are not to be trusted.
+  folder.write("b.vtu", numberedPiece(1, false, 0.1));
+  folder.write("a.vtu", numberedPiece(0, false, 0));
+  const MbMeshFile apart = MbMeshFile::read(path);
+  EXPECT_EQ(apart.getNodeCount(), 8u);
+  EXPECT_THAT(apart.getNotes(), ElementsAre(HasSubstr("3 nodes have the number of another one")));
+}
+
+TEST(VtkXmlFiles, StepsOfOneFileAreReadAtTheNearestTime)
+{
+  const std::string text =
+      "<Piece NumberOfPoints=\"3\" NumberOfCells=\"1\"><PointData>"
+      "<DataArray type=\"Float64\" Name=\"T\" TimeStep=\"0\">1 2 3</DataArray>"
+      "<DataArray type=\"Float64\" Name=\"T\" TimeStep=\"1 2\">4 5 6</DataArray>"
+      "<DataArray type=\"Float64\" Name=\"late\" TimeStep=\"2\">7 8 9</DataArray>"
+      "<DataArray type=\"Float64\" Name=\"all\">1 1 1</DataArray></PointData><Points>"
+      "<DataArray type=\"Float64\" Name=\"p\" NumberOfComponents=\"3\" TimeStep=\"0\">"
+      "0 0 0 1 0 0 0 1 0</DataArray>"
+      "<DataArray type=\"Float64\" Name=\"p\" NumberOfComponents=\"3\" TimeStep=\"1\">"
+      "0 0 0 2 0 0 0 2 0</DataArray></Points><Cells>"
+      "<DataArray type=\"Int64\" Name=\"connectivity\">0 1 2</DataArray>"
+      "<DataArray type=\"Int64\" Name=\"offsets\">3</DataArray>"
+      "<DataArray type=\"UInt8\" Name=\"types\">5</DataArray></Cells></Piece>";
+  VtkXmlWriter w;
+  w.body = text;
+  const std::string timed = w.file("UnstructuredGrid", "TimeValues=\"0.5 1.5 4\"");
+  struct Case
+  {
+    std::optional<double> asked;
+    double time, first, width;
+    std::size_t arrays;
+  };
+  for (const Case& c : {Case{{}, 0.5, 1, 1, 2}, Case{1.2, 1.5, 4, 2, 2}, Case{3.9, 4, 4, 2, 3}}) {
+    MbMeshFileOptions options;
+    options.time = c.asked;
+    const MbMeshFile file = readText(timed, options);
+    EXPECT_EQ(file.getTime(), c.time);
+    EXPECT_EQ(valuesOf(file, "T").at(0), c.first);
+    EXPECT_EQ(file.getBounds()[1], c.width); // points stay as they were at the step before
+    EXPECT_EQ(file.getArrays().size(), c.arrays);
+  }
+  MbMeshFileOptions late;
+  late.time = 5;
+  EXPECT_THAT(errorOf(timed, late), HasSubstr("the time 5 is outside of 0.5 .. 4"));
+  late.time = 1;
+  EXPECT_EQ(valuesOf(readText(w.file(), late), "T").at(0), 4); // without times steps are numbered
+  EXPECT_THAT(errorOf(replaced(timed, "\"1 2\"", "\"3\"")),
+              HasSubstr("TimeStep='3' is none of the 3"));
+  EXPECT_THAT(errorOf(replaced(timed, "\"1 2\"", "\"x\"")), HasSubstr("is not a list of numbers"));
+}
+
 TEST(VtkXmlFiles, SeriesAreReadAtTheNearestTime)
 {
   const Folder folder;

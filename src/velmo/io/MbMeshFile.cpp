@@ -138,6 +138,7 @@ struct MbMeshFile::Impl
         array.binding = set.binding;
         array.components = set.components;
         array.type = set.values.type;
+        array.isPartial = set.isPartial;
         array.values = set.values.view(set.components);
         array.ranges = mxRangesOf(array.values, set.components, parallel);
         array.set = mxMakeDataSet(set, plan);

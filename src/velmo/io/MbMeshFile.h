@@ -74,6 +74,8 @@ struct MbMeshFileArray
   MiArrayView values;
   /// One range per component; vectors have a fourth one, of their magnitude.
   std::vector<MbValueRange> ranges;
+  /// The file gives no value for some nodes or cells, which have NaN.
+  bool isPartial = false;
   /// The values as a data set that fits the mesh kind: of double for one component, of MbVec3d for
   /// three, numbered I, IJ or IJK as the kind asks for the binding. Null for any other count.
   std::unique_ptr<MiDataSet> set;

@@ -24,7 +24,9 @@ public:
       : m_path(path), m_arrays(arrays), m_options(options)
   {}
 
-  void writeCells(const MiTopologyI& topology, const MiGeometryI& geometry, std::size_t dataNodes,
+  /// @param element  "Cells" of a .vtu, "Polys" or "Lines" of a .vtp
+  void writeCells(const MiTopologyI& topology, const MiGeometryI& geometry,
+                  std::string_view element, std::size_t dataNodes,
                   const std::function<std::size_t(std::size_t)>& dataNode = nullptr);
   template <class View, class Geometry>
   void writeGrid(const View& view, const Geometry& geometry, const std::string& suffix);
@@ -101,23 +103,34 @@ MxOutputArray MeshOutput::pointArray(bool isSingle, std::size_t count, PointAt p
 }
 
 void MeshOutput::writeCells(const MiTopologyI& topology, const MiGeometryI& geometry,
-                            std::size_t dataNodes,
+                            std::string_view element, std::size_t dataNodes,
                             const std::function<std::size_t(std::size_t)>& dataNode)
 {
   const MxNodePositions<MiGeometryI> positions(geometry);
   const std::size_t nodes = positions.size();
-  const MxCellOutput cells(topology, nodes, m_options.parallel);
+  const bool isPoly = element != "Cells";
+  const MxCellOutput cells(topology, nodes, m_options.parallel, isPoly);
   if (cells.brokenCount() > 0)
     notes.push_back(
         std::to_string(cells.brokenCount()) +
         " cells with missing nodes, or a number of nodes that is not their shape's, are "
         "written as empty cells.");
 
-  MxVtkXmlWriter file(m_path, "UnstructuredGrid", m_options);
-  file.open("UnstructuredGrid");
+  if (cells.outlinedCount() > 0)
+    notes.push_back(std::to_string(cells.outlinedCount()) +
+                    " quadratic cells are written as polylines or polygons through their nodes; "
+                    ".vtu keeps them.");
+
+  const std::string type = isPoly ? "PolyData" : "UnstructuredGrid";
+  MxVtkXmlWriter file(m_path, type, m_options);
+  file.open(type);
   mxAddTime(file, m_options);
-  file.open("Piece NumberOfPoints=\"" + std::to_string(nodes) + "\" NumberOfCells=\"" +
-            std::to_string(cells.cellCount()) + "\"");
+  std::string piece = "Piece NumberOfPoints=\"" + std::to_string(nodes) + "\"";
+  for (const std::string_view section : {"Cells", "Verts", "Lines", "Strips", "Polys"})
+    if (isPoly == (section != "Cells"))
+      piece += " NumberOf" + std::string(section) + "=\"" +
+               std::to_string(section == element ? cells.cellCount() : 0) + "\"";
+  file.open(piece);
   addPointData(file, dataNodes, nodes, dataNode);
   addCellData(file, cells.cellCount(),
               cells.hasDead() ? [&](std::size_t cell) { return cells.isDead(cell); }
@@ -127,8 +140,10 @@ void MeshOutput::writeCells(const MiTopologyI& topology, const MiGeometryI& geom
   file.add(pointArray(view && view.type == MiScalarType::Float32, nodes,
                       [&](std::size_t node) { return positions.at(node); }));
   file.close();
-  file.open("Cells");
-  for (MxOutputArray& array : cells.arrays())
+  file.open(std::string(element));
+  std::vector<MxOutputArray> arrays = cells.arrays();
+  if (isPoly) arrays.erase(arrays.begin() + 2, arrays.end()); // connectivity and offsets remain
+  for (MxOutputArray& array : arrays)
     file.add(std::move(array));
   file.finish();
 }
@@ -289,23 +304,30 @@ std::vector<std::string> mbSaveMesh(const MiMesh& mesh, std::span<const MbNamedA
   MeshOutput output(path, arrays, options);
   const std::string suffix = path.substr(std::min(path.size(), path.find_last_of('.')));
   const auto fail = [&](const std::string& problem) { throw MbMeshFileError(path, "", problem); };
-  if (suffix == ".vtu") {
+  if (suffix == ".vtu" || suffix == ".vtp") {
+    const MeshType kind = classifyMesh(&mesh);
+    const bool isPoly = suffix == ".vtp";
+    if (isPoly && kind <= VOLUME_MESH_CURVILINEAR)
+      fail("only surfaces and lines are written as .vtp; .vtu takes every mesh");
+    const char* const element = !isPoly                          ? "Cells"
+                                : kind >= LINE_MESH_UNSTRUCTURED ? "Lines"
+                                                                 : "Polys";
     const bool isMesh = visitUnstructured(mesh, [&](const auto& topology, const auto& geometry) {
       using Vertex = MiVolumeMeshVertexHexahedronIjk;
       if (const auto* own = dynamic_cast<const Vertex*>(&mesh)) {
         const MxCellView<VOLUME_MESH_VERTEX_HEXAHEDRON_IJK> view(*own);
         const MbIndex3 corners = view.nodeCounts();
-        output.writeCells(topology, geometry, corners.x * corners.y * corners.z,
+        output.writeCells(topology, geometry, element, corners.x * corners.y * corners.z,
                           [&](std::size_t node) { return view.dataNode(node); });
       } else {
-        output.writeCells(topology, geometry, geometry.getNodeCount());
+        output.writeCells(topology, geometry, element, geometry.getNodeCount());
       }
     });
     if (!isMesh) fail("is to hold a mesh of no known kind");
     return output.notes;
   }
   if (suffix != ".vti" && suffix != ".vtr" && suffix != ".vts")
-    fail("meshes are written as .vtu, .vti, .vtr or .vts");
+    fail("meshes are written as .vtu, .vtp, .vti, .vtr or .vts");
   bool isGrid = false;
   visitMeshKind(MxAllKinds{}, classifyMesh(&mesh), [&]<MeshType Kind>() {
     const auto& own = dynamic_cast<const typename MxMeshKind<Kind>::Interface&>(mesh);

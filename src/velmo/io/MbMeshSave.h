@@ -39,10 +39,11 @@ struct MbSaveOptions
 /// order of the machine.
 ///
 /// The name's end decides: .vtu takes every kind (grids as hexahedra, quads and lines, I fastest;
-/// vertex hexahedra with eight points a cell), .vts every grid of nodes, .vtr and .vti rectilinear
-/// and regular ones whose axes are those of the space. Nodes, cells, names, types and component
-/// counts stay as they are; polyhedra keep their faces. Points are single precision when the
-/// mesh has them so, otherwise double.
+/// vertex hexahedra with eight points a cell), .vtp surfaces and lines (quadratic ones as polygons
+/// and polylines through their nodes), .vts every grid of nodes, .vtr and .vti rectilinear and
+/// regular ones whose axes are those of the space. Nodes, cells, names, types and component counts
+/// stay as they are; polyhedra keep their faces. Points are single precision when the mesh has them
+/// so, otherwise double.
 ///
 /// Dead cells stay and are marked in an array "vtkGhostType" per cell, which viewers understand as
 /// hidden cells and which MbMeshFile reads. Cells that no reader could take (missing nodes, a wrong

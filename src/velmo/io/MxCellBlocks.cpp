@@ -150,6 +150,13 @@ void MxCellBlocks::finish(MxFileMesh& mesh, std::span<const Space> spaces,
   }
 }
 
+const MxCellBlock& MxCellBlocks::blockOf(std::size_t cell, std::size_t& element) const
+{
+  const auto at = std::upper_bound(m_firstCells.begin(), m_firstCells.end(), cell) - 1;
+  element = cell - *at;
+  return m_blocks[static_cast<std::size_t>(at - m_firstCells.begin())];
+}
+
 MxFileArray MxCellBlocks::column(std::uint32_t column, bool parallel) const
 {
   auto values = MxFileArray::of<std::int64_t>(m_firstCells.back());

@@ -45,6 +45,9 @@ public:
   void finish(MxFileMesh& mesh, std::span<const Space> spaces, std::span<const std::string> idNames,
               bool parallel);
 
+  /// After finish: the block of a cell, and in `element` which of its elements the cell is.
+  const MxCellBlock& blockOf(std::size_t cell, std::size_t& element) const;
+
   /// After finish: one of the numbers of each cell.
   MxFileArray column(std::uint32_t column, bool parallel) const;
 

@@ -376,7 +376,8 @@ std::size_t mxFirstBadOffset(const MxFileArray& offsets, std::size_t limit)
   });
 }
 
-void mxShiftFaceNodes(MxFileCells& cells, std::size_t shift, const std::string& path)
+void mxMapFaceNodes(MxFileCells& cells, const std::string& path,
+                    const std::function<std::int64_t(std::int64_t)>& map)
 {
   checkFaceStreams(cells, path, true);
   const auto types = cells.types.span<const std::uint8_t>();
@@ -387,9 +388,8 @@ void mxShiftFaceNodes(MxFileCells& cells, std::size_t shift, const std::string& 
         if (types[cell] != static_cast<std::uint8_t>(MiCellShape::Polyhedron)) continue;
         auto at = static_cast<std::size_t>(offsets[cell]) + 1;
         while (at < static_cast<std::size_t>(offsets[cell + 1]))
-          for (auto left = static_cast<std::size_t>(faces[at++]); left > 0; --left)
-            // In 64 bits without a sign, as damaged numbers may be as large as they like.
-            faces[at] = static_cast<T>(static_cast<std::uint64_t>(faces[at]) + shift), ++at;
+          for (auto left = static_cast<std::size_t>(faces[at++]); left > 0; --left, ++at)
+            faces[at] = static_cast<T>(map(faces[at]));
       }
     });
   });

@@ -16,6 +16,8 @@ constexpr MxFileFormat kFormats[] = {
     {".grdecl", mxIsGrdecl, mxReadGrdecl},
 };
 
+constexpr const char* kTimeless = "has no times to choose from";
+
 } // namespace
 
 std::span<const MxFileFormat> mxFileFormats()
@@ -47,7 +49,7 @@ void mxCheckOnlyTime(const MxFileBytes& file, const MxReadRequest& request,
                      const std::optional<double>& time)
 {
   if (!request.time) return;
-  if (!time) file.fail("", "has no times to choose from");
+  if (!time) file.fail("", kTimeless);
   mxCheckTime(file, *request.time, *time, *time);
 }
 
@@ -59,6 +61,7 @@ MxFileMesh mxReadMeshFile(const std::string& path, const MxReadRequest& request)
   for (const MxFileFormat& format : kFormats) {
     if (format.recognises(*file)) {
       MxFileMesh mesh = format.read(*file, request);
+      if (request.time && !mesh.time) file->fail("", kTimeless);
       mxApplyGhosts(mesh, request.parallel);
       return mesh;
     }

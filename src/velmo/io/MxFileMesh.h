@@ -21,6 +21,7 @@ struct MxFileSet
   MiDataBinding binding = MiDataBinding::PerNode;
   std::size_t components = 1;
   MxFileArray values;
+  bool isPartial = false; ///< some have no value in the file, and NaN here
 };
 
 /// Unstructured cells. As a reader gives them, `types` are the numbers of the file format, a
@@ -124,14 +125,21 @@ std::array<std::size_t, 256> mxCountTypes(const MxFileCells& cells);
 /// count when all are well.
 std::size_t mxFirstBadOffset(const MxFileArray& offsets, std::size_t limit);
 
-/// Adds `shift` to the nodes in the face streams.
+/// Replaces the nodes in the face streams by `map` of them.
 /// @throw MbMeshFileError for a face stream that does not fit its cell
-void mxShiftFaceNodes(MxFileCells& cells, std::size_t shift, const std::string& path);
+void mxMapFaceNodes(MxFileCells& cells, const std::string& path,
+                    const std::function<std::int64_t(std::int64_t)>& map);
 
 /// Unstructured parts of one file as one mesh, part after part; arrays that a part lacks are left
 /// out with a note.
 /// @throw MbMeshFileError
 MxFileMesh mxJoinParts(std::vector<MxFileMesh> parts, const std::string& path);
+
+/// Makes one node of those that have the same number in the array `globalIds` and lie at one place:
+/// the first of them, with the values of the first one that is no ghost. Does nothing without such
+/// an array of whole numbers per node.
+void mxWeldNodes(MxFileMesh& mesh, const std::string& globalIds, const std::string& path,
+                 bool parallel);
 
 // Readers.
 bool mxIsLegacyVtk(const MxFileBytes& file);

@@ -282,9 +282,9 @@ std::size_t countPiece(std::string_view piece, PieceFacts& facts, MxTextFault& f
   char before = ' ';
   bool comment = false;
   for (const char c : piece) {
-    words += static_cast<std::size_t>(!isBlank(c) & isBlank(before));
+    words += static_cast<std::size_t>(!isBlank(c)) & static_cast<std::size_t>(isBlank(before));
     flags = static_cast<std::uint8_t>(flags | kCharacters.flags[static_cast<unsigned char>(c)]);
-    comment |= (c == '-') & (before == '-');
+    comment |= (c == '-' ? 1 : 0) & (before == '-' ? 1 : 0);
     before = c;
   }
   facts.careful = comment || (flags & kCareful);

@@ -88,7 +88,10 @@ private:
   MbIndex3 readCounts() const
   {
     const MxDeckSection *grid = find("SPECGRID"), *dimens = find("DIMENS");
-    if (!grid && !dimens) m_file.fail("", "has neither SPECGRID nor DIMENS");
+    if (!grid && !dimens)
+      m_file.fail(
+          "", "has neither SPECGRID nor DIMENS, and with that no grid; a file of values is read "
+              "through one that INCLUDEs the grid and the values");
     const MbIndex3 counts = countsOf(grid ? *grid : *dimens);
     if (grid && dimens && countsOf(*dimens) != counts)
       dimens->fail("and SPECGRID announce different counts of cells");
@@ -132,12 +135,12 @@ private:
 
   void readValues()
   {
+    std::string placing;
     for (const MxDeckSection& section : m_deck.getSections()) {
       const std::string_view name = section.name;
       if (name == "SPECGRID" || name == "DIMENS" || name == "COORD" || name == "ZCORN") continue;
       if (std::find(std::begin(kPlacing), std::end(kPlacing), name) != std::end(kPlacing)) {
-        m_mesh.remarks.push_back(std::string(name) + " is not carried out: coordinates stay those "
-                                                     "of the grid.");
+        placing += (placing.empty() ? "" : ", ") + std::string(name);
         continue;
       }
       if (!startsWithNumber(section.text)) {
@@ -154,6 +157,9 @@ private:
       }
       readValues(section);
     }
+    if (!placing.empty())
+      m_mesh.remarks.push_back("Not carried out: " + placing +
+                               "; coordinates stay those of the grid.");
   }
 
   void readValues(const MxDeckSection& section)
@@ -181,7 +187,8 @@ private:
       m_mesh.notes.push_back("Values of " + std::string(section.name) +
                              " that are left to their default are " +
                              (values.type == MiScalarType::Int32 ? "0." : "NaN."));
-    m_mesh.sets.push_back({std::string(section.name), MiDataBinding::PerCell, 1, values});
+    m_mesh.sets.push_back({std::string(section.name), MiDataBinding::PerCell, 1, values,
+                           numbers.defaults && values.type != MiScalarType::Int32});
   }
 
   static bool startsWithNumber(std::string_view text)

@@ -162,7 +162,11 @@ MxFileMesh mxJoinParts(std::vector<MxFileMesh> parts, const std::string& path)
   makeAlike(parts);
   for (MxFileMesh& part : parts) {
     if (part.cells.faces) {
-      if (result.nodeCount > 0) mxShiftFaceNodes(part.cells, result.nodeCount, path);
+      // In 64 bits without a sign, as damaged numbers may be as large as they like.
+      if (result.nodeCount > 0)
+        mxMapFaceNodes(part.cells, path, [shift = result.nodeCount](std::int64_t node) {
+          return static_cast<std::int64_t>(static_cast<std::uint64_t>(node) + shift);
+        });
     } else if (polyhedra && part.cells.count > 0) {
       part.cells.faceOffsets = zeroOffsets(parts, part.cells.count + 1);
     }

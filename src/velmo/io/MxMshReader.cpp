@@ -37,6 +37,8 @@ constexpr MshType kTypes[] = {
     {107, 3, 196, 0}, {118, 3, 30, 0}, {119, 3, 55, 0}, {120, 3, 91, 0}, {121, 3, 140, 0}};
 
 constexpr std::size_t kMostViews = 1000;
+/// No element has more nodes.
+constexpr std::int64_t kMostCorners = 10000;
 
 /// Values of nodes or elements at a time, where they stand.
 struct View
@@ -46,13 +48,14 @@ struct View
   double time = 0;
   std::size_t components = 1, count = 0;
   const char* place = nullptr;
+  bool ofCorners = false; ///< values for each node of an element
 };
 
 class MshReader
 {
 public:
   MshReader(const MxFileBytes& file, const MxReadRequest& request)
-      : m_request(request), m_parallel(request.parallel), m_size(file.size()),
+      : m_file(file), m_request(request), m_parallel(request.parallel), m_size(file.size()),
         m_input(file, request.parallel)
   {
     m_mesh.format = "msh";
@@ -92,13 +95,10 @@ private:
     } else if (name == "Elements") {
       if (!m_blocks.getBlocks().empty()) m_input.fail("$Elements stands twice");
       m_input.isVersion4() ? readElements4() : readElements2();
-    } else if (name == "NodeData" || name == "ElementData") {
-      readView(name == "NodeData" ? MiDataBinding::PerNode : MiDataBinding::PerCell);
+    } else if (name == "NodeData" || name == "ElementData" || name == "ElementNodeData") {
+      readView(name);
       return false; // values wait until nodes and elements are known
     } else {
-      if (name == "ElementNodeData")
-        m_mesh.notes.emplace_back("Values per node of each element ($ElementNodeData) are left "
-                                  "out.");
       return false;
     }
     return true;
@@ -380,10 +380,11 @@ private:
 
   // ---- values
 
-  void readView(MiDataBinding binding)
+  void readView(std::string_view section)
   {
     View view;
-    view.binding = binding;
+    view.binding = section == "ElementData" ? MiDataBinding::PerCell : MiDataBinding::PerNode;
+    view.ofCorners = section == "ElementNodeData";
     const std::int64_t texts = m_input.textNumber("the number of texts");
     m_input.line();
     for (std::int64_t i = 0; i < texts; ++i) {
@@ -412,17 +413,38 @@ private:
     view.count = m_input.checkedCount(count, "the number of values", 1 + view.components,
                                       4 + 8 * view.components);
     view.place = m_input.getPlace();
-    if (m_input.isBinary()) m_input.take(view.count, 4 + 8 * view.components, "values");
+    if (m_input.isBinary() && !view.ofCorners)
+      m_input.take(view.count, 4 + 8 * view.components, "values");
+    for (std::size_t i = 0; i < view.count && m_input.isBinary() && view.ofCorners; ++i) {
+      m_input.number("the number of an element");
+      m_input.take(cornerCount(), 8 * view.components, "values");
+    }
     m_views.push_back(std::move(view));
+  }
+
+  /// Reads for how many nodes of an element values follow.
+  std::size_t cornerCount()
+  {
+    const std::int64_t count = m_input.number("the number of values of an element");
+    if (count < 0 || count > kMostCorners)
+      m_input.fail("an element has values for " + std::to_string(count) + " nodes");
+    return static_cast<std::size_t>(count);
   }
 
   /// Of views of one name those at the time that is nearest to the wanted one, or the first.
   void chooseViews()
   {
+    if (m_request.time && !m_views.empty()) {
+      const auto [first, last] =
+          std::minmax_element(m_views.begin(), m_views.end(),
+                              [](const View& a, const View& b) { return a.time < b.time; });
+      mxCheckTime(m_file, *m_request.time, first->time, last->time);
+    }
     std::vector<View> chosen;
     for (View& view : m_views) {
       const auto same = std::find_if(chosen.begin(), chosen.end(), [&](const View& other) {
-        return other.name == view.name && other.binding == view.binding;
+        return other.name == view.name && other.binding == view.binding &&
+               other.ofCorners == view.ofCorners;
       });
       if (same == chosen.end()) {
         if (chosen.size() < kMostViews) chosen.push_back(std::move(view));
@@ -443,10 +465,12 @@ private:
     auto values = MxFileArray::of<double>(items * n);
     std::fill_n(values.as<double>(), items * n, std::nan(""));
     auto* const to = values.as<double>();
+    std::size_t filled = 0;
     const auto put = [&](std::int64_t tag, const auto& write) {
       const std::int64_t place = places.find(tag);
-      if (place >= 0 && static_cast<std::size_t>(place) < items)
-        write(to + static_cast<std::size_t>(place) * n);
+      if (place < 0 || static_cast<std::size_t>(place) >= items) return;
+      write(to + static_cast<std::size_t>(place) * n);
+      ++filled;
     };
     if (m_input.isBinary()) {
       const std::size_t width = 4 + 8 * n;
@@ -465,7 +489,49 @@ private:
         put(asTag(from[0]), [&](double* own) { std::copy_n(from + 1, n, own); });
       }
     }
-    m_mesh.sets.push_back({view.name, view.binding, n, std::move(values)});
+    m_mesh.sets.push_back({view.name, view.binding, n, std::move(values), filled < items});
+  }
+
+  /// A node that several elements have values for gets their mean.
+  void readCornerValues(const View& view, const MxNumberMap& nodes, const MxNumberMap& cells)
+  {
+    m_input.setPlace(view.place);
+    const std::size_t n = view.components;
+    auto sums = MxFileArray::of<double>(m_mesh.nodeCount * n);
+    auto* const to = sums.as<double>();
+    std::fill_n(to, sums.size, 0.0);
+    std::vector<std::uint32_t> counts(m_mesh.nodeCount, 0);
+    std::vector<double> room;
+    for (std::size_t i = 0; i < view.count; ++i) {
+      const std::int64_t cell = cells.find(m_input.number("the number of an element"));
+      const std::size_t corners = cornerCount();
+      room.resize(corners * n);
+      if (m_input.isBinary())
+        m_input.copy(reinterpret_cast<std::byte*>(room.data()),
+                     m_input.take(corners, 8 * n, "values"), corners * n, 8);
+      else
+        for (double& value : room)
+          value = m_input.textReal("a value");
+      if (cell < 0 || static_cast<std::size_t>(cell) >= m_mesh.cells.count) continue;
+      std::size_t element = 0;
+      const MxCellBlock& block = m_blocks.blockOf(static_cast<std::size_t>(cell), element);
+      const std::int64_t* const own = block.numbers + element * block.stride + block.firstNode;
+      const std::size_t known =
+          std::min(corners, static_cast<std::size_t>(block.stride - block.firstNode));
+      for (std::size_t corner = 0; corner < known; ++corner) {
+        const std::int64_t node = nodes.find(own[corner]);
+        if (node < 0 || static_cast<std::size_t>(node) >= m_mesh.nodeCount) continue;
+        ++counts[static_cast<std::size_t>(node)];
+        for (std::size_t c = 0; c < n; ++c)
+          to[static_cast<std::size_t>(node) * n + c] += room[corner * n + c];
+      }
+    }
+    for (std::size_t i = 0; i < sums.size; ++i)
+      to[i] = counts[i / n] ? to[i] / counts[i / n] : std::nan("");
+    m_mesh.notes.push_back("The values of '" + view.name +
+                           "' per node of each element are averaged at the nodes.");
+    const bool isPartial = std::find(counts.begin(), counts.end(), 0u) != counts.end();
+    m_mesh.sets.push_back({view.name, view.binding, n, std::move(sums), isPartial});
   }
 
   void finish()
@@ -482,14 +548,21 @@ private:
     m_blocks.finish(m_mesh, {&space, 1}, names, m_parallel);
     chooseViews();
     MxNumberMap cells;
-    if (std::any_of(m_views.begin(), m_views.end(),
-                    [](const View& view) { return view.binding == MiDataBinding::PerCell; }))
+    if (std::any_of(m_views.begin(), m_views.end(), [](const View& view) {
+          return view.binding == MiDataBinding::PerCell || view.ofCorners;
+        }))
       cells = MxNumberMap(m_blocks.column(0, m_parallel).span<const std::int64_t>(), m_parallel);
-    for (const View& view : m_views)
-      view.binding == MiDataBinding::PerNode ? readValues(view, nodes, m_mesh.nodeCount)
-                                             : readValues(view, cells, m_mesh.cells.count);
+    for (const View& view : m_views) {
+      if (view.ofCorners)
+        readCornerValues(view, nodes, cells);
+      else if (view.binding == MiDataBinding::PerNode)
+        readValues(view, nodes, m_mesh.nodeCount);
+      else
+        readValues(view, cells, m_mesh.cells.count);
+    }
   }
 
+  const MxFileBytes& m_file;
   const MxReadRequest& m_request;
   const bool m_parallel;
   const std::size_t m_size;

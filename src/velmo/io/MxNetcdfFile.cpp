@@ -1,7 +1,8 @@
-#ifdef VELMO_HAVE_NETCDF
+#ifdef VELMO_HAS_NETCDF
 
 #include <velmo/io/MxMemoryLimit.h>
 #include <velmo/io/MxNetcdfFile.h>
+#include <velmo/io/MxNetcdfHeader.h>
 #include <velmo/io/MxNumberText.h>
 
 #include <netcdf.h>
@@ -18,7 +19,11 @@ std::mutex& netcdfMutex()
 
 MxNetcdfFile::MxNetcdfFile(const MxFileBytes& file) : m_file(file), m_lock(netcdfMutex())
 {
-  check(nc_open(file.getPath().c_str(), NC_NOWRITE, &m_id), "the file");
+  mxCheckNetcdfHeader(file);
+  const int status = nc_open(file.getPath().c_str(), NC_NOWRITE, &m_id);
+  if (status != NC_NOERR)
+    fail(std::string("begins as a netCDF file, but is cut short or damaged (") +
+         nc_strerror(status) + ")");
   int format = 0;
   check(nc_inq_format(m_id, &format), "the file");
   m_packed = format == NC_FORMAT_NETCDF4 || format == NC_FORMAT_NETCDF4_CLASSIC;

@@ -25,6 +25,9 @@ public:
 
   [[noreturn]] void fail(const std::string& problem) const { m_file.fail("", problem); }
 
+  const MxFileBytes& getBytes() const { return m_file; }
+  const std::string& getPath() const { return m_file.getPath(); }
+
   /// 0 for a dimension that is not there.
   std::size_t dimension(const std::string& name) const;
   bool hasVariable(const std::string& name) const;

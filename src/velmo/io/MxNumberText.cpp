@@ -20,7 +20,7 @@ std::size_t countWordStarts(const char* begin, const char* first, const char* la
   if (first == last) return 0;
   std::size_t count = !isBlank(*first) && (first == begin || isBlank(first[-1]));
   for (const char* p = first + 1; p < last; ++p)
-    count += static_cast<std::size_t>(!isBlank(p[0]) & isBlank(p[-1]));
+    count += static_cast<std::size_t>(!isBlank(p[0])) & static_cast<std::size_t>(isBlank(p[-1]));
   return count;
 }
 

@@ -8,15 +8,36 @@
 namespace {
 /// Where a cell's nodes begin is known for the first of so many cells.
 constexpr std::size_t kCellBlock = 1024;
+
+/// The nodes around a quadratic line or face, corners and middles in turn; none for other shapes.
+std::span<const std::uint8_t> outlineOf(MiCellShape shape)
+{
+  static constexpr std::uint8_t kLine[] = {0, 2, 1}, kTriangle[] = {0, 3, 1, 4, 2, 5},
+                                kQuad[] = {0, 4, 1, 5, 2, 6, 3, 7};
+  switch (shape) {
+  case MiCellShape::QuadraticLine:
+    return kLine;
+  case MiCellShape::QuadraticTriangle:
+    return kTriangle;
+  case MiCellShape::QuadraticQuad:
+  case MiCellShape::BiquadraticQuad:
+    return kQuad;
+  default:
+    return {};
+  }
+}
+
 } // namespace
 
-MxCellOutput::MxCellOutput(const MiTopologyI& topology, std::size_t nodeCount, bool parallel)
-    : m_cells(topology, {}), m_count(m_cells.counts().x), m_nodeCount(nodeCount)
+MxCellOutput::MxCellOutput(const MiTopologyI& topology, std::size_t nodeCount, bool parallel,
+                           bool asOutlines)
+    : m_cells(topology, {}), m_count(m_cells.counts().x), m_nodeCount(nodeCount),
+      m_asOutlines(asOutlines)
 {
   const std::size_t blocks = blockCount(m_count, kCellBlock);
   m_nodeStarts.assign(blocks + 1, 0);
   m_faceStarts.assign(blocks + 1, 0);
-  std::vector<std::size_t> broken(blocks, 0), dead(blocks, 0);
+  std::vector<std::size_t> broken(blocks, 0), dead(blocks, 0), outlined(blocks, 0);
   forEachBlock(parallel, m_count, kCellBlock,
                [&](std::size_t block, std::size_t first, std::size_t last) {
                  Buffers buffers;
@@ -25,18 +46,20 @@ MxCellOutput::MxCellOutput(const MiTopologyI& topology, std::size_t nodeCount, b
                    m_nodeStarts[block] += cell.nodes.size();
                    m_faceStarts[block] += cell.faces.size();
                    broken[block] += cell.isBroken ? 1 : 0;
+                   outlined[block] += cell.isOutlined ? 1 : 0;
                    dead[block] += m_cells.isDead(c) ? 1 : 0;
                  }
                });
   exclusivePrefixSum(std::span(m_nodeStarts));
   exclusivePrefixSum(std::span(m_faceStarts));
   m_brokenCount = exclusivePrefixSum(std::span(broken));
+  m_outlinedCount = exclusivePrefixSum(std::span(outlined));
   m_hasDead = exclusivePrefixSum(std::span(dead)) > 0;
 }
 
 MxCellOutput::Cell MxCellOutput::read(std::size_t cell, Buffers& buffers) const
 {
-  Cell result{m_cells.shape(cell), m_cells.nodes(cell, buffers.nodes), {}, false};
+  Cell result{m_cells.shape(cell), m_cells.nodes(cell, buffers.nodes), {}};
   const MiCellShapeFacts facts = cellShapeFacts(result.shape);
   bool isWhole = facts.nodeCount == 0 || facts.nodeCount == result.nodes.size();
   for (const std::size_t node : result.nodes)
@@ -46,6 +69,14 @@ MxCellOutput::Cell MxCellOutput::read(std::size_t cell, Buffers& buffers) const
     isWhole = isWhole && isFaceStream(result.faces, result.faces.size(), m_nodeCount);
   }
   if (!isWhole) return {MiCellShape::Empty, {}, {}, true};
+  const auto order = m_asOutlines ? outlineOf(result.shape) : std::span<const std::uint8_t>();
+  if (!order.empty()) {
+    buffers.outline.clear();
+    for (const std::uint8_t place : order)
+      buffers.outline.push_back(result.nodes[place]);
+    result.nodes = buffers.outline;
+    result.isOutlined = true;
+  }
   return result;
 }
 

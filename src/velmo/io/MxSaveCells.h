@@ -9,11 +9,16 @@ class MxCellOutput
 {
 public:
   /// @param topology  borrowed
-  MxCellOutput(const MiTopologyI& topology, std::size_t nodeCount, bool parallel);
+  /// @param asOutlines  gives the nodes of quadratic lines and faces in the order around them, and
+  ///                    leaves out those in the middle of a face
+  MxCellOutput(const MiTopologyI& topology, std::size_t nodeCount, bool parallel,
+               bool asOutlines = false);
 
   std::size_t cellCount() const { return m_count; }
   /// Cells that became empty.
   std::size_t brokenCount() const { return m_brokenCount; }
+  /// Cells whose nodes are in another order than their shape's.
+  std::size_t outlinedCount() const { return m_outlinedCount; }
   bool hasDead() const { return m_hasDead; }
   bool isDead(std::size_t cell) const { return m_cells.isDead(cell); }
   /// connectivity, offsets, types, and faces and faceoffsets where there are polyhedra. They borrow
@@ -25,11 +30,12 @@ private:
   {
     MiCellShape shape = MiCellShape::Empty;
     std::span<const std::size_t> nodes, faces;
-    bool isBroken = false;
+    bool isBroken = false, isOutlined = false;
   };
   struct Buffers
   {
     MxCellBuffer nodes, faces;
+    std::vector<std::size_t> outline;
   };
   enum class List
   {
@@ -53,8 +59,8 @@ private:
   std::vector<MxOutputArray> arraysOf() const;
 
   MxCells<MiTopologyI> m_cells;
-  std::size_t m_count, m_nodeCount, m_brokenCount = 0;
-  bool m_hasDead = false;
+  std::size_t m_count, m_nodeCount, m_brokenCount = 0, m_outlinedCount = 0;
+  bool m_asOutlines, m_hasDead = false;
   /// Of every block of cells: where its part begins, and at the end how long the list is.
   std::vector<std::size_t> m_nodeStarts, m_faceStarts;
 };

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 class MxBase64Stream;
 
@@ -18,10 +19,11 @@ struct MxXmlArray
   std::string typeName;             ///< as written
   std::optional<MiScalarType> type; ///< none for a type that is no number
   std::size_t components = 1;
-  std::string format;        ///< "ascii", "binary" or "appended"
-  std::string offset;        ///< of appended data, as written
-  std::string_view content;  ///< text inside the element
-  const char* tag = nullptr; ///< where the element begins, for messages
+  std::string format;             ///< "ascii", "binary" or "appended"
+  std::string offset;             ///< of appended data, as written
+  std::vector<std::size_t> steps; ///< the time steps that it is for; none for all
+  std::string_view content;       ///< text inside the element
+  const char* tag = nullptr;      ///< where the element begins, for messages
 };
 
 /// Reads the numbers of DataArray elements.

@@ -296,8 +296,7 @@ public:
     collect(content, m_file, m_request);
     MxFileMesh mesh;
     if (!structured) {
-      mesh = m_meshes.size() == 1 ? std::move(m_meshes[0])
-                                  : mxJoinParts(std::move(m_meshes), m_file.getPath());
+      mesh = joined();
     } else if (!m_structured.empty()) {
       mesh = mxJoinStructured(std::move(m_structured),
                               content.parallel ? content.wholeExtent : std::nullopt,
@@ -305,13 +304,49 @@ public:
       if (content.direction != kUpright) rotate(mesh, content);
     }
     mesh.time = m_time;
+    if (m_times.empty())
+      mxCheckOnlyTime(m_file, m_request, m_time);
+    else if (m_request.time)
+      mxCheckTime(m_file, *m_request.time, *std::min_element(m_times.begin(), m_times.end()),
+                  *std::max_element(m_times.begin(), m_times.end()));
     return mesh;
   }
 
 private:
+  /// The unstructured pieces as one mesh, in which nodes of one global id are one.
+  MxFileMesh joined()
+  {
+    // Writers leave out the arrays of pieces in which there is nothing.
+    std::stable_partition(m_meshes.begin(), m_meshes.end(), [](const MxFileMesh& mesh) {
+      return mesh.nodeCount > 0 || mesh.cells.count > 0;
+    });
+    while (m_meshes.size() > 1 && m_meshes.back().nodeCount == 0 &&
+           m_meshes.back().cells.count == 0)
+      m_meshes.pop_back();
+    if (m_meshes.size() == 1) return std::move(m_meshes[0]);
+    MxFileMesh mesh = mxJoinParts(std::move(m_meshes), m_file.getPath());
+    for (const std::string& name :
+         {m_globalIds, std::string("vtkGlobalIds"), std::string("GlobalNodeId"),
+          std::string("GlobalNodeIds"), std::string("GlobalPointIds")})
+    {
+      const bool has = std::any_of(mesh.sets.begin(), mesh.sets.end(), [&](const MxFileSet& set) {
+        return set.binding == MiDataBinding::PerNode && set.name == name;
+      });
+      if (!has) continue;
+      mxWeldNodes(mesh, name, m_file.getPath(), m_request.parallel);
+      break;
+    }
+    return mesh;
+  }
+
   void collect(const MxXmlContent& content, const MxFileBytes& file, const MxReadRequest& request)
   {
+    if (m_times.empty() && !content.times.empty()) {
+      m_times = content.times;
+      m_time = content.times[content.step];
+    }
     if (!m_time) m_time = timeOf(content);
+    if (m_globalIds.empty()) m_globalIds = content.globalIds;
     const PieceReader reader(file, content, request.parallel);
     const bool structured = content.type != "UnstructuredGrid" && content.type != "PolyData";
     for (std::size_t p = 0; p < content.pieces.size(); ++p) {
@@ -383,6 +418,8 @@ private:
   std::vector<MxFileMesh> m_meshes;
   std::vector<MxStructuredPart> m_structured;
   std::optional<double> m_time;
+  std::vector<double> m_times; ///< of all steps that the file holds
+  std::string m_globalIds;
 };
 
 /// The mesh of one time of a series.
@@ -450,7 +487,6 @@ MxFileMesh mxReadVtkXml(const MxFileBytes& file, const MxReadRequest& request)
   const MxXmlContent content = mxScanXml(file, request);
   MxFileMesh mesh = content.type == "Collection" ? readSeries(content, file, request)
                                                  : DataSetReader(file, request).run(content);
-  if (content.type != "Collection") mxCheckOnlyTime(file, request, mesh.time);
   mesh.format = (content.parallel ? "p" : "") + std::string(suffixOf(content.type));
   return mesh;
 }

@@ -2,7 +2,9 @@
 #include <velmo/io/MxXmlScan.h>
 
 #include <algorithm>
+#include <cmath>
 #include <expat.h>
+#include <map>
 
 namespace {
 
@@ -10,6 +12,8 @@ namespace {
 constexpr std::size_t kSkip = 2048;
 /// About this much is parsed at a time, so that appended data, which is no XML, is not looked at.
 constexpr std::size_t kStep = std::size_t{1} << 16;
+/// More time steps without a list of their times are taken for damage.
+constexpr std::size_t kMostSteps = 1000000;
 
 constexpr std::pair<const char*, MiScalarType> kTypes[] = {
     {"Float32", MiScalarType::Float32}, {"Float64", MiScalarType::Float64},
@@ -50,7 +54,8 @@ class Scan
 {
 public:
   Scan(const MxFileBytes& file, const MxReadRequest& request)
-      : m_file(file), m_content(file, request), m_parser(XML_ParserCreate(nullptr), &XML_ParserFree)
+      : m_file(file), m_request(request), m_content(file, request),
+        m_parser(XML_ParserCreate(nullptr), &XML_ParserFree)
   {
     if (!m_parser) throw std::bad_alloc();
   }
@@ -88,6 +93,7 @@ public:
     } else if (m_content.pieces.empty()) {
       m_file.fail("", "has no Piece of the " + mxQuoted(m_content.type));
     }
+    chooseStep();
     return std::move(m_content);
   }
 
@@ -178,6 +184,20 @@ private:
          (n == 1 ? "a number" : std::to_string(n) + " numbers"));
   }
 
+  /// The numbers of an attribute, however many.
+  template <class T>
+  std::vector<T> listOf(const XML_Char** attributes, const char* name) const
+  {
+    const std::string text = attribute(attributes, name);
+    const char* at = text.data();
+    const char* const end = at + text.size();
+    std::vector<T> numbers;
+    for (std::string_view word = mxNextWord(at, end); !word.empty(); word = mxNextWord(at, end))
+      if (!mxParseNumber(word, numbers.emplace_back()))
+        fail(std::string(name) + "=" + mxQuoted(text) + " is not a list of numbers");
+    return numbers;
+  }
+
   std::size_t countOf(const XML_Char** attributes, const char* name,
                       const char* otherwise = "") const
   {
@@ -226,6 +246,8 @@ private:
     if (name == "AppendedData") return beginAppended(attribute(attributes, "encoding", "base64"));
     for (const Section& section : kSections)
       if (name == section.element) m_section = section;
+    if (m_section.part == Part::Nodes && name == m_section.element && m_content.globalIds.empty())
+      m_content.globalIds = attribute(attributes, "GlobalIds");
   }
 
   void end(std::string_view name)
@@ -270,6 +292,7 @@ private:
 
   void readDataSet(const XML_Char** attributes)
   {
+    m_content.times = listOf<double>(attributes, "TimeValues");
     m_content.wholeExtent = extentOf(attributes, "WholeExtent");
     const auto triple = [&](const char* name, const char* otherwise) {
       const auto numbers = numbersOf<double, 3>(attribute(attributes, name, otherwise), name);
@@ -341,6 +364,15 @@ private:
     array.components = countOf(attributes, "NumberOfComponents", "1");
     array.format = attribute(attributes, "format", "ascii");
     array.offset = attribute(attributes, "offset");
+    for (const std::int64_t step : listOf<std::int64_t>(attributes, "TimeStep")) {
+      const std::size_t steps = m_content.times.empty() ? kMostSteps : m_content.times.size();
+      if (step < 0 || static_cast<std::uint64_t>(step) >= steps)
+        fail("TimeStep=" + mxQuoted(attribute(attributes, "TimeStep")) + " is none of the " +
+             std::to_string(steps) + " steps");
+      array.steps.push_back(static_cast<std::size_t>(step));
+      m_lastStep = std::max(m_lastStep, array.steps.back());
+      m_hasSteps = true;
+    }
     std::vector<MxXmlArray>& arrays = list();
     arrays.push_back(std::move(array));
     m_array = &arrays.back();
@@ -362,6 +394,47 @@ private:
     m_text = nullptr;
   }
 
+  void chooseStep()
+  {
+    std::vector<double>& times = m_content.times;
+    // Steps without times are numbered.
+    if (times.empty() && m_hasSteps)
+      for (std::size_t step = 0; step <= m_lastStep; ++step)
+        times.push_back(static_cast<double>(step));
+    if (times.empty()) return;
+    if (m_request.time)
+      for (std::size_t step = 1; step < times.size(); ++step)
+        if (std::abs(times[step] - *m_request.time) <
+            std::abs(times[m_content.step] - *m_request.time))
+          m_content.step = step;
+    keepStep(m_content.fields);
+    for (MxXmlPiece& piece : m_content.pieces) {
+      for (auto* arrays : {&piece.nodeSets, &piece.cellSets, &piece.points})
+        keepStep(*arrays);
+      for (auto& arrays : piece.topology)
+        keepStep(arrays);
+    }
+  }
+
+  /// Leaves those arrays that are for the step or for all; one that the step does not have stays as
+  /// it was at the last step before.
+  void keepStep(std::vector<MxXmlArray>& arrays) const
+  {
+    constexpr std::size_t kNever = 0;
+    const auto since = [&](const MxXmlArray& array) { // counted from 1
+      std::size_t latest = kNever;
+      for (const std::size_t step : array.steps)
+        if (step <= m_content.step) latest = std::max(latest, step + 1);
+      return latest;
+    };
+    std::map<std::string, std::size_t> newest;
+    for (const MxXmlArray& array : arrays)
+      if (!array.steps.empty()) newest[array.name] = std::max(newest[array.name], since(array));
+    std::erase_if(arrays, [&](const MxXmlArray& array) {
+      return !array.steps.empty() && (since(array) == kNever || since(array) < newest[array.name]);
+    });
+  }
+
   /// What follows need not be XML; nothing after it matters.
   void beginAppended(const std::string& encoding)
   {
@@ -378,6 +451,7 @@ private:
   }
 
   const MxFileBytes& m_file;
+  const MxReadRequest& m_request;
   MxXmlContent m_content;
   std::unique_ptr<XML_ParserStruct, decltype(&XML_ParserFree)> m_parser;
   std::vector<std::pair<std::size_t, const char*>> m_fed; ///< byte of the parser, place in the file
@@ -390,6 +464,8 @@ private:
   MxXmlArray* m_array = nullptr;
   const char* m_text = nullptr; ///< where the text of the open array begins
   std::vector<MxXmlArray> m_ignored;
+  std::size_t m_lastStep = 0;
+  bool m_hasSteps = false;
 };
 
 } // namespace

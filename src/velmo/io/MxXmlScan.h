@@ -35,6 +35,11 @@ struct MxXmlContent
   MxXmlArrayReader reader;
   std::string type;      ///< "UnstructuredGrid" and so on
   bool parallel = false; ///< the pieces are files
+  /// The array per node whose numbers tell which nodes of different pieces are one; may be empty.
+  std::string globalIds;
+  /// Of the steps that the file holds, and which of them is read; most files have none.
+  std::vector<double> times;
+  std::size_t step = 0;
   std::optional<MxExtent> wholeExtent;
   MbVec3d origin, spacing{1, 1, 1};
   std::array<double, 9> direction = kUpright; ///< of images: rows of the matrix
@@ -43,6 +48,8 @@ struct MxXmlContent
   std::vector<MxXmlStep> steps;
 };
 
-/// Finds where the arrays of a file are. The text between tags is passed over, not parsed.
+/// Finds where the arrays of a file are. The text between tags is passed over, not parsed. Of a
+/// file of several time steps, the arrays of other steps than the one nearest to the wanted time
+/// are left out; an array that a step does not have stays as it was before.
 /// @throw MbMeshFileError
 MxXmlContent mxScanXml(const MxFileBytes& file, const MxReadRequest& request);
