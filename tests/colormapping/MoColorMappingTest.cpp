@@ -3,12 +3,6 @@
 
 #include <gmock/gmock.h>
 
-#include <Inventor/actions/SoCallbackAction.h>
-#include <Inventor/actions/SoGetBoundingBoxAction.h>
-#include <Inventor/nodes/SoCallback.h>
-#include <Inventor/nodes/SoSeparator.h>
-#include <Inventor/SbViewportRegion.h>
-
 #include <velmo/colormapping/MdLevelColorMapping.h>
 #include <velmo/colormapping/MdLinearColorMapping.h>
 #include <velmo/colormapping/MoColorMappingElement.h>
@@ -20,6 +14,8 @@
 #include <velmo/colormapping/MoPredefinedColorMapping.h>
 #include <velmo/toolkit/SoRef.h>
 
+#include "tests/support/SceneQueries.h"
+#include "tests/support/StateProbe.h"
 #include "tests/support/WarningLog.h"
 
 using testing::ElementsAre;
@@ -52,33 +48,26 @@ public:
   {
     for (SoNode* node : nodes)
       m_root->addChild(node);
-    auto* probe = new SoCallback;
-    probe->setCallback(&Scene::look, this);
-    m_root->addChild(probe);
+    m_root->addChild(m_probe.node());
   }
 
   const MiScalarColorMapping* traverse()
   {
-    SoCallbackAction action;
-    action.apply(m_root);
+    SoCallbackAction().apply(m_root);
     return m_mapping;
   }
   const MiScalarColorMapping* traverseForBoundingBox()
   {
-    SoGetBoundingBoxAction action(SbViewportRegion(8, 8));
-    action.apply(m_root);
+    boxOf(m_root);
     return m_mapping;
   }
   const MiCombineColorMapping* combination() const { return m_combination; }
 
 private:
-  static void look(void* self, SoAction* action)
-  {
-    auto* scene = static_cast<Scene*>(self);
-    scene->m_mapping = MoColorMappingElement::getColorMapping(action->getState());
-    scene->m_combination = MoCombineColorMappingElement::getColorMapping(action->getState());
-  }
-
+  StateProbe m_probe{[this](SoAction* action) {
+    m_mapping = MoColorMappingElement::getColorMapping(action->getState());
+    m_combination = MoCombineColorMappingElement::getColorMapping(action->getState());
+  }};
   SoRef<SoSeparator> m_root{new SoSeparator};
   const MiScalarColorMapping* m_mapping = nullptr;
   const MiCombineColorMapping* m_combination = nullptr;

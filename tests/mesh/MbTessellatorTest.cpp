@@ -25,26 +25,12 @@ constexpr S kQuadratic[] = {S::QuadraticLine,   S::QuadraticTriangle,    S::Quad
 template <class Map>
 std::unique_ptr<MbVolumeMeshUnstructured> bent(S shape, const MbIndex3& cells, const Map& map)
 {
-  const auto straight = zoo::blockOf(shape, cells);
-  const MiTopologyI& topology = straight->getTopology();
-  std::vector<std::uint8_t> shapes;
-  std::vector<std::int64_t> offsets{0}, connectivity;
-  std::vector<std::size_t> nodes;
-  for (std::size_t c = 0; c < topology.getCellCount(); ++c) {
-    topology.getCellNodes(c, nodes);
-    shapes.push_back(static_cast<std::uint8_t>(topology.getCellShape(c)));
-    connectivity.insert(connectivity.end(), nodes.begin(), nodes.end());
-    offsets.push_back(static_cast<std::int64_t>(connectivity.size()));
-  }
-  std::vector<double> points;
-  for (std::size_t n = 0; n < straight->getGeometry().getNodeCount(); ++n) {
-    const MbVec3d p = map(straight->getGeometry().getNode(n));
-    points.insert(points.end(), {p.x, p.y, p.z});
-  }
-  return std::make_unique<MbVolumeMeshUnstructured>(MbTopologyI(MbNumbers(std::move(shapes)),
-                                                                MbNumbers(std::move(offsets)),
-                                                                MbNumbers(std::move(connectivity))),
-                                                    MbPoints(std::move(points)));
+  auto mesh = zoo::blockOf(shape, cells);
+  std::vector<MbVec3d> points = zoo::nodePlaces(*mesh);
+  for (MbVec3d& p : points)
+    p = map(p);
+  mesh->setGeometry(std::move(points));
+  return mesh;
 }
 
 /// Domes the upper side and leaves the lower one flat.

@@ -8,6 +8,7 @@
 #include <velmo/extraction/interfaces/MiTessellator.h>
 #include <velmo/toolkit/SoRef.h>
 
+#include <tests/support/SceneQueries.h>
 #include <tests/support/StateProbe.h>
 
 #include <gmock/gmock.h>
@@ -30,19 +31,6 @@ public:
   }
   std::uint64_t stamp = 11;
 };
-
-std::vector<std::string> fieldNames(const SoNode* node)
-{
-  SoFieldList fields;
-  std::vector<std::string> names;
-  node->getFields(fields);
-  for (int i = 0; i < fields.getLength(); ++i) {
-    SbName name;
-    node->getFieldName(fields[i], name);
-    names.push_back(name.getString());
-  }
-  return names;
-}
 
 template <class Element>
 std::unique_ptr<SoElement> elementBehind(SoNode* node)
@@ -69,8 +57,8 @@ TEST(MoDrawStyle, CarriesItsFieldsAndDrawsFacesByDefault)
   EXPECT_FALSE(MoDrawStyleElement::getDrawStyle(nullptr, faces, edges, points));
 
   const SoRef<MoDrawStyle> node(new MoDrawStyle);
-  EXPECT_THAT(fieldNames(node),
-              ElementsAre("displayFaces", "displayEdges", "displayPoints", "fadingThreshold"));
+  EXPECT_THAT(fieldsOf(*node), ElementsAre("displayFaces TRUE", "displayEdges FALSE",
+                                           "displayPoints FALSE", "fadingThreshold 0"));
   const auto untouched = elementBehind<MoDrawStyleElement>(node);
   lookBehind(
       [&](SoState* state) {
@@ -113,9 +101,10 @@ TEST(MoMaterial, ContoursByDefaultAndCarriesItsFields)
   EXPECT_TRUE(isDefault(MoMaterialElement::getMaterial(nullptr)));
 
   const SoRef<MoMaterial> node(new MoMaterial);
-  EXPECT_THAT(fieldNames(node),
-              ElementsAre("faceColoring", "lineColoring", "pointColoring", "faceColor", "lineColor",
-                          "pointColor", "transparency", "enhancedColoring"));
+  EXPECT_THAT(fieldsOf(*node),
+              ElementsAre("faceColoring CONTOURING", "lineColoring CONTOURING",
+                          "pointColoring CONTOURING", "faceColor 1 1 1", "lineColor 1 0 0",
+                          "pointColor 0 1 0", "transparency 0", "enhancedColoring FALSE"));
   lookBehind(
       [&](SoState* state) {
         EXPECT_TRUE(isDefault(MoMaterialElement::getMaterial(state)));

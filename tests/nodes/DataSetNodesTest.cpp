@@ -11,6 +11,7 @@
 #include <velmo/nodes/MoVec3SetIjk.h>
 
 #include <velmo/extraction/interfaces/MiCellFilter.h>
+#include <velmo/mesh/MbDataSet.h>
 #include <velmo/toolkit/SoRef.h>
 
 #include <tests/support/StateProbe.h>
@@ -24,37 +25,29 @@ using testing::IsEmpty;
 namespace {
 
 template <class T>
-class PlainSet : public virtual MiTypedDataSet<T>
+class PlainSet : public MiTypedDataSet<T>
 {
 public:
   MiDataBinding getBinding() const override { return MiDataBinding::PerNode; }
   std::uint64_t getTimeStamp() const override { return 7; }
 };
 
-template <class T>
-class SetI : public PlainSet<T>, public MiDataSetI<T>
-{
-public:
-  std::size_t getSize() const override { return 0; }
-  T getValue(std::size_t) const override { return {}; }
-};
+// Without values.
+const MbNumbers kNothing;
+const MbScalardSetI kScalarI("i", MiDataBinding::PerNode, kNothing);
+const MbScalardSetI kOtherI("i", MiDataBinding::PerNode, kNothing);
+const MbScalardSetIj kScalarIj("ij", MiDataBinding::PerNode, 0, 0, kNothing);
+const MbScalardSetIjk kScalarIjk("ijk", MiDataBinding::PerNode, {}, kNothing);
+const MbVec3dSetI kVec3I("i", MiDataBinding::PerNode, MbPoints());
+const MbVec3dSetIj kVec3Ij("ij", MiDataBinding::PerNode, 0, 0, MbPoints());
+const MbVec3dSetIjk kVec3Ijk("ijk", MiDataBinding::PerNode, {}, MbPoints());
+const MbStringSetIj kStrings("ij", MiDataBinding::PerNode, 0, 0, MbTexts());
 
-template <class T>
-class SetIj : public PlainSet<T>, public MiDataSetIj<T>
+/// A set as lists of sets hold it.
+const void* general(const MiTypedDataSet<double>& set)
 {
-public:
-  std::size_t getSizeI() const override { return 0; }
-  std::size_t getSizeJ() const override { return 0; }
-  T getValue(std::size_t, std::size_t) const override { return {}; }
-};
-
-template <class T>
-class SetIjk : public PlainSet<T>, public MiDataSetIjk<T>
-{
-public:
-  MbIndex3 getSizes() const override { return {}; }
-  T getValue(std::size_t, std::size_t, std::size_t) const override { return {}; }
-};
+  return &set;
+}
 
 template <class Base>
 class Filter : public Base
@@ -120,16 +113,13 @@ std::pair<CellFilterType, const MiCellFilter*> publishedBy(MoCellFilter* node)
 
 TEST(DataSetNodes, AccumulateInOrderWithAPlaceForEachNode)
 {
-  const SetI<double> flat;
-  const SetIj<double> square;
   const auto empty = scalarNode(nullptr);
-  const auto first = scalarNode(&flat);
-  const auto second = scalarNode(&square);
+  const auto first = scalarNode(&kScalarI);
+  const auto second = scalarNode(&kScalarIj);
   lookBehind(
       [&](SoState* state) {
         EXPECT_THAT(listOf<MoScalarSetElement>(state),
-                    ElementsAre(nullptr, static_cast<const MiTypedDataSet<double>*>(&flat),
-                                static_cast<const MiTypedDataSet<double>*>(&square)));
+                    ElementsAre(nullptr, general(kScalarI), general(kScalarIj)));
         EXPECT_EQ(MoScalarSetElement::get(state, -1), nullptr);
         EXPECT_EQ(MoScalarSetElement::get(state, 3), nullptr);
         EXPECT_EQ(MoScalarSetElementI::getNum(state), 0);
@@ -141,37 +131,30 @@ TEST(DataSetNodes, AccumulateInOrderWithAPlaceForEachNode)
 
 TEST(DataSetNodes, EachKindHasItsOwnList)
 {
-  const SetI<double> scalarI;
-  const SetIj<double> scalarIj;
-  const SetIjk<double> scalarIjk;
-  const SetI<MbVec3d> vec3I;
-  const SetIj<MbVec3d> vec3Ij;
-  const SetIjk<MbVec3d> vec3Ijk;
-  const SetIj<std::string> strings;
   const SoRef<SoSeparator> root(new SoSeparator);
   const auto add = [&](auto* node, auto setter, const auto* set) {
     (node->*setter)(set);
     root->addChild(node);
   };
-  add(new MoScalarSetI, &MoScalarSetI::setScalarSet, &scalarI);
-  add(new MoScalarSetIj, &MoScalarSetIj::setScalarSet, &scalarIj);
-  add(new MoScalarSetIjk, &MoScalarSetIjk::setScalarSet, &scalarIjk);
-  add(new MoVec3SetI, &MoVec3SetI::setVec3Set, &vec3I);
-  add(new MoVec3SetIj, &MoVec3SetIj::setVec3Set, &vec3Ij);
-  add(new MoVec3SetIjk, &MoVec3SetIjk::setVec3Set, &vec3Ijk);
-  add(new MoStringSet, &MoStringSet::setStringSet, &strings);
+  add(new MoScalarSetI, &MoScalarSetI::setScalarSet, &kScalarI);
+  add(new MoScalarSetIj, &MoScalarSetIj::setScalarSet, &kScalarIj);
+  add(new MoScalarSetIjk, &MoScalarSetIjk::setScalarSet, &kScalarIjk);
+  add(new MoVec3SetI, &MoVec3SetI::setVec3Set, &kVec3I);
+  add(new MoVec3SetIj, &MoVec3SetIj::setVec3Set, &kVec3Ij);
+  add(new MoVec3SetIjk, &MoVec3SetIjk::setVec3Set, &kVec3Ijk);
+  add(new MoStringSet, &MoStringSet::setStringSet, &kStrings);
   int looks = 0;
   const StateProbe probe([&](SoAction* action) {
     SoState* state = action->getState();
     ++looks;
     EXPECT_EQ(MoScalarSetElement::getNum(state), 0);
-    EXPECT_EQ(MoScalarSetElementI::get(state, 0), &scalarI);
-    EXPECT_EQ(MoScalarSetElementIj::get(state, 0), &scalarIj);
-    EXPECT_EQ(MoScalarSetElementIjk::get(state, 0), &scalarIjk);
-    EXPECT_EQ(MoVec3SetElementI::get(state, 0), &vec3I);
-    EXPECT_EQ(MoVec3SetElementIj::get(state, 0), &vec3Ij);
-    EXPECT_EQ(MoVec3SetElementIjk::get(state, 0), &vec3Ijk);
-    EXPECT_EQ(MoStringSetElement::get(state, 0), &strings);
+    EXPECT_EQ(MoScalarSetElementI::get(state, 0), &kScalarI);
+    EXPECT_EQ(MoScalarSetElementIj::get(state, 0), &kScalarIj);
+    EXPECT_EQ(MoScalarSetElementIjk::get(state, 0), &kScalarIjk);
+    EXPECT_EQ(MoVec3SetElementI::get(state, 0), &kVec3I);
+    EXPECT_EQ(MoVec3SetElementIj::get(state, 0), &kVec3Ij);
+    EXPECT_EQ(MoVec3SetElementIjk::get(state, 0), &kVec3Ijk);
+    EXPECT_EQ(MoStringSetElement::get(state, 0), &kStrings);
   });
   root->addChild(probe.node());
   SoCallbackAction().apply(root);
@@ -180,22 +163,19 @@ TEST(DataSetNodes, EachKindHasItsOwnList)
 
 TEST(DataSetNodes, SeparatorsInheritAndRestore)
 {
-  const SetI<double> outerSet, innerSet;
   int looks = 0;
   const StateProbe inside([&](SoAction* action) {
     ++looks;
     EXPECT_THAT(listOf<MoScalarSetElement>(action->getState()),
-                ElementsAre(static_cast<const MiTypedDataSet<double>*>(&outerSet),
-                            static_cast<const MiTypedDataSet<double>*>(&innerSet)));
+                ElementsAre(general(kScalarI), general(kOtherI)));
   });
   const SoRef<SoSeparator> scope(new SoSeparator);
-  scope->addChild(scalarNode(&innerSet));
+  scope->addChild(scalarNode(&kOtherI));
   scope->addChild(inside.node());
-  const auto outer = scalarNode(&outerSet);
+  const auto outer = scalarNode(&kScalarI);
   lookBehind(
       [&](SoState* state) {
-        EXPECT_THAT(listOf<MoScalarSetElement>(state),
-                    ElementsAre(static_cast<const MiTypedDataSet<double>*>(&outerSet)));
+        EXPECT_THAT(listOf<MoScalarSetElement>(state), ElementsAre(general(kScalarI)));
       },
       static_cast<SoNode*>(outer), static_cast<SoNode*>(scope));
   EXPECT_EQ(looks, 1);
@@ -203,8 +183,7 @@ TEST(DataSetNodes, SeparatorsInheritAndRestore)
 
 TEST(DataSetNodes, CachesSeeTheNodesAbove)
 {
-  const SetI<double> set;
-  const auto above = scalarNode(&set), inner = scalarNode(&set);
+  const auto above = scalarNode(&kScalarI), inner = scalarNode(&kScalarI);
   std::unique_ptr<SoElement> kept;
   const auto look = [](const std::function<void(const SoElement*)>& see, SoNode* first,
                        SoNode* second) {
@@ -220,7 +199,7 @@ TEST(DataSetNodes, CachesSeeTheNodesAbove)
        inner.get());
   look([&](const SoElement* element) { EXPECT_FALSE(element->matches(kept.get())); }, inner.get(),
        above.get());
-  above->setScalarSet(&set);
+  above->setScalarSet(&kScalarI);
   look(
       [&](const SoElement* element) {
         EXPECT_FALSE(element->matches(kept.get()));
@@ -233,20 +212,18 @@ TEST(DataSetNodes, RefuseSetsOfNoNumberingWithTheirWarnings)
 {
   WarningLog warnings;
   const PlainSet<double> scalars;
-  const PlainSet<std::string> strings;
-  const SetIjk<double> good;
-  const SetI<std::string> goodStrings;
-  const auto scalarSet = scalarNode(&good);
+  const PlainSet<std::string> texts;
+  const auto scalarSet = scalarNode(&kScalarIjk);
   const SoRef<MoStringSet> stringSet(new MoStringSet);
-  stringSet->setStringSet(&goodStrings);
-  EXPECT_EQ(scalarSet->getScalarSet(), &good);
-  EXPECT_EQ(stringSet->getStringSet(), &goodStrings);
+  stringSet->setStringSet(&kStrings);
+  EXPECT_EQ(scalarSet->getScalarSet(), &kScalarIjk);
+  EXPECT_EQ(stringSet->getStringSet(), &kStrings);
   scalarSet->setScalarSet(nullptr);
   stringSet->setStringSet(nullptr);
   EXPECT_THAT(warnings.texts(), IsEmpty());
 
   scalarSet->setScalarSet(&scalars);
-  stringSet->setStringSet(&strings);
+  stringSet->setStringSet(&texts);
 
   EXPECT_EQ(scalarSet->getScalarSet(), nullptr);
   EXPECT_EQ(stringSet->getStringSet(), nullptr);
@@ -262,16 +239,15 @@ TEST(DataSetNodes, RefuseSetsOfNoNumberingWithTheirWarnings)
 
 TEST(DataSetNodes, OnlyCheckedSettersTouchTheNode)
 {
-  const SetI<double> set;
   const SoRef<MoScalarSetI> typed(new MoScalarSetI);
   auto id = typed->getNodeId();
-  typed->setScalarSet(&set);
+  typed->setScalarSet(&kScalarI);
   EXPECT_EQ(typed->getNodeId(), id);
-  EXPECT_EQ(typed->getScalarSet(), &set);
+  EXPECT_EQ(typed->getScalarSet(), &kScalarI);
 
   const SoRef<MoScalarSet> checked(new MoScalarSet);
   id = checked->getNodeId();
-  checked->setScalarSet(&set);
+  checked->setScalarSet(&kScalarI);
   EXPECT_NE(checked->getNodeId(), id);
   id = checked->getNodeId();
   checked->reset();

@@ -1,6 +1,7 @@
 #include <velmo/colormapping/MdLevelColorMapping.h>
 #include <velmo/colormapping/MdLinearColorMapping.h>
 #include <velmo/colormapping/MoColorMappingElement.h>
+#include <velmo/extraction/algorithms/MxCellWeights.h>
 #include <velmo/nodes/MoDrawStyle.h>
 #include <velmo/nodes/MoMaterial.h>
 #include <velmo/render/MdSurfaceMesh.h>
@@ -10,7 +11,9 @@
 #include <velmo/toolkit/TkShaderProgram.h>
 #include <velmo/toolkit/TkTexture2.h>
 
+#include <tests/support/ExtractedMesh.h>
 #include <tests/support/Offscreen.h>
+#include <tests/support/SceneQueries.h>
 #include <tests/support/StateProbe.h>
 #include <tests/support/WarningLog.h>
 
@@ -18,7 +21,6 @@
 #include <Inventor/nodes/SoDirectionalLight.h>
 #include <Inventor/nodes/SoEnvironment.h>
 #include <Inventor/nodes/SoMaterial.h>
-#include <Inventor/nodes/SoOrthographicCamera.h>
 #include <Inventor/nodes/SoScale.h>
 #include <Inventor/nodes/SoShaderObject.h>
 #include <Inventor/nodes/SoShaderParameter.h>
@@ -82,20 +84,20 @@ double valueAt(const Polygons& p, double x, double y, double margin)
 {
   const MbVec3d here{x, y, 0};
   for (const std::vector<int>& cell : p.cells) {
-    const std::size_t n = cell.size();
-    double nearest = 1e300, weights = 0, sum = 0;
-    for (std::size_t k = 0; k < n; ++k) {
-      const MbVec3d& v = p.nodes[cell[k]];
-      const MbVec3d side = p.nodes[cell[(k + 1) % n]] - v;
-      nearest = std::min(nearest, crossOf(side, here - v) / std::sqrt(dot(side, side)));
-      const MbVec3d back = p.nodes[cell[(k + n - 1) % n]] - v, at = here - v;
-      const double weight = (dot(at, side) / std::abs(crossOf(at, side)) +
-                             dot(at, back) / std::abs(crossOf(at, back))) /
-                            dot(at, at);
-      weights += weight;
-      sum += weight * p.values[cell[k]];
+    std::vector<MbVec3d> corners;
+    for (const int node : cell)
+      corners.push_back(p.nodes[node]);
+    double nearest = 1e300, sum = 0;
+    for (std::size_t k = 0; k < corners.size(); ++k) {
+      const MbVec3d side = corners[(k + 1) % corners.size()] - corners[k];
+      nearest = std::min(nearest, crossOf(side, here - corners[k]) / length(side));
     }
-    if (nearest > margin) return sum / weights;
+    if (nearest <= margin) continue;
+    std::vector<double> weights;
+    polygonWeights(corners, here, weights);
+    for (std::size_t k = 0; k < corners.size(); ++k)
+      sum += weights[k] * p.values[cell[k]];
+    return sum;
   }
   return std::nan("");
 }
@@ -107,12 +109,7 @@ SoSeparator* makeRoot()
   auto* dark = new SoEnvironment;
   dark->ambientIntensity = 0;
   root->addChild(dark);
-  auto* camera = new SoOrthographicCamera;
-  camera->position.setValue(0, 0, 2);
-  camera->height = 2;
-  camera->nearDistance = 0.1f;
-  camera->farDistance = 10;
-  root->addChild(camera);
+  root->addChild(cameraAt(0, 0, 2, 2));
   auto* light = new SoDirectionalLight;
   light->direction.setValue(0, 0, -1);
   root->addChild(light);
@@ -162,26 +159,11 @@ public:
   }
   void fill(const Polygons& p, double scale)
   {
-    MxArray<MbVec3f>& points = surface.geometry.points();
-    points.resizeUninitialized(p.nodes.size());
-    for (std::size_t i = 0; i < p.nodes.size(); ++i)
-      points[i] = {static_cast<float>(p.nodes[i].x * scale),
-                   static_cast<float>(p.nodes[i].y * scale), 0};
-    surface.geometry.touch(false);
-    std::size_t count = 0;
-    for (const auto& cell : p.cells)
-      count += cell.size() + 1;
-    MxArray<int>& indices = surface.topology.setMixed(p.cells.size(), count);
-    MxArray<std::uint32_t>& begins = surface.topology.begins();
-    std::size_t at = 0;
-    for (std::size_t c = 0; c < p.cells.size(); ++c) {
-      begins[c] = static_cast<std::uint32_t>(at);
-      for (const int node : p.cells[c])
-        indices[at++] = node;
-      indices[at++] = -1;
-    }
-    begins[p.cells.size()] = static_cast<std::uint32_t>(at);
-    surface.topology.touch();
+    std::vector<MbVec3f> points;
+    for (const MbVec3d& node : p.nodes)
+      points.push_back({static_cast<float>(node.x * scale), static_cast<float>(node.y * scale), 0});
+    fillPoints(surface, points);
+    fillCells(surface, p.cells);
     values.values = p.values;
     values.touch();
   }

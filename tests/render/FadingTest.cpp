@@ -7,12 +7,13 @@
 #include <velmo/render/MxEdgeLengthStat.h>
 #include <velmo/toolkit/MxOffscreenCanvas.h>
 
+#include <tests/support/ExtractedMesh.h>
 #include <tests/support/Offscreen.h>
+#include <tests/support/SceneQueries.h>
 #include <tests/support/StateProbe.h>
 #include <tests/support/WarningLog.h>
 
 #include <Inventor/nodes/SoLightModel.h>
-#include <Inventor/nodes/SoOrthographicCamera.h>
 #include <Inventor/nodes/SoScale.h>
 #include <Inventor/nodes/SoShaderObject.h>
 #include <Inventor/nodes/SoShaderParameter.h>
@@ -30,20 +31,16 @@ namespace {
 /// A square sheet from 0 to 1 of cells x cells squares.
 void fillSheet(MeXSurfaceMeshUnstructured& surface, int cells)
 {
-  MxArray<MbVec3f>& points = surface.geometry.points();
-  points.resizeUninitialized(static_cast<std::size_t>((cells + 1) * (cells + 1)));
-  for (int j = 0, n = 0; j <= cells; ++j)
-    for (int i = 0; i <= cells; ++i, ++n)
-      points[n] = {static_cast<float>(i) / cells, static_cast<float>(j) / cells, 0};
-  surface.geometry.touch(false);
-  MxArray<int>& indices = surface.topology.setUniform(static_cast<std::size_t>(cells * cells), 4);
-  for (int j = 0, n = 0; j < cells; ++j)
-    for (int i = 0; i < cells; ++i) {
+  std::vector<MbVec3f> points;
+  std::vector<std::vector<int>> faces;
+  for (int j = 0; j <= cells; ++j)
+    for (int i = 0; i <= cells; ++i) {
       const int a = j * (cells + 1) + i, d = a + cells + 1;
-      for (const int v : {a, a + 1, d + 1, d, -1})
-        indices[n++] = v;
+      points.push_back({static_cast<float>(i) / cells, static_cast<float>(j) / cells, 0});
+      if (i < cells && j < cells) faces.push_back({a, a + 1, d + 1, d});
     }
-  surface.topology.touch();
+  fillPoints(surface, points);
+  fillCells(surface, faces);
 }
 
 /// Dark edges on white faces, seen along z; the sheet fills a picture of 200 x 200.
@@ -53,12 +50,7 @@ public:
   explicit Scene(int cells, float scale = 1) : root(new SoSeparator), above(new SoSeparator)
   {
     fillSheet(surface, cells);
-    auto* camera = new SoOrthographicCamera;
-    camera->position.setValue(0.5f * scale, 0.5f * scale, 2);
-    camera->height = scale;
-    camera->nearDistance = 0.1f;
-    camera->farDistance = 10;
-    root->addChild(camera);
+    root->addChild(cameraAt(0.5f * scale, 0.5f * scale, 2, scale));
     auto* unlit = new SoLightModel;
     unlit->model = SoLightModel::BASE_COLOR;
     root->addChild(unlit);
@@ -122,20 +114,19 @@ public:
 TEST(EdgeLengthStat, CountsEdgesAndTakesTheCentreOfABin)
 {
   // Two rectangles, 1 by 2 and 1 by 3, and a triangle that has collapsed to a line of length 0.5.
-  MeXTopologyExplicitI topology(2);
-  MeXGeometryI geometry;
-  geometry.points().assign(9, MbVec3f{0, 0, 0});
-  const MbVec3f points[] = {{0, 0, 0}, {1, 0, 0}, {1, 2, 0}, {0, 2, 0},
-                            {1, 5, 0}, {0, 5, 0}, {9, 0, 0}, {9, 0, 0.5f}};
-  std::copy(std::begin(points), std::end(points), geometry.points().data());
-  geometry.points()[8] = {std::nanf(""), 0, 0};
-  const int list[] = {0, 1, 2, 3, -1, 3, 2, 4, 5, -1, 6, 6, 7, -1, 0, 1, 8, -1};
-  MxArray<int>& indices = topology.setMixed(4, std::size(list));
-  std::copy(std::begin(list), std::end(list), indices.data());
-  const std::uint32_t begins[] = {0, 5, 10, 14, 18};
-  std::copy(std::begin(begins), std::end(begins), topology.begins().data());
+  MeXSurfaceMeshUnstructured mesh;
+  fillPoints(mesh, {{0, 0, 0},
+                    {1, 0, 0},
+                    {1, 2, 0},
+                    {0, 2, 0},
+                    {1, 5, 0},
+                    {0, 5, 0},
+                    {9, 0, 0},
+                    {9, 0, 0.5f},
+                    {std::nanf(""), 0, 0}});
+  fillCells(mesh, {{0, 1, 2, 3}, {3, 2, 4, 5}, {6, 6, 7}, {0, 1, 8}});
 
-  const MxEdgeLengthStat stat(topology, geometry, true);
+  const MxEdgeLengthStat stat(mesh.topology, mesh.geometry, true);
   EXPECT_EQ(stat.edgeCount(), 11u) << "no edges without length or with a missing corner";
   EXPECT_EQ(stat.shortest(), 0.5);
   EXPECT_EQ(stat.longest(), 3);
@@ -144,9 +135,9 @@ TEST(EdgeLengthStat, CountsEdgesAndTakesTheCentreOfABin)
   EXPECT_EQ(stat.lengthAt(0.5, 5), 1.25);
   EXPECT_EQ(stat.lengthAt(1, 5), 2.75);
 
-  const MxEdgeLengthStat lines(topology, geometry, false);
+  const MxEdgeLengthStat lines(mesh.topology, mesh.geometry, false);
   EXPECT_EQ(lines.edgeCount(), 8u);
-  EXPECT_EQ(MxEdgeLengthStat(MeXTopologyExplicitI(2), geometry, true).lengthAt(0.2, 100), 0);
+  EXPECT_EQ(MxEdgeLengthStat(MeXTopologyExplicitI(2), mesh.geometry, true).lengthAt(0.2, 100), 0);
 }
 
 TEST(Fading, TakesShortEdgesAwaySmoothlyInOnePassAndInTwo)

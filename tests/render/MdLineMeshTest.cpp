@@ -13,18 +13,16 @@
 #include <velmo/toolkit/TkPointSet.h>
 
 #include <tests/render/BuilderParts.h>
+#include <tests/support/ExtractedMesh.h>
 #include <tests/support/Offscreen.h>
+#include <tests/support/SceneQueries.h>
 #include <tests/support/StateProbe.h>
 #include <tests/support/WarningLog.h>
 
-#include <Inventor/actions/SoGetBoundingBoxAction.h>
-#include <Inventor/actions/SoRayPickAction.h>
 #include <Inventor/details/SoPointDetail.h>
 #include <Inventor/nodes/SoCoordinate3.h>
 #include <Inventor/nodes/SoDirectionalLight.h>
 #include <Inventor/nodes/SoLightModel.h>
-#include <Inventor/nodes/SoOrthographicCamera.h>
-#include <Inventor/SoPickedPoint.h>
 
 #include <gmock/gmock.h>
 
@@ -41,15 +39,8 @@ struct TwoLines
 {
   TwoLines()
   {
-    fillPoints(0);
-    MxArray<int>& indices = mesh.topology.setMixed(2, 9);
-    const int list[] = {0, 1, 2, 3, 4, -1, 5, 6, -1};
-    std::copy(std::begin(list), std::end(list), indices.data());
-    MxArray<std::uint32_t>& begins = mesh.topology.begins();
-    begins[0] = 0;
-    begins[1] = 6;
-    begins[2] = 9;
-    mesh.topology.touch();
+    moveTo(0);
+    fillCells(mesh, {{0, 1, 2, 3, 4}, {5, 6}});
     MeXProvenance& sources = mesh.provenance;
     sources.form = MeXProvenance::NodeForm::Edge;
     sources.nodes.resizeUninitialized(14);
@@ -66,15 +57,15 @@ struct TwoLines
     perNode.values = {0, 1, 2, 3, 4, 5, 0};
     perCell.values = {5, 0};
   }
-  void fillPoints(float z)
+  void moveTo(float z)
   {
-    MxArray<MbVec3f>& points = mesh.geometry.points();
-    points.resizeUninitialized(7);
-    for (int i = 0; i < 5; ++i)
-      points[i] = {-0.8f + 0.4f * static_cast<float>(i), 0.5f, z};
-    points[5] = {-0.8f, -0.5f, z};
-    points[6] = {0.8f, -0.5f, z};
-    mesh.geometry.touch(false);
+    fillPoints(mesh, {{-0.8f, 0.5f, z},
+                      {-0.4f, 0.5f, z},
+                      {0, 0.5f, z},
+                      {0.4f, 0.5f, z},
+                      {0.8f, 0.5f, z},
+                      {-0.8f, -0.5f, z},
+                      {0.8f, -0.5f, z}});
   }
 
   MeXLineMeshUnstructured mesh;
@@ -88,11 +79,7 @@ struct BuilderScene
 {
   BuilderScene()
   {
-    auto* camera = new SoOrthographicCamera;
-    camera->position.setValue(0, 0, 5);
-    camera->nearDistance = 1;
-    camera->farDistance = 10;
-    root->addChild(camera);
+    root->addChild(cameraAt(0, 0, 5, 2));
     root->addChild(new SoDirectionalLight);
     root->addChild(style);
     root->addChild(material);
@@ -294,7 +281,7 @@ TEST(MdLineMesh, FillsAndSendsOnlyWhatChanged)
   EXPECT_EQ(changes(), "001 001") << "mapping";
   scene.lines.perNode.touch();
   EXPECT_EQ(changes(), "001 001") << "values";
-  scene.lines.fillPoints(0.1f);
+  scene.lines.moveTo(0.1f);
   EXPECT_EQ(changes(), "010 010") << "geometry";
   scene.lines.mesh.topology.touch();
   EXPECT_EQ(changes(), "100 100") << "topology";
@@ -322,20 +309,16 @@ TEST(MdLineMesh, GivesPickedLinesTheirCellsAndValues)
   scene.sets = {&scene.lines.perNode, &scene.lines.perCell, nullptr};
   scene.lines.mesh.geometry.origin = {1000, 0, 0};
   scene.lines.mesh.geometry.touch(false);
-  SoRayPickAction pick(SbViewportRegion(100, 100));
-  pick.setRay(SbVec3f(1000.3f, 0.5f, 5), SbVec3f(0, 0, -1));
-  pick.apply(scene.root);
-  ASSERT_NE(pick.getPickedPoint(), nullptr);
-  scene.builder->rayPick(&pick);
-  const SoPickedPoint& point = *pick.getPickedPoint();
-  const auto* line = dynamic_cast<const MoLineDetail*>(point.getDetail());
+  PickDown pick(scene.root, 1000.3f, 0.5f);
+  scene.builder->rayPick(&pick.action);
+  const auto* line = pick.detail<MoLineDetail>();
   ASSERT_NE(line, nullptr);
   EXPECT_EQ(line->getLineIndex(), 0);
   EXPECT_EQ(line->getExtractedCell(), 0u);
   EXPECT_EQ(line->getSourceCell(), 23u);
   EXPECT_NEAR(line->getPickedPoint().x, 1000.3, 1e-4);
   EXPECT_NEAR(line->getValue(), 2.75, 1e-4);
-  EXPECT_NEAR(line->getValue(point.getPoint()), 2.75, 1e-3);
+  EXPECT_NEAR(line->getValue(pick.point->getPoint()), 2.75, 1e-3);
   EXPECT_DOUBLE_EQ(line->getValue(SbVec3f(2000, 0, 0)), 4) << "beyond the end";
   const std::vector<double> values = line->getValues();
   ASSERT_EQ(values.size(), 3u);
@@ -381,15 +364,11 @@ TEST(MdPointMesh, DrawsItsOwnPointsAndNoOthers)
   points.geometry.points().assign(3, MbVec3f{1, 2, 3});
   points.geometry.touch(false);
   const StateProbe probe([&](SoAction* action) { builder.set(action->getState(), points, {}); });
-  SoGetBoundingBoxAction box(SbViewportRegion(100, 100));
-  box.apply(root);
-  EXPECT_TRUE(box.getBoundingBox().isEmpty());
+  EXPECT_TRUE(boxOf(root).isEmpty());
   SoCallbackAction().apply(probe.node());
-  box.apply(root);
-  EXPECT_EQ(box.getBoundingBox(), SbBox3f(1, 2, 3, 1, 2, 3));
+  EXPECT_EQ(boxOf(root), SbBox3f(1, 2, 3, 1, 2, 3));
   builder.clear();
-  box.apply(root);
-  EXPECT_TRUE(box.getBoundingBox().isEmpty());
+  EXPECT_TRUE(boxOf(root).isEmpty());
 }
 
 TEST(MdPointMesh, DrawsValuesRefillsAndPicks)
@@ -401,11 +380,7 @@ TEST(MdPointMesh, DrawsValuesRefillsAndPicks)
   scene.material->pointColoring = MoMaterial::CONTOURING;
   scene.width->pointSize = 12;
   MeXPointMeshCurvilinear points;
-  MxArray<MbVec3f>& array = points.geometry.points();
-  array.resizeUninitialized(3);
-  for (int i = 0; i < 3; ++i)
-    array[i] = {-0.5f + 0.5f * static_cast<float>(i), 0.2f, 0};
-  points.geometry.touch(false);
+  fillPoints(points, {{-0.5f, 0.2f, 0}, {0, 0.2f, 0}, {0.5f, 0.2f, 0}});
   MeXDataSetI<double> values("values", MiDataBinding::PerNode);
   values.values = {0, 2.5, 5};
   scene.fill = [&](SoState* state) { scene.builder->set(state, points, {&values}); };
@@ -435,12 +410,9 @@ TEST(MdPointMesh, DrawsValuesRefillsAndPicks)
   draw();
   EXPECT_THAT(counts(), ElementsAre(2, 2, 2, 2));
 
-  SoRayPickAction pick(SbViewportRegion(100, 100));
-  pick.setRay(SbVec3f(0.5f, 0.2f, 5), SbVec3f(0, 0, -1));
-  pick.apply(scene.root);
-  ASSERT_NE(pick.getPickedPoint(), nullptr);
-  scene.builder->rayPick(&pick);
-  const auto* detail = dynamic_cast<const SoPointDetail*>(pick.getPickedPoint()->getDetail());
+  PickDown pick(scene.root, 0.5f, 0.2f);
+  scene.builder->rayPick(&pick.action);
+  const auto* detail = pick.detail<SoPointDetail>();
   ASSERT_NE(detail, nullptr) << "points keep the toolkit's detail";
   EXPECT_EQ(detail->getCoordinateIndex(), 2);
 }

@@ -8,15 +8,14 @@
 #include <velmo/toolkit/SoIndexedFaceSetOutline.h>
 
 #include <tests/render/BuilderParts.h>
+#include <tests/support/ExtractedMesh.h>
+#include <tests/support/SceneQueries.h>
 #include <tests/support/StateProbe.h>
 #include <tests/support/WarningLog.h>
 
-#include <Inventor/actions/SoGetBoundingBoxAction.h>
-#include <Inventor/actions/SoSearchAction.h>
 #include <Inventor/nodes/SoPolygonOffset.h>
 #include <Inventor/nodes/SoShaderObject.h>
 #include <Inventor/nodes/SoShaderProgram.h>
-#include <Inventor/SoFullPath.h>
 
 #include <gmock/gmock.h>
 
@@ -34,22 +33,14 @@ class TwoSquares
 public:
   TwoSquares()
   {
-    fillPoints(0.0f);
-    MxArray<int>& indices = mesh.topology.setUniform(2, 4);
-    const int list[] = {0, 1, 4, 3, -1, 1, 2, 5, 4, -1};
-    std::copy(std::begin(list), std::end(list), indices.data());
-    mesh.topology.touch();
+    moveTo(0);
+    fillCells(mesh, {{0, 1, 4, 3}, {1, 2, 5, 4}});
     perNode.values = {0, 1, 2, 3, 4, 5};
     perCell.values = {0, 5};
   }
-  void fillPoints(float z)
+  void moveTo(float z)
   {
-    MxArray<MbVec3f>& points = mesh.geometry.points();
-    points.release(); // the new points lie elsewhere, as those of a larger extraction would
-    points.resizeUninitialized(6);
-    for (int i = 0; i < 6; ++i)
-      points[i] = {float(i % 3), float(i / 3), z};
-    mesh.geometry.touch(false);
+    fillPoints(mesh, {{0, 0, z}, {1, 0, z}, {2, 0, z}, {0, 1, z}, {1, 1, z}, {2, 1, z}});
   }
 
   MeXSurfaceMeshUnstructured mesh;
@@ -110,17 +101,10 @@ public:
     return style;
   }
 
-  // The first node with this name (any name when empty) and type below `under`.
   template <class Node>
   Node* find(const char* name = "", SoNode* under = nullptr)
   {
-    SoSearchAction search;
-    search.setSearchingAll(TRUE);
-    if (*name) search.setName(name);
-    search.setType(Node::getClassTypeId());
-    search.apply(under ? under : builder->getSeparator());
-    SoPath* path = search.getPath();
-    return path ? static_cast<Node*>(static_cast<SoFullPath*>(path)->getTail()) : nullptr;
+    return findNode<Node>(under ? under : builder->getSeparator(), name);
   }
   SoVertexProperty& vertices()
   {
@@ -210,9 +194,7 @@ TEST(MdSurfaceMesh, AttachesTheExtractedArraysInPlace)
   EXPECT_EQ(shape->coordIndex.getValues(0), scene.squares.mesh.topology.getCell(0).data());
   EXPECT_EQ(shape->coordIndex.getNum(), 10);
 
-  SoGetBoundingBoxAction box(SbViewportRegion(100, 100));
-  box.apply(scene.root);
-  EXPECT_EQ(box.getBoundingBox().getMax(), SbVec3f(2, 1, 0));
+  EXPECT_EQ(boxOf(scene.root).getMax(), SbVec3f(2, 1, 0));
   EXPECT_EQ(scene.find<SoBBox>()->mode.getValue(), SoBBox::EXPLICIT);
 }
 
@@ -233,7 +215,7 @@ TEST(MdSurfaceMesh, RefillsOnlyWhatChanged)
   scene.squares.perNode.touch();
   scene.set({&scene.squares.perNode, &scene.squares.perNode});
   EXPECT_EQ(fillsOf(scene), "1 1 4") << "other values";
-  scene.squares.fillPoints(1.0f);
+  scene.squares.moveTo(1);
   scene.set({&scene.squares.perNode, &scene.squares.perNode});
   EXPECT_EQ(fillsOf(scene), "1 2 4") << "other points";
   scene.squares.mesh.topology.touch();
@@ -410,7 +392,7 @@ TEST(MdSurfaceMesh, LetsGoOfReplacedArraysWhileHidden)
   scene.set({});
   EXPECT_TRUE(alive);
   EXPECT_EQ(scene.vertices().vertex.getNum(), 6) << "the same arrays";
-  scene.squares.fillPoints(1.0f);
+  scene.squares.moveTo(1);
   scene.set({});
   EXPECT_FALSE(alive);
   EXPECT_EQ(scene.vertices().vertex.getNum(), 0);

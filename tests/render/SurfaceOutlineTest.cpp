@@ -3,14 +3,12 @@
 #include <velmo/toolkit/MxOffscreenCanvas.h>
 #include <velmo/toolkit/SoIndexedFaceSetOutline.h>
 
+#include <tests/support/SceneQueries.h>
 #include <tests/support/StateProbe.h>
 
-#include <Inventor/actions/SoGetBoundingBoxAction.h>
-#include <Inventor/actions/SoSearchAction.h>
 #include <Inventor/nodes/SoShaderObject.h>
 #include <Inventor/nodes/SoShaderParameter.h>
 #include <Inventor/nodes/SoShaderProgram.h>
-#include <Inventor/SoFullPath.h>
 
 #include <gtest/gtest.h>
 
@@ -18,13 +16,8 @@ TEST(MxSurfaceSceneGraph, DrawsFacesAndEdgesInOnePassWhereItIsAllowed)
 {
   const SoRef<SoSeparator> root(new SoSeparator), scene(new SoSeparator);
   MxSurfaceSceneGraph graph(root);
-  SoSearchAction search;
-  search.setType(SoIndexedFaceSetOutline::getClassTypeId());
-  search.setSearchingAll(TRUE);
-  search.apply(root);
-  ASSERT_NE(search.getPath(), nullptr);
-  const auto* shape =
-      static_cast<SoIndexedFaceSetOutline*>(static_cast<SoFullPath*>(search.getPath())->getTail());
+  const auto* shape = findNode<SoIndexedFaceSetOutline>(root);
+  ASSERT_NE(shape, nullptr);
 
   auto* style = new MoDrawStyle;
   style->displayFaces = TRUE;
@@ -42,9 +35,8 @@ TEST(MxSurfaceSceneGraph, DrawsFacesAndEdgesInOnePassWhereItIsAllowed)
   EXPECT_EQ(shape->outlineMode.getValue(), SoIndexedFaceSetOutline::FACES_AND_EDGES);
   EXPECT_TRUE(graph.requireFading());
 
-  SoGetBoundingBoxAction box(SbViewportRegion(16, 16));
   const auto before = shape->getNodeId();
-  box.apply(scene);
+  boxOf(scene);
   EXPECT_EQ(shape->getNodeId(), before) << "other actions leave the mode alone";
 
   // The two values of the fading program reach the shape.

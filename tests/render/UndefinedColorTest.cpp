@@ -1,4 +1,5 @@
 #include "tests/support/Offscreen.h"
+#include "tests/support/SceneQueries.h"
 
 #include <velmo/colormapping/MoLevelColorMapping.h>
 #include <velmo/colormapping/MoLinearColorMapping.h>
@@ -14,7 +15,6 @@
 
 #include <Inventor/nodes/SoDirectionalLight.h>
 #include <Inventor/nodes/SoLightModel.h>
-#include <Inventor/nodes/SoOrthographicCamera.h>
 #include <Inventor/nodes/SoSeparator.h>
 
 #include <cmath>
@@ -43,9 +43,7 @@ public:
     m_set = std::make_unique<MbDataSetI<double>>(
         "v", perCell ? MiDataBinding::PerCell : MiDataBinding::PerNode,
         perCell ? std::vector<double>{1, 1, nan} : std::vector<double>{1, 1, 1, nan, 1, 1, 1, nan});
-    auto* camera = add(new SoOrthographicCamera);
-    camera->position.setValue(1.5f, 0.5f, 1);
-    camera->height = 1;
+    add(cameraAt(1.5f, 0.5f, 1, 1));
     add(new SoLightModel)->model = SoLightModel::BASE_COLOR;
     add(new SoDirectionalLight); // enhanced colouring is always lit
     add(new MoMesh)->setMesh(&m_mesh);

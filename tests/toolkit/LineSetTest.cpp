@@ -3,17 +3,16 @@
 #include <velmo/toolkit/TkLineSet.h>
 #include <velmo/toolkit/TkPointSet.h>
 
+#include <tests/support/SceneQueries.h>
 #include <tests/support/WarningLog.h>
 #include <tests/toolkit/ShapeScene.h>
 
 #include <gmock/gmock.h>
 #include <Inventor/actions/SoCallbackAction.h>
-#include <Inventor/actions/SoGetBoundingBoxAction.h>
 #include <Inventor/actions/SoGetPrimitiveCountAction.h>
 #include <Inventor/actions/SoRayPickAction.h>
 #include <Inventor/details/SoLineDetail.h>
 #include <Inventor/details/SoPointDetail.h>
-#include <Inventor/nodes/SoOrthographicCamera.h>
 #include <Inventor/nodes/SoTransform.h>
 #include <Inventor/SoPickedPoint.h>
 #include <Inventor/SoPrimitiveVertex.h>
@@ -56,7 +55,7 @@ struct Curls
 struct Scene : ShapeScene
 {
   explicit Scene(SoVertexShape* vertexShape)
-      : ShapeScene(makeCamera(), vertexShape, SbColor(0.1f, 0.2f, 0.6f)), shape(vertexShape)
+      : ShapeScene(cameraAt(0, 0, 5, 2), vertexShape, SbColor(0.1f, 0.2f, 0.6f)), shape(vertexShape)
   {
     style->lineWidth = 2;
     style->pointSize = 5;
@@ -75,16 +74,6 @@ struct Scene : ShapeScene
   MxImage draw() { return ShapeScene::draw(240, 240); }
 
   SoVertexShape* shape;
-
-private:
-  static SoCamera* makeCamera()
-  {
-    auto* camera = new SoOrthographicCamera;
-    camera->position.setValue(0, 0, 5);
-    camera->nearDistance = 1;
-    camera->farDistance = 10;
-    return camera;
-  }
 };
 
 struct Case
@@ -399,10 +388,8 @@ TEST(TkLineSet, GivesPrimitivesOfWhatIsDrawnAndTheToolkitsBoxes)
     count.apply(scene.root);
     if (style == SoDrawStyle::FILLED)
       seen.emplace_back(count.getLineCount(), count.getPointCount(), 0);
-    SoGetBoundingBoxAction box(SbViewportRegion(10, 10));
-    box.apply(scene.root);
-    seen.push_back(box.getBoundingBox().getMin());
-    seen.push_back(box.getBoundingBox().getMax());
+    seen.push_back(boxOf(scene.root).getMin());
+    seen.push_back(boxOf(scene.root).getMax());
     return seen;
   };
   const auto filled = SoDrawStyle::FILLED, hidden = SoDrawStyle::INVISIBLE;

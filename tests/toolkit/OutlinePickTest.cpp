@@ -1,11 +1,11 @@
 #include <velmo/toolkit/MxFaceCache.h>
 
+#include <tests/support/SceneQueries.h>
 #include <tests/support/WarningLog.h>
 #include <tests/toolkit/OutlineScene.h>
 
 #include <gmock/gmock.h>
 #include <Inventor/actions/SoCallbackAction.h>
-#include <Inventor/actions/SoGetBoundingBoxAction.h>
 #include <Inventor/actions/SoGetPrimitiveCountAction.h>
 #include <Inventor/actions/SoRayPickAction.h>
 #include <Inventor/details/SoFaceDetail.h>
@@ -143,11 +143,7 @@ TEST(OutlinePick, FollowsChangesAndGivesOnePointAFace)
   sheet.fill(scene.property);
   sheet.fill(scene.shape);
   const auto picks = [&](float x, float y) {
-    SoRayPickAction action(SbViewportRegion(100, 100));
-    action.setRay(SbVec3f(x, y, 3), SbVec3f(0, 0, -1));
-    action.setPickAll(TRUE);
-    action.apply(scene.root);
-    return action.getPickedPointList().getLength();
+    return PickDown(scene.root, x, y, true).action.getPickedPointList().getLength();
   };
   EXPECT_EQ(picks(0, 0), 1) << "on the diagonal";
   EXPECT_EQ(picks(2, 0), 0);
@@ -182,10 +178,8 @@ TEST(OutlinePick, LeavesPrimitivesAndBoxesToTheToolkit)
     SoGetPrimitiveCountAction count;
     count.apply(scene.root);
     corners.emplace_back(count.getTriangleCount(), 0, 0);
-    SoGetBoundingBoxAction box(SbViewportRegion(10, 10));
-    box.apply(scene.root);
-    corners.push_back(box.getBoundingBox().getMin());
-    corners.push_back(box.getBoundingBox().getMax());
+    corners.push_back(boxOf(scene.root).getMin());
+    corners.push_back(boxOf(scene.root).getMax());
     return corners;
   };
   const auto one = describe(ours);

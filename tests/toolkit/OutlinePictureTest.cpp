@@ -3,12 +3,12 @@
 #include <velmo/toolkit/MxOffscreenCanvas.h>
 #include <velmo/toolkit/TkTexture2.h>
 
+#include <tests/support/SceneQueries.h>
 #include <tests/support/WarningLog.h>
 #include <tests/toolkit/OutlineScene.h>
 
 #include <gmock/gmock.h>
 #include <Inventor/actions/SoRayPickAction.h>
-#include <Inventor/nodes/SoOrthographicCamera.h>
 
 using testing::IsEmpty;
 
@@ -297,10 +297,7 @@ TEST(OutlineFaces, AreDrawnAndPickedAsTheyAreWhenTheyAreHollow)
       p[0] *= side;
     OutlineScene scene(makeFaces());
     scene.show(sheet);
-    auto* camera = new SoOrthographicCamera;
-    camera->position.setValue(0, 0, 2);
-    camera->height = 2;
-    scene.root->replaceChild(0, camera);
+    scene.root->replaceChild(0, cameraAt(0, 0, 2, 2));
     const MxImage picture = scene.draw(250);
     SoRayPickAction pick(SbViewportRegion(250, 200));
     int wrong = 0, wrongPicks = 0, hits = 0;

@@ -9,8 +9,9 @@
 #include <velmo/toolkit/TkShaderObject.h>
 #include <velmo/toolkit/TkVertexProperty.h>
 
+#include <tests/support/SceneQueries.h>
+
 #include <gmock/gmock.h>
-#include <Inventor/actions/SoGetBoundingBoxAction.h>
 #include <Inventor/nodes/SoCube.h>
 #include <Inventor/nodes/SoTranslation.h>
 #include <Inventor/SoPath.h>
@@ -87,13 +88,6 @@ TEST(TkShaderDefines, StandBehindTheVersionLine)
 }
 
 namespace {
-
-SbBox3f boxOf(SoNode* node)
-{
-  SoGetBoundingBoxAction action(SbViewportRegion(100, 100));
-  action.apply(node);
-  return action.getBoundingBox();
-}
 
 void expectBox(const SbBox3f& box, const SbVec3f& min, const SbVec3f& max)
 {

@@ -3,6 +3,8 @@
 
 #include <velmo/nodes/MoVelmo.h>
 
+#include <tests/support/ExtractedMesh.h>
+
 #include <gtest/gtest.h>
 #include <Inventor/nodes/SoPerspectiveCamera.h>
 #include <Inventor/SbViewVolume.h>
@@ -16,16 +18,8 @@ namespace {
 /// A tent: two quads and two triangles over the square without its floor, `height` high.
 void makeTent(MeXSurfaceMeshUnstructured& tent, float height)
 {
-  tent.geometry.points().resize(6);
-  const MbVec3f points[] = {{0, 0, 0}, {2, 0, 0},      {2, 2, 0},
-                            {0, 2, 0}, {0, 1, height}, {2, 1, height}};
-  std::copy(std::begin(points), std::end(points), tent.geometry.points().data());
-  const int indices[] = {0, 1, 5, 4, -1, 2, 3, 4, 5, -1, 0, 4, 3, -1, 1, 2, 5, -1};
-  MxArray<int>& list = tent.topology.setMixed(4, std::size(indices));
-  std::copy(std::begin(indices), std::end(indices), list.data());
-  tent.topology.begins().resize(5);
-  const std::uint32_t begins[] = {0, 5, 10, 14, 18};
-  std::copy(std::begin(begins), std::end(begins), tent.topology.begins().data());
+  fillPoints(tent, {{0, 0, 0}, {2, 0, 0}, {2, 2, 0}, {0, 2, 0}, {0, 1, height}, {2, 1, height}});
+  fillCells(tent, {{0, 1, 5, 4}, {2, 3, 4, 5}, {0, 4, 3}, {1, 2, 5}});
 }
 
 } // namespace
