@@ -96,16 +96,15 @@ public:
     return found;
   }
 
-  bool classify(const MbIndex3& origin, MxBrickBits& below) const override
+  void classify(const MbIndex3& first, std::size_t count, std::uint8_t* below) const override
   {
-    double levels[5];
-    return classifyRows<double>(
-        [&](std::size_t j, std::size_t k) {
-          for (std::size_t n = 0; n < 5; ++n)
-            levels[n] = quickLevel({origin.x + n, origin.y + j, origin.z + k});
-          return levels;
-        },
-        MxSideTest(0, m_tolerance), below);
+    const MxSideTest test(0, m_tolerance);
+    for (std::size_t n = 0; n < count; ++n) {
+      double levels[5];
+      for (std::size_t i = 0; i < 5; ++i)
+        levels[i] = quickLevel({first.x + 4 * n + i, first.y, first.z});
+      below[n] = static_cast<std::uint8_t>(test.five(levels));
+    }
   }
 
   void read(std::size_t i, std::size_t j, std::size_t k, std::size_t count,

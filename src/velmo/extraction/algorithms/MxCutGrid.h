@@ -48,16 +48,20 @@ public:
   /// The bricks of a group that may have nodes on different sides, or on the level: a word. May
   /// name bricks that stand out of the grid.
   virtual std::uint64_t findBricks(const MbIndex3& group) const = 0;
-  /// Tells which nodes lie below, of the 5 x 5 x 5 from `origin` on; nodes out of the grid are as
-  /// the last ones in it.
-  /// @return false when a node may lie on the level or have none, which only `read` can tell; the
-  /// bits are not valid then
-  virtual bool classify(const MbIndex3& origin, MxBrickBits& below) const = 0;
+  /// Tells which nodes of a row lie below: of `count` bricks along I, the first of which has node
+  /// `first` of the row, five bits each for its own nodes and the one after them, as
+  /// MxSideTest::five gives them. Nodes after the row's end are as the last one.
+  virtual void classify(const MbIndex3& first, std::size_t count, std::uint8_t* below) const = 0;
+  /// Asks for the memory that `classify` will read.
+  virtual void announce(const MbIndex3& first, std::size_t count) const
+  {
+    (void)first, (void)count;
+  }
+  /// Whether a node of a brick may have no level, which only `read` can tell.
+  virtual bool mayBeUndefined(std::size_t brick) const { return (void)brick, false; }
   /// The levels of `count` nodes from (i, j, k) on: below zero, zero, above it, or not finite.
   virtual void read(std::size_t i, std::size_t j, std::size_t k, std::size_t count,
                     double* levels) const = 0;
-  /// Asks for the memory that `classify` will read.
-  virtual void announce(const MbIndex3& origin) const { (void)origin; }
   /// Where edges are cut, as the second node's weight.
   virtual void weigh(const MxBrickVertices& vertices, double* weights) const = 0;
 };

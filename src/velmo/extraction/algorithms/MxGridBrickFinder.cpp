@@ -1,4 +1,5 @@
 #include <velmo/base/MxPoll.h>
+#include <velmo/extraction/algorithms/MxBrickSides.h>
 #include <velmo/extraction/algorithms/MxGridCases.h>
 #include <velmo/extraction/algorithms/MxGridPass.h>
 
@@ -62,46 +63,58 @@ public:
     task.sizes = 0;
   }
 
-  /// @return the bricks of a group that are cut
-  std::uint64_t find(const MbIndex3& group)
+  /// Finds those that are cut of the bricks of the groups (0, j, k), (1, j, k), ...
+  void findRow(std::size_t j, std::size_t k)
   {
-    const std::uint64_t candidates =
-        m_pass.level.findBricks(group) & m_pass.lattice.bricksOf(group);
-    std::uint64_t found = 0;
-    forEachBit(candidates, 0, [&](std::size_t place) {
-      // The next one's levels are on their way while this one is looked at.
-      const std::uint64_t rest = candidates & ~((std::uint64_t{2} << place) - 1);
-      if (rest) m_pass.level.announce(originOf(group, std::countr_zero(rest)));
-      if (findBrick(MxGridBricks::brickAt(group, place))) found |= std::uint64_t{1} << place;
-    });
-    return found;
+    const MxIjkNumbering& groups = m_pass.lattice.groups;
+    for (std::size_t first = 0; first < groups.counts.x; first += MxBrickSides::kGroups)
+      findGroups({first, j, k}, std::min(MxBrickSides::kGroups, groups.counts.x - first));
   }
 
 private:
-  static MbIndex3 originOf(const MbIndex3& group, int place)
+  void findGroups(const MbIndex3& first, std::size_t count)
   {
-    const MbIndex3 at = MxGridBricks::brickAt(group, static_cast<std::size_t>(place));
-    return {4 * at.x, 4 * at.y, 4 * at.z};
+    MxPoll::ask();
+    std::array<std::uint64_t, MxBrickSides::kGroups> candidates;
+    for (std::size_t n = 0; n < count; ++n) {
+      const MbIndex3 group{first.x + n, first.y, first.z};
+      candidates[n] = m_pass.level.findBricks(group) & m_pass.lattice.bricksOf(group);
+    }
+    m_sides.read(m_pass.level, m_pass.lattice.nodes, first, {candidates.data(), count});
+    for (std::size_t n = 0; n < count; ++n) {
+      MxPoll::ask();
+      const MbIndex3 group{first.x + n, first.y, first.z};
+      std::uint64_t found = 0;
+      forEachBit(candidates[n], 0, [&](std::size_t place) {
+        MxBrickBits below;
+        const bool isClear = m_sides.get(n, place, below);
+        if (findBrick(MxGridBricks::brickAt(group, place), isClear ? &below : nullptr))
+          found |= std::uint64_t{1} << place;
+      });
+      m_pass.memory.present[m_pass.lattice.groups.flat(group.x, group.y, group.z)] = found;
+    }
   }
 
-  bool findBrick(const MbIndex3& at)
+  /// @param below  the sides of its nodes, null when only a closer look can tell
+  bool findBrick(const MbIndex3& at, const MxBrickBits* below)
   {
     m_origin = {4 * at.x, 4 * at.y, 4 * at.z};
     m_insideNodes = MxGridBricks::firstOf(m_pass.lattice.nodes.counts, m_origin);
     m_insideCells = MxGridBricks::firstOf(m_pass.cells(), m_origin);
-    MxBrickBits below;
+    const std::size_t number = m_pass.lattice.brick(at);
     const bool allCellsTaken = areAllCellsTaken();
     MxCutBrick brick;
     brick.isPlain = true;
     // The nodes of a plain brick belong to a cell of its own each, whose polygons use all vertices.
-    if (allCellsTaken && m_insideCells == m_insideNodes && m_pass.level.classify(m_origin, below))
-      findPlain(below.corners(), brick);
+    if (below && allCellsTaken && m_insideCells == m_insideNodes &&
+        !m_pass.level.mayBeUndefined(number))
+      findPlain(below->corners(), brick);
     else
       findExactly(allCellsTaken, brick);
     const auto& v = brick.vertices;
     if (!(brick.cells | v[0] | v[1] | v[2] | v[3])) return false;
 
-    brick.brick = static_cast<std::uint32_t>(m_pass.lattice.brick(at));
+    brick.brick = static_cast<std::uint32_t>(number);
     brick.firstVertex = static_cast<std::uint32_t>(m_task.vertexCount);
     listVertices(brick, m_origin, m_vertices);
     for (std::size_t kind = 0; kind < 4; ++kind)
@@ -290,6 +303,7 @@ private:
   std::array<std::uint8_t, 64> m_cases, m_casesOn;
   MxBrickVertices m_vertices;
   LoopResolver m_resolver;
+  MxBrickSides m_sides;
 };
 
 } // namespace
@@ -308,11 +322,6 @@ void listVertices(const MxCutBrick& brick, const MbIndex3& origin, MxBrickVertic
 
 void findCutBricks(const MxGridPass& pass, std::size_t task)
 {
-  const MxIjkNumbering& groups = pass.lattice.groups;
-  const std::size_t j = task % groups.counts.y, k = task / groups.counts.y;
-  BrickFinder finder(pass, pass.memory.tasks[task]);
-  for (std::size_t i = 0; i < groups.counts.x; ++i) {
-    MxPoll::ask();
-    pass.memory.present[groups.flat(i, j, k)] = finder.find({i, j, k});
-  }
+  const std::size_t countJ = pass.lattice.groups.counts.y;
+  BrickFinder(pass, pass.memory.tasks[task]).findRow(task % countJ, task / countJ);
 }

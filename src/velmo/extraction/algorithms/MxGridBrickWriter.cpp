@@ -29,15 +29,14 @@ public:
     m_index = m_output.indexBegins[task];
     m_indexEnd = m_index + m_task->indexCount;
     const MxArray<MxCutBrick>& bricks = m_task->bricks;
-    m_next = &m_vertices[0];
-    prepare(bricks[0]);
+    prepare(bricks[0], m_prepared[0]);
     for (std::size_t b = 0; b < bricks.size(); ++b) {
-      // The next one's nodes are on their way while this one is written.
-      m_own = std::exchange(m_next, &m_vertices[(b + 1) % 2]);
-      if (b + 1 < bricks.size()) prepare(bricks[b + 1]);
+      // What the next one needs is on its way while this one is written.
+      m_own = &m_prepared[b % 2];
+      if (b + 1 < bricks.size()) prepare(bricks[b + 1], m_prepared[(b + 1) % 2]);
       writeVertices(bricks[b], m_output.vertexBegins[task] + bricks[b].firstVertex);
       if (!bricks[b].cells) continue;
-      findNeighbours(bricks[b]);
+      readNeighbours(bricks[b]);
       if (m_output.starts)
         writeCells<true>(bricks[b]);
       else
@@ -48,17 +47,46 @@ public:
   }
 
 private:
-  void prepare(const MxCutBrick& brick)
+  /// What is found ahead for a brick.
+  struct Prepared
+  {
+    MxBrickVertices vertices;
+    /// The cut bricks after it, bits 0 to 2 of their place being the steps along I, J and K, and
+    /// the first vertex of each one's task. Null where there is none.
+    std::array<const MxCutBrick*, 8> neighbours;
+    std::array<std::size_t, 8> taskVertices;
+  };
+
+  void prepare(const MxCutBrick& brick, Prepared& prepared) const
   {
     const MbIndex3 group = m_pass.lattice.groups.split(brick.brick / 64);
     const MbIndex3 at = MxGridBricks::brickAt(group, brick.brick % 64);
-    listVertices(brick, {4 * at.x, 4 * at.y, 4 * at.z}, *m_next);
-    m_places.announce(*m_next);
+    listVertices(brick, {4 * at.x, 4 * at.y, 4 * at.z}, prepared.vertices);
+    m_places.announce(prepared.vertices);
+    if (brick.cells) findNeighbours(at, prepared);
+  }
+
+  void findNeighbours(const MbIndex3& at, Prepared& prepared) const
+  {
+    const MxCutGridMemory& memory = m_pass.memory;
+    const MbIndex3& bricks = m_pass.lattice.bricks.counts;
+    for (std::size_t side = 1; side < 8; ++side) {
+      prepared.neighbours[side] = nullptr;
+      const MbIndex3 other{at.x + (side & 1), at.y + (side >> 1 & 1), at.z + (side >> 2)};
+      if (other.x == bricks.x || other.y == bricks.y || other.z == bricks.z) continue;
+      const std::size_t number = m_pass.lattice.brick(other);
+      if (!(memory.present[number / 64] >> number % 64 & 1)) continue;
+      const std::size_t task = m_pass.taskOf(other);
+      const MxCutBrick* neighbour = memory.tasks[task].bricks.data() + memory.slots[number];
+      __builtin_prefetch(neighbour);
+      prepared.neighbours[side] = neighbour;
+      prepared.taskVertices[side] = m_output.vertexBegins[task];
+    }
   }
 
   void writeVertices(const MxCutBrick& brick, std::size_t first)
   {
-    const MxBrickVertices& own = *m_own;
+    const MxBrickVertices& own = m_own->vertices;
     const auto firstNode = static_cast<std::uint32_t>(
         m_pass.lattice.nodes.flat(own.origin.x, own.origin.y, own.origin.z));
     std::uint32_t* nodes = m_output.nodes + 2 * first;
@@ -81,19 +109,12 @@ private:
   }
 
   /// The numbers of vertices that the brick's cells have and its neighbours own.
-  void findNeighbours(const MxCutBrick& brick)
+  void readNeighbours(const MxCutBrick& brick)
   {
-    const MbIndex3 at{m_own->origin.x / 4, m_own->origin.y / 4, m_own->origin.z / 4};
-    const MbIndex3& bricks = m_pass.lattice.bricks.counts;
     for (std::size_t side = 1; side < 8; ++side) {
-      const MbIndex3 other{at.x + (side & 1), at.y + (side >> 1 & 1), at.z + (side >> 2)};
-      if (other.x == bricks.x || other.y == bricks.y || other.z == bricks.z) continue;
-      const std::size_t number = m_pass.lattice.brick(other);
-      const MxCutGridMemory& memory = m_pass.memory;
-      if (!(memory.present[number / 64] >> number % 64 & 1)) continue;
-      const std::size_t task = m_pass.taskOf(other);
-      const MxCutBrick& neighbour = memory.tasks[task].bricks[memory.slots[number]];
-      const std::size_t first = m_output.vertexBegins[task] + neighbour.firstVertex;
+      if (!m_own->neighbours[side]) continue;
+      const MxCutBrick& neighbour = *m_own->neighbours[side];
+      const std::size_t first = m_own->taskVertices[side] + neighbour.firstVertex;
       // Its nodes that are next to the brick.
       const std::uint64_t shared = (side & 1 ? 0x1111111111111111u : ~std::uint64_t{0}) &
                                    (side & 2 ? 0x000f000f000f000fu : ~std::uint64_t{0}) &
@@ -115,7 +136,7 @@ private:
   template <bool Mixed>
   void writeCells(const MxCutBrick& brick)
   {
-    const MbIndex3& origin = m_own->origin;
+    const MbIndex3& origin = m_own->vertices.origin;
     const auto firstCell =
         static_cast<std::uint32_t>(m_pass.choice.numbering.flat(origin.x, origin.y, origin.z));
     const CaseTable& table = kCases[m_pass.flip ? 1 : 0];
@@ -158,8 +179,8 @@ private:
   std::size_t m_polygon = 0, m_index = 0, m_indexEnd = 0;
   std::array<std::uint32_t, 4> m_steps;
   std::array<std::uint32_t, 64> m_nodeOffsets, m_cellOffsets;
-  std::array<MxBrickVertices, 2> m_vertices;
-  MxBrickVertices *m_own = nullptr, *m_next = nullptr;
+  std::array<Prepared, 2> m_prepared;
+  const Prepared* m_own = nullptr;
   std::array<int, kPlaces> m_numbers{};
   static constexpr float kHuge = std::numeric_limits<float>::infinity();
   MbVec3f m_low{kHuge, kHuge, kHuge}, m_high{-kHuge, -kHuge, -kHuge};

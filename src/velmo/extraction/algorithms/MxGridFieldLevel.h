@@ -5,56 +5,34 @@
 #include <velmo/extraction/algorithms/MxNodeNumbering.h>
 #include <velmo/extraction/algorithms/MxSideTest.h>
 
-/// Classifies 5 x 5 nodes row by row: rowOf(j, k) gives five numbers from node (0, j, k) on, or
-/// null when only a closer look can tell.
-template <class T, class RowOf>
-bool classifyRows(const RowOf& rowOf, MxSideTest test, MxBrickBits& below)
+/// Calls body(n, items) for bricks n of a row of them along I, with five items from node
+/// (first.x + 4 n, first.y, first.z) on; after the row's end the last one is repeated.
+template <std::size_t Components, class Rows, class Body>
+void forEachFive(const Rows& rows, const MxIjkNumbering& nodes, const MbIndex3& first,
+                 std::size_t count, const Body& body)
 {
-  T last[28];
-  for (std::size_t k = 0; k < 5; ++k) {
-    std::uint32_t layer = 0;
-    for (std::size_t j = 0; j < 5; ++j) {
-      const T* row = rowOf(j, k);
-      layer |= test.four(row) << 4 * j;
-      last[5 * k + j] = row[4];
-    }
-    below.layers[k] = layer;
-  }
-  last[25] = last[26] = last[27] = last[24];
-  std::uint32_t columns = 0;
-  for (std::size_t n = 0; n < 28; n += 4)
-    columns |= test.four(last + n) << n;
-  for (std::size_t k = 0; k < 5; ++k)
-    below.columns[k] = static_cast<std::uint8_t>(columns >> 5 * k & 31);
-  return !test.wasNear();
-}
-
-/// Five items of a row of a grid; after its end the last one is repeated.
-template <std::size_t Components, class Rows>
-const typename Rows::Value* readFive(const Rows& rows, const MxIjkNumbering& nodes,
-                                     const MbIndex3& origin, std::size_t j, std::size_t k,
-                                     typename Rows::Value* buffer)
-{
-  const std::size_t atJ = std::min(origin.y + j, nodes.counts.y - 1);
-  const std::size_t atK = std::min(origin.z + k, nodes.counts.z - 1);
-  const std::size_t count = std::min<std::size_t>(5, nodes.counts.x - origin.x);
-  const auto* row = rows.row(origin.x, atJ, atK, count, buffer);
-  if (count == 5) return row;
-  if (row != buffer) std::copy_n(row, Components * count, buffer);
-  for (std::size_t n = Components * count; n < Components * 5; ++n)
+  typename Rows::Value buffer[5 * Components];
+  const std::size_t whole = std::min(count, (nodes.counts.x - first.x - 1) / 4);
+  for (std::size_t n = 0; n < whole; ++n)
+    body(n, rows.row(first.x + 4 * n, first.y, first.z, 5, buffer));
+  if (whole == count) return;
+  const std::size_t at = first.x + 4 * whole, rest = nodes.counts.x - at;
+  const auto* row = rows.row(at, first.y, first.z, rest, buffer);
+  if (row != buffer) std::copy_n(row, Components * rest, buffer);
+  for (std::size_t n = Components * rest; n < Components * 5; ++n)
     buffer[n] = buffer[n - Components];
-  return buffer;
+  body(whole, buffer);
 }
 
-/// Asks for what readFive will read of a brick.
+/// Asks for what forEachFive will read; of many bricks for the first ones, as the machine sees
+/// itself what comes next then.
 template <class Rows>
-void announceBrick(const Rows& rows, const MxIjkNumbering& nodes, const MbIndex3& origin)
+void announceFives(const Rows& rows, const MxIjkNumbering& nodes, const MbIndex3& first,
+                   std::size_t count)
 {
-  const std::size_t count = std::min<std::size_t>(5, nodes.counts.x - origin.x);
-  for (std::size_t k = 0; k < 5; ++k)
-    for (std::size_t j = 0; j < 5; ++j)
-      rows.announce(origin.x, std::min(origin.y + j, nodes.counts.y - 1),
-                    std::min(origin.z + k, nodes.counts.z - 1), count);
+  constexpr std::size_t kMost = 3;
+  rows.announce(first.x, first.y, first.z,
+                std::min(4 * std::min(count, kMost) + 1, nodes.counts.x - first.x));
 }
 template <class Rows>
 void announceVertices(const Rows& rows, const MxBrickVertices& vertices)
@@ -70,9 +48,9 @@ template <class Rows, class Ranges>
 class MxGridRowsLevel : public MxGridLevel
 {
 public:
-  void announce(const MbIndex3& origin) const final
+  void announce(const MbIndex3& first, std::size_t count) const final
   {
-    announceBrick(m_rows, m_ranges.lattice.nodes, origin);
+    announceFives(m_rows, m_ranges.lattice.nodes, first, count);
   }
 
 protected:
@@ -118,18 +96,17 @@ public:
     });
   }
 
-  bool classify(const MbIndex3& origin, MxBrickBits& below) const override
+  void classify(const MbIndex3& first, std::size_t count, std::uint8_t* below) const override
   {
-    if (!m_ranges.undefined.empty()) {
-      const std::size_t brick = m_ranges.lattice.brick({origin.x / 4, origin.y / 4, origin.z / 4});
-      if (m_ranges.undefined[brick / 64] >> brick % 64 & 1) return false;
-    }
-    T buffer[5];
-    return classifyRows<T>(
-        [&](std::size_t j, std::size_t k) {
-          return readFive<1>(m_rows, m_ranges.lattice.nodes, origin, j, k, buffer);
-        },
-        MxSideTest(m_value, 0), below);
+    const MxSideTest test(m_value, 0);
+    forEachFive<1>(m_rows, m_ranges.lattice.nodes, first, count,
+                   [&](std::size_t n, const T* values) {
+                     below[n] = static_cast<std::uint8_t>(test.five(values));
+                   });
+  }
+  bool mayBeUndefined(std::size_t brick) const override
+  {
+    return !m_ranges.undefined.empty() && (m_ranges.undefined[brick / 64] >> brick % 64 & 1);
   }
 
   void read(std::size_t i, std::size_t j, std::size_t k, std::size_t count,

@@ -24,18 +24,16 @@ public:
                              [&](const MxRange<3>& range) { return m_level.mayCut(boxOf(range)); });
   }
 
-  bool classify(const MbIndex3& origin, MxBrickBits& below) const override
+  void classify(const MbIndex3& first, std::size_t count, std::uint8_t* below) const override
   {
-    T buffer[15];
-    double levels[5];
-    return classifyRows<double>(
-        [&](std::size_t j, std::size_t k) {
-          const T* row = readFive<3>(m_rows, m_ranges.lattice.nodes, origin, j, k, buffer);
-          for (std::size_t n = 0; n < 5; ++n)
-            levels[n] = quickLevel(row + 3 * n);
-          return levels;
-        },
-        MxSideTest(0, m_tolerance), below);
+    const MxSideTest test(0, m_tolerance);
+    forEachFive<3>(m_rows, m_ranges.lattice.nodes, first, count,
+                   [&](std::size_t n, const T* points) {
+                     double levels[5];
+                     for (std::size_t i = 0; i < 5; ++i)
+                       levels[i] = quickLevel(points + 3 * i);
+                     below[n] = static_cast<std::uint8_t>(test.five(levels));
+                   });
   }
 
   void read(std::size_t i, std::size_t j, std::size_t k, std::size_t count,
