@@ -6,10 +6,10 @@
 // holds the substring. Two lines per case and thread count: `first` is an extraction from a new
 // mesh object and new memory, with the check of the mesh; `again` one with the same memory and the
 // level moved by 0.002, 0.004, ... Each gives the median and the best time, the processor time of
-// all threads together (median) and the time to map `colour` onto the result. Then, of the first
-// extraction, vertices, polygons, the triangles they would be split into, area and enclosed volume;
-// the growth of the resident set at its peak, output included, and what the memory kept for the
-// next cut takes of it.
+// all threads together (median) and the times to map `colour` onto the result and to find its
+// normals. Then, of the first extraction, vertices, polygons, the triangles they would be split
+// into, area and enclosed volume; the growth of the resident set at its peak, output included, and
+// what the memory kept for the next cut takes of it.
 
 #include "BenchOptions.h"
 #include "SurfaceMeasures.h"
@@ -18,6 +18,7 @@
 #include <velmo/extraction/algorithms/MxCut.h>
 #include <velmo/extraction/algorithms/MxDataMap.h>
 #include <velmo/extraction/algorithms/MxIjkGrid.h>
+#include <velmo/extraction/algorithms/MxNodeNormals.h>
 #include <velmo/mesh/MbDataSet.h>
 #include <velmo/mesh/MbMesh.h>
 
@@ -38,25 +39,26 @@ using bench::processorSeconds;
 class Times
 {
 public:
-  void add(double wall, double processor, double map)
+  void add(double wall, double processor, double map, double normals)
   {
     m_wall.push_back(1e3 * wall);
     m_processor.push_back(1e3 * processor);
     m_map.push_back(1e3 * map);
+    m_normals.push_back(1e3 * normals);
   }
   void print(const char* name, std::size_t threads, const char* what)
   {
-    for (std::vector<double>* values : {&m_wall, &m_processor, &m_map})
+    for (std::vector<double>* values : {&m_wall, &m_processor, &m_map, &m_normals})
       std::sort(values->begin(), values->end());
     const std::size_t middle = m_wall.size() / 2;
     std::printf("%-18s %zu threads %-5s %8.2f ms (best %8.2f)  processor %8.2f (best %8.2f)  map "
-                "%6.2f",
+                "%6.2f  normals %6.2f",
                 name, threads, what, m_wall[middle], m_wall[0], m_processor[middle], m_processor[0],
-                m_map[middle]);
+                m_map[middle], m_normals[middle]);
   }
 
 private:
-  std::vector<double> m_wall, m_processor, m_map;
+  std::vector<double> m_wall, m_processor, m_map, m_normals;
 };
 
 /// A mesh of a kind over the application's arrays: how to make a new one, and its data.
@@ -98,7 +100,10 @@ void cutOnce(const Mesh& mesh, const MxCutShape& shape, const MiTypedDataSet<dou
   const double cut = now() - begin, processorCut = processorSeconds() - processor;
   const double mapBegin = now();
   (void)mapDataSet(surface.provenance, colour, Subject::kCells, Subject::kNodes, parallel);
-  times.add(cut, processorCut, now() - mapBegin);
+  const double map = now() - mapBegin, normalsBegin = now();
+  MxArray<MbVec3f> normals;
+  nodeNormals(surface, parallel, normals);
+  times.add(cut, processorCut, map, now() - normalsBegin);
 }
 
 template <class Subject>

@@ -1,12 +1,12 @@
 #pragma once
 
 #include <velmo/base/MxTimeStamp.h>
+#include <velmo/base/MxVector.h>
 #include <velmo/extraction/interfaces/MiDataSet.h>
 
 #include <string>
 #include <type_traits>
 #include <utility>
-#include <vector>
 
 /// The values of a data set on an extracted mesh, one an extracted node or cell. Owned by the
 /// extractor that made it.
@@ -35,7 +35,8 @@ public:
   }
   void touch() { m_timeStamp = MxTimeStamp::take(); }
 
-  std::vector<T> values;
+  /// Filled by several threads: what `resize` adds is not written.
+  MxVector<T> values;
 
 private:
   std::string m_name;

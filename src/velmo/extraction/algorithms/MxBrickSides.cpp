@@ -19,8 +19,7 @@ struct RowsOfNode
 
 } // namespace
 
-void MxBrickSides::listRuns(const MxIjkNumbering& nodes, const MbIndex3& group,
-                            std::span<const std::uint64_t> candidates)
+void MxBrickSides::listRuns(std::span<const std::uint64_t> candidates)
 {
   // The candidates of the 4 x 4 rows of bricks, a bit each.
   std::array<std::uint64_t, 16> bricks{};
@@ -28,9 +27,9 @@ void MxBrickSides::listRuns(const MxIjkNumbering& nodes, const MbIndex3& group,
     for (std::size_t row = 0; row < 16; ++row)
       bricks[row] |= (candidates[g] >> 4 * row & 15) << 4 * g;
 
-  m_runs.clear();
-  for (std::size_t k = 0; k < kRows; ++k)
-    for (std::size_t j = 0; j < kRows; ++j) {
+  m_runCount = 0;
+  for (std::uint8_t k = 0; k < kRows; ++k)
+    for (std::uint8_t j = 0; j < kRows; ++j) {
       const RowsOfNode alongJ(j), alongK(k);
       std::uint64_t wanted = 0;
       for (std::size_t z = alongK.first; z <= alongK.last; ++z)
@@ -39,14 +38,8 @@ void MxBrickSides::listRuns(const MxIjkNumbering& nodes, const MbIndex3& group,
       while (wanted) {
         const int begin = std::countr_zero(wanted), count = std::countr_one(wanted >> begin);
         wanted &= count == 64 ? 0 : ~(((std::uint64_t{1} << count) - 1) << begin);
-        // Out of the grid nodes are as the last ones in it.
-        m_runs.push_back({{16 * group.x + 4 * static_cast<std::size_t>(begin),
-                           std::min(16 * group.y + j, nodes.counts.y - 1),
-                           std::min(16 * group.z + k, nodes.counts.z - 1)},
-                          static_cast<std::uint8_t>(begin),
-                          static_cast<std::uint8_t>(count),
-                          static_cast<std::uint8_t>(j),
-                          static_cast<std::uint8_t>(k)});
+        m_runs[m_runCount++] = {static_cast<std::uint8_t>(begin), static_cast<std::uint8_t>(count),
+                                j, k};
       }
     }
 }
@@ -54,14 +47,20 @@ void MxBrickSides::listRuns(const MxIjkNumbering& nodes, const MbIndex3& group,
 void MxBrickSides::read(const MxGridLevel& level, const MxIjkNumbering& nodes,
                         const MbIndex3& group, std::span<const std::uint64_t> candidates)
 {
-  listRuns(nodes, group, candidates);
+  listRuns(candidates);
+  // Out of the grid nodes are as the last ones in it.
+  const auto firstOf = [&](const Run& run) {
+    return MbIndex3{16 * group.x + std::size_t{4} * run.brick,
+                    std::min(16 * group.y + run.j, nodes.counts.y - 1),
+                    std::min(16 * group.z + run.k, nodes.counts.z - 1)};
+  };
   constexpr std::size_t kAhead = 6;
   std::array<std::uint8_t, kBricks> bits;
-  for (std::size_t r = 0; r < m_runs.size(); ++r) {
-    if (r + kAhead < m_runs.size())
-      level.announce(m_runs[r + kAhead].first, m_runs[r + kAhead].count);
+  for (std::size_t r = 0; r < m_runCount; ++r) {
+    if (r + kAhead < m_runCount)
+      level.announce(firstOf(m_runs[r + kAhead]), m_runs[r + kAhead].count);
     const Run& run = m_runs[r];
-    level.classify(run.first, run.count, bits.data());
+    level.classify(firstOf(run), run.count, bits.data());
     std::uint8_t* to = m_bytes.data() + (run.k * kBricks + run.brick) * kStride + run.j;
     for (std::size_t n = 0; n < run.count; ++n)
       to[n * kStride] = bits[n];

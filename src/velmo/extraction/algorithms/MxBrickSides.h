@@ -28,16 +28,16 @@ private:
   /// brick's first.
   static constexpr std::size_t kStride = 20;
 
-  /// A piece of a row of nodes.
+  /// The nodes of `count` bricks from `brick` on in row (j, k).
   struct Run
   {
-    MbIndex3 first;
     std::uint8_t brick, count, j, k;
   };
 
-  void listRuns(const MxIjkNumbering& nodes, const MbIndex3& group,
-                std::span<const std::uint64_t> candidates);
+  void listRuns(std::span<const std::uint64_t> candidates);
 
-  std::vector<Run> m_runs;
+  // Kept in place: a sweep makes one of these for each task.
+  std::array<Run, kRows * kRows * kBricks / 2> m_runs;
+  std::size_t m_runCount = 0;
   std::array<std::uint8_t, kRows * kBricks * kStride> m_bytes;
 };

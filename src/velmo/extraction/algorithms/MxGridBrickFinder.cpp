@@ -82,7 +82,6 @@ private:
     }
     m_sides.read(m_pass.level, m_pass.lattice.nodes, first, {candidates.data(), count});
     for (std::size_t n = 0; n < count; ++n) {
-      MxPoll::ask();
       const MbIndex3 group{first.x + n, first.y, first.z};
       std::uint64_t found = 0;
       forEachBit(candidates[n], 0, [&](std::size_t place) {
