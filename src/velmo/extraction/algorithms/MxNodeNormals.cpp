@@ -162,8 +162,12 @@ void nodeNormals(const MeXSurfaceMeshUnstructured& surface, bool parallel,
   normals.resizeUninitialized(surface.geometry.getNodeCount());
   if (!addInBlocks(surface, parallel, normals)) {
     clear(normals.begin(), normals.end());
-    forEachCorner(surface, 0, surface.topology.getCellCount(),
-                  [&](std::size_t node, const MbVec3f& area) { normals[node] += area; });
+    forEachBlock(false, surface.topology.getCellCount(), kLeastPolygons,
+                 [&](std::size_t, std::size_t first, std::size_t last) {
+                   forEachCorner(surface, first, last, [&](std::size_t node, const MbVec3f& area) {
+                     normals[node] += area;
+                   });
+                 });
   }
   forEachBlock(parallel, normals.size(), kNodeBlock,
                [&](std::size_t, std::size_t first, std::size_t last) {
