@@ -42,6 +42,31 @@ Boxes makeBoxes(std::size_t count, double shift)
   return boxes;
 }
 
+using Counts = std::array<std::size_t, 3>;
+
+void buildGrid(MxPointTree& tree, bool parallel, const Counts& counts, const Boxes& boxes)
+{
+  ASSERT_EQ(boxes.size(), counts[0] * counts[1] * counts[2]);
+  tree.buildGrid(parallel, counts, [&](std::size_t item, std::size_t count, MxBox3d* answer) {
+    EXPECT_EQ(item / counts[0], (item + count - 1) / counts[0]) << "more than a row is asked for";
+    std::copy_n(boxes.begin() + static_cast<std::ptrdiff_t>(item), count, answer);
+  });
+}
+
+/// The cells of a lattice.
+Boxes makeCells(const Counts& counts)
+{
+  Boxes boxes;
+  for (std::size_t k = 0; k < counts[2]; ++k)
+    for (std::size_t j = 0; j < counts[1]; ++j)
+      for (std::size_t i = 0; i < counts[0]; ++i) {
+        const double x = static_cast<double>(i), y = static_cast<double>(j),
+                     z = static_cast<double>(k);
+        boxes.push_back({{x, y, z}, {x + 1, y + 1, z + 1}});
+      }
+  return boxes;
+}
+
 void expectAllFound(const MxPointTree& tree, const Boxes& boxes)
 {
   for (std::size_t i = 0; i < boxes.size(); i += 1 + boxes.size() / 200)
@@ -70,19 +95,43 @@ TEST(MxPointTree, MissesNoBoxThatHoldsThePoint)
 
 TEST(MxPointTree, AnswersFewThatDoNotHoldIt)
 {
-  Boxes boxes;
-  for (int k = 0; k < 20; ++k)
-    for (int j = 0; j < 20; ++j)
-      for (int i = 0; i < 20; ++i)
-        boxes.push_back({{i * 1., j * 1., k * 1.}, {i + 1., j + 1., k + 1.}});
-  MxPointTree tree;
-  tree.build(false, boxes.size(), [&](std::size_t i) { return boxes[i]; });
-  std::size_t answers = 0;
-  for (int n = 0; n < 1000; ++n)
-    answers += itemsAt(tree, {n * 0.019 + 0.3, n * 0.017 + 0.4, n * 0.013 + 0.45}).size();
-  EXPECT_LT(answers, 1300u);
-  EXPECT_THAT(itemsAt(tree, {-0.1, 5, 5}), testing::IsEmpty());
-  EXPECT_THAT(itemsAt(tree, {5, 5, 20.1}), testing::IsEmpty());
+  const Counts counts{20, 20, 20};
+  const Boxes boxes = makeCells(counts);
+  MxPointTree sorted, grid;
+  sorted.build(false, boxes.size(), [&](std::size_t i) { return boxes[i]; });
+  buildGrid(grid, false, counts, boxes);
+  for (const MxPointTree* tree : {&sorted, &grid}) {
+    std::size_t answers = 0;
+    for (int n = 0; n < 1000; ++n)
+      answers += itemsAt(*tree, {n * 0.019 + 0.3, n * 0.017 + 0.4, n * 0.013 + 0.45}).size();
+    EXPECT_LT(answers, 1300u);
+    EXPECT_THAT(itemsAt(*tree, {-0.1, 5, 5}), testing::IsEmpty());
+    EXPECT_THAT(itemsAt(*tree, {5, 5, 20.1}), testing::IsEmpty());
+  }
+}
+
+TEST(MxPointTree, OfAGridMissesNoBoxAndIsTheSameForAnyNumberOfThreads)
+{
+  for (const Counts& counts : {Counts{1, 1, 1}, Counts{5, 1, 1}, Counts{17, 1, 3},
+                               Counts{1, 900, 7}, Counts{29, 41, 23}, Counts{3, 2, 7001}})
+  {
+    SCOPED_TRACE(testing::PrintToString(counts));
+    const std::size_t count = counts[0] * counts[1] * counts[2];
+    Boxes boxes = makeBoxes(count, 3);
+    std::size_t lost = 0;
+    for (std::size_t i = 3; i < count; i += 7, ++lost)
+      boxes[i] = i % 2 ? MxBox3d::empty() : MxBox3d{{0, 0, 0}, {1, 1, std::nan("")}};
+    MxPointTree serial, parallel;
+    buildGrid(serial, false, counts, boxes);
+    buildGrid(parallel, true, counts, boxes);
+    EXPECT_EQ(serial.size(), count - lost);
+    expectAllFound(serial, boxes);
+    for (std::size_t i = 0; i < count; i += 50)
+      ASSERT_EQ(itemsAt(serial, boxes[i].min), itemsAt(parallel, boxes[i].min));
+  }
+  MxPointTree none;
+  buildGrid(none, true, {4, 2, 1}, Boxes(8, MxBox3d::empty()));
+  EXPECT_TRUE(none.empty());
 }
 
 TEST(MxPointTree, BearsBoxesThatCannotBeToldApart)

@@ -164,7 +164,7 @@ public:
       points.push_back({static_cast<float>(node.x * scale), static_cast<float>(node.y * scale), 0});
     fillPoints(surface, points);
     fillCells(surface, p.cells);
-    values.values = p.values;
+    values.values.assign(p.values.begin(), p.values.end());
     values.touch();
   }
 
@@ -286,7 +286,7 @@ TEST(EnhancedColoring, FollowsWhatChangesAndGivesWayToOtherColours)
   EXPECT_LT(largestDifference(scene.draw(), p, scene.grey), 1.0 / 255);
   for (double& value : p.values)
     value = 1 - value * value;
-  scene.values.values = p.values;
+  scene.values.values.assign(p.values.begin(), p.values.end());
   scene.values.touch();
   EXPECT_LT(largestDifference(scene.draw(), p, scene.grey), 1.0 / 255) << "values";
   for (MbVec3d& node : p.nodes)

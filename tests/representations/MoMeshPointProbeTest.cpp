@@ -58,7 +58,7 @@ private:
   {
     ++calls;
     cell = std::move(where);
-    scalars = s.values;
+    scalars.assign(s.values.begin(), s.values.end());
     vectors = v.values;
     if (during) during();
   }

@@ -40,9 +40,9 @@ std::vector<MbExtractedPart> Representation::savedParts(const MoMeshRepresentati
   return parts;
 }
 
-MbNamedArray ownArray(const char* name, MiDataBinding binding, std::vector<double> values)
+MbNamedArray ownArray(const char* name, MiDataBinding binding, std::span<const double> values)
 {
-  const auto owner = std::make_shared<const std::vector<double>>(std::move(values));
+  const auto owner = std::make_shared<const std::vector<double>>(values.begin(), values.end());
   return {name, binding, 1, MiArrayView(std::span<const double>(*owner)), owner};
 }
 

@@ -124,8 +124,8 @@ struct OwnOption
   void (*read)(const OwnOption& option, const std::string& value, Representation& representation);
 };
 
-/// Numbers of an extracted mesh's own, one a node or cell.
-MbNamedArray ownArray(const char* name, MiDataBinding binding, std::vector<double> values);
+/// Numbers of an extracted mesh's own, one a node or cell; copied.
+MbNamedArray ownArray(const char* name, MiDataBinding binding, std::span<const double> values);
 
 /// Bits of mesh kinds.
 constexpr std::uint32_t kindBit(MeshType kind)

@@ -80,8 +80,7 @@ std::vector<MbVec3d> spreadSeeds(const Model& model, std::size_t count, bool par
 struct Line
 {
   std::span<const MbVec3d> points;
-  const std::vector<double>& times;
-  const std::vector<double>& speeds;
+  std::span<const double> times, speeds;
   const std::vector<MbVec3d>& tangents;
 
   double lengthTo(std::size_t point) const

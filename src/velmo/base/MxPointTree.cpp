@@ -206,6 +206,32 @@ Parts divide(bool parallel, std::span<Entry> entries, MxArray<Entry>& room)
 
 } // namespace
 
+void MxPointTree::fillNode(Node& node, std::span<const MxBox3f> children, std::uint32_t first,
+                           bool isLeaf)
+{
+  MxBox3f whole = MxBox3f::empty();
+  for (const MxBox3f& box : children)
+    whole.extend(box);
+  node.first = first;
+  node.count = static_cast<std::uint8_t>(children.size());
+  node.isLeaf = isLeaf;
+  for (int a = 0; a < 3; ++a) {
+    const float extent = whole.max[a] - whole.min[a];
+    const float scale = 255.f / extent;
+    node.origin[a] = whole.min[a];
+    // Of a flat box only its own plane counts.
+    node.scale[a] = extent > 0 && std::isfinite(scale) ? scale : 1e37f;
+    const auto step = [&](float value) {
+      return static_cast<std::uint8_t>(
+          std::clamp(Node::stepOf(value, node.origin[a], node.scale[a]), 0.0, 255.0));
+    };
+    for (std::size_t c = 0; c < kWidth; ++c) {
+      const bool isFound = c < children.size() && children[c].min[a] <= children[c].max[a];
+      node.low[a][c] = isFound ? step(children[c].min[a]) : 1;
+      node.high[a][c] = isFound ? step(children[c].max[a]) : 0;
+    }
+  }
+}
 /// The nodes above a run of entries, numbered from its own root.
 struct MxPointTree::Subtree
 {
@@ -213,31 +239,6 @@ struct MxPointTree::Subtree
   std::vector<Node> nodes;
   MxArray<Entry> room;
 
-  static void fillNode(Node& node, std::span<const MxBox3f> children, std::uint32_t first,
-                       bool isLeaf)
-  {
-    MxBox3f whole = MxBox3f::empty();
-    for (const MxBox3f& box : children)
-      whole.extend(box);
-    node.first = first;
-    node.count = static_cast<std::uint8_t>(children.size());
-    node.isLeaf = isLeaf;
-    for (int a = 0; a < 3; ++a) {
-      const float extent = whole.max[a] - whole.min[a];
-      const float scale = 255.f / extent;
-      node.origin[a] = whole.min[a];
-      // Of a flat box only its own plane counts.
-      node.scale[a] = extent > 0 && std::isfinite(scale) ? scale : 1e37f;
-      const auto step = [&](float value) {
-        return static_cast<std::uint8_t>(
-            std::clamp(Node::stepOf(value, node.origin[a], node.scale[a]), 0.0, 255.0));
-      };
-      for (std::size_t c = 0; c < kWidth; ++c) {
-        node.low[a][c] = c < children.size() ? step(children[c].min[a]) : 1;
-        node.high[a][c] = c < children.size() ? step(children[c].max[a]) : 0;
-      }
-    }
-  }
   MxBox3f makeLeaf(std::size_t node, std::span<const Entry> entries, std::size_t begin)
   {
     std::array<MxBox3f, kWidth> children;
@@ -277,6 +278,7 @@ void MxPointTree::clear()
   m_boxes.release();
   m_nodes = {};
   m_items.release();
+  m_count = 0;
   m_bounds = MxBox3f::empty();
   m_origin = {};
 }
@@ -337,6 +339,7 @@ void MxPointTree::finish(bool parallel)
   });
   for (const MxBox3f& box : bounds)
     m_bounds.extend(box);
+  m_count = count;
   if (count == 0) {
     m_boxes.release();
     return;
@@ -366,7 +369,7 @@ void MxPointTree::finish(bool parallel)
   }
   m_nodes.resize(total);
   forEachTask(parallel, subtrees.size(), [&](std::size_t p) {
-    const std::vector<Node>& nodes = subtrees[p].nodes;
+    const auto& nodes = subtrees[p].nodes;
     for (std::size_t n = 0; n < nodes.size(); ++n) {
       Node& to = m_nodes[n == 0 ? 1 + p : restBegins[p] + n - 1];
       to = nodes[n];
@@ -378,7 +381,7 @@ void MxPointTree::finish(bool parallel)
     single.makeLeaf(0, span, 0);
     m_nodes[0] = single.nodes[0];
   } else {
-    Subtree::fillNode(m_nodes[0], std::span(children).first(parts.count), 1, false);
+    fillNode(m_nodes[0], std::span(children).first(parts.count), 1, false);
   }
   m_items.resizeUninitialized(count);
   forEachBlock(parallel, count, kBlock, [&](std::size_t, std::size_t first, std::size_t last) {

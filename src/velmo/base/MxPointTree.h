@@ -1,8 +1,10 @@
 #pragma once
 
 #include <velmo/base/MxBoxTree.h>
+#include <velmo/base/MxVector.h>
 
 #include <bit>
+#include <functional>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -13,8 +15,9 @@
 /// A node has up to 16 children, whose boxes stand in it as bytes between the sides of the node's
 /// own box: 128 bytes are read to test 16 boxes at once, and a million items make a tree of five
 /// levels and about 9 MB. It is built from the top: large sets are put into 16 bins between their
-/// bounds, small ones halved at their median. Boxes are widened by rounding, never narrowed: an
-/// item may be reported that is missed by a hair, none is left out.
+/// bounds, small ones halved at their median; the cells of a grid stay together as they are
+/// numbered. Boxes are widened by rounding, never narrowed: an item may be reported that is missed
+/// by a hair, none is left out.
 ///
 /// *Threads*: building is parallel where it is allowed and gives the same tree for any number of
 /// threads; any number may ask at the same time.
@@ -40,10 +43,18 @@ public:
     finish(parallel);
   }
 
+  /// Answers the boxes of `count` items of one row, `item` being the first.
+  using BoxesOf = std::function<void(std::size_t item, std::size_t count, MxBox3d* boxes)>;
+  /// The same for the items i + counts[0] * (j + counts[1] * k) of a grid, whose neighbours by
+  /// number are taken for neighbours in space: nothing is sorted.
+  /// @param counts   their product is below 2^32
+  /// @param boxesOf  for several rows at a time
+  void buildGrid(bool parallel, const std::array<std::size_t, 3>& counts, const BoxesOf& boxesOf);
+
   void clear();
   bool empty() const { return m_nodes.empty(); }
   /// Items that can be found.
-  std::size_t size() const { return m_items.size(); }
+  std::size_t size() const { return m_count; }
   /// Bytes that the tree holds.
   std::size_t byteCount() const { return m_nodes.size() * sizeof(Node) + 4 * m_items.size(); }
   /// All boxes together.
@@ -134,6 +145,7 @@ private:
     std::uint32_t item;
   };
   struct Subtree;
+  class GridBuilder;
 
   template <class BoxOf>
   void chooseOrigin(std::size_t count, const BoxOf& boxOf)
@@ -148,12 +160,16 @@ private:
       return;
     }
   }
+  /// Children whose boxes are empty are never found.
+  static void fillNode(Node& node, std::span<const MxBox3f> children, std::uint32_t first,
+                       bool isLeaf);
   MxBox3f toLocal(const MxBox3d& box) const;
   void finish(bool parallel);
 
   std::array<double, 3> m_origin{};
   MxArray<MxBox3f> m_boxes; // while building, by item
   MxBox3f m_bounds = MxBox3f::empty();
-  std::vector<Node> m_nodes; // on cache lines, unlike MxArray
+  std::vector<Node, MxUnwritten<Node>> m_nodes; // on cache lines, unlike MxArray
   MxArray<std::uint32_t> m_items;
+  std::size_t m_count = 0;
 };

@@ -75,8 +75,15 @@ MxCellLocator::make(const typename MxMeshKind<Kind>::Interface& mesh, bool paral
       return locator;
     }
   }
-  locator->m_tree.build(parallel, reader.cellCount(),
-                        [&](std::size_t cell) { return reader.box(cell); });
+  if constexpr (Kind == VOLUME_MESH_UNSTRUCTURED || Kind == SURFACE_MESH_UNSTRUCTURED)
+    locator->m_tree.build(parallel, reader.cellCount(),
+                          [&](std::size_t cell) { return reader.box(cell); });
+  else
+    locator->m_tree.buildGrid(parallel,
+                              {reader.cellCounts.x, reader.cellCounts.y, reader.cellCounts.z},
+                              [&](std::size_t cell, std::size_t count, MxBox3d* boxes) {
+                                reader.boxes(cell, count, boxes);
+                              });
   return locator;
 }
 

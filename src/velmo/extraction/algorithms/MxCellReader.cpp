@@ -24,24 +24,34 @@ MxBox3d widened(MxBox3d box, double reach)
   return box;
 }
 
-/// The box of a linear volume cell whose points pointAt(0 .. size - 1) gives. A point that is not
-/// finite leaves a box that is not.
-template <class PointAt>
-MxBox3d boxOfPoints(std::size_t size, const PointAt& pointAt)
+/// The extent of some points.
+class Hull
 {
-  MbVec3d low = pointAt(0), high = low;
-  double sum = 0;
-  for (std::size_t n = 0; n < size; ++n) {
-    const MbVec3d p = pointAt(n);
-    low = {std::min(low.x, p.x), std::min(low.y, p.y), std::min(low.z, p.z)};
-    high = {std::max(high.x, p.x), std::max(high.y, p.y), std::max(high.z, p.z)};
-    sum += (p.x + p.y + p.z) * 0;
+public:
+  explicit Hull(const MbVec3d& p) : m_low(p), m_high(p), m_sum((p.x + p.y + p.z) * 0) {}
+
+  void add(const Hull& other)
+  {
+    const MbVec3d &l = other.m_low, &h = other.m_high;
+    m_low = {std::min(m_low.x, l.x), std::min(m_low.y, l.y), std::min(m_low.z, l.z)};
+    m_high = {std::max(m_high.x, h.x), std::max(m_high.y, h.y), std::max(m_high.z, h.z)};
+    m_sum += other.m_sum;
   }
-  if (sum != 0 || !isFinite(high - low)) return MxBox3d::empty();
-  const MbVec3d size3 = high - low;
-  const double reach = 4 * kInsideTolerance * std::max(size3.x, std::max(size3.y, size3.z));
-  return widened({{low.x, low.y, low.z}, {high.x, high.y, high.z}}, reach);
-}
+  void add(const MbVec3d& p) { add(Hull(p)); }
+
+  /// The box of a linear volume cell that has these points; empty where one is not finite.
+  MxBox3d box() const
+  {
+    const MbVec3d size = m_high - m_low;
+    if (m_sum != 0 || !isFinite(size)) return MxBox3d::empty();
+    const double reach = 4 * kInsideTolerance * std::max(size.x, std::max(size.y, size.z));
+    return widened({{m_low.x, m_low.y, m_low.z}, {m_high.x, m_high.y, m_high.z}}, reach);
+  }
+
+private:
+  MbVec3d m_low, m_high;
+  double m_sum; ///< zero, or not a number
+};
 
 /// Reads a cell for nothing but its box.
 MxBox3d boxByReading(const MxCellReader& reader, std::size_t cell)
@@ -160,7 +170,10 @@ public:
     if (facts.dimension != 3 || facts.nodeCount != facts.cornerCount || facts.nodeCount == 0)
       return boxByReading(*this, cell);
     const auto& nodes = cursor.nodes();
-    return boxOfPoints(cursor.size(), [&](std::size_t n) { return m_points[nodes[n]]; });
+    Hull hull(m_points[nodes[0]]);
+    for (std::size_t n = 1; n < cursor.size(); ++n)
+      hull.add(m_points[nodes[n]]);
+    return hull.box();
   }
   void prefetchNodes(std::size_t cell) const override
   {
@@ -252,10 +265,28 @@ public:
   }
   MxBox3d box(std::size_t cell) const override
   {
+    MxBox3d box;
+    CurvilinearReader::boxes(cell, 1, &box);
+    return box;
+  }
+  void boxes(std::size_t cell, std::size_t count, MxBox3d* boxes) const override
+  {
     const MbIndex3 at = m_cells.split(cell);
-    if (isDead(cell, at)) return MxBox3d::empty();
     const std::size_t first = m_nodes.flat(at.x, at.y, at.z);
-    return boxOfPoints(8, [&](std::size_t n) { return m_points[first + m_corners[n]]; });
+    // Of the four nodes between a cell and the next one.
+    const auto between = [&](std::size_t node) {
+      Hull hull(m_points[node]);
+      for (const std::size_t corner : {m_corners[3], m_corners[4], m_corners[7]})
+        hull.add(m_points[node + corner]);
+      return hull;
+    };
+    Hull before = between(first);
+    for (std::size_t n = 0; n < count; ++n) {
+      const Hull next = between(first + n + 1);
+      before.add(next);
+      boxes[n] = isDead(cell + n, {at.x + n, at.y, at.z}) ? MxBox3d::empty() : before.box();
+      before = next;
+    }
   }
   void prefetchPoints(std::size_t cell) const override
   {

@@ -17,6 +17,12 @@ public:
   virtual bool read(std::size_t cell, MxCellMap& map) const = 0;
   /// The box of all points that are found in the cell; empty for a cell that cannot be read.
   virtual MxBox3d box(std::size_t cell) const = 0;
+  /// The boxes of `count` cells from `cell` on, all in one row of a grid.
+  virtual void boxes(std::size_t cell, std::size_t count, MxBox3d* boxes) const
+  {
+    for (std::size_t n = 0; n < count; ++n)
+      boxes[n] = box(cell + n);
+  }
 
   /// Announces that a cell will be read soon: first what names its nodes, then the nodes
   /// themselves, for which the former is read.
