@@ -47,9 +47,13 @@ std::string wrapped(const std::string& sentence)
 
 } // namespace
 
-MeshVerdict checkMesh(const Model& model, bool parallel)
+MeshVerdict checkMesh(const Model& model, bool parallel, ProgressBar* bar)
 {
-  const MbMeshFaults faults = mbFindFaults(*model.mesh, parallel);
+  if (bar) bar->begin("checking " + model.source);
+  const MbMeshFaults faults = mbFindFaults(*model.mesh, parallel, [bar](double done) {
+    if (bar) bar->set(done);
+  });
+  if (bar) bar->finish();
   std::vector<std::size_t> nodeCounts;
   if (model.kind != VOLUME_MESH_HEXAHEDRON_IJK)
     for (const std::size_t count : model.dims)

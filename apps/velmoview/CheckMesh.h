@@ -1,6 +1,7 @@
 #pragma once
 
 #include <velmoview/Model.h>
+#include <velmoview/ProgressBar.h>
 
 #include <string>
 
@@ -13,6 +14,7 @@ struct MeshVerdict
   bool isFaulty = false;
 };
 
-MeshVerdict checkMesh(const Model& model, bool parallel);
+/// @param bar  shows how far it is; may be null
+MeshVerdict checkMesh(const Model& model, bool parallel, ProgressBar* bar = nullptr);
 
 } // namespace velmoview

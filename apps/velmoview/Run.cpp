@@ -160,7 +160,7 @@ int work(const Options& options, std::ostream& out, std::ostream& err)
     for (const std::string& note : model.notes)
       warn(model.source, note);
   if (options.checkMesh) {
-    const MeshVerdict verdict = checkMesh(model, !options.serial);
+    const MeshVerdict verdict = checkMesh(model, !options.serial, &bar);
     out << (options.info ? "\n" : "") << verdict.text;
     isFaulty = verdict.isFaulty;
   }

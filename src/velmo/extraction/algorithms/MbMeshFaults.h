@@ -5,6 +5,7 @@
 #include <velmo/extraction/interfaces/MiMesh.h>
 
 #include <array>
+#include <functional>
 #include <vector>
 
 /// What can be wrong with a mesh. Dead cells are not looked at, except that they use their nodes.
@@ -86,8 +87,10 @@ bool mbIsOfNodes(MbMeshFault fault);
 /// *Cost*: a few sweeps over cells and nodes; beyond the mesh a bit a node, a bit a cell, up to two
 /// bytes for each face and sixteen for each one that is concerned. *Threads*: uses several when
 /// `parallel`, with the same result; the mesh must allow concurrent const calls.
+/// @param progress  told by the calling thread how much is done, 0 to 1; may be empty
 /// @throw std::bad_alloc; std::length_error for more than 2^32 - 1 cells or nodes
-MbMeshFaults mbFindFaults(const MiMesh& mesh, bool parallel = true);
+MbMeshFaults mbFindFaults(const MiMesh& mesh, bool parallel = true,
+                          const std::function<void(double)>& progress = {});
 
 /// Values of an array that are not finite.
 struct MbValueFaults

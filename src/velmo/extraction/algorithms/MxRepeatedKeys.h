@@ -32,9 +32,13 @@ constexpr std::uint64_t mxMixed(std::uint64_t x)
 /// @param keyCount  about so many keys
 /// @param visit     visit(block, emit) calls emit(hash, owner) for the keys of each of `blocks`
 ///                  blocks, with rising owners; called twice a block, by several threads
+/// @param placeCount  where emit(hash, owner, place) also tells a number below this that equal keys
+///                  share and that is near for keys of one block: they are counted near each other,
+///                  which is twice as fast or more as soon as the table is larger than a cache
 template <class Visit>
 std::vector<MxOwnedKey> mxCollectRepeated(std::size_t blocks, std::size_t keyCount, unsigned least,
-                                          bool parallel, const Visit& visit)
+                                          bool parallel, const Visit& visit,
+                                          std::size_t placeCount = 0)
 {
   constexpr std::size_t kSmallest = std::size_t{1} << 12, kLargest = std::size_t{1} << 29;
   // High enough for every question, and low enough that threads cannot carry it over the end.
@@ -42,20 +46,23 @@ std::vector<MxOwnedKey> mxCollectRepeated(std::size_t blocks, std::size_t keyCou
   const std::size_t size = std::clamp(std::bit_ceil(2 * keyCount), kSmallest, kLargest);
   MxArray<std::uint8_t> counts;
   counts.resizeZeroed(size);
-  const auto slotOf = [&](std::uint64_t hash) {
-    return std::atomic_ref<std::uint8_t>(counts[hash & (size - 1)]);
+  const std::size_t width = placeCount ? size / placeCount : 0;
+  const auto slotOf = [&](std::uint64_t hash, std::size_t place) {
+    const std::size_t slot =
+        width ? place * width + ((hash >> 32) * width >> 32) : hash & (size - 1);
+    return std::atomic_ref<std::uint8_t>(counts[slot]);
   };
   forEachTask(parallel, blocks, [&](std::size_t block) {
-    visit(block, [&](std::uint64_t hash, std::uint64_t) {
-      const auto slot = slotOf(hash);
+    visit(block, [&](std::uint64_t hash, std::uint64_t, std::size_t place = 0) {
+      const auto slot = slotOf(hash, place);
       if (slot.load(std::memory_order_relaxed) < kEnough)
         slot.fetch_add(1, std::memory_order_relaxed);
     });
   });
   std::vector<std::vector<MxOwnedKey>> found(blocks);
   forEachTask(parallel, blocks, [&](std::size_t block) {
-    visit(block, [&](std::uint64_t hash, std::uint64_t owner) {
-      if (slotOf(hash).load(std::memory_order_relaxed) >= least)
+    visit(block, [&](std::uint64_t hash, std::uint64_t owner, std::size_t place = 0) {
+      if (slotOf(hash, place).load(std::memory_order_relaxed) >= least)
         found[block].push_back({hash, owner});
     });
   });
