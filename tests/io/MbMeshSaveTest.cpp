@@ -166,6 +166,7 @@ TEST(MbMeshSave, FilesOfEveryFormatComeBack)
       } catch (const MbMeshFileError&) {
         continue; // CorpusTest judges it
       }
+      if (file->getCellCount() == 0) continue; // a .vtu without cells tells no kind
       const std::vector<MbNamedArray> arrays = arraysOf(*file);
       const MeshType kind = file->getMeshType();
       for (const char* suffix : {".vtu", ".vtp"}) {

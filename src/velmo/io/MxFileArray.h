@@ -4,6 +4,7 @@
 #include <velmo/base/MxParallel.h>
 #include <velmo/extraction/interfaces/MiArrayView.h>
 
+#include <atomic>
 #include <bit>
 #include <cstdlib>
 #include <cstring>
@@ -89,6 +90,21 @@ decltype(auto) visitIndices(const MxFileArray& indices, Visitor&& visit)
 {
   return indices.type == MiScalarType::Int32 ? visit(indices.span<std::int32_t>())
                                              : visit(indices.span<std::int64_t>());
+}
+
+/// True when `holds` does for every number below `count`; stops early otherwise.
+template <class Holds>
+bool mxAll(bool parallel, std::size_t count, const Holds& holds)
+{
+  std::atomic<bool> all = true;
+  forEachBlock(parallel, count, kFileBlock, [&](std::size_t, std::size_t first, std::size_t last) {
+    if (!all.load(std::memory_order_relaxed)) return;
+    bool own = true;
+    for (std::size_t i = first; i < last; ++i)
+      own &= holds(i);
+    if (!own) all.store(false, std::memory_order_relaxed);
+  });
+  return all;
 }
 
 /// Indices below this fit into 32 bits.

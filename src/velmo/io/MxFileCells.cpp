@@ -365,6 +365,34 @@ std::array<std::size_t, 256> mxCountTypes(const MxFileCells& cells)
   return counts;
 }
 
+bool mxMakeUniform(MxFileCells& cells, std::int64_t fileType, std::size_t nodesEach)
+{
+  if (fileType < 0 || fileType > 255 || nodesEach == 0) return false;
+  // Voxels, pixels and prisms are no shapes, and have no node count here.
+  const auto shape = static_cast<MiCellShape>(fileType);
+  if (cellShapeFacts(shape).nodeCount != nodesEach) return false;
+  cells.uniform = shape;
+  cells.types = {};
+  cells.offsets = {};
+  return true;
+}
+
+MxFileArray mxEvenOffsets(std::size_t count, std::size_t each, bool parallel)
+{
+  MxFileArray offsets(each > 0 && count >= kNarrowLimit / each ? MiScalarType::Int64
+                                                               : MiScalarType::Int32,
+                      count + 1);
+  visitIndices(offsets, [&](auto values) {
+    using T = typename decltype(values)::value_type;
+    forEachBlock(parallel, values.size(), kFileBlock,
+                 [&](std::size_t, std::size_t first, std::size_t last) {
+                   for (std::size_t i = first; i < last; ++i)
+                     values[i] = static_cast<T>(i * each);
+                 });
+  });
+  return offsets;
+}
+
 std::size_t mxFirstBadOffset(const MxFileArray& offsets, std::size_t limit)
 {
   return visitIndices(offsets, [&](auto values) {
@@ -436,6 +464,12 @@ MxCellFacts mxNormalizeCells(MxFileCells& cells, const std::string& path,
   }
 
   if (rewrite) {
+    if (!cells.types) {
+      cells.types = MxFileArray::of<std::uint8_t>(cells.count);
+      std::memset(cells.types.data.get(), static_cast<int>(cells.uniform), cells.count);
+    }
+    if (!cells.offsets)
+      cells.offsets = mxEvenOffsets(cells.count, cells.connectivity.size / cells.count, parallel);
     const std::size_t before = cells.count;
     visitIndices(cells.connectivity, [&](auto nodes) {
       using T = typename decltype(nodes)::value_type;

@@ -121,6 +121,13 @@ MxCellFacts mxNormalizeCells(MxFileCells& cells, const std::string& path,
 /// The counts of cells per file type; a type beyond 255 counts as 255.
 std::array<std::size_t, 256> mxCountTypes(const MxFileCells& cells);
 
+/// Tells that all cells are of a file type that is a shape of just so many nodes: they need neither
+/// types nor offsets.
+/// @param nodesEach  of every cell
+bool mxMakeUniform(MxFileCells& cells, std::int64_t fileType, std::size_t nodesEach);
+/// 0, each, 2 each ... as offsets of `count` cells, in 32 bits where they fit.
+MxFileArray mxEvenOffsets(std::size_t count, std::size_t each, bool parallel);
+
 /// The first of the offsets that is negative, smaller than the one before, or beyond `limit`; their
 /// count when all are well.
 std::size_t mxFirstBadOffset(const MxFileArray& offsets, std::size_t limit);

@@ -11,6 +11,17 @@ namespace {
 
 constexpr std::string_view kMagic = "# vtk DataFile Version";
 
+/// Numbers of 32 bits where they stand in a binary file.
+auto bigEndianNumbers(const char* at)
+{
+  constexpr bool kSwap = std::endian::native == std::endian::little;
+  return [at](std::size_t i) {
+    std::uint32_t word;
+    std::memcpy(&word, at + i * sizeof word, sizeof word);
+    return static_cast<std::int32_t>(kSwap ? __builtin_bswap32(word) : word);
+  };
+}
+
 /// Reads one file from the first byte to the last.
 class LegacyReader : private MxLegacyText
 {
@@ -110,10 +121,7 @@ private:
     } else if (keyword == "cells" && cells) {
       m_cells = readCellList("CELLS");
     } else if (keyword == "cell_types" && cells) {
-      const std::size_t n = count("CELL_TYPES");
-      checkFits(n, 1, "CELL_TYPES");
-      m_types = list(MiScalarType::Int32, n, "CELL_TYPES");
-      m_hasTypes = true;
+      readTypes();
     } else if (polydata && (keyword == "vertices" || keyword == "lines" || keyword == "polygons" ||
                             keyword == "triangle_strips"))
     {
@@ -121,7 +129,7 @@ private:
                                : keyword == "lines"    ? 1
                                : keyword == "polygons" ? 2
                                                        : 3;
-      m_parts[part] = readCellList(keyword);
+      m_parts[part] = readPolyCells(keyword);
     } else {
       fail(mxQuoted(keyword) + " is not expected here");
     }
@@ -139,6 +147,48 @@ private:
     m_mesh.nodeCount = nodes;
   }
 
+  void readTypes()
+  {
+    m_typeCount = count("CELL_TYPES");
+    checkFits(m_typeCount, 1, "CELL_TYPES");
+    m_hasTypes = true;
+    if (!m_binary) {
+      const MxFileArray types = list(MiScalarType::Int32, m_typeCount, "CELL_TYPES");
+      return takeTypes([at = types.as<std::int32_t>()](std::size_t i) { return at[i]; });
+    }
+    mxReport(m_request, m_file, m_at);
+    takeTypes(bigEndianNumbers(bytes(m_typeCount, sizeof(std::int32_t), "CELL_TYPES")));
+  }
+
+  /// One number for all cells where that tells all, otherwise a byte for each.
+  template <class Number>
+  void takeTypes(const Number& number)
+  {
+    if (m_typeCount == 0) return;
+    m_type = number(0);
+    if (mxAll(m_parallel, m_typeCount, [&](std::size_t i) { return number(i) == m_type; })) return;
+    m_types = MxFileArray::of<std::uint8_t>(m_typeCount);
+    auto* const to = m_types.as<std::uint8_t>();
+    forEachBlock(m_parallel, m_typeCount, kFileBlock,
+                 [&](std::size_t, std::size_t first, std::size_t last) {
+                   for (std::size_t i = first; i < last; ++i)
+                     to[i] = typeByte(number(i));
+                 });
+  }
+  static std::uint8_t typeByte(std::int32_t type)
+  {
+    return static_cast<std::uint8_t>(type < 0 || type > 255 ? 255 : type);
+  }
+
+  /// Cells of a section of a PolyData.
+  MxFileCells readPolyCells(const std::string& what)
+  {
+    MxFileCells cells = readCellList(what);
+    if (cells.count > 0 && !cells.offsets)
+      cells.offsets = mxEvenOffsets(cells.count, cells.connectivity.size / cells.count, m_parallel);
+    return cells;
+  }
+
   /// "CELLS count size" with node counts among the nodes, or with OFFSETS and CONNECTIVITY.
   MxFileCells readCellList(const std::string& what)
   {
@@ -149,7 +199,6 @@ private:
     if (mxLowered(mxNextWord(ahead, m_end)) == "offsets") return readOffsetCells(what, n, size);
 
     if (n > size) fail(what + " has more cells than numbers");
-    constexpr bool kSwap = std::endian::native == std::endian::little;
     if (!m_binary) {
       const MxFileArray numbers = list(MiScalarType::Int32, size, what);
       const auto* at = numbers.as<std::int32_t>();
@@ -157,27 +206,38 @@ private:
     }
     mxReport(m_request, m_file, m_at);
     const char* at = bytes(size, sizeof(std::int32_t), what);
-    const auto number = [at](std::size_t i) {
-      std::uint32_t word;
-      std::memcpy(&word, at + i * sizeof word, sizeof word);
-      return static_cast<std::int32_t>(kSwap ? __builtin_bswap32(word) : word);
-    };
-    return unpackCells(number, n, size, place, what);
+    return unpackCells(bigEndianNumbers(at), n, size, place, what);
   }
 
-  /// Takes the node counts out of a list of cells whose numbers number(i) tells.
+  /// Takes the node counts out of a list of cells whose numbers number(i) tells. Cells of one size
+  /// get no offsets.
   template <class Number>
   MxFileCells unpackCells(const Number& number, std::size_t n, std::size_t size, const char* place,
                           const std::string& what) const
   {
     MxFileCells cells;
     cells.count = n;
+    cells.connectivity = MxFileArray::of<std::int32_t>(size - n);
+    auto* nodes = cells.connectivity.as<std::int32_t>();
+    // Cells of one size lie where they should, which several threads can check.
+    const std::size_t step = n > 0 && size % n == 0 ? size / n : 0;
+    const auto each = static_cast<std::int32_t>(step) - 1;
+    if (step > 1 && step < kNarrowLimit &&
+        mxAll(m_parallel, n, [&](std::size_t cell) { return number(cell * step) == each; }))
+    {
+      forEachBlock(m_parallel, n, kFileBlock,
+                   [&](std::size_t, std::size_t first, std::size_t last) {
+                     auto* to = nodes + first * (step - 1);
+                     for (std::size_t cell = first; cell < last; ++cell)
+                       for (std::size_t i = 1; i < step; ++i)
+                         *to++ = number(cell * step + i);
+                   });
+      return cells;
+    }
     cells.offsets = size > kNarrowLimit ? MxFileArray::of<std::int64_t>(n + 1)
                                         : MxFileArray::of<std::int32_t>(n + 1);
-    cells.connectivity = MxFileArray::of<std::int32_t>(size - n);
     visitIndices(cells.offsets, [&](auto offsets) {
-      if (!isUniform(number, n, size, offsets)) findCells(number, size, offsets, place, what);
-      auto* nodes = cells.connectivity.as<std::int32_t>();
+      findCells(number, size, offsets, place, what);
       forEachBlock(m_parallel, n, kFileBlock,
                    [&](std::size_t, std::size_t first, std::size_t last) {
                      for (std::size_t cell = first; cell < last; ++cell) {
@@ -188,26 +248,6 @@ private:
                    });
     });
     return cells;
-  }
-
-  /// Cells of one size lie where they should, which several threads can check; fills `offsets`.
-  template <class Number, class Offset>
-  bool isUniform(const Number& number, std::size_t n, std::size_t size,
-                 std::span<Offset> offsets) const
-  {
-    if (n == 0 || size % n != 0) return false;
-    const std::size_t step = size / n;
-    std::vector<std::uint8_t> good(blockCount(n, kFileBlock), 1);
-    forEachBlock(m_parallel, n, kFileBlock,
-                 [&](std::size_t block, std::size_t first, std::size_t last) {
-                   for (std::size_t cell = first; cell < last; ++cell) {
-                     offsets[cell] = static_cast<Offset>(cell * (step - 1));
-                     if (number(cell * step) != static_cast<std::int32_t>(step - 1))
-                       good[block] = 0;
-                   }
-                 });
-    offsets[n] = static_cast<Offset>(size - n);
-    return std::find(good.begin(), good.end(), 0) == good.end();
   }
 
   /// Finds where each cell begins, which only one thread can.
@@ -416,17 +456,20 @@ private:
       if (m_cells.count > 0) m_file.failAtLine(m_at, "CELL_TYPES is missing");
       return;
     }
-    if (m_types.size != m_cells.count)
-      m_file.failAtLine(m_at, "CELL_TYPES has " + std::to_string(m_types.size) + " types for " +
+    if (m_typeCount != m_cells.count)
+      m_file.failAtLine(m_at, "CELL_TYPES has " + std::to_string(m_typeCount) + " types for " +
                                   std::to_string(m_cells.count) + " cells");
-    m_mesh.cells = std::move(m_cells);
-    m_mesh.cells.types = MxFileArray::of<std::uint8_t>(m_types.size);
-    const auto from = m_types.span<const std::int32_t>();
-    std::transform(from.begin(), from.end(), m_mesh.cells.types.as<std::uint8_t>(),
-                   [](std::int32_t type) {
-                     return static_cast<std::uint8_t>(type < 0 || type > 255 ? 255 : type);
-                   });
-    m_types = {};
+    MxFileCells& cells = m_mesh.cells = std::move(m_cells);
+    if (cells.count == 0) return;
+    if (!cells.offsets) {
+      const std::size_t each = cells.connectivity.size / cells.count;
+      if (!m_types && mxMakeUniform(cells, m_type, each)) return;
+      cells.offsets = mxEvenOffsets(cells.count, each, m_parallel);
+    }
+    cells.types = std::move(m_types);
+    if (cells.types) return;
+    cells.types = MxFileArray::of<std::uint8_t>(cells.count);
+    std::memset(cells.types.data.get(), typeByte(m_type), cells.count);
   }
 
   MxFileMesh m_mesh;
@@ -435,6 +478,8 @@ private:
   std::size_t m_pointCount = 0, m_fileCellCount = 0;
   MbVec3d m_first;
   MxFileCells m_cells;
+  std::size_t m_typeCount = 0;
+  std::int32_t m_type = 0; ///< of all cells, unless m_types has the type of each
   MxFileArray m_types;
   std::array<MxFileCells, 4> m_parts;
 

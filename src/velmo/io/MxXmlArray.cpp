@@ -4,6 +4,7 @@
 #include <velmo/io/MxXmlArray.h>
 
 #include <algorithm>
+#include <atomic>
 #include <vector>
 
 /// The bytes of an array, encoded or not.
@@ -109,6 +110,16 @@ MxFileArray MxXmlArrayReader::read(const MxXmlArray& array, const Wish& wish) co
   if (wish.numbers && *wish.numbers == 0)
     return Target(*array.type, bigEndian, 0, wish).take(wish.asIndices);
 
+  if (array.format == "ascii") {
+    if (!array.content.empty()) mxReport(m_request, m_file, array.content.data());
+    return readText(array, wish);
+  }
+  Source source = open(array);
+  return codec == MxCodec::None ? readPlain(array, source, wish) : readPacked(array, source, wish);
+}
+
+MxXmlArrayReader::Source MxXmlArrayReader::open(const MxXmlArray& array) const
+{
   std::string_view text = array.content;
   bool base64 = true;
   if (array.format == "appended") {
@@ -119,13 +130,11 @@ MxFileArray MxXmlArrayReader::read(const MxXmlArray& array, const Wish& wish) co
       fail(array, "the offset " + array.offset + " lies beyond the appended data");
     text = appended.substr(static_cast<std::size_t>(offset));
     base64 = appendedBase64;
-  } else if (array.format != "ascii" && array.format != "binary") {
+  } else if (array.format != "binary") {
     fail(array, "the format " + mxQuoted(array.format) + " is not known");
   }
   if (!text.empty()) mxReport(m_request, m_file, text.data());
-  if (array.format == "ascii") return readText(array, wish);
-  Source source(text, base64);
-  return codec == MxCodec::None ? readPlain(array, source, wish) : readPacked(array, source, wish);
+  return {text, base64};
 }
 
 MxFileArray MxXmlArrayReader::readText(const MxXmlArray& array, const Wish& wish) const
@@ -190,53 +199,82 @@ MxFileArray MxXmlArrayReader::readPlain(const MxXmlArray& array, Source& source,
   return target.take(wish.asIndices);
 }
 
+/// The blocks of compressed data.
+struct MxXmlArrayReader::Blocks
+{
+  std::size_t count = 0, bytes = 0, partial = 0; ///< of a block, and of the last one
+  std::size_t total = 0;
+  std::vector<std::size_t> starts; ///< where each begins, packed; one more for the end
+  const char* packed = nullptr;
+
+  std::size_t sizeOf(std::size_t block) const
+  {
+    return block + 1 == count && partial > 0 ? partial : bytes;
+  }
+  bool unpack(MxCodec codec, std::size_t block, std::byte* to) const
+  {
+    return mxUnpack(codec, packed + starts[block], starts[block + 1] - starts[block], to,
+                    sizeOf(block));
+  }
+};
+
+void MxXmlArrayReader::failDamaged(const MxXmlArray& array, const std::string& what) const
+{
+  fail(array, "the compressed data is damaged: " + what);
+}
+
+/// @param room  keeps what has to be decoded before it can be unpacked
+MxXmlArrayReader::Blocks MxXmlArrayReader::openBlocks(const MxXmlArray& array, Source& source,
+                                                      MxArray<std::byte>& room,
+                                                      const Wish& wish) const
+{
+  const auto damaged = [&](const std::string& what) { failDamaged(array, what); };
+  Blocks blocks;
+  blocks.count = headerWord(array, source);
+  if (blocks.count == 0) {
+    checkSize(array, 0, wish);
+    return blocks;
+  }
+  blocks.bytes = headerWord(array, source);
+  blocks.partial = headerWord(array, source);
+  if (blocks.count > source.atMost() / 4) damaged("too many blocks");
+  if (blocks.partial > blocks.bytes || blocks.bytes == 0) damaged("block sizes");
+
+  std::vector<std::size_t>& starts = blocks.starts;
+  starts.assign(blocks.count + 1, 0);
+  for (std::size_t block = 0; block < blocks.count; ++block) {
+    const std::size_t packed = headerWord(array, source);
+    if (packed > source.atMost() || starts[block] + packed > source.atMost())
+      damaged("the blocks are longer than the file");
+    if (blocks.sizeOf(block) / mxMostInflation(codec) > packed)
+      damaged("a block is too short for its contents");
+    starts[block + 1] = starts[block] + packed;
+    blocks.total += blocks.sizeOf(block);
+  }
+  if (starts.back() > source.atMost()) damaged("the blocks are longer than the file");
+  checkSize(array, blocks.total, wish);
+  blocks.packed = source.take(starts.back(), room, m_request.parallel);
+  if (!blocks.packed) damaged("it ends too early or has foreign characters");
+  return blocks;
+}
+
 MxFileArray MxXmlArrayReader::readPacked(const MxXmlArray& array, Source& source,
                                          const Wish& wish) const
 {
   const bool parallel = m_request.parallel;
-  const auto damaged = [&](const std::string& what) {
-    fail(array, "the compressed data is damaged: " + what);
-  };
-  const std::size_t blocks = headerWord(array, source);
-  if (blocks == 0) {
-    checkSize(array, 0, wish);
-    return Target(*array.type, bigEndian, 0, wish).take(wish.asIndices);
-  }
-  const std::size_t blockBytes = headerWord(array, source);
-  const std::size_t partial = headerWord(array, source);
-  if (blocks > source.atMost() / 4) damaged("too many blocks");
-  if (partial > blockBytes || blockBytes == 0) damaged("block sizes");
-
-  std::vector<std::size_t> starts(blocks + 1, 0);
-  const auto sizeOf = [&](std::size_t block) {
-    return block + 1 == blocks && partial > 0 ? partial : blockBytes;
-  };
-  std::size_t total = 0;
-  for (std::size_t block = 0; block < blocks; ++block) {
-    const std::size_t packed = headerWord(array, source);
-    if (packed > source.atMost() || starts[block] + packed > source.atMost())
-      damaged("the blocks are longer than the file");
-    if (sizeOf(block) / mxMostInflation(codec) > packed)
-      damaged("a block is too short for its contents");
-    starts[block + 1] = starts[block] + packed;
-    total += sizeOf(block);
-  }
-  if (starts[blocks] > source.atMost()) damaged("the blocks are longer than the file");
-  checkSize(array, total, wish);
-
   MxArray<std::byte> decoded;
-  const char* packed = source.take(starts[blocks], decoded, parallel);
-  if (!packed) damaged("it ends too early or has foreign characters");
-
+  const Blocks blocks = openBlocks(array, source, decoded, wish);
+  const std::size_t total = blocks.total;
   const Target target(*array.type, bigEndian, total / scalarSize(*array.type), wish);
+  if (total == 0) return target.take(wish.asIndices);
   // Block by block while its bytes are near, unless a number lies across two blocks.
-  const bool whole = blockBytes % target.width() == 0;
+  const bool whole = blocks.bytes % target.width() == 0;
   const bool direct = target.isDirect();
   MxArray<std::byte> all;
   if (!direct && !whole) all.resizeUninitialized(total);
-  std::vector<std::uint8_t> good(blocks, 0);
-  forEachTask(parallel && total > kFileBlock, blocks, [&](std::size_t block) {
-    const std::size_t first = block * blockBytes, size = sizeOf(block);
+  std::vector<std::uint8_t> good(blocks.count, 0);
+  forEachTask(parallel && total > kFileBlock, blocks.count, [&](std::size_t block) {
+    const std::size_t first = block * blocks.bytes, size = blocks.sizeOf(block);
     thread_local MxArray<std::byte> t_room;
     std::byte* to = direct ? target.room(first) : nullptr;
     if (!direct && whole) {
@@ -245,8 +283,7 @@ MxFileArray MxXmlArrayReader::readPacked(const MxXmlArray& array, Source& source
     } else if (!direct) {
       to = all.data() + first;
     }
-    good[block] =
-        mxUnpack(codec, packed + starts[block], starts[block + 1] - starts[block], to, size);
+    good[block] = blocks.unpack(codec, block, to);
     if (!good[block] || !whole) return;
     if (!direct)
       target.put(first / target.width(), to, size / target.width(), false);
@@ -254,7 +291,82 @@ MxFileArray MxXmlArrayReader::readPacked(const MxXmlArray& array, Source& source
       target.swap(first, size);
   });
   const auto bad = std::find(good.begin(), good.end(), 0);
-  if (bad != good.end()) damaged("block " + std::to_string(bad - good.begin()));
+  if (bad != good.end()) failDamaged(array, "block " + std::to_string(bad - good.begin()));
   if (!whole) target.put(0, direct ? target.room(0) : all.data(), total / target.width(), parallel);
   return target.take(wish.asIndices);
+}
+
+namespace {
+
+/// The first of some numbers of the file if each is the one before it plus `step`; others answer
+/// nothing. They are compared in 64 bits without a sign, as they may be anything.
+std::optional<std::uint64_t> firstOfEvenIn(MiScalarType type, const char* from, std::size_t count,
+                                           std::uint64_t step)
+{
+  return visitScalarType(type, [&](auto scalar) -> std::optional<std::uint64_t> {
+    using T = decltype(scalar);
+    if constexpr (std::is_integral_v<T>) {
+      const auto at = [&](std::size_t i) {
+        T value;
+        std::memcpy(&value, from + i * sizeof(T), sizeof(T));
+        return static_cast<std::uint64_t>(value);
+      };
+      const std::uint64_t first = at(0);
+      bool even = true;
+      for (std::size_t i = 0; i < count; ++i)
+        even &= at(i) == first + i * step;
+      if (even) return first;
+    }
+    return {};
+  });
+}
+
+} // namespace
+
+std::optional<std::int64_t>
+MxXmlArrayReader::firstOfEven(const MxXmlArray& array, std::size_t count, std::int64_t step) const
+{
+  // Text and base64 are read once, and bytes in the other order are rare.
+  const bool isRaw = array.format == "appended" && !appendedBase64;
+  const bool isNative = !bigEndian == (std::endian::native == std::endian::little);
+  if (count == 0 || !isRaw || !isNative || !array.type || !isInteger(*array.type)) return {};
+  Source source = open(array);
+  const std::size_t width = scalarSize(*array.type);
+  const bool parallel = m_request.parallel;
+  const auto wide = static_cast<std::uint64_t>(step);
+  MxArray<std::byte> room;
+  Blocks blocks;
+  if (codec == MxCodec::None) {
+    // As blocks that are not packed.
+    blocks.total = headerWord(array, source);
+    checkSize(array, blocks.total, {.numbers = count});
+    blocks.packed = source.take(blocks.total, room, parallel);
+    if (!blocks.packed) fail(array, "the data ends too early or is damaged");
+    blocks.bytes = kFileBlock * width;
+    blocks.count = blockCount(blocks.total, blocks.bytes);
+    blocks.partial = blocks.total % blocks.bytes;
+  } else {
+    blocks = openBlocks(array, source, room, {.numbers = count});
+    if (blocks.bytes % width != 0) return {};
+  }
+  std::vector<std::optional<std::uint64_t>> firsts(blocks.count);
+  std::atomic<bool> even = true;
+  forEachTask(parallel && blocks.total > kFileBlock, blocks.count, [&](std::size_t block) {
+    if (!even.load(std::memory_order_relaxed)) return;
+    const std::size_t first = block * blocks.bytes, size = blocks.sizeOf(block);
+    const char* from = blocks.packed + first;
+    if (codec != MxCodec::None) {
+      thread_local MxArray<std::byte> t_room;
+      t_room.resizeUninitialized(size);
+      if (!blocks.unpack(codec, block, t_room.data()))
+        return even.store(false, std::memory_order_relaxed);
+      from = reinterpret_cast<const char*>(t_room.data());
+    }
+    firsts[block] = firstOfEvenIn(*array.type, from, size / width, wide);
+    if (!firsts[block]) return even.store(false, std::memory_order_relaxed);
+    *firsts[block] -= first / width * wide;
+  });
+  const bool all = even && std::all_of(firsts.begin(), firsts.end(),
+                                       [&](const auto& first) { return first == firsts[0]; });
+  return all ? std::optional(static_cast<std::int64_t>(*firsts[0])) : std::nullopt;
 }

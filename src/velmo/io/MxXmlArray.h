@@ -54,12 +54,23 @@ public:
   /// @throw MbMeshFileError
   MxFileArray read(const MxXmlArray& array, const Wish& wish) const;
 
+  /// The first of `count` numbers where each is the one before it plus `step`; none where they are
+  /// not, or stand in the file in a way in which finding out would cost as much as reading.
+  /// @throw MbMeshFileError for damage
+  std::optional<std::int64_t> firstOfEven(const MxXmlArray& array, std::size_t count,
+                                          std::int64_t step) const;
+
   /// Names the element and its line.
   [[noreturn]] void fail(const MxXmlArray& array, const std::string& problem) const;
 
 private:
   class Source;
   class Target;
+  struct Blocks;
+  Source open(const MxXmlArray& array) const;
+  Blocks openBlocks(const MxXmlArray& array, Source& source, MxArray<std::byte>& room,
+                    const Wish& wish) const;
+  [[noreturn]] void failDamaged(const MxXmlArray& array, const std::string& what) const;
   MxFileArray readText(const MxXmlArray& array, const Wish& wish) const;
   MxFileArray readPlain(const MxXmlArray& array, Source& source, const Wish& wish) const;
   MxFileArray readPacked(const MxXmlArray& array, Source& source, const Wish& wish) const;

@@ -45,7 +45,9 @@ public:
         if (piece.cells[s] > 0) sections[s] = readCells(piece, s);
       mesh.cells = mxJoinSections(std::move(sections), m_parallel);
     } else if (piece.cells[0] > 0) {
-      mesh.cells = readCells(piece, 0);
+      mesh.cells = readNodesOfCells(piece, 0);
+      if (findUniform(piece, mesh.cells)) return mesh;
+      readOffsetsOfCells(piece, 0, mesh.cells);
       mesh.cells.types =
           asBytes(m_reader.read(need(piece, 0, "types"), {.numbers = piece.cells[0]}));
       if (mxCountTypes(mesh.cells)[static_cast<std::size_t>(MiCellShape::Polyhedron)] > 0)
@@ -105,14 +107,38 @@ private:
 
   MxFileCells readCells(const MxXmlPiece& piece, std::size_t section) const
   {
+    MxFileCells cells = readNodesOfCells(piece, section);
+    readOffsetsOfCells(piece, section, cells);
+    return cells;
+  }
+
+  MxFileCells readNodesOfCells(const MxXmlPiece& piece, std::size_t section) const
+  {
     MxFileCells cells;
     cells.count = piece.cells[section];
-    const MxXmlArray& offsets = need(piece, section, "offsets");
+    need(piece, section, "offsets");
     cells.connectivity = m_reader.read(need(piece, section, "connectivity"),
                                        {.asIndices = true, .narrow = piece.nodes < kNarrowLimit});
+    return cells;
+  }
+
+  /// Cells of one shape need neither types nor offsets, nor memory for them.
+  bool findUniform(const MxXmlPiece& piece, MxFileCells& cells) const
+  {
+    const std::size_t each = cells.connectivity.size / cells.count;
+    if (each == 0 || cells.connectivity.size % cells.count != 0) return false;
+    const auto type = m_reader.firstOfEven(need(piece, 0, "types"), cells.count, 0);
+    if (!type) return false;
+    const auto step = static_cast<std::int64_t>(each);
+    return m_reader.firstOfEven(need(piece, 0, "offsets"), cells.count, step) == step &&
+           mxMakeUniform(cells, *type, each);
+  }
+
+  void readOffsetsOfCells(const MxXmlPiece& piece, std::size_t section, MxFileCells& cells) const
+  {
+    const MxXmlArray& offsets = need(piece, section, "offsets");
     cells.offsets = readOffsets(offsets, cells.count, cells.connectivity);
     checkOffsets(offsets, cells.offsets, cells.connectivity);
-    return cells;
   }
 
   /// Offsets into `numbers`, in the same type where possible: extraction has its fast ways for
