@@ -219,21 +219,22 @@ private:
     cells.count = n;
     cells.connectivity = MxFileArray::of<std::int32_t>(size - n);
     auto* nodes = cells.connectivity.as<std::int32_t>();
-    // Cells of one size lie where they should, which several threads can check.
+    // Cells of one size lie where they should, which several threads can see while they read.
     const std::size_t step = n > 0 && size % n == 0 ? size / n : 0;
     const auto each = static_cast<std::int32_t>(step) - 1;
-    if (step > 1 && step < kNarrowLimit &&
-        mxAll(m_parallel, n, [&](std::size_t cell) { return number(cell * step) == each; }))
-    {
-      forEachBlock(m_parallel, n, kFileBlock,
-                   [&](std::size_t, std::size_t first, std::size_t last) {
-                     auto* to = nodes + first * (step - 1);
-                     for (std::size_t cell = first; cell < last; ++cell)
-                       for (std::size_t i = 1; i < step; ++i)
-                         *to++ = number(cell * step + i);
-                   });
-      return cells;
-    }
+    std::atomic<bool> even = step > 1 && step < kNarrowLimit;
+    forEachBlock(m_parallel, n, kFileBlock, [&](std::size_t, std::size_t first, std::size_t last) {
+      if (!even.load(std::memory_order_relaxed)) return;
+      bool own = true;
+      auto* to = nodes + first * (step - 1);
+      for (std::size_t cell = first; cell < last; ++cell) {
+        own &= number(cell * step) == each;
+        for (std::size_t i = 1; i < step; ++i)
+          *to++ = number(cell * step + i);
+      }
+      if (!own) even.store(false, std::memory_order_relaxed);
+    });
+    if (even) return cells;
     cells.offsets = size > kNarrowLimit ? MxFileArray::of<std::int64_t>(n + 1)
                                         : MxFileArray::of<std::int32_t>(n + 1);
     visitIndices(cells.offsets, [&](auto offsets) {

@@ -15,8 +15,21 @@ MbBox boxOf(bool parallel, std::size_t count, const PositionOf& position)
   forEachBlock(parallel, count, kBlock,
                [&](std::size_t block, std::size_t first, std::size_t last) {
                  MbBox box;
-                 for (std::size_t node = first; node < last; ++node)
-                   box.include(position(node));
+                 // Without a branch a point; what is not finite leaves a NaN in the sum.
+                 MbVec3d sum;
+                 for (std::size_t node = first; node < last; ++node) {
+                   const MbVec3d point = position(node);
+                   sum = sum + (point - point);
+                   for (std::size_t axis = 0; axis < 3; ++axis) {
+                     box.min[axis] = point[axis] < box.min[axis] ? point[axis] : box.min[axis];
+                     box.max[axis] = point[axis] > box.max[axis] ? point[axis] : box.max[axis];
+                   }
+                 }
+                 if (sum != MbVec3d{}) {
+                   box = {};
+                   for (std::size_t node = first; node < last; ++node)
+                     box.include(position(node));
+                 }
                  boxes[block] = box;
                });
   MbBox whole;
@@ -115,10 +128,18 @@ void countCells(const View& view, bool parallel, MbMeshSummary& summary)
   forEachBlock(parallel, summary.cellCount, kBlock,
                [&](std::size_t block, std::size_t first, std::size_t last) {
                  CellCounts& own = blocks[block];
-                 for (std::size_t cell = first; cell < last; ++cell) {
-                   ++own.shapes[static_cast<std::uint8_t>(view.shape(cell))];
-                   own.dead += view.isDead(cell) ? 1 : 0;
+                 // Runs of one shape, as most meshes are; counting one by one would wait for
+                 // itself.
+                 for (std::size_t cell = first; cell < last;) {
+                   const MiCellShape shape = view.shape(cell);
+                   std::size_t end = cell + 1;
+                   while (end < last && view.shape(end) == shape)
+                     ++end;
+                   own.shapes[static_cast<std::uint8_t>(shape)] += end - cell;
+                   cell = end;
                  }
+                 for (std::size_t cell = first; view.hasDead() && cell < last; ++cell)
+                   own.dead += view.isDead(cell) ? 1 : 0;
                });
   for (std::size_t shape = 0; shape < 256; ++shape) {
     std::size_t count = 0;
