@@ -17,30 +17,51 @@
 
 namespace {
 
-/// For the thread sanitizer alone: whatever the calling thread did comes before the pieces, and the
-/// pieces before what it does next. Nothing is said of one piece and another.
+/// For the thread sanitizer alone: what a thread does before releaseAt comes before what another
+/// does after acquireAt at the same place, which is never looked into.
+#ifdef VELMO_THREAD_SANITIZER
+void releaseAt(char& place)
+{
+  __tsan_release(&place);
+}
+void acquireAt(char& place)
+{
+  __tsan_acquire(&place);
+}
+#else
+void releaseAt(char&) {}
+void acquireAt(char&) {}
+#endif
+
+/// Whatever the calling thread did comes before the pieces, and the pieces before what it does
+/// after waiting for them. Nothing is said of one piece and another.
 class PieceOrder
 {
-#ifdef VELMO_THREAD_SANITIZER
 public:
-  PieceOrder()
-  {
-    __tsan_release(&m_before);
-  }
-  ~PieceOrder()
-  {
-    __tsan_acquire(&m_after);
-  }
+  PieceOrder() { releaseAt(m_before); }
   PieceOrder(const PieceOrder&) = delete;
   PieceOrder& operator=(const PieceOrder&) = delete;
 
+  /// Around a piece.
   class Piece
   {
   public:
-    explicit Piece(PieceOrder& order) : m_order(order) { __tsan_acquire(&order.m_before); }
-    ~Piece() { __tsan_release(&m_order.m_after); }
+    explicit Piece(PieceOrder& order) : m_order(order) { acquireAt(order.m_before); }
+    ~Piece() { releaseAt(m_order.m_after); }
     Piece(const Piece&) = delete;
     Piece& operator=(const Piece&) = delete;
+
+  private:
+    PieceOrder& m_order;
+  };
+  /// Around what waits for the pieces; also an exception of theirs is handled after it.
+  class Wait
+  {
+  public:
+    explicit Wait(PieceOrder& order) : m_order(order) {}
+    ~Wait() { acquireAt(m_order.m_after); }
+    Wait(const Wait&) = delete;
+    Wait& operator=(const Wait&) = delete;
 
   private:
     PieceOrder& m_order;
@@ -48,14 +69,9 @@ public:
 
 private:
   char m_before = 0, m_after = 0;
-#else
-public:
-  struct Piece
-  {
-    explicit Piece(PieceOrder&) {}
-  };
-#endif
 };
+
+char s_enqueued = 0; // stands for the queue of tasks
 
 } // namespace
 
@@ -69,17 +85,22 @@ void enqueueTask(void (*run)())
 {
   // Never deleted: a worker may be in it while the program's statics go.
   static auto* arena = new tbb::task_arena;
-  arena->enqueue([run] { run(); });
+  releaseAt(s_enqueued);
+  arena->enqueue([run] {
+    acquireAt(s_enqueued);
+    run();
+  });
 }
 
 void velmo_detail::runLoop(std::size_t count, void (*body)(void*, std::size_t, std::size_t),
                            void* context)
 {
   PieceOrder order;
+  const PieceOrder::Wait wait(order);
   tbb::this_task_arena::isolate([&] {
     tbb::parallel_for(tbb::blocked_range<std::size_t>(0, count, 1),
                       [&](const tbb::blocked_range<std::size_t>& range) {
-                        [[maybe_unused]] const PieceOrder::Piece piece(order);
+                        const PieceOrder::Piece piece(order);
                         body(context, range.begin(), range.end());
                       });
   });
@@ -93,18 +114,22 @@ void velmo_detail::runWithHelpers(std::size_t helperCount, void (*lead)(void*), 
     tbb::task_group helpers;
     for (std::size_t helper = 0; helper < helperCount; ++helper)
       helpers.run([&] {
-        [[maybe_unused]] const PieceOrder::Piece piece(order);
+        const PieceOrder::Piece piece(order);
         help(context);
       });
+    const auto waitForAll = [&] {
+      const PieceOrder::Wait wait(order);
+      helpers.wait();
+    };
     try {
       lead(context);
     } catch (...) {
       try {
-        helpers.wait();
+        waitForAll();
       } catch (...) { // one exception is enough
       }
       throw;
     }
-    helpers.wait();
+    waitForAll();
   });
 }
