@@ -26,9 +26,13 @@ std::string shownList(const std::vector<std::size_t>& first, std::size_t count,
                       const std::vector<std::size_t>& counts)
 {
   std::string text;
-  for (const std::size_t number : first)
-    text += (text.empty() ? "" : " ") + shownIndex(number, counts);
-  return first.size() < count ? text + " ..." : text;
+  for (std::size_t n = 0; n < first.size(); ++n)
+    // Several faces of one cell may be concerned.
+    if (n == 0 || first[n] != first[n - 1])
+      text += (text.empty() ? "" : " ") + shownIndex(first[n], counts);
+  // Fewer than there are may be all the same: faces of one cell, components of one value.
+  constexpr std::size_t kMost = 10;
+  return first.size() < count && first.size() >= kMost ? text + " ..." : text;
 }
 
 /// A sentence in lines that a terminal shows whole.

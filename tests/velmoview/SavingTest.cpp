@@ -40,7 +40,7 @@ TEST(CheckMesh, TellsFaultsWhereTheyAreAndByTheExitCode)
   const Outcome wrong = runProgram({mesh.path(), "--check-mesh", "--ijk", "2,1,1"});
   EXPECT_EQ(wrong.code, 3);
   EXPECT_THAT(wrong.out,
-              HasSubstr("    1  broken cells                                  (1,0,0)\n"));
+              HasSubstr("    1  broken cells, with missing or too few nodes   (1,0,0)\n"));
   EXPECT_THAT(wrong.out,
               HasSubstr("    1  values that are not finite in 'all' per cell  (0,0,0)\n"));
   EXPECT_THAT(wrong.out, HasSubstr("Something is wrong"));

@@ -470,7 +470,7 @@ bool MbMeshFaults::isFaulty() const
 
 const char* mbFaultName(MbMeshFault fault, MeshType type)
 {
-  constexpr const char* kNames[] = {"broken cells",
+  constexpr const char* kNames[] = {"broken cells, with missing or too few nodes",
                                     "cells of unknown shape",
                                     "cells with corners that are not finite",
                                     "degenerate cells, without extent",
