@@ -104,72 +104,37 @@ TEST(CutExtractor, NothingIsExtractedTwice)
   EXPECT_EQ(after[1], before[1]) << "a plane depends on no values";
 }
 
-TEST(CutExtractor, ValuesFollowTheVerticesAlongTheirEdges)
+TEST(CutExtractor, TextsAreThoseOfTheNearerNodeAndLinesAndPointsBringTheirOwnValues)
 {
   const auto mesh = zoo::block(VOLUME_MESH_CURVILINEAR, {4, 3, 5});
-  // x + 10 y + 100 z of each node, which lies at (i, j / 2, k / 4).
-  std::vector<double> sums, cells, vectors;
   std::vector<std::string> texts;
-  for (std::size_t k = 0; k <= 5; ++k)
-    for (std::size_t j = 0; j <= 3; ++j)
-      for (std::size_t i = 0; i <= 4; ++i) {
-        const double x = static_cast<double>(i), y = static_cast<double>(j) / 2,
-                     z = static_cast<double>(k) / 4;
-        sums.push_back(x + 10 * y + 100 * z);
-        vectors.insert(vectors.end(), {z, x, y});
-        texts.push_back(std::to_string(texts.size()));
-      }
-  for (std::size_t c = 0; c < 60; ++c)
-    cells.push_back(static_cast<double>(3 * c));
-  const MbIndex3 nodes{5, 4, 6};
-  const MbScalardSetIjk perNode("s", MiDataBinding::PerNode, nodes, sums);
-  const MbScalardSetIjk perCell("c", MiDataBinding::PerCell, {4, 3, 5}, cells);
-  const MbVec3dSetIjk perNodeVectors("v", MiDataBinding::PerNode, nodes, vectors);
-  const MbStringSetIjk names("t", MiDataBinding::PerNode, nodes, texts);
-  const MbScalardSetI flat("f", MiDataBinding::PerNode, sums);
-
-  EightTetrahedra tessellator;
-  const auto extractor = MiPlaneSliceExtractIjk::getNewInstance(
-      zoo::as<VOLUME_MESH_CURVILINEAR>(*mesh), true, &tessellator);
-  EXPECT_EQ(extractor->extractScalarSet(perNode), nullptr) << "nothing extracted yet";
+  for (int n = 0; n < 5 * 4 * 6; ++n)
+    texts.push_back(std::to_string(n));
+  const auto extractor =
+      MiPlaneSliceExtractIjk::getNewInstance(zoo::as<VOLUME_MESH_CURVILINEAR>(*mesh), true);
   const MbVec3d normal{1, 1, 4};
   const auto& surface = extractor->extractSlice(normal, 4.3, nullptr);
-  const auto expectAt = [](const MeXDataSetI<double>* mapped, const MeXGeometryI& geometry) {
-    ASSERT_NE(mapped, nullptr);
-    ASSERT_EQ(mapped->getSize(), geometry.getNodeCount());
-    for (std::size_t n = 0; n < mapped->getSize(); ++n) {
-      const MbVec3d p = geometry.getNode(n);
-      EXPECT_NEAR(mapped->values[n], p.x + 10 * p.y + 100 * p.z, 1e-4);
-    }
-  };
-  expectAt(extractor->extractScalarSet(perNode), surface.geometry);
-  expectAt(extractor->extractScalarSet(perNode), surface.geometry);
-  const auto* ofCells = extractor->extractScalarSet(perCell);
-  ASSERT_NE(ofCells, nullptr);
-  for (std::size_t c = 0; c < ofCells->getSize(); ++c)
-    EXPECT_EQ(ofCells->values[c], 3.0 * surface.provenance.cells[c]);
-  const auto* ofVectors = extractor->extractVec3Set(perNodeVectors);
-  ASSERT_NE(ofVectors, nullptr);
-  EXPECT_NEAR(ofVectors->values[7].y, surface.geometry.getNode(7).x, 1e-6);
+  const MbStringSetIjk names("t", MiDataBinding::PerNode, {5, 4, 6}, texts);
   const auto* ofTexts = extractor->extractStringSet(names);
   ASSERT_NE(ofTexts, nullptr);
-  const std::size_t nearer = surface.provenance.weights[7] > 0.5 ? 15 : 14;
-  EXPECT_EQ(ofTexts->values[7], std::to_string(surface.provenance.nodes[nearer]));
-  EXPECT_EQ(extractor->extractScalarSet(flat), nullptr) << "numbered in another way";
+  const MeXProvenance& provenance = surface.provenance;
+  for (std::size_t n = 0; n < provenance.weights.size(); ++n)
+    EXPECT_EQ(ofTexts->values[n],
+              std::to_string(provenance.nodes[2 * n + (provenance.weights[n] > 0.5 ? 1 : 0)]));
 
-  // Lines and points bring their own.
+  const auto heights = zoo::nodeSet(*mesh, height);
+  const auto expectHeights = [](const MeXDataSetI<double>* mapped, const MeXGeometryI& geometry) {
+    ASSERT_NE(mapped, nullptr);
+    ASSERT_EQ(mapped->getSize(), geometry.getNodeCount());
+    for (std::size_t n = 0; n < mapped->getSize(); ++n)
+      EXPECT_NEAR(mapped->values[n], geometry.getNode(n).z, 1e-6);
+  };
   const auto& lines = extractor->extractLine(normal, 4.3, nullptr);
-  expectAt(extractor->extractLineScalarSet(perNode), lines.geometry);
-  std::set<std::pair<int, int>> edges;
-  for (std::size_t f = 0; f < surface.topology.getCellCount(); ++f) {
-    const auto cell = surface.topology.getCell(f);
-    for (std::size_t n = 0; n < cell.size(); ++n)
-      edges.insert(std::minmax(cell[n], cell[(n + 1) % cell.size()]));
-  }
-  EXPECT_EQ(lines.topology.getCellCount(), edges.size());
+  expectHeights(extractor->extractLineScalarSet(*heights), lines.geometry);
+  EXPECT_EQ(lines.topology.getCellCount(), laws::edgesOf(surface).size());
   const auto& points = extractor->extractPoints(normal, 4.3, nullptr);
   EXPECT_EQ(points.geometry.getNodeCount(), surface.geometry.getNodeCount());
-  expectAt(extractor->extractPointsScalarSet(perNode), points.geometry);
+  expectHeights(extractor->extractPointsScalarSet(*heights), points.geometry);
 }
 
 TEST(CutExtractor, QuadraticCellsShowTheOutlineOfTheirCutAlone)

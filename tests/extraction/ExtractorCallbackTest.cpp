@@ -154,6 +154,64 @@ TEST_P(EveryExtractor, GivesTheSameBytesByVirtualCalls)
   EXPECT_EQ(bytesOf(row.make(*mesh, true), 0), expected);
 }
 
+TEST_P(EveryExtractor, MapsSetsOfNodesAndCellsAndRefusesThoseThatDoNotFit)
+{
+  const auto field = [](const MbVec3d& p) { return p.x + 10 * p.y + 100 * p.z; };
+  const auto nodes = zoo::nodeSet(*mesh, field);
+  const auto vectors = zoo::vectorSet(*mesh, [](const MbVec3d& p) {
+    return MbVec3d{p.z, p.x, p.y};
+  });
+  const auto cells = zoo::cellNumbers(*mesh);
+  const std::size_t nodeCount = zoo::nodePlaces(*mesh).size();
+  const MbScalardSetI tooShort("s", MiDataBinding::PerNode, std::vector<double>(nodeCount - 1));
+  // Of as many values as there are nodes, numbered as those of no mesh or of no mesh so long.
+  const MbScalardSetIj strange("ij", MiDataBinding::PerNode, nodeCount, 1,
+                               std::vector<double>(nodeCount));
+  const auto expectField = [&](const auto& at, const MeXDataSetI<double>* mapped,
+                               const MeXDataSetI<MbVec3d>* mappedVectors) {
+    ASSERT_TRUE(mapped && mappedVectors);
+    ASSERT_EQ(mapped->getSize(), at.geometry.getNodeCount());
+    ASSERT_EQ(mappedVectors->getSize(), mapped->getSize());
+    for (std::size_t n = 0; n < mapped->getSize(); ++n) {
+      const MbVec3d p = at.geometry.getNode(n);
+      ASSERT_NEAR(mapped->values[n], field(p), 1e-5 * (1 + std::abs(field(p))));
+      ASSERT_LT(length(mappedVectors->values[n] - MbVec3d{p.z, p.x, p.y}), 1e-5 * (1 + length(p)));
+    }
+  };
+  const auto expectCells = [](const MeXDataSetI<double>* mapped, const auto& expected) {
+    ASSERT_NE(mapped, nullptr);
+    ASSERT_EQ(mapped->getSize(), expected.size());
+    for (std::size_t c = 0; c < mapped->getSize(); ++c)
+      ASSERT_EQ(mapped->values[c], expected[c]);
+  };
+  const cases::Job job = row.make(*mesh, true);
+  const auto check = [&](auto& extractor, const auto& extracted) {
+    EXPECT_EQ(extractor.extractScalarSet(*nodes), nullptr) << "nothing is extracted yet";
+    job.extract(0, nullptr);
+    expectField(*extracted(), extractor.extractScalarSet(*nodes),
+                extractor.extractVec3Set(*vectors));
+    expectCells(extractor.extractScalarSet(*cells), extracted()->provenance.cells);
+    EXPECT_EQ(extractor.extractScalarSet(*nodes), extractor.extractScalarSet(*nodes)) << "once";
+    EXPECT_EQ(extractor.extractScalarSet(tooShort), nullptr);
+    EXPECT_EQ(extractor.extractScalarSet(strange), nullptr);
+  };
+  if (auto* surfaces = dynamic_cast<MiSurfaceExtractor*>(job.extractor.get()))
+    check(*surfaces, [&] { return surfaces->getSurface(); });
+  else if (auto* lines = dynamic_cast<MiLineExtractor*>(job.extractor.get()))
+    check(*lines, [&] { return lines->getLines(); });
+  auto* several = dynamic_cast<MiMultiLineExtractor*>(job.extractor.get());
+  if (!several) return;
+  job.extract(0, nullptr);
+  for (std::size_t l = 0; l < several->getLines().size(); ++l) {
+    const MeXLineMeshUnstructured& line = several->getLines()[l];
+    expectField(line, several->extractScalarSet(l, *nodes), several->extractVec3Set(l, *vectors));
+    expectCells(several->extractScalarSet(l, *cells), line.provenance.nodeCells);
+  }
+  EXPECT_EQ(several->extractScalarSet(several->getLines().size(), *nodes), nullptr);
+  EXPECT_EQ(several->extractScalarSet(0, tooShort), nullptr);
+  EXPECT_EQ(several->extractScalarSet(0, strange), nullptr);
+}
+
 INSTANTIATE_TEST_SUITE_P(Cases, EveryExtractor,
                          testing::Range<std::size_t>(0, table().all().size()),
                          [](const auto& info) {

@@ -185,26 +185,6 @@ TEST(SurfaceExtract, RefinesHigherOrderCellsByTheTessellator)
   EXPECT_EQ(extractor->extractPoints(nullptr).geometry.getNodeCount(), 10u);
 }
 
-TEST(SurfaceExtract, MapsSetsOfItsOwnNumbering)
-{
-  std::vector<double> perNode(12), perCell(6);
-  std::iota(perNode.begin(), perNode.end(), 0.0);
-  std::iota(perCell.begin(), perCell.end(), 0.0);
-  const auto mesh = zoo::sheet(SURFACE_MESH_CURVILINEAR, {3, 2, 0}, {0, 1, 0, 0, 0, 0});
-  const auto extractor =
-      MiSurfaceExtractIj::getNewInstance(zoo::as<SURFACE_MESH_CURVILINEAR>(*mesh), true);
-  const MbScalardSetIj nodes("n", MiDataBinding::PerNode, 4, 3, perNode);
-  const MbScalardSetIj cells("c", MiDataBinding::PerCell, 3, 2, perCell);
-  EXPECT_EQ(extractor->extractScalarSet(nodes), nullptr) << "nothing is extracted yet";
-  extractor->extractSurface(nullptr);
-  EXPECT_THAT(extractor->extractScalarSet(nodes)->values, ElementsAre(1, 2, 6, 5));
-  EXPECT_THAT(extractor->extractScalarSet(cells)->values, ElementsAre(1));
-  const MbScalardSetI flat("f", MiDataBinding::PerNode, perNode);
-  const MbScalardSetIj small("s", MiDataBinding::PerNode, 3, 2, perCell);
-  EXPECT_EQ(extractor->extractScalarSet(flat), nullptr);
-  EXPECT_EQ(extractor->extractScalarSet(small), nullptr);
-}
-
 TEST(SurfaceExtract, LeavesBrokenCellsOutWithOneSentence)
 {
   const std::vector<std::int32_t> connectivity{0, 1, 2, 1, 2, 7, 1, 2, -1,

@@ -4,12 +4,10 @@
 #include <tests/support/SkinLaws.h>
 
 #include <velmo/mesh/MbCellFilter.h>
-#include <velmo/mesh/MbDataSet.h>
 
 #include <gmock/gmock.h>
 
 #include <limits>
-#include <numeric>
 #include <set>
 
 using testing::ElementsAre;
@@ -193,38 +191,18 @@ TEST_P(LogicalSlice, BetweenLayersCornersLieOnTheEdgesOfTheirCells)
   }
 }
 
-TEST_P(LogicalSlice, ValuesOfBothBindingsAreThoseOfNodesAndCells)
+TEST_P(LogicalSlice, LinesAndPointsHaveTheirValues)
 {
-  const MbIndex3 cells{4, 3, 5};
-  const auto mesh = zoo::block(GetParam(), cells);
-  std::vector<double> number(60);
-  std::iota(number.begin(), number.end(), 0.0);
+  const auto mesh = zoo::block(GetParam(), {4, 3, 5});
   const auto layers = zoo::nodeSet(*mesh, [](const MbVec3d& p) { return 4 * p.z; }); // their k
-  const MiTypedDataSet<double>& perNode = *layers;
-  const MbScalardSetIjk perCell("cell", MiDataBinding::PerCell, cells, number);
-
   const auto slice = makeSlice(*mesh, true);
-  EXPECT_EQ(slice->extractScalarSet(perNode), nullptr); // nothing to map on yet
-  slice->extractSlice(MiMesh::DIMENSION_K, 2, true, nullptr);
-  EXPECT_THAT(slice->extractScalarSet(perNode)->values, testing::Each(3));
-  EXPECT_EQ(slice->extractScalarSet(perCell)->values.front(), 24);
-  EXPECT_EQ(slice->extractScalarSet(perCell)->values.back(), 35);
-
-  const auto between = makeBetween(*mesh, true);
-  between->extractSlice(MiMesh::DIMENSION_K, nullptr, 2.75);
-  EXPECT_THAT(between->extractScalarSet(perNode)->values, testing::Each(2.75));
-  EXPECT_EQ(between->extractScalarSet(perCell)->values.size(), 12u);
-  EXPECT_EQ(between->extractScalarSet(perCell)->values[7], 31);
-  // A set that is numbered otherwise does not fit.
-  const MbScalardSetI wrong("cell", MiDataBinding::PerCell, number);
-  EXPECT_EQ(between->extractScalarSet(wrong), nullptr);
-
   const auto& lines = slice->extractLine(MiMesh::DIMENSION_K, 2, true, nullptr);
   EXPECT_EQ(lines.topology.getCellCount(), 4u * 4 + 3u * 5);
-  EXPECT_THAT(slice->extractLineScalarSet(perNode)->values, testing::Each(3));
+  EXPECT_THAT(slice->extractLineScalarSet(*layers)->values, testing::Each(3));
+  const auto between = makeBetween(*mesh, true);
   EXPECT_EQ(between->extractPoints(MiMesh::DIMENSION_K, nullptr, 2.75).geometry.getNodeCount(),
             20u);
-  EXPECT_THAT(between->extractPointsScalarSet(perNode)->values, testing::Each(2.75));
+  EXPECT_THAT(between->extractPointsScalarSet(*layers)->values, testing::Each(2.75));
 }
 
 TEST_P(LogicalSlice, NothingIsExtractedTwice)

@@ -11,7 +11,7 @@
 
 namespace {
 
-using testing::ElementsAre;
+using testing::ElementsAreArray;
 using S = MiCellShape;
 
 constexpr std::size_t kNone = static_cast<std::size_t>(-1);
@@ -267,50 +267,40 @@ TEST(PointProbe, FindsPointsBeyondTheCornersOfCurvedCells)
 
 TEST(PointProbe, WorksOnSurfacesAndOnlyNearThem)
 {
-  const auto bump = [](double x, double y) { return 0.1 * std::sin(2 * x) + 0.2 * x * y; };
-  std::vector<double> points;
-  for (int j = 0; j < 5; ++j)
-    for (int i = 0; i < 6; ++i)
-      points.insert(points.end(), {i * 0.5, j * 0.4, bump(i * 0.5, j * 0.4)});
-  const MbSurfaceMeshCurvilinear curvilinear({5, 4}, points);
-  const auto field = zoo::nodeSet(curvilinear, linear);
-  const auto probe = make<MiPointProbeIj>(curvilinear);
-  const MxCellView<SURFACE_MESH_CURVILINEAR> view(curvilinear);
-  for (std::size_t cell = 0; cell < 20; ++cell) {
-    MxCellBuffer buffer;
-    MbVec3d middle{};
-    for (const std::size_t node : view.nodes(cell, buffer))
-      middle += view.position(node) * 0.25;
-    ASSERT_TRUE(probe->locate(middle, {}, nullptr));
-    EXPECT_EQ(probe->getCell(), (MbIndex3{cell % 5, cell / 5, 0}));
-    EXPECT_NEAR(probe->getValue(*field), linear(middle), kTiny);
-    EXPECT_FALSE(probe->locate(middle + MbVec3d{0, 0, 0.01}, {}, nullptr));
-  }
-  const MbSurfaceMeshRegular regular({5, 4}, MbVec3d{0, 0, 0}, MbVec3d{0.5, 0, 0},
-                                     MbVec3d{0, 0.4, 0});
-  const MbSurfaceMeshRectilinear rectilinear({5, 4}, std::vector<double>{0, 0.5, 1, 1.5, 2, 2.5},
-                                             std::vector<double>{0, 0.4, 0.8, 1.2, 1.6});
-  for (const auto& other : {make<MiPointProbeIj>(regular), make<MiPointProbeIj>(rectilinear)}) {
-    ASSERT_TRUE(other->locate({1.6, 0.9, 0}, {}, nullptr));
-    EXPECT_EQ(other->getCell(), (MbIndex3{3, 2, 0}));
-    EXPECT_THAT(other->getNodes(), ElementsAre(15, 16, 22, 21));
-    EXPECT_NEAR(other->getWeights()[0], 0.8 * 0.75, kTiny);
-    EXPECT_FALSE(other->locate({1.6, 0.9, 0.01}, {}, nullptr));
-  }
-  const auto shapes = zoo::cellsOf(zoo::shapesOf(2));
-  const auto& mixed = zoo::as<SURFACE_MESH_UNSTRUCTURED>(*shapes);
-  const auto mixedField = zoo::nodeSet(mixed, linear);
-  const auto mixedProbe = make<MiPointProbeUnstructured>(mixed);
-  for (std::size_t cell = 0; cell < mixed.getTopology().getCellCount(); ++cell) {
-    std::vector<std::size_t> nodes;
-    mixed.getTopology().getCellNodes(cell, nodes);
-    MbVec3d middle{};
-    for (const std::size_t node : nodes)
-      middle += mixed.getGeometry().getNode(node) * (1.0 / static_cast<double>(nodes.size()));
-    ASSERT_TRUE(mixedProbe->locate(middle, kNone, nullptr)) << cell;
-    EXPECT_EQ(mixedProbe->getCell(), cell);
-    EXPECT_NEAR(mixedProbe->getValue(*mixedField), linear(middle), kTiny) << cell;
-  }
+  const auto check = [](const MiMesh& mesh) {
+    visitMeshKind(MxSurfaceKinds{}, classifyMesh(&mesh), [&]<MeshType K>() {
+      SCOPED_TRACE(meshTypeName(K));
+      constexpr bool kIsFlat = K == SURFACE_MESH_UNSTRUCTURED;
+      using Probe = std::conditional_t<kIsFlat, MiPointProbeUnstructured, MiPointProbeIj>;
+      const auto probe = make<Probe>(zoo::as<K>(mesh));
+      const auto field = zoo::nodeSet(mesh, linear);
+      const MxCellView<K> view(zoo::as<K>(mesh));
+      const std::size_t columns = view.cellCounts().x;
+      MxCellBuffer buffer;
+      for (std::size_t cell = 0; cell < view.cellCount(); ++cell) {
+        MbVec3d middle{};
+        const auto nodes = view.nodes(cell, buffer);
+        for (const std::size_t node : nodes)
+          middle += view.position(node) * (1.0 / static_cast<double>(nodes.size()));
+        ASSERT_TRUE(probe->locate(middle, {}, nullptr)) << cell;
+        if constexpr (kIsFlat)
+          EXPECT_EQ(probe->getCell(), cell);
+        else
+          EXPECT_EQ(probe->getCell(), (MbIndex3{cell % columns, cell / columns, 0}));
+        EXPECT_THAT(probe->getNodes(), ElementsAreArray(nodes));
+        EXPECT_NEAR(probe->getValue(*field), linear(middle), kTiny) << cell;
+        EXPECT_FALSE(probe->locate(middle + MbVec3d{0, 0, 0.01}, {}, nullptr));
+      }
+    });
+  };
+  for (const MeshType kind : zoo::kSurfaceKinds)
+    check(*zoo::sheet(kind, {5, 4, 0}));
+  check(*zoo::cellsOf(zoo::shapesOf(2)));
+  // Quads that are not plane.
+  std::vector<MbVec3d> points = zoo::nodePlaces(*zoo::sheet(SURFACE_MESH_REGULAR, {5, 4, 0}));
+  for (MbVec3d& p : points)
+    p.z = 0.1 * std::sin(p.x) + 0.1 * p.x * p.y;
+  check(MbSurfaceMeshCurvilinear({5, 4}, points));
 }
 
 TEST(PointProbe, ReadsSetsOfEveryBindingAndRefusesThoseThatDoNotFit)

@@ -3,6 +3,8 @@
 #include <velmo/mesh/MbDataSet.h>
 #include <velmo/mesh/views/MxCellView.h>
 
+#include <numeric>
+
 namespace {
 
 template <class T, MxIndexing Indexing>
@@ -72,6 +74,15 @@ zoo::vectorSet(const MiMesh& mesh, const std::function<MbVec3d(const MbVec3d&)>&
     values.insert(values.end(), {v.x, v.y, v.z});
   }
   return setFor<MbVec3d>(mesh, MiDataBinding::PerNode, std::move(values));
+}
+
+std::unique_ptr<MiTypedDataSet<double>> zoo::cellNumbers(const MiMesh& mesh)
+{
+  std::vector<double> numbers;
+  visitMeshKind(MxAllKinds{}, classifyMesh(&mesh),
+                [&]<MeshType K>() { numbers.resize(MxCellView<K>(as<K>(mesh)).cellCount()); });
+  std::iota(numbers.begin(), numbers.end(), 0.0);
+  return setOf(mesh, MiDataBinding::PerCell, std::move(numbers));
 }
 
 zoo::Active zoo::someDead(const MbIndex3& cells)

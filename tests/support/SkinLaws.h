@@ -4,29 +4,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <map>
 #include <string>
 
 /// Laws that every skin obeys, and what is compared of two skins.
 namespace laws {
-
-/// Every edge of the polygons is used an even number of times.
-inline void expectClosed(const MeXSurfaceMeshUnstructured& surface)
-{
-  std::map<std::pair<int, int>, int> uses;
-  for (std::size_t f = 0; f < surface.topology.getCellCount(); ++f) {
-    const auto cell = surface.topology.getCell(f);
-    for (std::size_t n = 0; n < cell.size(); ++n) {
-      const int a = cell[n], b = cell[(n + 1) % cell.size()];
-      ++uses[{std::min(a, b), std::max(a, b)}];
-    }
-  }
-  std::size_t odd = 0;
-  for (const auto& [edge, count] : uses)
-    odd += count % 2;
-  EXPECT_EQ(odd, 0u) << "open edges of " << uses.size();
-}
 
 struct Size
 {
@@ -65,6 +49,24 @@ std::vector<std::vector<int>> cellsOf(const Mesh& mesh)
     cells.emplace_back(cell.begin(), cell.end());
   }
   return cells;
+}
+
+/// The edges of the polygons, and how many polygons have each.
+inline std::map<std::pair<int, int>, int> edgesOf(const MeXSurfaceMeshUnstructured& surface)
+{
+  std::map<std::pair<int, int>, int> uses;
+  for (const std::vector<int>& cell : cellsOf(surface))
+    for (std::size_t n = 0; n < cell.size(); ++n)
+      ++uses[std::minmax(cell[n], cell[(n + 1) % cell.size()])];
+  return uses;
+}
+
+/// Every edge of the polygons is used an even number of times.
+inline void expectClosed(const MeXSurfaceMeshUnstructured& surface)
+{
+  const auto edges = edgesOf(surface);
+  EXPECT_EQ(std::ranges::count_if(edges, [](const auto& edge) { return edge.second % 2; }), 0)
+      << "open edges of " << edges.size();
 }
 
 /// Faces as lists of source nodes.
