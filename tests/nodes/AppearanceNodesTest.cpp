@@ -12,10 +12,6 @@
 #include <tests/support/StateProbe.h>
 
 #include <gmock/gmock.h>
-#include <Inventor/actions/SoWriteAction.h>
-#include <Inventor/SoDB.h>
-#include <Inventor/SoInput.h>
-#include <Inventor/SoOutput.h>
 
 using testing::ElementsAre;
 
@@ -145,26 +141,9 @@ TEST(MoMaterial, IsReadBackFromAFile)
   const SoRef<MoMaterial> node(new MoMaterial);
   node->lineColoring = MoMaterial::COLOR;
   node->transparency = 0.5f;
-  SoOutput output;
-  std::vector<char> buffer(4096);
-  const auto grow = [](void* memory, size_t size) { return std::realloc(memory, size); };
-  output.setBuffer(std::malloc(buffer.size()), buffer.size(), grow);
-  SoWriteAction(&output).apply(node);
-  void* text;
-  size_t size;
-  ASSERT_TRUE(output.getBuffer(text, size));
-
-  SoInput input;
-  input.setBuffer(text, size);
-  const SoRef<SoSeparator> root(SoDB::readAll(&input));
-  ASSERT_NE(root.get(), nullptr);
-  ASSERT_EQ(root->getNumChildren(), 1);
-  ASSERT_TRUE(root->getChild(0)->isOfType(MoMaterial::getClassTypeId()));
-  const auto* read = static_cast<const MoMaterial*>(root->getChild(0));
-  EXPECT_EQ(read->lineColoring.getValue(), MoMaterial::COLOR);
-  EXPECT_EQ(read->faceColoring.getValue(), MoMaterial::CONTOURING);
-  EXPECT_EQ(read->transparency.getValue(), 0.5f);
-  std::free(text);
+  const auto read = readNode<MoMaterial>(textOf(node));
+  ASSERT_TRUE(read);
+  EXPECT_EQ(fieldsOf(*read), fieldsOf(*node));
 }
 
 TEST(MoTessellator, TellsACallOfTheSetterAndAChangeOfTheTessellator)

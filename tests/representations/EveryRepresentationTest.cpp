@@ -22,13 +22,13 @@
 #include <velmo/representations/MoMeshSurface.h>
 
 #include <tests/support/SceneQueries.h>
+#include <tests/support/SkinLaws.h>
 #include <tests/support/UniformTessellator.h>
 #include <tests/support/WarningLog.h>
 
 #include <gmock/gmock.h>
 
 #include <array>
-#include <set>
 
 using testing::AllOf;
 using testing::Each;
@@ -382,13 +382,7 @@ TYPED_TEST(EverySurface, DrawsEdgesAndPointsAsMeshesOfTheirOwnWhileATessellatorI
       dynamic_cast<const MeXPointMeshCurvilinear*>(node.getPointMesh().getExtractedMesh(type));
   ASSERT_TRUE(surface && lines && points);
   EXPECT_EQ(points->geometry.getNodeCount(), surface->geometry.getNodeCount());
-  std::set<std::pair<int, int>> edges;
-  for (std::size_t f = 0; f < surface->topology.getCellCount(); ++f) {
-    const auto face = surface->topology.getCell(f);
-    for (std::size_t n = 0; n < face.size(); ++n)
-      edges.insert(std::minmax(face[n], face[(n + 1) % face.size()]));
-  }
-  EXPECT_EQ(lines->topology.getCellCount(), edges.size());
+  EXPECT_EQ(lines->topology.getCellCount(), laws::edgesOf(*surface).size());
 
   scene.style->displayEdges = scene.style->displayPoints = FALSE;
   scene.traverse();

@@ -18,7 +18,6 @@
 
 #include <Inventor/nodes/SoDirectionalLight.h>
 #include <Inventor/nodes/SoShapeHints.h>
-#include <Inventor/SoInput.h>
 
 #include <gmock/gmock.h>
 
@@ -201,15 +200,10 @@ TEST(MoMeshSlices, BeginWithAUnitShapeAtTheOrigin)
   for (std::size_t n = 0; n < points.getNodeCount(); ++n)
     EXPECT_NEAR(std::hypot(points.getNode(n).y, points.getNode(n).z), 1, 1e-6);
 
-  SoInput in;
-  const char text[] = "#Inventor V2.1 ascii\nMoMeshCylinderSlice { center 1 2 3 radius 4 direction "
-                      "0 0 2 colorScalarSetId 1 }";
-  in.setBuffer(text, sizeof text - 1);
-  SoNode* read = nullptr;
-  ASSERT_TRUE(SoDB::read(&in, read));
-  const SoRef<SoNode> keep(read);
-  ASSERT_NE(read, nullptr);
-  EXPECT_EQ(static_cast<MoMeshCylinderSlice*>(read)->direction.getValue(), SbVec3f(0, 0, 2));
+  const auto read = readNode<MoMeshCylinderSlice>(
+      "#Inventor V2.1 ascii\nMoMeshCylinderSlice { center 1 2 3 radius 4 direction 0 0 2 }");
+  ASSERT_TRUE(read);
+  EXPECT_EQ(read->direction.getValue(), SbVec3f(0, 0, 2));
 }
 
 TEST(MoMeshIsosurface, FindsItsSetOrSaysThatThereIsNone)

@@ -192,17 +192,17 @@ TEST(MoMeshIsoline, FindsItsSetAsIsosurfacesDo)
   // Colours do not take the flat set on a grid.
   scene.node->colorScalarSetId = 9;
   check(1, false, "a flat set per node");
-  const std::vector<double> cells(16);
-  const MbScalardSetIj perCell("c", MiDataBinding::PerCell, 8, 2, cells);
-  scene.set->setScalarSet(&perCell);
-  check(0, true, "a set per cell");
-  const std::vector<double> twelve(12);
-  const MbScalardSetIj wrong("w", MiDataBinding::PerNode, 4, 3, twelve);
-  scene.set->setScalarSet(&wrong);
-  check(0, true, "a set of another size");
-  const MbScalardSetIjk cube("k", MiDataBinding::PerNode, {3, 2, 2}, twelve);
-  scene.set->setScalarSet(&cube);
-  check(0, true, "a set of another numbering");
+  const MbScalardSetIj perCell("c", MiDataBinding::PerCell, 8, 2, counted(16));
+  const MbScalardSetIj wrong("w", MiDataBinding::PerNode, 4, 3, counted(12));
+  const MbScalardSetIjk cube("k", MiDataBinding::PerNode, {3, 2, 2}, counted(12));
+  for (const auto& [set, what] :
+       {std::pair<const MiTypedDataSet<double>*, const char*>{&perCell, "a set per cell"},
+        {&wrong, "a set of another size"},
+        {&cube, "a set of another numbering"}})
+  {
+    scene.set->setScalarSet(set);
+    check(0, true, what);
+  }
 
   scene.root->removeChild(scene.set);
   check(0, true, "no set at all");
@@ -282,7 +282,6 @@ TEST(MoMeshIsoline, LiesOnWhatAnotherRepresentationExtracted)
   lines = dynamic_cast<const MeXLineMeshUnstructured*>(again->getExtractedMesh(type));
   ASSERT_NE(lines, nullptr);
   EXPECT_EQ(lines->topology.getCellSize(0), 9u);
-  scene.mesh->reset();
 }
 
 TEST(MoMeshIsoline, NamesThePickedCellOfItsSurface)

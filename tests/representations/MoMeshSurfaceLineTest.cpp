@@ -122,7 +122,6 @@ TEST(MoMeshSurface, DrawsWhatAnotherRepresentationExtracted)
             surface->getExtractedMesh(type));
   EXPECT_EQ(drawn->topology.getCellCount(), 10u);
   surface->setExtractorCallback(nullptr);
-  scene.mesh->reset();
 }
 
 TEST(MoMeshLine, DrawsEveryKindOnceAndNamesPickedCells)
@@ -158,5 +157,4 @@ TEST(MoMeshLine, DrawsSeparatePointsWithATessellator)
   scene.traverse();
   EXPECT_EQ(drawnCount(scene.node->getLineMesh()), 1);
   EXPECT_EQ(drawnCount(scene.node->getPointMesh()), 1);
-  scene.mesh->reset();
 }

@@ -16,6 +16,22 @@
 using testing::ElementsAre;
 using testing::IsEmpty;
 
+namespace {
+
+/// Traverses, and answers what colours the skin then.
+std::vector<const MiTypedDataSet<double>*> colorSets(SkinScene& scene, MeshType kind)
+{
+  std::vector<const MiTypedDataSet<double>*> sets;
+  const StateProbe probe(
+      [&](SoAction* action) { sets = scene.skin->getColorSetFromState(action->getState(), kind); });
+  scene.root->addChild(probe.node());
+  scene.traverse();
+  scene.root->removeChild(probe.node());
+  return sets;
+}
+
+} // namespace
+
 TEST(MoMeshSkin, LooksForNoValuesWhereNothingIsColouredByThem)
 {
   const Row row;
@@ -26,23 +42,13 @@ TEST(MoMeshSkin, LooksForNoValuesWhereNothingIsColouredByThem)
   material->faceColoring = MoMaterial::COLOR;
   scene.above->addChild(material);
   scene.traverse();
-  SoState* state = nullptr;
-  std::vector<const MiTypedDataSet<double>*> sets;
-  const StateProbe probe([&](SoAction* action) {
-    state = action->getState();
-    sets = scene.skin->getColorSetFromState(state, VOLUME_MESH_UNSTRUCTURED);
-  });
-  scene.root->addChild(probe.node());
-  scene.traverse();
-  EXPECT_THAT(sets, IsEmpty());
+  EXPECT_THAT(colorSets(scene, VOLUME_MESH_UNSTRUCTURED), IsEmpty());
   material->faceColoring = MoMaterial::CONTOURING;
-  scene.traverse();
-  EXPECT_THAT(sets, ElementsAre(&row.perNode));
+  EXPECT_THAT(colorSets(scene, VOLUME_MESH_UNSTRUCTURED), ElementsAre(&row.perNode));
 
   WarningLog warnings;
   scene.skin->colorScalarSetId = 7;
-  scene.traverse();
-  EXPECT_THAT(sets, ElementsAre(nullptr));
+  EXPECT_THAT(colorSets(scene, VOLUME_MESH_UNSTRUCTURED), ElementsAre(nullptr));
   EXPECT_THAT(warnings.texts(), IsEmpty()) << "an id without a set means no values";
   EXPECT_EQ(scene.faceCount(), 18);
 }
@@ -55,18 +61,10 @@ TEST(MoMeshSkin, FindsTypedSetsOnlyWithoutGeneralOnes)
   const SoRef<MoScalarSetI> typed(new MoScalarSetI);
   typed->setScalarSet(&row.perNode);
   scene.above->addChild(typed);
-  const MiTypedDataSet<double>* found = nullptr;
-  const StateProbe probe([&](SoAction* action) {
-    const auto sets =
-        scene.skin->getColorSetFromState(action->getState(), VOLUME_MESH_UNSTRUCTURED);
-    found = sets.empty() ? nullptr : sets.front();
-  });
-  scene.root->addChild(probe.node());
-  scene.traverse();
-  EXPECT_EQ(found, nullptr) << "the general node, though empty, hides the typed one";
+  EXPECT_THAT(colorSets(scene, VOLUME_MESH_UNSTRUCTURED), ElementsAre(nullptr))
+      << "the general node, though empty, hides the typed one";
   scene.root->removeChild(scene.set);
-  scene.traverse();
-  EXPECT_EQ(found, &row.perNode);
+  EXPECT_THAT(colorSets(scene, VOLUME_MESH_UNSTRUCTURED), ElementsAre(&row.perNode));
 }
 
 TEST(MoMeshSkin, GathersTheSetsThatSuitMeshAndBindingForACombinedMapping)
@@ -95,16 +93,7 @@ TEST(MoMeshSkin, GathersTheSetsThatSuitMeshAndBindingForACombinedMapping)
     node->setScalarSet(set);
     scene.above->addChild(node);
   }
-  const auto gathered = [&] {
-    std::vector<const MiTypedDataSet<double>*> sets;
-    const StateProbe probe([&](SoAction* action) {
-      sets = scene.skin->getColorSetFromState(action->getState(), VOLUME_MESH_HEXAHEDRON_IJK);
-    });
-    scene.root->addChild(probe.node());
-    scene.traverse();
-    scene.root->removeChild(probe.node());
-    return sets;
-  };
+  const auto gathered = [&] { return colorSets(scene, VOLUME_MESH_HEXAHEDRON_IJK); };
   binding->dataBinding = MoDataBinding::AUTO;
   EXPECT_THAT(gathered(), ElementsAre(&cells, &row.perNode))
       << "cells of this kind are numbered by I, J and K, its nodes by one index";

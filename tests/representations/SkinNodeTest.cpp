@@ -5,11 +5,7 @@
 
 #include <tests/support/SceneQueries.h>
 
-#include <Inventor/actions/SoWriteAction.h>
 #include <Inventor/sensors/SoNodeSensor.h>
-#include <Inventor/SoDB.h>
-#include <Inventor/SoInput.h>
-#include <Inventor/SoOutput.h>
 
 #include <gmock/gmock.h>
 
@@ -58,21 +54,12 @@ TEST(MoMeshSkin, HidesItsNodesFromSearchesAndFiles)
   scene.traverse();
   EXPECT_EQ(findNode<SoNode>(scene.root, "SurfaceMesh_Display"), nullptr);
 
-  SoOutput out;
-  std::vector<char> buffer(1 << 16);
-  out.setBuffer(buffer.data(), buffer.size(), [](void*, std::size_t) -> void* { return nullptr; });
-  SoWriteAction(&out).apply(scene.skin);
-  const std::string text(buffer.data());
+  const std::string text = textOf(scene.skin);
   EXPECT_THAT(text, HasSubstr("maxCellRanges 0x2"));
   EXPECT_THAT(text, testing::Not(HasSubstr("SurfaceMesh_Display")));
-
-  SoInput in;
-  in.setBuffer(text.data(), text.size());
-  const SoRef<SoSeparator> read(SoDB::readAll(&in));
-  ASSERT_NE(read.get(), nullptr);
-  ASSERT_EQ(read->getNumChildren(), 1);
-  ASSERT_TRUE(read->getChild(0)->isOfType(MoMeshSkin::getClassTypeId()));
-  EXPECT_EQ(static_cast<MoMeshSkin*>(read->getChild(0))->maxCellRanges[0], 2u);
+  const auto read = readNode<MoMeshSkin>(text);
+  ASSERT_TRUE(read);
+  EXPECT_EQ(read->maxCellRanges[0], 2u);
 }
 
 TEST(MoMeshSkin, CopiesBuildTheirOwnNodes)

@@ -111,7 +111,6 @@ TEST_P(SkinPicks, NameTheApplicationsCellBehindDeadCellsFiltersAndRanges)
       isFlat(kind) ? std::vector<std::uint32_t>{11} : std::vector<std::uint32_t>{3, 2, 0};
   scene.skin->maxCellRanges.setValues(0, static_cast<int>(upper.size()), upper.data());
   expectCell(3, 2, 0, "within the range");
-  scene.mesh->reset();
 }
 
 TEST_P(SkinPicks, InterpolateTheColourSetInsideTheCell)
@@ -181,7 +180,6 @@ TEST(SkinPick, FindsValuesAndCellsOfTessellatedFaces)
       }
     EXPECT_TRUE(low.x <= x && x <= high.x && low.y <= y && y <= high.y && high.z == 0.5);
   }
-  scene.mesh->reset();
 }
 
 TEST(SkinPick, KeepsTheMeshesOfOneNodeAtTwoPlacesApart)
@@ -202,8 +200,6 @@ TEST(SkinPick, KeepsTheMeshesOfOneNodeAtTwoPlacesApart)
     ASSERT_NE(face, nullptr);
     EXPECT_EQ(face->getSourceCell(), cell) << index;
   }
-  scene.mesh->reset();
-  second->reset();
 }
 
 TEST(MoMeshSkin, StaysInAbsoluteCoordinatesFarFromZero)
@@ -241,5 +237,4 @@ TEST(MoMeshSkin, StaysInAbsoluteCoordinatesFarFromZero)
   scene.mesh->setMesh(near.mesh.get());
   EXPECT_EQ(boxOf(scene.root).getMax(), SbVec3f(4, 0.5f, 0.25f)) << "the move is taken back";
   EXPECT_NE(Pick(scene, 2.5f, 0.25f).point, nullptr);
-  scene.mesh->reset();
 }

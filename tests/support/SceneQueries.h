@@ -1,10 +1,17 @@
 #pragma once
 
+#include <velmo/toolkit/SoRef.h>
+
 #include <Inventor/actions/SoGetBoundingBoxAction.h>
 #include <Inventor/actions/SoRayPickAction.h>
 #include <Inventor/actions/SoSearchAction.h>
+#include <Inventor/actions/SoWriteAction.h>
 #include <Inventor/nodes/SoOrthographicCamera.h>
+#include <Inventor/nodes/SoSeparator.h>
+#include <Inventor/SoDB.h>
 #include <Inventor/SoFullPath.h>
+#include <Inventor/SoInput.h>
+#include <Inventor/SoOutput.h>
 #include <Inventor/SoPickedPoint.h>
 
 #include <string>
@@ -46,6 +53,26 @@ inline std::vector<std::string> fieldsOf(const SoNode& node)
     texts.push_back(std::string(name.getString()) + " " + value.getString());
   }
   return texts;
+}
+
+/// What a file of the node holds.
+inline std::string textOf(SoNode* node)
+{
+  SoOutput out;
+  std::vector<char> buffer(1 << 16);
+  out.setBuffer(buffer.data(), buffer.size(), [](void*, std::size_t) -> void* { return nullptr; });
+  SoWriteAction(&out).apply(node);
+  return buffer.data();
+}
+/// The one node of a file; null when there is none, or of another class.
+template <class Node>
+SoRef<Node> readNode(const std::string& text)
+{
+  SoInput in;
+  in.setBuffer(text.data(), text.size());
+  const SoRef<SoSeparator> root(SoDB::readAll(&in));
+  if (!root || root->getNumChildren() != 1) return {};
+  return SoRef<Node>(dynamic_cast<Node*>(root->getChild(0)));
 }
 
 /// What a ray along -z meets.

@@ -1,4 +1,4 @@
-#include "RunProgram.h"
+#include "ReferenceSets.h"
 
 #include <velmo/mesh/views/MxCellView.h>
 #include <velmoview/Model.h>
@@ -10,13 +10,7 @@ using nlohmann::json;
 
 namespace {
 
-std::string textOf(const json& numbers)
-{
-  std::string text;
-  for (const json& number : numbers)
-    text += (text.empty() ? "" : ",") + number.dump();
-  return text;
-}
+using FlowReference = Reference;
 
 double distanceOf(const json& a, const json& b)
 {
@@ -24,22 +18,6 @@ double distanceOf(const json& a, const json& b)
   for (std::size_t n = 0; n < 3; ++n)
     sum += std::pow(a[n].get<double>() - b[n].get<double>(), 2);
   return std::sqrt(sum);
-}
-
-/// The files of the reference, with the options that they are read by.
-template <class Visit>
-void forEachReference(const char* what, const Visit& visit)
-{
-  std::ifstream file(dataFile("reference.json"));
-  const json all = json::parse(file);
-  for (const auto& [name, set] : all["sets"].items()) {
-    if (!set.contains(what)) continue;
-    SCOPED_TRACE(name);
-    std::vector<std::string> arguments{dataFile(set["file"]), "--report", "-"};
-    if (set["mesh_kind_name"] == "VOLUME_MESH_HEXAHEDRON_IJK")
-      arguments.insert(arguments.end(), {"--ijk", textOf(set["ijk_dims"]), "--active", "ACTNUM"});
-    visit(set, arguments);
-  }
 }
 
 /// The weights of a cell's corners at a place of the reference, whose reference cells are the unit
@@ -85,15 +63,14 @@ int compareNodeValues(const velmoview::Model& model, const json& wanted, const j
 
 } // namespace
 
-TEST(Flow, ProbesFindTheCellsAndTheirValuesOfTheReference)
+TEST_F(FlowReference, ProbesFindTheCellsAndTheirValuesOfTheReference)
 {
-  if (dataFile("reference.json").empty()) GTEST_SKIP() << "VELMO_TEST_DATA is not set";
   int count = 0, nodeValues = 0;
-  forEachReference("probe", [&](const json& set, std::vector<std::string> arguments) {
-    if (set["mesh_kind_name"].get<std::string>().starts_with("LINE")) return;
+  forEachSet("probe", "", [&](const json& set, Arguments arguments, const std::string& kind) {
+    if (kind.starts_with("LINE")) return;
     const velmoview::Model model = velmoview::readModel(velmoview::parseOptions(arguments));
     for (const json& probe : set["probe"])
-      arguments.insert(arguments.end(), {"--probe", textOf(probe["point"])});
+      arguments.insert(arguments.end(), {"--probe", listOf(probe["point"])});
     const Outcome outcome = runProgram(arguments);
     ASSERT_EQ(outcome.code, 0) << outcome.err;
     const json report = outcome.report();
@@ -122,15 +99,14 @@ TEST(Flow, ProbesFindTheCellsAndTheirValuesOfTheReference)
   EXPECT_GE(nodeValues, 80);
 }
 
-TEST(Flow, StreamlinesPassTheirReferencePositions)
+TEST_F(FlowReference, StreamlinesPassTheirReferencePositions)
 {
-  if (dataFile("reference.json").empty()) GTEST_SKIP() << "VELMO_TEST_DATA is not set";
   int count = 0;
-  forEachReference("streamlines", [&](const json& set, std::vector<std::string> arguments) {
+  forEachSet("streamlines", "", [&](const json& set, Arguments arguments, const std::string&) {
     for (const json& line : set["streamlines"])
       arguments.insert(arguments.end(),
-                       {"--streamlines", line["array"], "--seeds", textOf(line["seed"]),
-                        "--sample-times", textOf(line["time"])});
+                       {"--streamlines", line["array"], "--seeds", listOf(line["seed"]),
+                        "--sample-times", listOf(line["time"])});
     const Outcome outcome = runProgram(arguments);
     ASSERT_EQ(outcome.code, 0) << outcome.err;
     const json report = outcome.report();

@@ -1,4 +1,4 @@
-#include "RunProgram.h"
+#include "ReferenceSets.h"
 
 #include <gmock/gmock.h>
 
@@ -9,18 +9,12 @@ using nlohmann::json;
 
 namespace {
 
-json readJson(const std::string& path)
-{
-  std::ifstream file(path);
-  return json::parse(file);
-}
-
 /// Runs the skin of a file and compares it with the reference: face counts exactly (but for faces
 /// that collapse), areas between those of the two ways to cut each quad.
 void expectSkin(std::vector<std::string> arguments, const json& skin, std::size_t faces,
                 const char* kind)
 {
-  arguments.insert(arguments.end(), {"--skin", "--report", "-", "--strict"});
+  arguments.insert(arguments.end(), {"--skin", "--strict"});
   const Outcome outcome = runProgram(arguments);
   ASSERT_EQ(outcome.code, 0) << outcome.err;
   const json report = outcome.report();
@@ -32,42 +26,20 @@ void expectSkin(std::vector<std::string> arguments, const json& skin, std::size_
   EXPECT_LE(drawn["area"].get<double>(), skin["area_max"].get<double>() * (1 + 1e-5));
 }
 
-class Reference : public testing::Test
-{
-protected:
-  void SetUp() override
-  {
-    if (dataFile("reference.json").empty()) GTEST_SKIP() << "VELMO_TEST_DATA is not set";
-    m_sets = readJson(dataFile("reference.json"))["sets"];
-  }
-  json m_sets;
-};
-
 } // namespace
 
 TEST_F(Reference, EveryVolumeMeshHasItsFacesAndArea)
 {
-  int count = 0;
-  for (const auto& [name, set] : m_sets.items()) {
-    const std::string kind = set["mesh_kind_name"];
-    if (!kind.starts_with("VOLUME_MESH")) continue;
-    SCOPED_TRACE(name);
-    const json& skin = set["skin"];
-    const std::string file = dataFile(set["file"]);
-    ++count;
-    if (kind != "VOLUME_MESH_HEXAHEDRON_IJK") {
-      // A quadratic triangle is four.
-      const bool quadratic = set["cell_types"].contains("quadratic_tetrahedron");
-      expectSkin({file}, skin, skin[quadratic ? "vtk_faces" : "faces"], kind.c_str());
-      continue;
-    }
-    const auto dims = set["ijk_dims"].get<std::vector<int>>();
-    const std::string ijk =
-        std::to_string(dims[0]) + "," + std::to_string(dims[1]) + "," + std::to_string(dims[2]);
-    expectSkin({file, "--ijk", ijk, "--active", "ACTNUM"}, skin, skin["faces"], kind.c_str());
-    expectSkin({file, "--ijk", ijk, "--active", "ACTNUM", "--vertex"}, skin, skin["faces"],
-               "VOLUME_MESH_VERTEX_HEXAHEDRON_IJK");
-  }
+  const int count = forEachSet(
+      "skin", "VOLUME", [](const json& set, Arguments arguments, const std::string& kind) {
+        const json& skin = set["skin"];
+        // A quadratic triangle is four.
+        const bool quadratic = set["cell_types"].contains("quadratic_tetrahedron");
+        expectSkin(arguments, skin, skin[quadratic ? "vtk_faces" : "faces"], kind.c_str());
+        if (kind != "VOLUME_MESH_HEXAHEDRON_IJK") return;
+        arguments.push_back("--vertex");
+        expectSkin(arguments, skin, skin["faces"], "VOLUME_MESH_VERTEX_HEXAHEDRON_IJK");
+      });
   EXPECT_GE(count, 13);
 }
 
@@ -88,10 +60,10 @@ TEST_F(Reference, PublishedFilesHaveTheSkinsOfTheConvertedOnes)
   for (const auto& [set, file, option, kind] : cases) {
     SCOPED_TRACE(std::string(file) + " " + option);
     const std::string path = dataFile(std::string(set) + "/original/" + file);
-    std::vector<std::string> arguments{path};
+    Arguments arguments{path, "--report", "-"};
     if (*option) arguments.emplace_back(option);
     // Exodus files need a library that may be missing.
-    const Outcome outcome = runProgram({path, "--report", "-"});
+    const Outcome outcome = runProgram(arguments);
     if (outcome.err.find("libnetcdf-dev") != std::string::npos) continue;
     const json& skin = m_sets[set]["skin"];
     expectSkin(arguments, skin, skin["faces"], kind);
@@ -101,10 +73,7 @@ TEST_F(Reference, PublishedFilesHaveTheSkinsOfTheConvertedOnes)
 TEST_F(Reference, EveryVolumeMeshHasItsIsosurfacesAndSlices)
 {
   std::size_t count = 0;
-  for (const auto& [name, set] : m_sets.items()) {
-    const std::string kind = set["mesh_kind_name"];
-    if (!kind.starts_with("VOLUME_MESH")) continue;
-    SCOPED_TRACE(name);
+  forEachSet("skin", "VOLUME", [&](const json& set, Arguments arguments, const std::string& kind) {
     std::vector<std::string> cuts;
     std::vector<std::pair<json, double>> expected; // and the relative tolerance
     const auto add = [&](const char* field, const char* option, const auto& argumentOf,
@@ -115,13 +84,6 @@ TEST_F(Reference, EveryVolumeMeshHasItsIsosurfacesAndSlices)
         const double area = one["area"], split = one.value("area_tetrahedra", area);
         expected.emplace_back(one, std::max(toleranceOf(one), 1.5 * std::abs(split / area - 1)));
       }
-    };
-    const auto list = [](std::initializer_list<json> parts) {
-      std::string text;
-      for (const json& part : parts)
-        for (const json& number : part.is_array() ? part : json::array({part}))
-          text += (text.empty() ? "" : ",") + number.dump();
-      return text;
     };
     const bool onlyTetrahedra =
         set["cell_types"].size() == 1 && set["cell_types"].contains("tetrahedron");
@@ -135,7 +97,7 @@ TEST_F(Reference, EveryVolumeMeshHasItsIsosurfacesAndSlices)
           double distance = 0;
           for (int axis = 0; axis < 3; ++axis)
             distance += one["normal"][axis].get<double>() * one["origin"][axis].get<double>();
-          return list({one["normal"], distance});
+          return listOf({one["normal"], distance});
         },
         [](const json&) { return 0.005; });
     // The reference vertices lie where the function would be zero if it were linear along edges;
@@ -147,29 +109,25 @@ TEST_F(Reference, EveryVolumeMeshHasItsIsosurfacesAndSlices)
     };
     add(
         "sphere_slice", "--sphere",
-        [&](const json& one) {
-          return list({one["center"], one["radius"]});
+        [](const json& one) {
+          return listOf({one["center"], one["radius"]});
         },
         roundness);
     add(
         "cylinder_slice", "--cylinder",
-        [&](const json& one) {
-          return list({one["center"], one["axis"], one["radius"]});
+        [](const json& one) {
+          return listOf({one["center"], one["axis"], one["radius"]});
         },
         roundness);
 
-    std::vector<std::vector<std::string>> readings{{}};
+    arguments.insert(arguments.end(), cuts.begin(), cuts.end());
+    std::vector<Arguments> readings{arguments};
     if (kind == "VOLUME_MESH_HEXAHEDRON_IJK") {
-      const json& dims = set["ijk_dims"];
-      readings[0] = {"--ijk", list({dims}), "--active", "ACTNUM"};
-      readings.push_back(readings[0]);
+      readings.push_back(arguments);
       readings[1].push_back("--vertex");
     }
-    for (std::vector<std::string> arguments : readings) {
-      arguments.insert(arguments.begin(), dataFile(set["file"]));
-      arguments.insert(arguments.end(), cuts.begin(), cuts.end());
-      arguments.insert(arguments.end(), {"--report", "-"});
-      const Outcome outcome = runProgram(arguments);
+    for (const Arguments& reading : readings) {
+      const Outcome outcome = runProgram(reading);
       ASSERT_EQ(outcome.code, 0) << outcome.err;
       const json report = outcome.report();
       EXPECT_EQ(report["warnings"], json::array());
@@ -183,18 +141,15 @@ TEST_F(Reference, EveryVolumeMeshHasItsIsosurfacesAndSlices)
         ++count;
       }
     }
-  }
+  });
   EXPECT_GE(count, 60u);
 }
 
 TEST_F(Reference, EverySurfaceHasItsFacesAreaRimAndIsolines)
 {
-  int count = 0, lines = 0;
-  for (const auto& [name, set] : m_sets.items()) {
-    if (!set["mesh_kind_name"].get<std::string>().starts_with("SURFACE_MESH")) continue;
-    SCOPED_TRACE(name);
-    ++count;
-    std::vector<std::string> arguments{dataFile(set["file"]), "--report", "-", "--strict"};
+  int lines = 0;
+  const auto check = [&](const json& set, Arguments arguments, const std::string&) {
+    arguments.push_back("--strict");
     const json surface = runProgram(arguments).report()["representations"].at(0);
     EXPECT_EQ(surface["type"], "surface");
     EXPECT_EQ(surface["cells"], set["cells"]);
@@ -216,27 +171,22 @@ TEST_F(Reference, EverySurfaceHasItsFacesAreaRimAndIsolines)
       EXPECT_EQ(drawn["length"], part["length"]);
       EXPECT_LE(part["closed"].get<int>(), part["polylines"].get<int>());
     }
-  }
-  EXPECT_EQ(count, 4);
+  };
+  EXPECT_EQ(forEachSet("isolines", "SURFACE", check), 4);
   EXPECT_EQ(lines, 10);
 }
 
 TEST_F(Reference, EveryLineHasItsSegmentsAndLength)
 {
-  int count = 0;
-  for (const auto& [name, set] : m_sets.items()) {
-    if (!set["mesh_kind_name"].get<std::string>().starts_with("LINE_MESH")) continue;
-    SCOPED_TRACE(name);
-    ++count;
-    const json line = runProgram({dataFile(set["file"]), "--report", "-", "--strict"})
-                          .report()["representations"]
-                          .at(0);
+  const auto check = [](const json& set, Arguments arguments, const std::string&) {
+    arguments.push_back("--strict");
+    const json line = runProgram(arguments).report()["representations"].at(0);
     EXPECT_EQ(line["type"], "line");
     EXPECT_EQ(line["cells"], set["segments"]);
     const double length = set["total_length"];
     EXPECT_NEAR(line["length"].get<double>(), length, 1e-6 * length);
-  }
-  EXPECT_EQ(count, 3);
+  };
+  EXPECT_EQ(forEachSet("total_length", "LINE", check), 3);
 }
 
 TEST_F(Reference, PublishedFilesAgreeWithTheirConversions)
@@ -255,17 +205,16 @@ TEST_F(Reference, PublishedFilesAgreeWithTheirConversions)
     const json& set = m_sets[name];
     const json& skin = set["skin"];
     const bool quadratic = set["cell_types"].contains("quadratic_tetrahedron");
-    expectSkin({dataFile(file)}, skin, skin[quadratic ? "vtk_faces" : "faces"],
+    expectSkin({dataFile(file), "--report", "-"}, skin, skin[quadratic ? "vtk_faces" : "faces"],
                set["mesh_kind_name"].get<std::string>().c_str());
   }
 }
 
 TEST_F(Reference, DescribesTheInputExactly)
 {
-  for (const auto& [name, set] : m_sets.items()) {
-    SCOPED_TRACE(name);
-    if (set["mesh_kind_name"] == "VOLUME_MESH_HEXAHEDRON_IJK") continue;
-    const Outcome outcome = runProgram({dataFile(set["file"]), "--report", "-"});
+  forEachSet("bbox", "", [](const json& set, const Arguments& arguments, const std::string& kind) {
+    if (kind == "VOLUME_MESH_HEXAHEDRON_IJK") return;
+    const Outcome outcome = runProgram(arguments);
     ASSERT_EQ(outcome.code, 0) << outcome.err;
     const json report = outcome.report();
     const json& input = report["input"];
@@ -290,24 +239,15 @@ TEST_F(Reference, DescribesTheInputExactly)
                                                        : array["magnitude"][0].get<double>();
       EXPECT_NEAR(reported, low, 1e-6 * std::abs(low) + 1e-12) << array["name"];
     }
-  }
+  });
 }
 
 TEST_F(Reference, LogicalSlicesHaveTheirCellsAndAreas)
 {
   int count = 0;
-  for (const auto& [name, set] : m_sets.items()) {
-    if (!set.contains("logical_slice")) continue;
-    std::vector<std::string> input{dataFile(set["file"]), "--report", "-"};
-    if (set["mesh_kind_name"] == "VOLUME_MESH_HEXAHEDRON_IJK") {
-      const auto dims = set["ijk_dims"].get<std::vector<int>>();
-      input.insert(input.end(), {"--ijk",
-                                 std::to_string(dims[0]) + "," + std::to_string(dims[1]) + "," +
-                                     std::to_string(dims[2]),
-                                 "--active", "ACTNUM"});
-    }
+  forEachSet("logical_slice", "", [&](const json& set, const Arguments& input, const std::string&) {
     for (const auto& [axis, slice] : set["logical_slice"].items()) {
-      SCOPED_TRACE(name + " " + axis);
+      SCOPED_TRACE(axis);
       const std::string at = axis + "=" + std::to_string(slice["index"].get<int>());
       std::vector<std::string> arguments = input;
       arguments.insert(arguments.end(), {"--logical-slice", at, "--logical-slice", at + ",upper",
@@ -326,7 +266,7 @@ TEST_F(Reference, LogicalSlicesHaveTheirCellsAndAreas)
       EXPECT_GT(drawn[3]["area"].get<double>(), (lower + upper) * (1 - 1e-6));
       ++count;
     }
-  }
+  });
   EXPECT_EQ(count, 15);
 }
 
