@@ -180,7 +180,7 @@ void expectCutsAgree(Grid& grid, const MxCutShape& shape, const MxCutShape& flat
 
 /// The grids on which everything is tried: of every kind, of one cell to a few bricks and one more,
 /// turned over, and with dead cells.
-std::vector<Grid> someGrids(bench::Generator& random)
+std::vector<Grid> someGrids(bench::Generator& random, bool withTall)
 {
   const auto deadOnes = [&](const MbIndex3& cells) {
     zoo::Active active(cells.x * cells.y * cells.z, 1);
@@ -196,9 +196,9 @@ std::vector<Grid> someGrids(bench::Generator& random)
   };
   std::vector<Grid> grids;
   // The last one has more bricks in a row than are looked at together.
-  for (const MbIndex3& cells :
-       {MbIndex3{1, 1, 1}, MbIndex3{3, 4, 5}, MbIndex3{17, 6, 15}, MbIndex3{270, 4, 5}})
-  {
+  std::vector<MbIndex3> sizes{{1, 1, 1}, {3, 4, 5}, {17, 6, 15}, {270, 4, 5}};
+  if (withTall) sizes.push_back({3, 125, 70}); // cut in several turns
+  for (const MbIndex3& cells : sizes) {
     const MbVec3d spacing{1.0 / static_cast<double>(cells.x), 1.0 / static_cast<double>(cells.y),
                           1.0 / static_cast<double>(cells.z)};
     grids.push_back(regular(cells, {}, spacing));
@@ -216,7 +216,7 @@ std::vector<Grid> someGrids(bench::Generator& random)
 TEST(CutGrid, RandomFieldsAreCutAsTheHexahedraAre)
 {
   bench::Generator random{11};
-  for (Grid& grid : someGrids(random)) {
+  for (Grid& grid : someGrids(random, false)) {
     SCOPED_TRACE(std::to_string(classifyMesh(grid.mesh.get())) + " of " +
                  std::to_string(grid.nodeCount()) + " nodes");
     // Few values: many nodes are on the level, and all cases occur; a few have no value.
@@ -249,7 +249,7 @@ TEST(CutGrid, RandomFieldsAreCutAsTheHexahedraAre)
 TEST(CutGrid, ShapesAreCutAsTheHexahedraAre)
 {
   bench::Generator random{12};
-  for (Grid& grid : someGrids(random)) {
+  for (Grid& grid : someGrids(random, true)) {
     SCOPED_TRACE(std::to_string(classifyMesh(grid.mesh.get())) + " of " +
                  std::to_string(grid.nodeCount()) + " nodes");
     for (const MxCutShape& shape : std::initializer_list<MxCutShape>{

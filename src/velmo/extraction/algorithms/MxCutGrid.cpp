@@ -8,43 +8,93 @@
 
 namespace {
 
-/// Gives the surface room for what was found, and tells the tasks where to write.
-MxGridOutput makeOutput(const MxCutGridMemory& memory, std::size_t taskCount,
-                        MeXSurfaceMeshUnstructured& surface)
+/// The surface as it grows.
+class Output : public MxGridOutput
 {
-  MxGridOutput output;
-  std::size_t vertexCount = 0, polygonCount = 0, indexCount = 0;
-  std::uint32_t sizes = 0;
-  for (std::size_t t = 0; t < taskCount; ++t) {
-    const MxCutGridMemory::Task& task = memory.tasks[t];
-    output.vertexBegins.push_back(vertexCount);
-    output.polygonBegins.push_back(polygonCount);
-    output.indexBegins.push_back(indexCount);
-    vertexCount += task.vertexCount;
-    polygonCount += task.polygonCount;
-    indexCount += task.indexCount;
-    sizes |= task.sizes;
+public:
+  Output(MeXSurfaceMeshUnstructured& surface, std::size_t taskCount)
+      : m_surface(surface), m_taskCount(taskCount)
+  {}
+
+  /// Gives room for what one more task found, in their order.
+  void append(const MxCutGridMemory::Task& task)
+  {
+    vertexBegins.push_back(m_vertexCount);
+    polygonBegins.push_back(m_polygonCount);
+    indexBegins.push_back(m_indexCount);
+    m_vertexCount += task.vertexCount;
+    m_polygonCount += task.polygonCount;
+    m_indexCount += task.indexCount;
+    m_sizes |= task.sizes;
   }
-  if (sizes == 0 || std::has_single_bit(sizes)) {
-    const int size = sizes == 0 ? 3 : std::countr_zero(sizes);
-    output.indices =
-        surface.topology.setUniform(polygonCount, static_cast<std::size_t>(size)).data();
-    output.starts = nullptr;
-  } else {
-    output.indices = surface.topology.setMixed(polygonCount, indexCount).data();
-    output.starts = surface.topology.begins().data();
-    output.starts[polygonCount] = static_cast<std::uint32_t>(indexCount);
+
+  /// Makes the arrays as large as what was appended needs. What is yet to come is guessed when the
+  /// first tasks are known: memory that is not written is not there, and moving would be.
+  /// @throw std::length_error when 32-bit indices cannot number the index list
+  void makeRoom()
+  {
+    MeXTopologyExplicitI& topology = m_surface.topology;
+    MeXProvenance& provenance = m_surface.provenance;
+    const bool isFirst = !points;
+    const double share =
+        static_cast<double>(vertexBegins.size()) / static_cast<double>(m_taskCount);
+    const auto grow = [&](auto& array, std::size_t count) {
+      const std::size_t guess =
+          share < 1 ? static_cast<std::size_t>(static_cast<double>(count) / share * 1.1) : count;
+      if (isFirst)
+        array.resizeUninitialized(guess);
+      else
+        array.resize(count > array.capacity() ? guess : count);
+    };
+    grow(topology.begins(), m_polygonCount + 1);
+    grow(topology.indices(), m_indexCount);
+    grow(provenance.cells, m_polygonCount);
+    grow(provenance.nodes, 2 * m_vertexCount);
+    grow(provenance.weights, m_vertexCount);
+    grow(m_surface.geometry.points(), m_vertexCount);
+    // Keeps what is there, as there is room for it.
+    topology.setMixed(m_polygonCount, m_indexCount);
+    indices = topology.indices().data();
+    starts = topology.begins().data();
+    cells = provenance.cells.data();
+    nodes = provenance.nodes.data();
+    weights = provenance.weights.data();
+    points = m_surface.geometry.points().data();
   }
-  MeXProvenance& provenance = surface.provenance;
-  provenance.cells.resizeUninitialized(polygonCount);
-  provenance.nodes.resizeUninitialized(2 * vertexCount);
-  provenance.weights.resizeUninitialized(vertexCount);
-  surface.geometry.points().resizeUninitialized(vertexCount);
-  output.cells = provenance.cells.data();
-  output.nodes = provenance.nodes.data();
-  output.weights = provenance.weights.data();
-  output.points = surface.geometry.points().data();
-  return output;
+
+  /// When all is written.
+  void finish()
+  {
+    if (m_sizes == 0 || std::has_single_bit(m_sizes)) {
+      const int size = m_sizes == 0 ? 3 : std::countr_zero(m_sizes);
+      m_surface.topology.setUniform(m_polygonCount, static_cast<std::size_t>(size));
+    } else {
+      starts[m_polygonCount] = static_cast<std::uint32_t>(m_indexCount);
+    }
+    MeXProvenance& provenance = m_surface.provenance;
+    provenance.cells.resize(m_polygonCount);
+    provenance.nodes.resize(2 * m_vertexCount);
+    provenance.weights.resize(m_vertexCount);
+    m_surface.geometry.points().resize(m_vertexCount);
+  }
+  std::size_t vertexCount() const { return m_vertexCount; }
+
+private:
+  MeXSurfaceMeshUnstructured& m_surface;
+  const std::size_t m_taskCount;
+  std::size_t m_vertexCount = 0, m_polygonCount = 0, m_indexCount = 0;
+  std::uint32_t m_sizes = 0; ///< bit n: there is a polygon of n corners
+};
+
+/// How many layers of tasks are found before the first of them are written. What a task found is
+/// large where much is cut, and is forgotten then; where little is, to wait for each other costs
+/// more.
+std::size_t layersAtATime(const MbIndex3& groups, const MxCutGridMemory& memory)
+{
+  constexpr std::size_t kFewVertices = 500000, kParts = 4, kFewTasks = 16;
+  const std::size_t layers = blockCount(groups.z, kParts);
+  return memory.vertexCount < kFewVertices || layers < 2 || layers * groups.y < kFewTasks ? groups.z
+                                                                                          : layers;
 }
 
 /// Whether single precision may not do without an origin.
@@ -78,36 +128,50 @@ void cutGrid(const MxGridLevel& level, const MxGridPlaces& places, const MxIjkCh
              MeXSurfaceMeshUnstructured& surface)
 {
   const MxGridBricks lattice(nodeCountsOf(choice.numbering.counts));
-  const MxGridPass pass{level, choice, flip, lattice, memory};
-  const std::size_t taskCount = pass.taskCount();
+  const MbIndex3& groups = lattice.groups.counts;
+  const std::size_t layers = layersAtATime(groups, memory);
+  // A layer's last bricks need the next layer's first ones.
+  const std::size_t tasksAtATime = std::min(layers + 1, groups.z) * groups.y;
+  const MxGridPass pass{level, choice, flip, lattice, memory, tasksAtATime};
   parallel = parallel && lattice.nodes.total() >= kParallelThreshold;
-  if (memory.tasks.size() < taskCount) memory.tasks.resize(taskCount);
+  memory.tasks.resize(tasksAtATime);
   memory.present.resizeUninitialized(lattice.groups.total());
   memory.slots.resizeUninitialized(lattice.room());
-
-  monitor.beginPhase("Finding cut cells", taskCount);
-  forEachTask(parallel, taskCount, [&](std::size_t task) {
-    monitor.step();
-    findCutBricks(pass, task);
-  });
-
-  const MxGridOutput output = makeOutput(memory, taskCount, surface);
-  monitor.beginPhase("Writing polygons", taskCount);
-  forEachTask(parallel, taskCount, [&](std::size_t task) {
-    monitor.step();
-    writeCutBricks(pass, places, output, task);
-  });
 
   surface.geometry.origin = {};
   constexpr float kHuge = std::numeric_limits<float>::infinity();
   MbVec3f low{kHuge, kHuge, kHuge}, high{-kHuge, -kHuge, -kHuge};
-  for (std::size_t t = 0; t < taskCount; ++t) {
-    const MxCutGridMemory::Task& task = memory.tasks[t];
-    for (std::size_t axis = 0; axis < 3 && !task.bricks.empty(); ++axis) {
-      low[axis] = std::min(low[axis], task.low[axis]);
-      high[axis] = std::max(high[axis], task.high[axis]);
-    }
+  Output output(surface, groups.y * groups.z);
+  monitor.beginPhase("Cutting cells", 2 * groups.y * groups.z);
+  std::size_t found = 0, written = 0; // layers
+  while (found < groups.z) {
+    const auto forEach = [&](std::size_t first, std::size_t last, const auto& body) {
+      forEachTask(parallel, (last - first) * groups.y, [&](std::size_t n) {
+        monitor.step();
+        body(first * groups.y + n);
+      });
+    };
+    const std::size_t next = std::min(found + layers, groups.z);
+    forEach(found, next, [&](std::size_t task) { findCutBricks(pass, task); });
+    for (std::size_t task = found * groups.y; task < next * groups.y; ++task)
+      output.append(pass.task(task));
+    output.makeRoom();
+    found = next;
+
+    const std::size_t end = found == groups.z ? found : found - 1;
+    forEach(written, end, [&](std::size_t task) { writeCutBricks(pass, places, output, task); });
+    for (; written < end; ++written)
+      for (std::size_t j = 0; j < groups.y; ++j) {
+        const MxCutGridMemory::Task& task = pass.task(written * groups.y + j);
+        for (std::size_t axis = 0; axis < 3 && !task.bricks.empty(); ++axis) {
+          low[axis] = std::min(low[axis], task.low[axis]);
+          high[axis] = std::max(high[axis], task.high[axis]);
+        }
+      }
   }
+  output.finish();
+  memory.vertexCount = output.vertexCount();
+
   surface.geometry.touch(low, high);
   if (!mayBeFar(surface.geometry)) return;
   placePoints(

@@ -108,10 +108,13 @@ public:
     std::uint32_t sizes; ///< bit n: there is a polygon of n corners
     MbVec3f low, high;   ///< the extent of the points
   };
-  std::vector<Task> tasks;
+  std::vector<Task> tasks; ///< those that are found and not written yet: see MxGridPass::task
   /// Bricks that are cut: a word a group, and each brick's place in its task.
   MxArray<std::uint64_t> present;
   MxArray<std::uint32_t> slots;
+
+  /// Of the last cut; many where nothing is known.
+  std::size_t vertexCount = static_cast<std::size_t>(-1);
 
   /// Which cells are cut, and what that was found for.
   MxIjkChoice choice;

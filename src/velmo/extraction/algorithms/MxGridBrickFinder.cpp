@@ -322,5 +322,5 @@ void listVertices(const MxCutBrick& brick, const MbIndex3& origin, MxBrickVertic
 void findCutBricks(const MxGridPass& pass, std::size_t task)
 {
   const std::size_t countJ = pass.lattice.groups.counts.y;
-  BrickFinder(pass, pass.memory.tasks[task]).findRow(task % countJ, task / countJ);
+  BrickFinder(pass, pass.task(task)).findRow(task % countJ, task / countJ);
 }

@@ -23,7 +23,7 @@ public:
 
   void write(std::size_t task)
   {
-    MxCutGridMemory::Task& own = m_pass.memory.tasks[task];
+    MxCutGridMemory::Task& own = m_pass.task(task);
     m_task = &own;
     m_polygon = m_output.polygonBegins[task];
     m_index = m_output.indexBegins[task];
@@ -37,10 +37,7 @@ public:
       writeVertices(bricks[b], m_output.vertexBegins[task] + bricks[b].firstVertex);
       if (!bricks[b].cells) continue;
       readNeighbours(bricks[b]);
-      if (m_output.starts)
-        writeCells<true>(bricks[b]);
-      else
-        writeCells<false>(bricks[b]);
+      writeCells(bricks[b]);
     }
     own.low = m_low;
     own.high = m_high;
@@ -77,7 +74,7 @@ private:
       const std::size_t number = m_pass.lattice.brick(other);
       if (!(memory.present[number / 64] >> number % 64 & 1)) continue;
       const std::size_t task = m_pass.taskOf(other);
-      const MxCutBrick* neighbour = memory.tasks[task].bricks.data() + memory.slots[number];
+      const MxCutBrick* neighbour = m_pass.task(task).bricks.data() + memory.slots[number];
       __builtin_prefetch(neighbour);
       prepared.neighbours[side] = neighbour;
       prepared.taskVertices[side] = m_output.vertexBegins[task];
@@ -133,7 +130,6 @@ private:
     }
   }
 
-  template <bool Mixed>
   void writeCells(const MxCutBrick& brick)
   {
     const MbIndex3& origin = m_own->vertices.origin;
@@ -154,8 +150,7 @@ private:
                                      : m_resolver.resolve(*cases++, *nodesOn++, m_pass.flip).data();
       const int* numbers = m_numbers.data() + kNodePlaces[cell];
       while (const std::size_t size = *loop++) {
-        if constexpr (Mixed)
-          m_output.starts[polygon] = static_cast<std::uint32_t>(index - m_output.indices);
+        m_output.starts[polygon] = static_cast<std::uint32_t>(index - m_output.indices);
         m_output.cells[polygon++] = firstCell + m_cellOffsets[cell];
         if (size <= kMost && index < roomy)
           for (std::size_t n = 0; n < kMost; ++n)
@@ -192,7 +187,7 @@ private:
 void writeCutBricks(const MxGridPass& pass, const MxGridPlaces& places, const MxGridOutput& output,
                     std::size_t task)
 {
-  if (pass.memory.tasks[task].bricks.empty()) return;
+  if (pass.task(task).bricks.empty()) return;
   BrickWriter writer(pass, places, output);
   writer.write(task);
 }

@@ -13,25 +13,29 @@ struct MxGridPass
   bool flip;
   MxGridBricks lattice;
   MxCutGridMemory& memory;
+  std::size_t tasksAtATime; ///< that are found before the first of them has been written
 
+  MxCutGridMemory::Task& task(std::size_t number) const
+  {
+    return memory.tasks[number % tasksAtATime];
+  }
   const MbIndex3& cells() const { return choice.numbering.counts; }
-  std::size_t taskCount() const { return lattice.groups.counts.y * lattice.groups.counts.z; }
   std::size_t taskOf(const MbIndex3& brick) const
   {
     return brick.y / 4 + lattice.groups.counts.y * (brick.z / 4);
   }
 };
 
-/// Where the tasks write.
+/// Where the tasks write: behind each other, those found first to the front.
 struct MxGridOutput
 {
   std::vector<std::size_t> vertexBegins, polygonBegins, indexBegins; ///< by task
-  int* indices;
-  std::uint32_t* starts; ///< null for polygons of one size
-  std::uint32_t* cells;
-  std::uint32_t* nodes;
-  double* weights;
-  MbVec3f* points;
+  int* indices = nullptr;
+  std::uint32_t* starts = nullptr;
+  std::uint32_t* cells = nullptr;
+  std::uint32_t* nodes = nullptr;
+  double* weights = nullptr;
+  MbVec3f* points = nullptr;
 };
 
 /// The vertices of a brick whose first node is `origin`.
