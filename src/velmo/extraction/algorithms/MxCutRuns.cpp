@@ -272,7 +272,8 @@ void velmo_detail::sortByCode(bool parallel, const MxArray<std::uint32_t>& codes
                  for (std::size_t cell = first; cell < last; ++cell)
                    keys[cell] = std::uint64_t{codes[cell]} << 32 | cell;
                });
-  sortInPieces(parallel, keys);
+  // By the codes alone: cells that share one stay in their order.
+  sortByNumber(parallel, keys, [](std::uint64_t key) { return key >> 32; });
   order.cells.resizeUninitialized(keys.size());
   forEachBlock(parallel, keys.size(), kBlock,
                [&](std::size_t, std::size_t first, std::size_t last) {

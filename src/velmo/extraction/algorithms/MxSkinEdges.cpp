@@ -4,7 +4,6 @@
 #include <velmo/extraction/algorithms/MxNodeNumbering.h>
 
 #include <algorithm>
-#include <tuple>
 
 namespace {
 
@@ -15,10 +14,8 @@ struct Edge
   std::uint32_t low, high;
   std::uint32_t at; ///< where the surface's index list has its first end
   std::uint32_t face;
-  friend bool operator<(const Edge& a, const Edge& b)
-  {
-    return std::tie(a.low, a.high, a.at) < std::tie(b.low, b.high, b.at);
-  }
+
+  std::uint64_t ends() const { return std::uint64_t{low} << 32 | high; }
 };
 
 /// The edges of all faces, in the order of the index list.
@@ -123,19 +120,19 @@ void writeEdges(const MeXSurfaceMeshUnstructured& surface, bool insideCells, boo
 {
   const MeXTopologyExplicitI& topology = surface.topology;
   MxArray<Edge> edges = collectEdges(topology, parallel);
-  sortInPieces(parallel, edges);
+  sortByNumber(parallel, edges, [](const Edge& edge) { return edge.ends(); });
   const MxArray<std::uint32_t>& sources = surface.provenance.cells;
   auto last = edges.begin();
   std::size_t done = 0;
   for (auto first = edges.begin(), next = first; first != edges.end(); first = next) {
     if (++done % kItemsPerPoll == 0) MxPoll::ask();
-    while (next != edges.end() && next->low == first->low && next->high == first->high)
+    while (next != edges.end() && next->ends() == first->ends())
       ++next;
     if (insideCells || next - first != 2 || sources[first[0].face] != sources[first[1].face])
       *last++ = *first;
   }
   edges.resize(static_cast<std::size_t>(last - edges.begin()));
-  sortInPieces(parallel, edges, [](const Edge& a, const Edge& b) { return a.at < b.at; });
+  sortByNumber(parallel, edges, [](const Edge& edge) { return std::uint64_t{edge.at}; });
   const std::size_t count = edges.size();
   MxArray<int>& indices = lines.topology.setUniform(count, 2);
   lines.provenance.cells.resizeUninitialized(count);

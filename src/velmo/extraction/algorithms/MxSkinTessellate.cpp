@@ -140,13 +140,14 @@ MxArray<Edge> collectEdges(const MxWholeFaces& faces, bool parallel)
         add(f, nodes[n], nodes[n + 1 < nodes.size() ? n + 1 : 0], kNoMiddle);
     }
   }
-  sortInPieces(parallel, edges, [](const Edge& a, const Edge& b) {
-    return std::tie(a.low, a.high, a.middle, a.order) < std::tie(b.low, b.high, b.middle, b.order);
-  });
+  // Of the edges with the same nodes the first one comes first.
+  sortByNumber(parallel, edges, [](const Edge& edge) { return std::uint64_t{edge.middle}; });
+  sortByNumber(parallel, edges,
+               [](const Edge& edge) { return std::uint64_t{edge.low} << 32 | edge.high; });
   const auto last = std::unique(edges.begin(), edges.end(),
                                 [](const Edge& a, const Edge& b) { return a.key() == b.key(); });
   edges.resize(static_cast<std::size_t>(last - edges.begin()));
-  sortInPieces(parallel, edges, [](const Edge& a, const Edge& b) { return a.order < b.order; });
+  sortByNumber(parallel, edges, [](const Edge& edge) { return std::uint64_t{edge.order}; });
   return edges;
 }
 
