@@ -40,6 +40,12 @@ void sortByNumber(bool parallel, Items& items, const NumberOf& numberOf)
   if (difference == 0) return;
 
   Items moved(count);
+  // The first block is scattered over all of it: the system would make all pages for that block.
+  const std::size_t perPage = std::max<std::size_t>(4096 / sizeof(items[0]), 1);
+  forEachBlock(parallel, count, kBlock, [&](std::size_t, std::size_t first, std::size_t last) {
+    for (std::size_t n = first; n < last; n += perPage)
+      moved[n] = items[n];
+  });
   std::vector<std::size_t> places(blocks * kDigits); // of the next item of each block and digit
   for (unsigned shift = 0; shift < kNumberBits; shift += kDigitBits) {
     if ((difference >> shift) % kDigits == 0) continue;
