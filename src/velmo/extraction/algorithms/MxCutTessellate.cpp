@@ -109,8 +109,9 @@ struct Refined
   std::unique_ptr<MbVolumeMeshUnstructured> mesh;
 };
 
+/// @param blocks  emptied one after the other
 template <class Points>
-Refined join(const std::vector<Block>& blocks, const Points& points)
+Refined join(std::vector<Block>& blocks, const Points& points)
 {
   Refined refined;
   MeXProvenance& provenance = refined.provenance;
@@ -119,7 +120,17 @@ Refined join(const std::vector<Block>& blocks, const Points& points)
   MxTessellatedPoints numbers;
   std::vector<std::uint8_t> shapes;
   std::vector<std::int64_t> offsets{0}, connectivity, faces, faceOffsets{0};
+  // Large arrays that grow are copied whole, while nobody is asked.
+  std::size_t cornerCount = 0, cellCount = 0;
   for (const Block& block : blocks) {
+    cornerCount += block.pieces.corners.size();
+    cellCount += block.shapes.size();
+  }
+  connectivity.reserve(cornerCount);
+  shapes.reserve(cellCount);
+  offsets.reserve(cellCount + 1);
+  faceOffsets.reserve(cellCount + 1);
+  for (Block& block : blocks) {
     MxPoll::ask();
     std::vector<std::uint32_t> own(block.pieces.pointCount());
     for (std::uint32_t p = 0; p < own.size(); ++p)
@@ -142,8 +153,10 @@ Refined join(const std::vector<Block>& blocks, const Points& points)
       }
       faceOffsets.push_back(static_cast<std::int64_t>(faces.size()));
     }
+    block = {};
   }
   std::vector<double> places;
+  places.reserve(3 * provenance.offsets.size());
   for (std::size_t n = 0; n + 1 < provenance.offsets.size(); ++n) {
     if (n % kItemsPerPoll == 0) MxPoll::ask();
     MbVec3d sum;

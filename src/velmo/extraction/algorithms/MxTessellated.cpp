@@ -1,5 +1,6 @@
 #include <velmo/extraction/algorithms/MxTessellated.h>
 
+#include <velmo/base/MxPoll.h>
 #include <velmo/extraction/algorithms/MxBits.h>
 
 #include <algorithm>
@@ -9,6 +10,12 @@ namespace {
 
 /// Weights that differ by less are the same; smaller ones are none.
 constexpr double kWeightStep = 0x1p-40;
+
+/// A weight as what decides whether two are the same.
+std::int64_t stepsOf(double weight)
+{
+  return std::llround(std::clamp(weight, -1e6, 1e6) / kWeightStep);
+}
 
 /// True when the answer can be used: linear cells of the dimension asked for over points that are
 /// there.
@@ -59,24 +66,49 @@ bool MxTessellated::addRefined(const MiTessellator& tessellator, MiCellShape sha
   return true;
 }
 
+void MxTessellatedPoints::makeRoom()
+{
+  constexpr std::size_t kLeast = 1024, kNumbersPerPoll = 65536;
+  const std::size_t size = std::max(kLeast, 2 * m_places.size());
+  m_places.resizeZeroed(size);
+  for (std::size_t n = 0; n < m_hashes.size(); ++n) {
+    if (n % kNumbersPerPoll == 0) MxPoll::ask();
+    std::size_t place = m_hashes[n] & (size - 1);
+    while (m_places[place] != 0)
+      place = (place + 1) & (size - 1);
+    m_places[place] = static_cast<std::uint32_t>(n + 1);
+  }
+}
+
 std::uint32_t MxTessellatedPoints::number(const MxTessellated& pieces, std::uint32_t point,
                                           MeXProvenance& provenance)
 {
-  const std::uint32_t first = pieces.offsets[point], last = pieces.offsets[point + 1];
-  m_signature.clear();
-  for (std::uint32_t n = first; n < last; ++n) {
-    const std::int64_t steps = std::llround(std::clamp(pieces.weights[n], -1e6, 1e6) / kWeightStep);
-    m_signature.push_back(pieces.nodes[n]);
-    m_signature.push_back(static_cast<std::uint64_t>(steps));
+  const std::uint32_t first = pieces.offsets[point], count = pieces.offsets[point + 1] - first;
+  std::uint64_t hash = count;
+  for (std::uint32_t n = 0; n < count; ++n) {
+    hash = mixBits(hash ^ pieces.nodes[first + n]);
+    hash = mixBits(hash ^ static_cast<std::uint64_t>(stepsOf(pieces.weights[first + n])));
   }
-  const auto next = static_cast<std::uint32_t>(m_numbers.size());
-  const auto [entry, isNew] = m_numbers.try_emplace(m_signature, next);
-  if (isNew) {
-    for (std::uint32_t n = first; n < last; ++n) {
-      provenance.nodes.push_back(pieces.nodes[n]);
-      provenance.weights.push_back(pieces.weights[n]);
-    }
-    provenance.offsets.push_back(static_cast<std::uint32_t>(provenance.nodes.size()));
+  const auto isPoint = [&](std::size_t number) {
+    const std::uint32_t known = provenance.offsets[number];
+    if (m_hashes[number] != hash || provenance.offsets[number + 1] - known != count) return false;
+    for (std::uint32_t n = 0; n < count; ++n)
+      if (provenance.nodes[known + n] != pieces.nodes[first + n] ||
+          stepsOf(provenance.weights[known + n]) != stepsOf(pieces.weights[first + n]))
+        return false;
+    return true;
+  };
+  if (2 * m_hashes.size() >= m_places.size()) makeRoom();
+  std::size_t place = hash & (m_places.size() - 1);
+  for (; m_places[place] != 0; place = (place + 1) & (m_places.size() - 1))
+    if (isPoint(m_places[place] - 1)) return m_places[place] - 1;
+
+  m_hashes.push_back(hash);
+  m_places[place] = static_cast<std::uint32_t>(m_hashes.size());
+  for (std::uint32_t n = first; n < first + count; ++n) {
+    provenance.nodes.push_back(pieces.nodes[n]);
+    provenance.weights.push_back(pieces.weights[n]);
   }
-  return entry->second;
+  provenance.offsets.push_back(static_cast<std::uint32_t>(provenance.nodes.size()));
+  return m_places[place] - 1;
 }

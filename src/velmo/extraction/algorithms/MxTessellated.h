@@ -6,7 +6,6 @@
 #include <velmo/mesh/MeXProvenance.h>
 
 #include <span>
-#include <unordered_map>
 #include <vector>
 
 /// Whether a shape has more nodes than corners.
@@ -57,20 +56,15 @@ struct MxTessellated
 class MxTessellatedPoints
 {
 public:
-  /// @param provenance  takes a new point's nodes and weights
+  /// @param provenance  takes a new point's nodes and weights, and nothing else while points are
+  ///                    numbered; begins with the one offset 0
   std::uint32_t number(const MxTessellated& pieces, std::uint32_t point, MeXProvenance& provenance);
 
 private:
-  struct Hash
-  {
-    std::size_t operator()(const std::vector<std::uint64_t>& signature) const
-    {
-      std::uint64_t hash = signature.size();
-      for (const std::uint64_t item : signature)
-        hash = mixBits(hash ^ item);
-      return static_cast<std::size_t>(hash);
-    }
-  };
-  std::unordered_map<std::vector<std::uint64_t>, std::uint32_t, Hash> m_numbers;
-  std::vector<std::uint64_t> m_signature;
+  void makeRoom();
+
+  // Of places as many as a power of two, at most half of them taken: a number and one, 0 for none.
+  // What is compared is in the provenance.
+  MxArray<std::uint32_t> m_places;
+  MxArray<std::uint64_t> m_hashes; // of each number
 };
