@@ -1,5 +1,6 @@
 #include <velmo/mesh/MbCellFilter.h>
 #include <velmo/mesh/MbDataSet.h>
+#include <velmo/mesh/MbTessellator.h>
 
 #include <tests/support/CutExtractors.h>
 #include <tests/support/CutMesh.h>
@@ -32,28 +33,6 @@ double openLength(const MeXSurfaceMeshUnstructured& surface)
     sum += length(b - a);
   return sum;
 }
-
-/// Refines quadratic tetrahedra into eight linear ones, with the middle of each edge where the
-/// shape functions have it: that is where the middle node is.
-class EightTetrahedra final : public MiTessellator
-{
-public:
-  std::uint64_t getTimeStamp() const override { return stamp; }
-  bool tessellate(MiCellShape shape, std::span<const MbVec3d>,
-                  MiTessellation& result) const override
-  {
-    if (shape != MiCellShape::QuadraticTetrahedron) return false;
-    result.shape = MiCellShape::Tetrahedron;
-    result.pointCount = 10;
-    result.weights.assign(100, 0.0);
-    for (std::size_t p = 0; p < 10; ++p)
-      result.weights[11 * p] = 1;
-    result.points = {0, 4, 6, 7, 4, 1, 5, 8, 6, 5, 2, 9, 7, 8, 9, 3,
-                     4, 5, 6, 8, 6, 5, 9, 8, 6, 9, 7, 8, 4, 6, 7, 8};
-    return true;
-  }
-  std::uint64_t stamp = 1;
-};
 
 } // namespace
 
@@ -141,7 +120,7 @@ TEST(CutExtractor, QuadraticCellsShowTheOutlineOfTheirCutAlone)
 {
   const auto mesh = zoo::blockOf(MiCellShape::QuadraticTetrahedron, {3, 4, 4});
   const auto linear = zoo::blockOf(MiCellShape::Tetrahedron, {3, 4, 4});
-  EightTetrahedra tessellator;
+  const MbUniformTessellator tessellator(2); // eight linear ones
   const MbVec3d normal{0.1, 0.2, 1};
   CutExtractors plain(*mesh), refined(*mesh, true, &tessellator), coarse(*linear);
   const auto& expected = coarse.plane(normal, 0.61, nullptr);

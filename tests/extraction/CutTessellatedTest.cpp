@@ -4,6 +4,7 @@
 #include <velmo/mesh/MbTessellator.h>
 
 #include <tests/support/CutMesh.h>
+#include <tests/support/UniformTessellator.h>
 
 #include <gmock/gmock.h>
 
@@ -134,14 +135,9 @@ TEST(CutTessellated, NeighboursOfDifferentFinenessMeet)
 
 TEST(CutTessellated, LinearMeshesAndDeclinedCellsAreCutAsWithout)
 {
-  class Declines final : public MiTessellator
-  {
-  public:
-    std::uint64_t getTimeStamp() const override { return 1; }
-    bool tessellate(S, std::span<const MbVec3d>, MiTessellation&) const override { return false; }
-  };
   const MxCutSphere sphere{kCentre, kRadius};
-  const Declines declines;
+  UniformTessellator declines;
+  declines.declines = true;
   const MbUniformTessellator uniform(3);
   const auto linear = zoo::blockOf(S::Polyhedron, {4, 4, 4});
   EXPECT_EQ(laws::bytesOf(*cut(*linear, sphere, &uniform)),

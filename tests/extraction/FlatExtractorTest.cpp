@@ -1,5 +1,6 @@
 #include <tests/support/ExtractorOf.h>
 #include <tests/support/SkinLaws.h>
+#include <tests/support/UniformTessellator.h>
 
 #include <velmo/mesh/MbCellFilter.h>
 #include <velmo/mesh/MbDataSet.h>
@@ -57,30 +58,6 @@ zoo::Active everyThirdDead(std::size_t cells)
     active[cell] = 0;
   return active;
 }
-
-/// Splits a quadratic line or triangle at its middle nodes, which is no more than the linear parts
-/// do, but in its own order.
-class HalvingTessellator final : public MiTessellator
-{
-public:
-  std::uint64_t getTimeStamp() const override { return 1; }
-  bool tessellate(MiCellShape shape, std::span<const MbVec3d> nodes,
-                  MiTessellation& result) const override
-  {
-    const bool isLine = shape == MiCellShape::QuadraticLine;
-    if (!isLine && shape != MiCellShape::QuadraticTriangle) return false;
-    result.shape = isLine ? MiCellShape::Line : MiCellShape::Triangle;
-    result.pointCount = nodes.size();
-    for (std::size_t p = 0; p < nodes.size(); ++p)
-      for (std::size_t n = 0; n < nodes.size(); ++n)
-        result.weights.push_back(n == p ? 1 : 0);
-    if (isLine)
-      result.points = {2, 1, 0, 2};
-    else
-      result.points = {3, 4, 5, 0, 3, 5};
-    return true;
-  }
-};
 
 } // namespace
 
@@ -174,12 +151,13 @@ TEST(SurfaceExtract, KeepsPolygonsAndCutsQuadraticCellsIntoTheirParts)
 TEST(SurfaceExtract, RefinesHigherOrderCellsByTheTessellator)
 {
   const auto mesh = zoo::cellsOf({MiCellShape::Quad, MiCellShape::QuadraticTriangle});
-  const HalvingTessellator tessellator;
+  UniformTessellator tessellator;
+  tessellator.parts = 2;
   const auto extractor = MiSurfaceExtractUnstructured::getNewInstance(
       zoo::as<SURFACE_MESH_UNSTRUCTURED>(*mesh), true, &tessellator);
   const auto& surface = extractor->extractSurface(nullptr);
-  EXPECT_THAT(numbers(surface.provenance.cells), ElementsAre(0, 1, 1));
-  EXPECT_NEAR(laws::sizeOf(surface).area, 1 + 0.25, 1e-6);
+  EXPECT_THAT(numbers(surface.provenance.cells), ElementsAre(0, 1, 1, 1, 1));
+  EXPECT_NEAR(laws::sizeOf(surface).area, 1 + 0.5, 1e-6);
   // Four edges of the quad, two halves of each edge of the triangle.
   EXPECT_EQ(extractor->extractLine(nullptr).topology.getCellCount(), 10u);
   EXPECT_EQ(extractor->extractPoints(nullptr).geometry.getNodeCount(), 10u);
@@ -296,7 +274,8 @@ TEST(LineExtract, KeepsPolylinesAndRunsThroughMiddles)
     EXPECT_NEAR(laws::lengthOf(lines), 1 + 2 * std::sqrt(0.5) + 1 + 1, 1e-6);
     EXPECT_EQ(lines.topology.getCellShape(1), MiCellShape::Polyline);
   });
-  const HalvingTessellator tessellator;
+  UniformTessellator tessellator;
+  tessellator.parts = 2;
   const auto extractor = MiLineExtractUnstructured::getNewInstance(
       zoo::as<LINE_MESH_UNSTRUCTURED>(*mesh), true, &tessellator);
   const auto& lines = extractor->extractLine(nullptr);

@@ -411,24 +411,6 @@ TEST(Isoline, LeavesOutDeadRefusedAndBrokenCells)
   EXPECT_THAT(extractor->getWarnings(), ElementsAre(laws::brokenCells(2, 1)));
 }
 
-TEST(Isoline, MapsSetsOntoItsLines)
-{
-  Sheet sheet(3, 1, [](double, double j) { return j; });
-  ASSERT_TRUE(
-      sheet.extractor->extractIsolines(std::vector<double>{0.25, 0.5}, sheet.set(), nullptr));
-  const std::vector<double> cells{10, 20, 30};
-  const MbScalardSetIj perCell("c", MiDataBinding::PerCell, 3, 1, cells);
-  const auto* values = sheet.extractor->extractScalarSet(1, sheet.set());
-  ASSERT_NE(values, nullptr);
-  EXPECT_THAT(values->values, ElementsAre(0.5, 0.5, 0.5, 0.5));
-  // Values of cells go to the nodes from which the line goes on into them.
-  const auto* mapped = sheet.extractor->extractScalarSet(0, perCell);
-  ASSERT_NE(mapped, nullptr);
-  EXPECT_EQ(mapped->getBinding(), MiDataBinding::PerNode);
-  EXPECT_THAT(mapped->values, ElementsAre(10, 20, 30, 30));
-  EXPECT_EQ(sheet.extractor->extractScalarSet(2, perCell), nullptr);
-}
-
 // Three sheets that meet in one edge, and a surface that touches itself in a node.
 TEST(Isoline, JoinsAsFewOpenLinesAsBranchesAllow)
 {

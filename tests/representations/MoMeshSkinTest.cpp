@@ -7,22 +7,11 @@
 #include <velmo/nodes/MoTessellator.h>
 
 #include <tests/support/SceneQueries.h>
+#include <tests/support/UniformTessellator.h>
 
 #include <gmock/gmock.h>
 
 namespace {
-
-/// Splits every edge in two; only stamps matter here, so cells keep their own sub-cells.
-class CountingTessellator final : public MiTessellator
-{
-public:
-  std::uint64_t getTimeStamp() const override { return stamp; }
-  bool tessellate(MiCellShape, std::span<const MbVec3d>, MiTessellation&) const override
-  {
-    return false;
-  }
-  std::uint64_t stamp = MxTimeStamp::take();
-};
 
 class SkinKinds : public testing::TestWithParam<MeshType>
 {};
@@ -170,12 +159,13 @@ TEST(MoMeshSkin, ExtractsAgainForAnotherTessellatorOrStamp)
   EXPECT_EQ(scene.counter.count, 1);
   EXPECT_FALSE(scene.skin->isUsingTessellator());
 
-  CountingTessellator tessellator;
+  UniformTessellator tessellator; // only its stamps matter
+  tessellator.declines = true;
   node->setTessellator(&tessellator);
   scene.traverse(2);
   EXPECT_EQ(scene.counter.count, 2);
   EXPECT_TRUE(scene.skin->isUsingTessellator());
-  tessellator.stamp = MxTimeStamp::take();
+  tessellator.touch();
   scene.traverse(2);
   EXPECT_EQ(scene.counter.count, 3) << "the tessellator's own stamp";
   node->setTessellator(&tessellator);
