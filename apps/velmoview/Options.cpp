@@ -453,9 +453,12 @@ Options parseOptions(const std::vector<std::string>& arguments)
 
 std::string helpText()
 {
-  std::string text = "Draws meshes and the data on them.\n\n"
-                     "  velmoview FILE | --demo NAME [options] --output PICTURE.png\n\n"
-                     "FILE is a .vtu or legacy .vtk file.\n";
+  std::string text =
+      "Draws meshes and the data on them.\n\n"
+      "  velmoview FILE | --demo NAME [options] --output PICTURE.png\n\n"
+      "FILE is a VTK file (legacy .vtk; .vtu .vts .vtr .vti .vtp, their parallel forms, .pvd),\n"
+      "a .grdecl, a Gmsh .msh, an Abaqus or CalculiX .inp or an Exodus II file: its content\n"
+      "decides.\n";
   for (const OptionRow& row : kRows) {
     if (row.name) {
       text += helpOf(row.name, row.takes, row.help);
