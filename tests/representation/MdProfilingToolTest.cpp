@@ -8,6 +8,7 @@
 #include <fstream>
 #include <map>
 #include <sstream>
+#include <unistd.h>
 
 using testing::SizeIs;
 
@@ -40,7 +41,7 @@ public:
   }
 
 private:
-  std::string m_path = testing::TempDir() + "velmo_profile_test.log";
+  std::string m_path = testing::TempDir() + "velmo_profile_" + std::to_string(::getpid()) + ".log";
 };
 
 } // namespace

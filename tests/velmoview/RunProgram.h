@@ -9,6 +9,7 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 /// One run of the program in this process.
@@ -40,12 +41,14 @@ inline nlohmann::json reportOf(std::vector<std::string> arguments)
   return outcome.code == 0 ? outcome.report() : nlohmann::json();
 }
 
-/// A file in the folder of temporary files that is gone with the object.
+/// A file in the folder of temporary files that is gone with the object; tests that run at the same
+/// time have files of their own.
 class TemporaryFile
 {
 public:
   explicit TemporaryFile(const std::string& name, const std::string& contents = {})
-      : m_path(std::filesystem::path(testing::TempDir()) / ("velmoview_" + name))
+      : m_path(std::filesystem::path(testing::TempDir()) /
+               ("velmoview_" + std::to_string(::getpid()) + "_" + name))
   {
     if (!contents.empty()) std::ofstream(m_path, std::ios::binary) << contents;
   }
