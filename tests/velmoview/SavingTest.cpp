@@ -56,11 +56,10 @@ TEST(CheckMesh, TellsFaultsWhereTheyAreAndByTheExitCode)
 TEST(Saving, MeshAndResultsGoToTheFilesNamed)
 {
   const TemporaryFile mesh("save.vtk", twoCubes()), grid("save_mesh.vtu");
-  const std::string prefix = testing::TempDir() + "velmoview_saved";
-  const TemporaryFile skin("saved-1-skin.vtp"), plane("saved-2-plane.vtp");
+  const TemporaryFile saved("saved"), skin("saved-1-skin.vtp"), plane("saved-2-plane.vtp");
   const Outcome outcome =
-      runProgram({mesh.path(), "--save-mesh", grid.path(), "--compress", "--save", prefix, "--skin",
-                  "--plane", "1,0,0,0.5", "--strict"});
+      runProgram({mesh.path(), "--save-mesh", grid.path(), "--compress", "--save", saved.path(),
+                  "--skin", "--plane", "1,0,0,0.5", "--strict"});
   EXPECT_EQ(outcome.code, 0) << outcome.err;
   EXPECT_TRUE(std::filesystem::exists(skin.path()));
   EXPECT_TRUE(std::filesystem::exists(plane.path()));
