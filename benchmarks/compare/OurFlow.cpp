@@ -96,7 +96,9 @@ public:
   }
   void step(int) override
   {
-    this->makeExtractor(); // the tree stays with the mesh
+    // The tree stays with the mesh as long as an extractor is there that used it.
+    const auto before = std::move(m_extractor);
+    this->makeExtractor();
     m_extractor->setMaxLength(1);
     m_extractor->extractStreamlines(m_seeds, *m_vectors, nullptr);
     for (std::size_t l = 0; l < m_seeds.size(); ++l)
