@@ -341,6 +341,7 @@ private:
       add(name, components, list(type, m_items, components, what));
     } else if (keyword == "color_scalars") {
       const std::size_t components = count("the number of components");
+      if (components < 1) fail("COLOR_SCALARS have no components");
       add(name, components, list(m_binary ? "unsigned_char" : "float", m_items, components, what));
     } else if (keyword == "vectors" || keyword == "normals") {
       add(name, 3, list(wordFor("the type of an array"), m_items, 3, what));
