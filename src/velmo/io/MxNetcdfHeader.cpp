@@ -10,7 +10,7 @@ namespace {
 constexpr std::uint64_t kMostDimensions = 1024;
 
 /// Walks over the header from front to back. Format: the classic, 64-bit offset and 64-bit data
-/// forms of the NetCDF Users Guide, appendix "File Format Specifications".
+/// forms of the NetCDF Users Guide, appendix on file formats.
 class HeaderCheck
 {
 public:
