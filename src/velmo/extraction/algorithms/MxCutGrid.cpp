@@ -5,6 +5,7 @@
 #include <velmo/extraction/algorithms/MxNodeNumbering.h>
 
 #include <bit>
+#include <new>
 
 namespace {
 
@@ -41,10 +42,17 @@ public:
     const auto grow = [&](auto& array, std::size_t count) {
       const std::size_t guess =
           share < 1 ? static_cast<std::size_t>(static_cast<double>(count) / share * 1.1) : count;
-      if (isFirst)
-        array.resizeUninitialized(guess);
-      else
-        array.resize(count > array.capacity() ? guess : count);
+      const auto resize = [&](std::size_t size) {
+        if (isFirst)
+          array.resizeUninitialized(size);
+        else
+          array.resize(size);
+      };
+      try {
+        resize(isFirst || count > array.capacity() ? guess : count);
+      } catch (const std::bad_alloc&) { // what is needed may fit where the guess does not
+        resize(count);
+      }
     };
     grow(topology.begins(), m_polygonCount + 1);
     grow(topology.indices(), m_indexCount);
