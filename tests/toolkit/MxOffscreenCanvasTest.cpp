@@ -18,7 +18,6 @@
 #include <velmo/toolkit/SoRef.h>
 
 #include "apps/velmoview/picture/MxPng.h"
-#include "tests/support/Offscreen.h"
 
 using testing::AllOf;
 using testing::ElementsAre;
@@ -190,15 +189,4 @@ TEST(PictureFiles, KeepEveryPixelAndRefuseWhatIsNoPicture)
   EXPECT_FALSE(mxReadPng(std::string(VELMO_SOURCE_DIR) + "/CMakeLists.txt", image, error));
   EXPECT_THAT(error, HasSubstr("CMakeLists.txt"));
   EXPECT_TRUE(image.empty());
-}
-
-TEST(PictureComparison, CountsPixelsThatDifferBeyondTheTolerance)
-{
-  const MxImage grey{2, 1, {100, 100, 100, 255, 100, 100, 100, 255}};
-  MxImage other = grey;
-  other.rgba[0] = 100 + kChannelTolerance;
-  EXPECT_EQ(differingShare(grey, other), 0);
-  other.rgba[6] = 100 - kChannelTolerance - 1;
-  EXPECT_EQ(differingShare(grey, other), 0.5);
-  EXPECT_EQ(differingShare(grey, MxImage{1, 2, grey.rgba}), 1);
 }

@@ -1,5 +1,6 @@
 #include <velmo/toolkit/MxOffscreenCanvas.h>
 
+#include <tests/support/SceneQueries.h>
 #include <tests/support/WarningLog.h>
 #include <tests/toolkit/OutlineScene.h>
 
@@ -192,17 +193,54 @@ TEST(OutlineOnePass, LooksLikeTwoPasses)
 
 TEST(OutlineOnFaces, LooksLikeOnePassHoweverSteepTheFaces)
 {
-  // So many faces that lines are not worth it.
-  WavySheet sheet(160, 0.4f);
-  const OutlineChange closer = [](OutlineScene& s, const WavySheet& w) {
-    auto* camera = static_cast<SoPerspectiveCamera*>(s.root->getChild(0));
-    camera->heightAngle = 0.06f;
-    s.giveColors(w.colors, 8);
+  struct Case
+  {
+    int cells;
+    float angle; // of the camera, so that cells of both sheets are as large in the picture
   };
-  const MxImage one = drawOutlined(EdgePass::One, sheet, closer);
-  EXPECT_LT(differingShare(drawOutlined(EdgePass::OnFaces, sheet, closer), one), 0.002);
-  EXPECT_GT(differingShare(drawOutlined(EdgePass::Lines, sheet, closer), one), 0.01)
-      << "lines over faces that stand back are half hidden";
+  for (const Case& test : {Case{12, 0.8f}, Case{160, 0.06f}}) {
+    const WavySheet sheet(test.cells, 0.4f);
+    const OutlineChange look = [&](OutlineScene& s, const WavySheet& w) {
+      auto* camera = static_cast<SoPerspectiveCamera*>(s.root->getChild(0));
+      camera->heightAngle = test.angle;
+      // Tight: what is steep is steep in depth, too.
+      camera->nearDistance = 1.4f;
+      camera->farDistance = 3.9f;
+      s.giveColors(w.colors, 8);
+    };
+    const MxImage one = drawOutlined(EdgePass::One, sheet, look);
+    EXPECT_LT(differingShare(drawOutlined(EdgePass::OnFaces, sheet, look), one), 0.002)
+        << test.cells;
+    EXPECT_GT(differingShare(drawOutlined(EdgePass::Lines, sheet, look), one), 0.01)
+        << test.cells << ": lines over faces that stand back are half hidden";
+  }
+}
+
+TEST(OutlineOnFaces, ShowsTheWholeWidthOfSilhouettes)
+{
+  // A box from the front: all that is seen of it is the outline of one face.
+  WavySheet box(1, 0);
+  box.positions.clear();
+  for (int n = 0; n < 8; ++n)
+    box.positions.emplace_back(n & 1 ? 0.6f : -0.6f, n & 2 ? 0.6f : -0.6f, n & 4 ? 0.0f : -1.0f);
+  box.indices = {0, 2, 3, 1, -1, 4, 5, 7, 6, -1, 0, 1, 5, 4, -1,
+                 2, 6, 7, 3, -1, 0, 4, 6, 2, -1, 1, 3, 7, 5, -1};
+  const OutlineChange front = [](OutlineScene& s, const WavySheet&) {
+    s.model->model = SoLightModel::BASE_COLOR;
+    s.material->diffuseColor.setValue(1, 1, 1);
+    s.outline().faceColor.setValue(1, 1, 1);
+    s.root->replaceChild(0, cameraAt(0, 0, 2, 2));
+  };
+  for (const EdgePass pass : {EdgePass::One, EdgePass::OnFaces})
+    for (const float width : {1.0f, 3.0f}) {
+      const MxImage picture = drawOutlined(pass, box, front, SbColor(0, 0, 0), 300, width);
+      double ink = 0;
+      for (std::size_t i = 0; i < picture.rgba.size(); i += 4)
+        ink += 1 - picture.rgba[i] / 255.0;
+      const double side = 1.2 * picture.height / 2;
+      EXPECT_NEAR(ink / (4 * side * width), 1, 0.12)
+          << (pass == EdgePass::One ? "one pass, " : "on faces, ") << width;
+    }
 }
 
 TEST(OutlineOnePass, ShowsTrueEdgesAndNoDiagonals)

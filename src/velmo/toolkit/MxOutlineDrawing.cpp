@@ -25,8 +25,11 @@
 #include <optional>
 
 namespace {
-// Of so few, edges as lines cost next to nothing, and show the whole width along silhouettes too.
+// The edges of so few cost next to nothing as lines.
 constexpr std::size_t kFewTriangles = 20000;
+// How far, of the depth range, lines stand back behind faces that are drawn already: beyond the
+// usual polygon offsets, and too little to be seen.
+constexpr double kStandBack = 0.001;
 } // namespace
 
 MxOutlineDrawing::MxOutlineDrawing(SoIndexedFaceSetOutline& shape)
@@ -50,8 +53,7 @@ bool MxOutlineDrawing::allowsOverlay(SoState* state) const
 {
   bool replacing;
   const TkShaderProgram* fading = m_shape.getFadingProgram();
-  return m_shape.areEdgesOnFaces() && m_state.data().faces->triangleCount() > kFewTriangles &&
-         SoLinePatternElement::get(state) == 0xffff &&
+  return m_shape.areEdgesOnFaces() && SoLinePatternElement::get(state) == 0xffff &&
          (!SoGLShaderProgramElement::get(state) || (fading && fading->isInUse(state))) &&
          !mxHasFog(state) && mxTextureFits(state, replacing) &&
          !(SoShapeStyleElement::get(state)->getFlags() &
@@ -249,8 +251,19 @@ void MxOutlineDrawing::draw(SoGLRenderAction* action)
   SoGLCacheContextElement::shouldAutoCache(state, SoGLCacheContextElement::DONT_AUTO_CACHE);
 }
 
-// Whoever draws inside of faces only leaves half of an edge out where there is no second face.
-// Lines draw it first; the faces cover the inner half again.
+// Whether lines may lie under the edges that are drawn on the faces: what is seen through would
+// show both.
+bool MxOutlineDrawing::canUnderlay(SoState* state) const
+{
+  const bool isClear =
+      m_shape.transparency.getValue() > 0 || SoLazyElement::getTransparency(state, 0) > 0;
+  return !isClear && !isFading() && m_state.data().faces->triangleCount() <= kFewTriangles;
+}
+
+// Whoever draws inside of faces only leaves half of an edge out where no second face is seen: at
+// the ends of a surface, and along silhouettes. Lines draw it first; the inner half is covered by
+// faces that come later, or lies behind those that are there. Of many edges only those at the ends
+// are worth it.
 void MxOutlineDrawing::drawWithProgram(SoState* state, Context& context, bool backFaces)
 {
   MxFaceBuffers& buffers = buffersFor(context);
@@ -265,7 +278,16 @@ void MxOutlineDrawing::drawWithProgram(SoState* state, Context& context, bool ba
   glDepthMask(GL_FALSE);
   if (!backFaces && useProgram(state, context, true)) {
     glLineWidth(edgeWidth(state));
-    buffers.drawOpenEdges(m_data, m_counts);
+    if (canUnderlay(state)) {
+      GLdouble range[2];
+      glGetDoublev(GL_DEPTH_RANGE, range);
+      if (m_pass == Pass::Overlay)
+        glDepthRange(range[0] + kStandBack * (range[1] - range[0]), range[1]);
+      buffers.drawEdges(m_data, m_counts);
+      glDepthRange(range[0], range[1]);
+    } else {
+      buffers.drawOpenEdges(m_data, m_counts);
+    }
   }
   useProgram(state, context, false);
   if (m_pass == Pass::Overlay)

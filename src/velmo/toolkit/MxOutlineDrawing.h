@@ -47,6 +47,7 @@ private:
   bool usesValues(int coloring) const;
   bool allowsOverlay(SoState* state) const;
   bool isFading() const;
+  bool canUnderlay(SoState* state) const;
   float edgeWidth(SoState* state) const;
   bool useProgram(SoState* state, Context& context, bool openEdges);
   void drawWithProgram(SoState* state, Context& context, bool backFaces);
