@@ -281,13 +281,11 @@ TEST(MbMeshSave, AFailureLeavesNothingBehindAndKeepsWhatWasThere)
     }
     return "";
   };
-  const std::string folder = testing::TempDir() + "velmo_saved_folder";
+  const std::string folder =
+      testing::TempDir() + "velmo_saved_folder_" + std::to_string(::getpid());
   std::filesystem::create_directory(folder);
   EXPECT_THAT(problem(folder + "/no/such/place.vtu"), HasSubstr("No such file"));
   std::ofstream(folder + "/kept.vtu") << "kept";
-  const std::string link = folder + "/full.vtu";
-  std::filesystem::create_symlink("/dev/full", link);
-  EXPECT_THAT(problem(link), HasSubstr("No space left"));
 
   rlimit before{};
   ::getrlimit(RLIMIT_FSIZE, &before);
@@ -301,7 +299,7 @@ TEST(MbMeshSave, AFailureLeavesNothingBehindAndKeepsWhatWasThere)
   std::string kept;
   std::ifstream(folder + "/kept.vtu") >> kept;
   EXPECT_EQ(kept, "kept");
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 2); // and the link
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1);
   EXPECT_EQ(problem(folder + "/kept.vtu"), "");
   EXPECT_GT(std::filesystem::file_size(folder + "/kept.vtu"), 2000u);
   std::filesystem::remove_all(folder);

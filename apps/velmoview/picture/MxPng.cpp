@@ -1,6 +1,7 @@
 #include "MxPng.h"
 
 #include <png.h>
+#include <velmo/base/MxFileWriter.h>
 
 namespace {
 
@@ -22,11 +23,11 @@ std::vector<std::uint8_t> withoutOpacity(const MxImage& image)
 
 } // namespace
 
-bool mxWritePng(const std::string& path, const MxImage& image, std::string& error)
+std::vector<std::uint8_t> mxEncodePng(const MxImage& image, std::string& error)
 {
   if (image.empty()) {
-    error = path + ": there is no picture to write";
-    return false;
+    error = "there is no picture to write";
+    return {};
   }
   png_image png{};
   png.version = PNG_IMAGE_VERSION;
@@ -36,11 +37,33 @@ bool mxWritePng(const std::string& path, const MxImage& image, std::string& erro
   png.format = opaque ? PNG_FORMAT_RGB : PNG_FORMAT_RGBA;
   const std::vector<std::uint8_t> rgb =
       opaque ? withoutOpacity(image) : std::vector<std::uint8_t>{};
-  if (png_image_write_to_file(&png, path.c_str(), 0, opaque ? rgb.data() : image.rgba.data(), 0,
-                              nullptr))
-    return true;
-  error = path + ": " + png.message;
-  return false;
+  // Room for the largest file, as its size is known only when it is made.
+  png_alloc_size_t size = PNG_IMAGE_PNG_SIZE_MAX(png);
+  std::vector<std::uint8_t> bytes(size);
+  if (!png_image_write_to_memory(&png, bytes.data(), &size, 0,
+                                 opaque ? rgb.data() : image.rgba.data(), 0, nullptr))
+  {
+    error = png.message;
+    return {};
+  }
+  bytes.resize(size);
+  return bytes;
+}
+
+bool mxWritePng(const std::string& path, const MxImage& image, std::string& error)
+{
+  const std::vector<std::uint8_t> bytes = mxEncodePng(image, error);
+  if (bytes.empty()) {
+    error = path + ": " + error;
+    return false;
+  }
+  try {
+    mxWriteFile(path, bytes.data(), bytes.size());
+  } catch (const MxWriteError& problem) {
+    error = problem.what();
+    return false;
+  }
+  return true;
 }
 
 bool mxReadPng(const std::string& path, MxImage& image, std::string& error)

@@ -75,6 +75,11 @@ struct MbMeshFile::Impl
     throw MbMeshFileError(path, "", problem);
   }
 
+  [[noreturn]] void failKind(const std::string& problem) const
+  {
+    throw MbMeshKindError(path, "", problem);
+  }
+
   void setActive(const std::string& name)
   {
     plan.active = content.active;
@@ -94,11 +99,11 @@ struct MbMeshFile::Impl
   {
     const MxFileCells& own = content.cells;
     if (content.vertex && !vertex)
-      fail("has cells with eight vertices of their own, not shared nodes");
+      failKind("has cells with eight vertices of their own, not shared nodes");
     if (content.layout != MxFileLayout::Cells)
-      fail("is structured already; only an unstructured mesh of hexahedra can be read as IJK");
+      failKind("is structured already; only an unstructured mesh of hexahedra can be read as IJK");
     if (own.count > 0 && (own.uniform != MiCellShape::Hexahedron || own.offsets))
-      fail("has cells that are no hexahedra of eight nodes and cannot be read as IJK");
+      failKind("has cells that are no hexahedra of eight nodes and cannot be read as IJK");
     // Counts are compared by division, as their product may overflow.
     const bool fits = cells.x > 0 && cells.y > 0 && cells.z > 0 && own.count % cells.x == 0 &&
                       own.count / cells.x % cells.y == 0 &&
@@ -187,7 +192,7 @@ MbMeshFile MbMeshFile::asHexahedronIjk(MbMeshFile file, const MbIndex3& cells, b
 {
   Impl& impl = *file.m_impl;
   if (impl.plan.kind != VOLUME_MESH_UNSTRUCTURED && impl.content.layout == MxFileLayout::Cells)
-    impl.fail("is no unstructured volume mesh and cannot be read as IJK");
+    impl.failKind("is no unstructured volume mesh and cannot be read as IJK");
   impl.setIjk(cells, vertex);
   impl.setActive(active);
   if (vertex) impl.followCorners();
@@ -213,6 +218,11 @@ MeshType MbMeshFile::getMeshType() const
 const std::string& MbMeshFile::getPath() const
 {
   return m_impl->path;
+}
+
+std::span<const std::string> MbMeshFile::getFiles() const
+{
+  return m_impl->content.files;
 }
 
 const std::string& MbMeshFile::getFormat() const

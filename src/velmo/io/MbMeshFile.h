@@ -30,6 +30,14 @@ private:
   std::string m_path, m_place, m_problem;
 };
 
+/// The file itself is sound, but its mesh is of another kind than was asked for: it cannot be read
+/// as a grid, or has no place in a file of that name.
+class MbMeshKindError : public MbMeshFileError
+{
+public:
+  using MbMeshFileError::MbMeshFileError;
+};
+
 struct MbMeshFileOptions
 {
   /// False reads with one thread; the result is the same.
@@ -102,6 +110,7 @@ class MbMeshFile
 {
 public:
   /// @throw MbMeshFileError when the file cannot be opened, is damaged, or is of no known format
+  /// @throw MbMeshKindError when its cells cannot be those of the grid asked for
   /// @throw std::bad_alloc
   static MbMeshFile read(const std::string& path, const MbMeshFileOptions& options = {});
 
@@ -114,6 +123,9 @@ public:
   MeshType getMeshType() const;
 
   const std::string& getPath() const;
+  /// The paths of all files that were read: the file itself, pieces, files that are included; of a
+  /// series also the steps that were not. Who writes files should spare them.
+  std::span<const std::string> getFiles() const;
   /// "legacy vtk", "vtu", "pvti", "pvd" and so on.
   const std::string& getFormat() const;
   /// The title line of a legacy file; empty for others.
@@ -150,7 +162,7 @@ public:
   /// vertex hexahedron IJK mesh (each cell its own eight corners; a node value goes to the logical
   /// corner, at a fault the one of the first live cell). Empty `active` means those cells that the
   /// file itself marks, if it does.
-  /// @throw MbMeshFileError when the mesh has other cells, or counts do not fit
+  /// @throw MbMeshKindError when the mesh has other cells, MbMeshFileError when counts do not fit
   static MbMeshFile asHexahedronIjk(MbMeshFile file, const MbIndex3& cells, bool vertex,
                                     const std::string& active = {});
 

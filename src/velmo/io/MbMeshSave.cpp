@@ -36,7 +36,7 @@ public:
 private:
   [[noreturn]] void fail(const std::string& problem) const
   {
-    throw MbMeshFileError(m_path, "", problem);
+    throw MbMeshKindError(m_path, "", problem);
   }
   void addPointData(MxVtkXmlWriter& file, std::size_t items, std::size_t written,
                     const std::function<std::size_t(std::size_t)>& itemAt = nullptr);
@@ -303,7 +303,7 @@ std::vector<std::string> mbSaveMesh(const MiMesh& mesh, std::span<const MbNamedA
 {
   MeshOutput output(path, arrays, options);
   const std::string suffix = path.substr(std::min(path.size(), path.find_last_of('.')));
-  const auto fail = [&](const std::string& problem) { throw MbMeshFileError(path, "", problem); };
+  const auto fail = [&](const std::string& problem) { throw MbMeshKindError(path, "", problem); };
   if (suffix == ".vtu" || suffix == ".vtp") {
     const MeshType kind = classifyMesh(&mesh);
     const bool isPoly = suffix == ".vtp";

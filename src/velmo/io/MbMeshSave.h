@@ -52,8 +52,9 @@ struct MbSaveOptions
 /// *Memory*: some megabytes, and two numbers for every thousand cells. *Threads*: the mesh and
 /// the arrays are read by several threads.
 /// @return what was left out or changed, one sentence each
-/// @throw MbMeshFileError when the file cannot be written, or cannot hold such a mesh; nothing is
-///        left of it then, and a file that was there before stays
+/// @throw MbMeshFileError when the file cannot be written; nothing is left of it then, and a file
+///        that was there before stays
+/// @throw MbMeshKindError when a file of that name cannot hold such a mesh
 /// @throw std::bad_alloc
 std::vector<std::string> mbSaveMesh(const MiMesh& mesh, std::span<const MbNamedArray> arrays,
                                     const std::string& path, const MbSaveOptions& options = {});

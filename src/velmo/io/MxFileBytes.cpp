@@ -25,14 +25,27 @@ struct Descriptor
 
 } // namespace
 
-MxFileBytes::MxFileBytes(const std::string& path) : m_path(path)
+MxFileBytes::MxFileBytes(const std::string& path)
+    : m_path(path), m_family(std::make_shared<std::vector<std::string>>(1, path))
+{
+  open();
+}
+
+MxFileBytes::MxFileBytes(const std::string& path, const MxFileBytes& namedBy)
+    : m_path(path), m_family(namedBy.m_family)
+{
+  open();
+  m_family->push_back(path);
+}
+
+void MxFileBytes::open()
 {
   // Asked before opening: opening a pipe would wait for its writer.
   struct stat facts = {};
-  if (::stat(path.c_str(), &facts) != 0)
+  if (::stat(m_path.c_str(), &facts) != 0)
     fail("", std::string("cannot be opened (") + std::strerror(errno) + ")");
   if (!S_ISREG(facts.st_mode)) fail("", "is not an ordinary file");
-  const Descriptor file(path);
+  const Descriptor file(m_path);
   if (file.id < 0 || ::fstat(file.id, &facts) != 0)
     fail("", std::string("cannot be opened (") + std::strerror(errno) + ")");
   if (facts.st_size == 0) return;

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 /// A file's bytes, mapped for reading, and the place to complain about them.
 ///
@@ -14,11 +15,18 @@ class MxFileBytes : public std::enable_shared_from_this<MxFileBytes>
 public:
   /// @throw MbMeshFileError when the path cannot be opened or is no ordinary file
   explicit MxFileBytes(const std::string& path);
+  /// A file that another one names.
+  MxFileBytes(const std::string& path, const MxFileBytes& namedBy);
   ~MxFileBytes();
   MxFileBytes(const MxFileBytes&) = delete;
   MxFileBytes& operator=(const MxFileBytes&) = delete;
 
   const std::string& getPath() const { return m_path; }
+  /// The paths of this file and of all that belong to it: opened because it, or one of them, names
+  /// them, or added. For the thread that reads.
+  const std::vector<std::string>& getFamily() const { return *m_family; }
+  /// Adds a file that is named but not opened.
+  void addToFamily(const std::string& path) const { m_family->push_back(path); }
   const char* begin() const { return m_data; }
   const char* end() const { return m_data + m_size; }
   std::size_t size() const { return m_size; }
@@ -34,7 +42,10 @@ public:
   [[noreturn]] void failAtByte(const char* where, const std::string& problem) const;
 
 private:
+  void open();
+
   std::string m_path;
+  std::shared_ptr<std::vector<std::string>> m_family;
   const char* m_data = "";
   std::size_t m_size = 0;
 };

@@ -55,7 +55,8 @@ void mxCheckOnlyTime(const MxFileBytes& file, const MxReadRequest& request,
 
 MxFileMesh mxReadMeshFile(const std::string& path, const MxReadRequest& request)
 {
-  const auto file = std::make_shared<const MxFileBytes>(path);
+  const auto file = request.namedBy ? std::make_shared<const MxFileBytes>(path, *request.namedBy)
+                                    : std::make_shared<const MxFileBytes>(path);
   if (file->size() == 0) file->fail("", "is empty");
   std::string known;
   for (const MxFileFormat& format : kFormats) {
@@ -63,6 +64,7 @@ MxFileMesh mxReadMeshFile(const std::string& path, const MxReadRequest& request)
       MxFileMesh mesh = format.read(*file, request);
       if (request.time && !mesh.time) file->fail("", kTimeless);
       mxApplyGhosts(mesh, request.parallel);
+      mesh.files = file->getFamily();
       return mesh;
     }
     known += (known.empty() ? "" : ", ") + std::string(format.name);

@@ -56,7 +56,8 @@ struct MxReadRequest
   std::optional<double> time; ///< the wanted time of a series; none for its first step
   /// Told how much is done, 0 to 1, by the reading thread; may be empty.
   std::function<void(double)> progress;
-  int depth = 0; ///< files that name files: how many are open already
+  int depth = 0;                        ///< files that name files: how many are open already
+  const MxFileBytes* namedBy = nullptr; ///< the file that names this one, if one does
 };
 
 /// Tells the one who asked how far the reading has come.
@@ -77,6 +78,7 @@ struct MxFileMesh
   std::optional<double> time;
   std::vector<std::string> notes;
   std::vector<std::string> remarks; ///< what is good to know, and nothing that went amiss
+  std::vector<std::string> files;   ///< all that belong to it, as MbMeshFile::getFiles
 
   MxFileLayout layout = MxFileLayout::Cells;
   std::size_t nodeCount = 0;

@@ -31,7 +31,7 @@ std::unique_ptr<MxFileBytes> mxOpenInclude(std::string name, const char* where,
   for (const MxFileBytes* outer : open)
     if (fs::equivalent(path, outer->getPath(), error)) refuse("includes itself");
   try {
-    return std::make_unique<MxFileBytes>(path.string());
+    return std::make_unique<MxFileBytes>(path.string(), from);
   } catch (const MbMeshFileError& problem) {
     refuse(problem.getProblem());
   }

@@ -1,4 +1,5 @@
 #include <velmo/base/MxParallel.h>
+#include <velmo/io/MbMeshFile.h>
 #include <velmo/io/MbMeshSave.h>
 #include <velmo/io/MxFileArray.h>
 #include <velmo/io/MxVtkXmlWriter.h>
@@ -97,13 +98,14 @@ MxOutputArray mxJoined(std::vector<MxOutputArray> parts)
 
 MxVtkXmlWriter::MxVtkXmlWriter(const std::string& path, const std::string& type,
                                const MbSaveOptions& options)
-    : m_file(path), m_compress(options.compress), m_parallel(options.parallel)
-{
+try : m_path(path), m_file(path), m_compress(options.compress), m_parallel(options.parallel) {
   m_text = "<?xml version=\"1.0\"?>\n";
   const bool little = std::endian::native == std::endian::little;
   open("VTKFile type=\"" + type + "\" version=\"1.0\" byte_order=\"" +
        (little ? "LittleEndian" : "BigEndian") + "\" header_type=\"UInt64\"" +
        (m_compress ? " compressor=\"vtkZLibDataCompressor\"" : ""));
+} catch (const MxWriteError& error) {
+  throw MbMeshFileError(path, "", error.getProblem());
 }
 
 void MxVtkXmlWriter::indent()
@@ -140,6 +142,15 @@ void MxVtkXmlWriter::add(MxOutputArray array)
 }
 
 void MxVtkXmlWriter::finish()
+{
+  try {
+    writeAll();
+  } catch (const MxWriteError& error) {
+    throw MbMeshFileError(m_path, "", error.getProblem());
+  }
+}
+
+void MxVtkXmlWriter::writeAll()
 {
   while (m_open.size() > 1)
     close();

@@ -1,7 +1,7 @@
 #pragma once
 
+#include <velmo/base/MxFileWriter.h>
 #include <velmo/extraction/interfaces/MiArrayView.h>
-#include <velmo/io/MxFileWriter.h>
 
 #include <functional>
 #include <string>
@@ -41,6 +41,7 @@ class MxVtkXmlWriter
 {
 public:
   /// @param type  of data set, also the name of its element
+  /// @throw MbMeshFileError
   MxVtkXmlWriter(const std::string& path, const std::string& type, const MbSaveOptions& options);
 
   /// Starts an element: `tag` is its name, with attributes if it has any.
@@ -58,8 +59,10 @@ private:
     std::size_t offsetAt; ///< where the text has room for its offset
   };
   void indent();
+  void writeAll();
   void writeArray(const MxOutputArray& array);
 
+  std::string m_path;
   MxFileWriter m_file;
   bool m_compress, m_parallel;
   std::string m_text;

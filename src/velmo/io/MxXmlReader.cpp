@@ -400,7 +400,7 @@ private:
     const std::string problem = "the piece " + mxQuoted(piece.source) + " ";
     std::shared_ptr<const MxFileBytes> own;
     try {
-      own = std::make_shared<const MxFileBytes>(path);
+      own = std::make_shared<const MxFileBytes>(path, file);
     } catch (const MbMeshFileError& error) {
       file.failAtLine(piece.tag, problem + error.getProblem());
     }
@@ -462,13 +462,18 @@ MxFileMesh readSeries(const MxXmlContent& content, const MxFileBytes& file,
       if (std::abs(step.time - *request.time) < std::abs(time - *request.time)) time = step.time;
   }
   std::vector<const MxXmlStep*> steps;
-  for (const MxXmlStep& step : content.steps)
-    if (step.time == time) steps.push_back(&step);
+  for (const MxXmlStep& step : content.steps) {
+    if (step.time == time)
+      steps.push_back(&step);
+    else
+      file.addToFamily(beside(file, step.source));
+  }
 
   std::vector<MxFileMesh> meshes;
   for (std::size_t s = 0; s < steps.size(); ++s) {
     MxReadRequest own = partOf(request, file, steps[s]->tag, s, steps.size());
     own.time.reset();
+    own.namedBy = &file;
     const std::string path = beside(file, steps[s]->source);
     try {
       meshes.push_back(mxReadMeshFile(path, own));
