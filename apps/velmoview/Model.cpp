@@ -117,12 +117,18 @@ Model readModel(const Options& options, const std::function<void(double)>& progr
   how.sharedNodes = options.sharedNodes;
   how.time = options.time;
   how.progress = progress;
-  const auto file = std::make_shared<MbMeshFile>(MbMeshFile::read(options.file, how));
+  std::shared_ptr<MbMeshFile> file;
+  try {
+    file = std::make_shared<MbMeshFile>(MbMeshFile::read(options.file, how));
+  } catch (const MbMeshKindError& error) {
+    throw UsageError(std::string("--ijk: ") + error.what());
+  }
 
   Model model;
   model.source = file->getPath();
   model.format = file->getFormat();
   model.title = file->getTitle();
+  model.files.assign(file->getFiles().begin(), file->getFiles().end());
   model.mesh = file->getMesh();
   model.kind = file->getMeshType();
   model.dims = file->getCellDimensions();

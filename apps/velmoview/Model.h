@@ -52,7 +52,8 @@ struct ModelArray
 struct Model
 {
   std::string source;
-  std::string format, title; ///< of a file; a title is rare
+  std::string format, title;      ///< of a file; a title is rare
+  std::vector<std::string> files; ///< all that were read, or belong to those that were
   const MiMesh* mesh = nullptr;
   MeshType kind = UNDEFINED_MESH;
   std::vector<std::size_t> dims; ///< cells along each axis; empty when unstructured
@@ -85,7 +86,7 @@ struct DemoMesh
 };
 
 /// @param progress  told how much is read, 0 to 1; may be empty
-/// @throw MbMeshFileError, UsageError
+/// @throw MbMeshFileError, UsageError when the mesh is not of the kind asked for
 Model readModel(const Options& options, const std::function<void(double)>& progress = {});
 
 /// Values as a data set of double or MbVec3d, numbered as the model's mesh kind asks.

@@ -4,6 +4,8 @@
 #include <velmoview/Values.h>
 
 #include <algorithm>
+#include <cctype>
+#include <filesystem>
 #include <limits>
 
 namespace velmoview {
@@ -139,6 +141,24 @@ void readSaveMesh(const OptionRow& row, const std::string& value, Options& optio
   options.saveMesh = value;
 }
 
+/// Pictures are PNG files; devices and pipes have names of all kinds.
+void readOutput(const OptionRow& row, const std::string& value, Options& options)
+{
+  namespace fs = std::filesystem;
+  std::string end = value.substr(value.size() - std::min<std::size_t>(value.size(), 4));
+  for (char& c : end)
+    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  std::error_code ignored;
+  const fs::file_status status = fs::status(value, ignored);
+  const bool isSpecial =
+      value == "-" || value.starts_with("/dev/std") || value.starts_with("/dev/fd/") ||
+      (fs::exists(status) && !fs::is_regular_file(status) && !fs::is_directory(status));
+  if (end != ".png" && !isSpecial)
+    refuseValue(row.name, row.takes,
+                "'" + value + "' does not end in .png, the one format of pictures");
+  options.output = value;
+}
+
 void readTime(const OptionRow& row, const std::string& value, Options& options)
 {
   options.time = readNumbers(row.name, row.takes, value, 1, 1)[0];
@@ -234,9 +254,9 @@ constexpr OptionRow kRows[] = {
     {"--view", "X,Y,Z", "the direction in which the camera looks", readView},
 
     {nullptr, kNoValue, "Output and running", nullptr},
-    {"--output", "a FILE.png", "write the picture there", readText<&Options::output>},
-    {"--report", "a FILE.json, or - for the terminal", "write what was read and drawn as JSON",
-     readText<&Options::report>},
+    {"--output", "a FILE.png, or - for the standard output", "write the picture there", readOutput},
+    {"--report", "a FILE.json, or - for the standard output",
+     "write what was read and drawn as JSON", readText<&Options::report>},
     {"--info", kNoValue, "print what is in the mesh file as a table",
      readSwitch<&Options::info, true>},
     {"--check-mesh", kNoValue, "print what is wrong with the mesh; exit code 3 when something is",
@@ -369,6 +389,15 @@ void checkTogether(const Options& options)
       throw UsageError(std::string(name) +
                        " and --report - both write to the terminal; write the " +
                        "report into a FILE.json");
+  if (options.output == "-") {
+    const char* other = options.report == "-" ? "--report -"
+                        : options.info        ? "--info"
+                        : options.checkMesh   ? "--check-mesh"
+                                              : nullptr;
+    if (other)
+      throw UsageError(std::string("--output - and ") + other +
+                       " both write to the standard output; write the picture into a FILE.png");
+  }
   checkPicks(options);
   checkColors(options);
 }
@@ -449,6 +478,19 @@ Options parseOptions(const std::vector<std::string>& arguments)
   }
   if (!options.help && !options.version) checkTogether(options);
   return options;
+}
+
+std::vector<std::string> optionNames()
+{
+  std::vector<std::string> names;
+  for (const OptionRow& row : kRows)
+    if (row.name) names.emplace_back(row.name);
+  for (const RepresentationRow* row : representationTable()) {
+    names.emplace_back(row->option);
+    for (const OwnOption& own : row->options)
+      names.emplace_back(own.name);
+  }
+  return names;
 }
 
 std::string helpText()

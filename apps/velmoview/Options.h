@@ -118,6 +118,9 @@ struct Options
 /// @throw UsageError
 Options parseOptions(const std::vector<std::string>& arguments);
 
+/// All options, with their dashes.
+std::vector<std::string> optionNames();
+
 /// What --help prints: every option with what it takes.
 std::string helpText();
 

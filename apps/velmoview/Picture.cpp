@@ -1,6 +1,7 @@
 #include <velmoview/Picture.h>
 
 #include <velmoview/Measure.h>
+#include <velmoview/Outputs.h>
 
 #include <velmo/toolkit/MxOffscreenCanvas.h>
 
@@ -13,7 +14,7 @@
 
 namespace velmoview {
 
-Picture drawPicture(SoNode* root, const Options& options)
+Picture drawPicture(SoNode* root, const Options& options, std::ostream& out)
 {
   MxOffscreenCanvas canvas;
   const auto& b = options.background;
@@ -36,8 +37,13 @@ Picture drawPicture(SoNode* root, const Options& options)
   picture.blank = image.rgba == empty.rgba;
 
   std::string error;
-  if (!mxWritePng(options.output, image, error))
-    throw std::runtime_error(options.output + ": " + error);
+  if (options.output == "-") {
+    const std::vector<std::uint8_t> bytes = mxEncodePng(image, error);
+    if (bytes.empty()) throw std::runtime_error("the picture: " + error);
+    writeOut(out, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+  } else if (!mxWritePng(options.output, image, error)) {
+    throw std::runtime_error(error);
+  }
   return picture;
 }
 

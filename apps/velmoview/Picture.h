@@ -2,6 +2,8 @@
 
 #include <velmoview/Options.h>
 
+#include <iosfwd>
+
 class SoNode;
 
 namespace velmoview {
@@ -13,8 +15,8 @@ struct Picture
   double renderMs = 0;
 };
 
-/// Draws the scene and writes it as PNG.
+/// Draws the scene and writes it as PNG, to `out` when the file is called "-".
 /// @throw std::runtime_error when nothing can be drawn or the file cannot be written
-Picture drawPicture(SoNode* root, const Options& options);
+Picture drawPicture(SoNode* root, const Options& options, std::ostream& out);
 
 } // namespace velmoview

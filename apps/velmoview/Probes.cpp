@@ -63,6 +63,12 @@ std::unique_ptr<PointFinder> makeFinderOf(const typename MxMeshKind<K>::Interfac
 
 } // namespace
 
+bool canProbe(MeshType kind)
+{
+  return kind >= VOLUME_MESH_UNSTRUCTURED && kind < LINE_MESH_UNSTRUCTURED &&
+         kind != VOLUME_MESH_VERTEX_HEXAHEDRON_IJK;
+}
+
 std::unique_ptr<PointFinder> makeFinder(const Model& model, bool parallel)
 {
   std::unique_ptr<PointFinder> finder;
@@ -77,10 +83,8 @@ nlohmann::ordered_json probeReport(const Model& model,
                                    const std::vector<std::array<double, 3>>& points, bool parallel)
 {
   const std::unique_ptr<PointFinder> finder = makeFinder(model, parallel);
-  if (!finder)
-    throw UsageError(std::string("--probe cannot look into a mesh of the kind ") +
-                     meshTypeName(model.kind));
   auto probes = nlohmann::ordered_json::array();
+  if (!finder) return probes;
   for (const auto& p : points) {
     nlohmann::ordered_json probe{{"position", p}, {"found", false}};
     if (const auto cell = finder->find({p[0], p[1], p[2]})) {

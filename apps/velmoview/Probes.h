@@ -22,11 +22,13 @@ public:
   virtual std::vector<double> valueOf(const ModelArray& array) const = 0;
 };
 
+/// Points can be found in lines of no kind, nor in hexahedra with corners of their own.
+bool canProbe(MeshType kind);
+
 /// Null for meshes of a kind that cannot be probed.
 std::unique_ptr<PointFinder> makeFinder(const Model& model, bool parallel);
 
-/// The "probes" of the report.
-/// @throw UsageError for a mesh of a kind that cannot be probed
+/// The "probes" of the report; none for meshes of a kind that cannot be probed.
 nlohmann::ordered_json probeReport(const Model& model,
                                    const std::vector<std::array<double, 3>>& points, bool parallel);
 

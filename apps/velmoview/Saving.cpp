@@ -1,5 +1,6 @@
 #include <velmoview/Saving.h>
 
+#include <velmoview/Outputs.h>
 #include <velmoview/representations/Representation.h>
 #include <velmoview/Scene.h>
 
@@ -34,8 +35,7 @@ std::vector<std::string> saveDrawn(const Scene& scene, const Model& model, const
   std::size_t number = 0;
   for (const Drawn& drawn : scene.drawn()) {
     const RepresentationRequest& request = drawn.request;
-    const std::string path =
-        options.save + "-" + std::to_string(++number) + "-" + (request.row->option + 2) + ".vtp";
+    const std::string path = savedPath(options, request, ++number);
     for (const std::string& note : mbSaveExtracted(request.what->savedParts(*drawn.node), arrays,
                                                    path, saveOptions(model, options)))
       notes.push_back(path + ": " + note);

@@ -41,15 +41,6 @@ const SbColor kPoint(0.10f, 0.10f, 0.12f);
 /// From the right, the front and above: three sides of a box show, and its top is the smallest.
 constexpr MbVec3d kDefaultView{-0.55, 0.75, -0.5};
 
-/// What is drawn of a mesh when nothing is asked for.
-std::vector<RepresentationRequest> defaultsFor(MeshType kind)
-{
-  for (const RepresentationRow* row : representationTable()) {
-    if (row->isDefault && row->serves(kind)) return {{row, row->read(*row, "").front()}};
-  }
-  return {};
-}
-
 /// Where the middle of the mesh lies, when that is far from zero against its size; zero otherwise.
 MbVec3d farMiddle(const Bounds& b)
 {
@@ -113,6 +104,15 @@ private:
   std::size_t m_phases = 0, m_phase = 0, m_steps = 0;
 };
 
+std::vector<RepresentationRequest> requestsFor(const Model& model, const Options& options)
+{
+  if (!options.representations.empty()) return options.representations;
+  for (const RepresentationRow* row : representationTable()) {
+    if (row->isDefault && row->serves(model.kind)) return {{row, row->read(*row, "").front()}};
+  }
+  return {};
+}
+
 std::vector<const MiMesh*> Drawn::meshes() const
 {
   return request.what->extracted(*node);
@@ -120,6 +120,8 @@ std::vector<const MiMesh*> Drawn::meshes() const
 
 bool Drawn::isEmpty() const
 {
+  // A line that ends where it begins has a node.
+  if (request.row->extracted == Extracted::Lines) return measure(meshes()).cells == 0;
   for (const MiMesh* mesh : meshes()) {
     const MeXGeometryI* geometry = geometryOf(*mesh);
     if (geometry && geometry->getNodeCount() > 0) return false;
@@ -145,7 +147,6 @@ Scene::Scene(const Model& model, const Options& options, ProgressBar* bar)
   const SbVec3f& moved = shift->translation.getValue();
   m_shift = {-moved[0], -moved[1], -moved[2]};
   addAppearance(*m_root);
-  checkCellRange();
   addRepresentations(*m_root);
   if (!options.legend) return;
   if (!m_coloring.set)
@@ -272,10 +273,7 @@ void Scene::addCellFilter(SoGroup& group, CellChoice choice)
 void Scene::addRepresentations(SoGroup& root)
 {
   const Subject subject{m_model, m_options};
-  const std::vector<RepresentationRequest> requests =
-      m_options.representations.empty() ? defaultsFor(m_model.kind) : m_options.representations;
-  for (const RepresentationRequest& request : requests) {
-    if (request.row->serves(m_model.kind)) request.what->check(subject);
+  for (const RepresentationRequest& request : requestsFor(m_model, m_options)) {
     auto* group = new SoSeparator;
     root.addChild(group);
     addCellFilter(*group,
@@ -290,25 +288,6 @@ void Scene::addRepresentations(SoGroup& root)
     drawn.timer = std::make_unique<ExtractionTimer>(
         "extracting " + std::string(request.row->option + 2), m_bar);
     drawn.node->setExtractorCallback(drawn.timer.get());
-  }
-}
-
-void Scene::checkCellRange() const
-{
-  if (!m_options.cellRange) return;
-  const CellRange& range = *m_options.cellRange;
-  const std::size_t indices = m_model.dims.empty() ? 1 : m_model.dims.size();
-  if (range.lower.size() != indices)
-    throw UsageError(std::string("--cell-range takes ") +
-                     (indices == 3 ? "I,J,K,I,J,K" : "MIN,MAX") + " for this mesh: the cells of " +
-                     m_model.source + " have " + std::to_string(indices) +
-                     (indices == 1 ? " index" : " indices"));
-  for (std::size_t axis = 0; axis < indices; ++axis) {
-    const std::size_t count = m_model.dims.empty() ? m_model.cells : m_model.dims[axis];
-    if (range.lower[axis] >= count)
-      throw UsageError("--cell-range takes cells of the mesh: it has " + std::to_string(count) +
-                       " along that index, and they count from 0, so there is no " +
-                       std::to_string(range.lower[axis]));
   }
 }
 

@@ -22,6 +22,9 @@ namespace velmoview {
 class ExtractionTimer;
 class ProgressBar;
 
+/// What the command line asks to draw, or what is drawn of such a mesh when it asks for nothing.
+std::vector<RepresentationRequest> requestsFor(const Model& model, const Options& options);
+
 /// One representation of the scene, and how long it took.
 struct Drawn
 {
@@ -45,7 +48,7 @@ class Scene
 public:
   /// @param model  borrowed
   /// @param bar    shows how far extractions are; borrowed, may be null
-  /// @throw UsageError when an option does not fit the mesh
+  /// @throw UsageError when an array does not exist or does not fit; see also checkFits
   Scene(const Model& model, const Options& options, ProgressBar* bar = nullptr);
   ~Scene();
   Scene(const Scene&) = delete;
@@ -66,7 +69,6 @@ private:
   void addAppearance(SoGroup& root);
   void addCellFilter(SoGroup& group, CellChoice choice);
   void addRepresentations(SoGroup& root);
-  void checkCellRange() const;
   double traverse(Drawn& drawn);
 
   const Model& m_model;

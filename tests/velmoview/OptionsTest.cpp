@@ -1,6 +1,9 @@
 #include <velmoview/Options.h>
 
+#include <fstream>
 #include <gmock/gmock.h>
+#include <regex>
+#include <set>
 
 using namespace velmoview;
 using testing::AllOf;
@@ -89,6 +92,13 @@ TEST(Options, RefusesWithTheOptionAndWhatItTakes)
       {{"m.vtk", "--color-by", "@node@node"}, "", ""}, // the name is "@node"
       {{"m.vtk", "--color-by", ""}, "--color-by", "empty"},
       {{"m.vtk", "--output", ""}, "--output", "FILE.png"},
+      {{"m.vtk", "--output", "m.vtk"}, "--output", "'m.vtk' does not end in .png"},
+      {{"m.vtk", "--output", "png"}, "--output", "does not end in .png"},
+      {{"m.vtk", "--output", "M.PNG"}, "", ""},
+      {{"m.vtk", "--output", "/dev/null"}, "", ""}, // nothing is lost there
+      {{"m.vtk", "--output", "-", "--report", "-"}, "--output -", "--report -"},
+      {{"m.vtk", "--output", "-", "--info"}, "--output -", "--info"},
+      {{"m.vtk", "--output", "-", "--check-mesh"}, "--output -", "--check-mesh"},
       {{"m.vtk", "n.vtk"}, "m.vtk", "n.vtk"},
       {{"m.vtk", "--logical-slice", "L=3"}, "--logical-slice", "'L=3'"},
       {{"m.vtk", "--logical-slice", "I"}, "--logical-slice", "I=INDEX"},
@@ -138,25 +148,24 @@ TEST(Options, RefusesWithTheOptionAndWhatItTakes)
   }
 }
 
-TEST(Options, HelpNamesEveryOptionOfTheCommandLine)
+TEST(Options, HelpAndManualNameEveryOptionAndNoOther)
 {
-  const std::string help = helpText();
-  for (const char* option : {"--demo",          "--ijk",
-                             "--vertex",        "--active",
-                             "--skin",          "--color-by",
-                             "--colormap",      "--range",
-                             "--edges",         "--points",
-                             "--no-faces",      "--cells",
-                             "--cell-range",    "--opacity",
-                             "--background",    "--size",
-                             "--view",          "--output",
-                             "--report",        "--threads",
-                             "--serial",        "--strict",
-                             "--levels",        "--contouring",
-                             "--enhanced",      "--fading",
-                             "--logical-slice", "--interpolated-slice",
-                             "--nan-color",     "--slab",
-                             "--tessellate",    "--legend",
-                             "--legend-title",  "--legend-position"})
-    EXPECT_THAT(help, HasSubstr(std::string("  ") + option + " ")) << option;
+  const std::vector<std::string> names = optionNames();
+  EXPECT_EQ(std::set<std::string>(names.begin(), names.end()).size(), names.size());
+  std::ifstream file(VELMO_SOURCE_DIR "/docs/velmoview.md");
+  const std::string manual{std::istreambuf_iterator<char>(file), {}};
+  const auto named = [](const std::string& text) {
+    std::set<std::string> all;
+    const std::regex option("--[a-z][a-z-]+");
+    for (std::sregex_iterator at(text.begin(), text.end(), option); at != std::sregex_iterator();
+         ++at)
+      all.insert(at->str());
+    return all;
+  };
+  EXPECT_THAT(named(manual), testing::UnorderedElementsAreArray(names));
+  EXPECT_THAT(named(helpText()), testing::UnorderedElementsAreArray(names));
+  for (const std::string& name : names) {
+    EXPECT_THAT(helpText(), HasSubstr("\n  " + name + " ")) << "a line of its own";
+    EXPECT_THAT(refusal({"m.vtk", name + "=?"}), testing::Not(HasSubstr("unknown"))) << name;
+  }
 }

@@ -354,7 +354,8 @@ TEST_F(Reference, HostileFilesEndInAMessageOrAMesh)
                     "--cylinder", "0,0,0,0,0,1,0.006"});
     const bool mustFail = std::find(refused.begin(), refused.end(), name) != refused.end();
     if (mustFail || outcome.code != 0) {
-      EXPECT_EQ(outcome.code, 1);
+      // A single node is read as a line of no cells, which has no skin.
+      EXPECT_EQ(outcome.code, name == "rectilinear_one_node.vtk" ? 2 : 1);
       EXPECT_THAT(outcome.err, testing::HasSubstr(name));
       EXPECT_TRUE(outcome.out.empty());
       continue;

@@ -200,22 +200,107 @@ TEST(Run, StrictFailsOnWarningsAndOnNothingDrawn)
   EXPECT_EQ(runProgram(strict).code, 3);
 }
 
-TEST(Run, ASurfaceHasNoSkinAndIsDrawnAsItIs)
+TEST(Run, WhatDrawsNothingSaysWhatWould)
 {
-  const TemporaryFile square("square.vtk", kSquare);
-  const Outcome asked = runProgram({square.path(), "--skin", "--report", "-"});
-  EXPECT_EQ(asked.code, 0);
-  EXPECT_THAT(
-      asked.report()["warnings"],
-      testing::ElementsAre("MoMeshSkin::doExtract: Cannot compute skins on this type of mesh."));
-  const Outcome slices = runProgram(
-      {square.path(), "--slab", "I=9", "--logical-slice", "I=9", "--report", "-", "--strict"});
-  EXPECT_EQ(slices.code, 3);
-  EXPECT_THAT(slices.report()["warnings"],
-              testing::ElementsAre(
-                  "MoMeshSlab::doExtract: Cannot compute slabs on this type of mesh.",
-                  "MoMeshLogicalSlice::doExtract: Cannot compute logical slice on this type of "
-                  "mesh."));
+  const TemporaryFile mesh("empty.vtk", twoCubes());
+  const TemporaryFile square("empty_square.vtk", std::string(kSquare) +
+                                                     "POINT_DATA 4\nSCALARS h float 1\n"
+                                                     "LOOKUP_TABLE default\n0 1 2 3\n");
+  std::string none = twoCubes();
+  none.replace(none.find("\n3 7\n"), 5, "\n0 0\n");
+  const TemporaryFile dead("empty_dead.vtk", none);
+  struct Case
+  {
+    std::vector<std::string> arguments;
+    const char* says;
+  };
+  const Case cases[] = {
+      {{"--isosurface", "x=2.5"}, "--isosurface draws nothing: 'x' goes from 0 to 2, and 2.5 is"},
+      {{"--isosurface", "v=4"}, "'v' is 5 everywhere, and 4 is outside"},
+      {{"--isosurface", "x=1.5", "--cells", "id=3,3"}, "'x' goes from 0 to 1, and 1.5 is outside"},
+      {{"--plane", "2,0,0,4.5"}, "--plane draws nothing: N.x goes from 0 to 4, and D = 4.5 is"},
+      {{"--sphere", "0,0,-2,1"}, "of the nodes from its centre goes from 2 to 3.741657, and R = 1"},
+      {{"--cylinder", "0,-1,0,0,0,7,9"}, "from its axis goes from 1 to 2.828427, and R = 9 is"},
+      {{"--streamlines", "v", "--seeds", "9,0,0"},
+       "no seed lies in the cells to draw, which are at x from 0 to 2, y from 0 to 1, z from 0"},
+      {{"--streamlines", "v", "--seeds", "1,0.5,0.5;9,9,9", "--min-speed", "6"},
+       "--streamlines draws nothing: every line ends where it begins: low speed"},
+      {{"--cells", "id=4,6"},
+       "nothing is drawn: --cells keeps no cell with 'id' from 4 to 6: it goes from 3 to 7, but "},
+      {{"--cells", "x=7,9"}, "'x' from 7 to 9: it goes from 0 to 2\n"},
+      {{"--cells", "id=3,3", "--cells", "x=1,2"}, "the filters of --cells together keep no cell"},
+      {{"--cells", "id=3,3", "--cell-range", "1,1"}, "--cells and --cell-range together keep no"},
+      {{"--ijk", "2,1,1", "--cells", "id=3,3", "--slab", "I=1"},
+       "--slab draws nothing: the index of the cells to draw is 0 everywhere, and I = 1 is"},
+      {{"--ijk", "2,1,1", "--cells", "id=7,7", "--interpolated-slice", "I=0.5"},
+       "what there is to draw goes from 1 to 2, and I = 0.5 is outside"},
+      {{"--skin", "--opacity", "0"}, "the picture shows nothing but the background"},
+  };
+  const TemporaryFile picture("empty.png");
+  const auto expect = [&](const std::string& file, std::vector<std::string> arguments,
+                          const std::string& says) {
+    SCOPED_TRACE(says);
+    arguments.insert(arguments.begin(), {file, "--size", "80x60", "--output", picture.path()});
+    const Outcome lax = runProgram(arguments);
+    EXPECT_EQ(lax.code, 0);
+    EXPECT_THAT(lax.err, HasSubstr(says));
+    EXPECT_EQ(std::count(lax.err.begin(), lax.err.end(), '\n'), 1) << lax.err;
+    arguments.push_back("--strict");
+    EXPECT_EQ(runProgram(arguments).code, 3);
+  };
+  for (const Case& one : cases)
+    expect(mesh.path(), one.arguments, one.says);
+  expect(square.path(), {"--isolines", "h=7,-2,8"}, "'h' goes from 0 to 3, and -2 is outside");
+  expect(dead.path(), {"--active", "id"},
+         "nothing is drawn: all cells of " + dead.path() + " are dead: 2");
+}
+
+TEST(Run, OptionsForAnotherKindOfMeshAreRefusedBeforeAnythingIsDrawn)
+{
+  const TemporaryFile square("kind_square.vtk", kSquare), cubes("kind_cubes.vtk", twoCubes());
+  const TemporaryFile line("kind_line.vtk",
+                           "# vtk DataFile Version 3.0\nline\nASCII\nDATASET POLYDATA\n"
+                           "POINTS 2 float\n0 0 0 1 0 0\nLINES 1 3\n2 0 1\n");
+  const TemporaryFile picture("kind.png"), saved("kind.vtu");
+  struct Case
+  {
+    std::vector<std::string> arguments;
+    std::string says;
+  };
+  const Case cases[] = {
+      {{cubes.path(), "--slab", "I=1"},
+       "--slab needs a grid, and " + cubes.path() +
+           " is a volume mesh without I, J and K; give --ijk NI,NJ,NK to read its hexahedra"},
+      {{"--demo", "beam", "--logical-slice", "I=9"}, "; it takes --skin, --isosur"},
+      {{square.path(), "--slab", "I=9"}, "--slab needs a grid of volumes, and " + square.path()},
+      {{square.path(), "--skin"}, "is a surface mesh; it takes --surface, --isolin"},
+      {{square.path(), "--skin", "--surface"}, "--skin needs a volume mesh"},
+      {{line.path(), "--plane", "1,0,0,0"}, "is a line mesh; it takes --line"},
+      {{cubes.path(), "--surface"}, "--surface needs a surface mesh, and "},
+      {{cubes.path(), "--line"}, "--line needs a line mesh, and "},
+      {{cubes.path(), "--isolines", "x=1"}, "--isolines needs a surface mesh, and "},
+      {{cubes.path(), "--ijk", "2,1,1", "--vertex", "--logical-slice", "I=1"},
+       "have eight corners each; leave out --vertex"},
+      {{"--demo", "reservoir-vertex", "--streamlines", "v"}, "; --demo reservoir is the same"},
+      {{cubes.path(), "--ijk", "2,1,1", "--vertex", "--probe", "0,0,0"},
+       "--probe needs cells that share nodes"},
+      {{line.path(), "--probe", "0,0,0"}, "--probe needs a volume mesh or a surface mesh, and "},
+      {{"--demo", "turbine", "--tessellate", "2"}, "--tessellate needs cells with nodes in the"},
+      {{cubes.path(), "--shared-nodes"}, "--shared-nodes needs a corner-point grid (.grdecl), and"},
+      {{square.path(), "--ijk", "1,1,1"},
+       "--ijk: " + square.path() + ": has cells that are no hex"},
+  };
+  for (Case one : cases) {
+    SCOPED_TRACE(one.says);
+    one.arguments.insert(one.arguments.end(), {"--output", picture.path(), "--save-mesh",
+                                               saved.path(), "--report", "-"});
+    const Outcome outcome = runProgram(one.arguments);
+    EXPECT_EQ(outcome.code, 2);
+    EXPECT_THAT(outcome.err, HasSubstr(one.says));
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_FALSE(std::filesystem::exists(picture.path()));
+    EXPECT_FALSE(std::filesystem::exists(saved.path()));
+  }
   EXPECT_EQ(reportOf({square.path(), "--strict"})["representations"].at(0)["type"], "surface");
 }
 
@@ -230,14 +315,14 @@ TEST(Run, BadInputIsExitCodeOneAndNamesTheFile)
       {testing::TempDir(), "--report", "-"},
       {mesh.path(), "--ijk", "3,1,1", "--report", "-"},
       {mesh.path(), "--ijk", "2,1,1", "--active", "none", "--report", "-"},
-      {mesh.path(), "--output", nowhere},
-      {mesh.path(), "--report", nowhere},
+      {mesh.path(), "--output", nowhere + ".png"},
+      {mesh.path(), "--report", nowhere + ".json"},
   };
   for (const auto& arguments : cases) {
     SCOPED_TRACE(testing::PrintToString(arguments));
     const Outcome outcome = runProgram(arguments);
     EXPECT_EQ(outcome.code, 1);
-    const bool isOutput = arguments.back() == nowhere;
+    const bool isOutput = arguments.back().starts_with(nowhere);
     EXPECT_THAT(outcome.err, HasSubstr(isOutput ? nowhere : arguments.front()));
     EXPECT_EQ(outcome.out, "");
   }

@@ -86,7 +86,8 @@ TEST(Saving, WhatCannotBeWrittenIsNamed)
   const Case cases[] = {
       {{"--save-mesh", nowhere + ".vtu"}, 1, nowhere + ".vtu: cannot be written (No such file"},
       {{"--save", nowhere}, 1, nowhere + "-1-skin.vtp: cannot be written (No such file"},
-      {{"--save-mesh", testing::TempDir() + "unsaved.vti"}, 1, "only grids of nodes"},
+      {{"--save-mesh", testing::TempDir() + "unsaved.vti"}, 2, "only grids of nodes"},
+      {{"--save-mesh", testing::TempDir() + "unsaved.vtp"}, 2, "only surfaces and lines"},
       {{"--save-mesh", "mesh.obj"}, 2, "--save-mesh takes a FILE.vtu"},
       {{"--save-mesh", ""}, 2, "--save-mesh takes a FILE.vtu"},
       {{"--compress", "--info"}, 2, "--compress takes effect only with"},

@@ -43,6 +43,11 @@ SbVec3f vectorAt(const std::vector<double>& numbers, std::size_t first)
           static_cast<float>(numbers[first + 2])};
 }
 
+MbVec3d placeAt(const std::vector<double>& numbers, std::size_t first)
+{
+  return {numbers[first], numbers[first + 1], numbers[first + 2]};
+}
+
 nlohmann::ordered_json listAt(const std::vector<double>& numbers, std::size_t first)
 {
   return {numbers[first], numbers[first + 1], numbers[first + 2]};
@@ -88,6 +93,11 @@ public:
       throw UsageError("--isosurface needs an array per node: '" + array.name +
                        "' has one value a cell");
   }
+  std::string whyEmpty(const MoMeshRepresentation&, const Reach& reach) const override
+  {
+    return compared("'" + m_array.text() + "'",
+                    reach.ofArray(findArray(reach.model(), "--isosurface", m_array)), "", m_value);
+  }
 
 protected:
   void prepare(MoMeshIsosurface& node, Stage& stage) const override
@@ -129,6 +139,12 @@ public:
   {
     return {{"normal", listAt(m_numbers, 0)}, {"distance", m_numbers[3]}};
   }
+  std::string whyEmpty(const MoMeshRepresentation&, const Reach& reach) const override
+  {
+    const MbVec3d normal = placeAt(m_numbers, 0);
+    return compared("N.x", reach.ofNodes([&](const MbVec3d& x) { return dot(normal, x); }),
+                    "D = ", m_numbers[3]);
+  }
 
 protected:
   void setFields(MoMeshPlaneSlice& node, const Subject& subject, Setting setting) const override
@@ -163,6 +179,13 @@ public:
   {
     return {{"center", listAt(m_numbers, 0)}, {"radius", m_numbers[3]}};
   }
+  std::string whyEmpty(const MoMeshRepresentation&, const Reach& reach) const override
+  {
+    const MbVec3d center = placeAt(m_numbers, 0);
+    return compared("the distance of the nodes from its centre",
+                    reach.ofNodes([&](const MbVec3d& x) { return length(x - center); }),
+                    "R = ", m_numbers[3]);
+  }
 
 protected:
   void setFields(MoMeshSphereSlice& node, const Subject&, Setting setting) const override
@@ -193,6 +216,15 @@ public:
     return {{"center", listAt(m_numbers, 0)},
             {"direction", listAt(m_numbers, 3)},
             {"radius", m_numbers[6]}};
+  }
+  std::string whyEmpty(const MoMeshRepresentation&, const Reach& reach) const override
+  {
+    const MbVec3d center = placeAt(m_numbers, 0), direction = placeAt(m_numbers, 3);
+    const MbVec3d axis = direction * (1 / length(direction));
+    return compared("the distance of the nodes from its axis", reach.ofNodes([&](const MbVec3d& x) {
+      return length(cross(x - center, axis));
+    }),
+                    "R = ", m_numbers[6]);
   }
 
 protected:

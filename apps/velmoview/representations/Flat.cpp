@@ -14,6 +14,7 @@
 #include <Inventor/nodes/SoDrawStyle.h>
 #include <Inventor/nodes/SoLightModel.h>
 
+#include <algorithm>
 #include <cmath>
 #include <nlohmann/json.hpp>
 
@@ -115,6 +116,13 @@ public:
     if (array.binding == MiDataBinding::PerCell)
       throw UsageError("--isolines needs an array per node: '" + array.name +
                        "' has one value a cell");
+  }
+  std::string whyEmpty(const MoMeshRepresentation&, const Reach& reach) const override
+  {
+    const ValueRange range = reach.ofArray(findArray(reach.model(), "--isolines", m_array));
+    const auto [low, high] = std::minmax_element(m_values.begin(), m_values.end());
+    const bool isBelow = range.isEmpty() || *high < range.min;
+    return compared("'" + m_array.text() + "'", range, "", isBelow ? *high : *low);
   }
   std::vector<const MiMesh*> extracted(const MoMeshRepresentation& node) const override
   {

@@ -69,6 +69,11 @@ public:
   {
     checkIndex(m_option, subject, m_axis, m_index);
   }
+  std::string whyEmpty(const MoMeshRepresentation&, const Reach& reach) const override
+  {
+    return compared("the index of the cells to draw", reach.ofIndices(m_axis),
+                    axisName(m_axis) + " = ", m_index);
+  }
 
 protected:
   std::uint32_t indexFor(Setting setting) const
@@ -135,6 +140,12 @@ public:
       throw UsageError("--interpolated-slice takes a value between 0 and " + std::to_string(count) +
                        ", the first and the last nodes of the mesh along " + axisName(m_axis) +
                        ": " + Json(m_value).dump() + " is outside");
+  }
+  std::string whyEmpty(const MoMeshRepresentation&, const Reach& reach) const override
+  {
+    ValueRange layers = reach.ofIndices(m_axis);
+    layers.max += 1; // nodes
+    return compared("what there is to draw", layers, axisName(m_axis) + " = ", m_value);
   }
 
 protected:

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <velmoview/Coloring.h>
+#include <velmoview/Reach.h>
 
 #include <velmo/io/MbMeshSave.h>
 #include <velmo/representation/MoMeshRepresentation.h>
@@ -73,6 +74,8 @@ public:
 
   /// The arguments as the report shows them.
   virtual nlohmann::ordered_json arguments() const;
+  /// Why the node drew nothing: what would, with its range. Empty when nothing is known.
+  virtual std::string whyEmpty(const MoMeshRepresentation&, const Reach&) const { return {}; }
   /// Called for meshes of a kind that is served.
   /// @throw UsageError when the arguments do not fit the mesh
   virtual void check(const Subject&) const {}

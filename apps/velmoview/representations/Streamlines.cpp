@@ -212,6 +212,29 @@ public:
     });
     return parts;
   }
+  std::string whyEmpty(const MoMeshRepresentation& node, const Reach& reach) const override
+  {
+    std::size_t inside = 0;
+    std::string reasons;
+    withExtractor(node, [&](const auto& extractor) {
+      for (std::size_t l = 0; l < extractor.getLines().size(); ++l) {
+        const MiStreamlineEnd end = extractor.getEnd(l);
+        if (end == MiStreamlineEnd::NotInMesh) continue;
+        ++inside;
+        const std::string reason = reasonOf(end);
+        if (reasons.find(reason) == std::string::npos)
+          reasons += (reasons.empty() ? "" : ", ") + reason;
+      }
+    });
+    if (inside > 0) return "every line ends where it begins: " + reasons;
+    std::string text = "no seed lies in the cells to draw, which are at";
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+      const ValueRange range = reach.ofNodes([axis](const MbVec3d& x) { return x[axis]; });
+      text += (axis ? ", " : " ") + std::string(1, "xyz"[axis]) + " from " + shownShort(range.min) +
+              " to " + shownShort(range.max);
+    }
+    return text;
+  }
   void addToReport(const MoMeshRepresentation& node, nlohmann::ordered_json& report) const override
   {
     auto& lines = report["lines"] = nlohmann::ordered_json::array();
