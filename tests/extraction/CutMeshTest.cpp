@@ -329,6 +329,90 @@ TEST(CutMesh, PolyhedraBesideHexahedraLeaveNoCrack)
   EXPECT_NEAR(laws::sizeOf(*surface).volume, laws::sizeOf(*plain).volume, 1e-6);
 }
 
+// Nodes and a value beyond single precision, or whose squares are beyond the largest number, in
+// meshes whose last run of eight cells is not full.
+TEST(CutMesh, FarNodesTakeNothingFromTheCut)
+{
+  for (const S shape : {S::Tetrahedron, S::Hexahedron, S::Wedge, S::Polyhedron,
+                        S::QuadraticTetrahedron, S::QuadraticHexahedron})
+    for (const double far : {-2e118, 1e200, 1.7e308}) {
+      const auto mesh = zoo::blockOf(shape, {5, 5, 3});
+      ASSERT_NE(mesh->getTopology().getCellCount() % 8, 0u);
+      std::vector<MbVec3d> places = zoo::nodePlaces(*mesh);
+      std::vector<double> heights;
+      for (const MbVec3d& p : places)
+        heights.push_back(p.z);
+      std::vector<double> spike(heights.size() - 1, 0.0);
+      spike.push_back(1e300); // of the last run's cells alone
+      const MbVec3d at{2.1, 1.2, 0.4};
+      const MbScalardSetI set("height", MiDataBinding::PerNode, heights);
+      const MbScalardSetI spikes("spike", MiDataBinding::PerNode, spike);
+      const MxCutShape shapes[] = {MxCutPlane{{0, 0, 1}, 0.66},
+                                   MxIsovalue{&set, 0.66},
+                                   MxCutPlane{{0, 0, 1e300}, 0.66e300},
+                                   MxCutPlane{{0.2, 0.3, 1}, 0.9},
+                                   MxCutSphere{at, 0.4},
+                                   MxCutCylinder{at, {0, 0, 1e-200}, 0.7},
+                                   MxIsovalue{&spikes, 0.66}};
+      std::vector<std::size_t> counts;
+      for (const MxCutShape& cut : shapes)
+        counts.push_back(laws::cut(*mesh, cut)->topology.getCellCount());
+      places.back().y = far; // a corner of the block; the sides of planes across y change with it
+      mesh->setGeometry(std::vector<MbVec3d>(places));
+      std::size_t number = 0;
+      for (const MxCutShape& cut : shapes) {
+        SCOPED_TRACE(testing::Message()
+                     << cellShapeFacts(shape).name << " " << far << " " << number);
+        const auto expected = laws::cut(*mesh, cut);
+        EXPECT_TRUE(number == 3 || expected->topology.getCellCount() == counts[number]);
+        ++number;
+        for (const MbVec3f& p : expected->geometry.points())
+          EXPECT_TRUE(std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z));
+        MxCutMemory memory;
+        laws::CutOptions options;
+        options.memory = &memory;
+        for (int step = 0; step < 4; ++step) {
+          options.parallel = step % 2 != 0;
+          EXPECT_TRUE(laws::bytesOf(*laws::cut(*mesh, cut, options)) == laws::bytesOf(*expected));
+        }
+      }
+    }
+  // The middle between two values whose difference is beyond the largest number.
+  const auto pair = zoo::blockOf(S::Hexahedron, {1, 1, 1});
+  const MbScalardSetI extremes("extremes", MiDataBinding::PerNode,
+                               std::vector<double>{-1.5e308, 1.5e308, -1.5e308, 1.5e308, //
+                                                   -1.5e308, 1.5e308, -1.5e308, 1.5e308});
+  const auto middle = laws::cut(*pair, MxIsovalue{&extremes, 0});
+  EXPECT_EQ(middle->provenance.weights.size(), 4u);
+  for (const double weight : middle->provenance.weights)
+    EXPECT_EQ(weight, 0.5);
+}
+
+// The last run of eight cells is not full: what stands behind the cells in memory is none of them.
+TEST(CutMesh, CellsEndWithTheirCount)
+{
+  const auto block = zoo::blockOf(S::Hexahedron, {5, 5, 3});
+  const std::size_t count = block->getTopology().getCellCount();
+  std::vector<std::int64_t> connectivity;
+  std::vector<std::size_t> nodes;
+  for (std::size_t cell = 0; cell < count + 8; ++cell) {
+    block->getTopology().getCellNodes(std::min(cell, count - 1), nodes);
+    connectivity.insert(connectivity.end(), nodes.begin(), nodes.end());
+  }
+  const MbVolumeMeshUnstructured mesh(
+      MbTopologyI(S::Hexahedron, std::span<const std::int64_t>(connectivity).first(8 * count)),
+      zoo::nodePlaces(*block));
+  // A range that no steps can divide.
+  std::vector<double> values(mesh.getGeometry().getNodeCount() - 1, 0.0);
+  values.push_back(1e300);
+  const MbScalardSetI set("spike", MiDataBinding::PerNode, values);
+  MxCutMemory memory;
+  laws::CutOptions options;
+  options.memory = &memory;
+  for (int step = 0; step < 3; ++step)
+    EXPECT_EQ(laws::cut(mesh, MxIsovalue{&set, 1}, options)->topology.getCellCount(), 1u);
+}
+
 // The second cut makes the structures for dragging, later ones use them: always the same bytes.
 TEST(CutMesh, DraggingGivesWhatAFirstCutGives)
 {

@@ -165,7 +165,10 @@ findRuns(const Mesh& mesh, const Cells& cells, const Points& points, const MxCut
   if (!again) history.runs = nullptr;
   history.key = key;
   if (!history.runs) history.runs = recallRuns(key);
-  if (history.runs || !again) return history.runs;
+  const auto usable = [&] {
+    return history.runs && history.runs->isUsable ? history.runs : nullptr;
+  };
+  if (history.runs || !again) return usable();
 
   monitor.beginPhase("Preparing for dragging", 1);
   const MxPlaceReader<Points> places(points);
@@ -185,7 +188,7 @@ findRuns(const Mesh& mesh, const Cells& cells, const Points& points, const MxCut
                     [&](const auto& values) { keep(MxValueReader(values), 1); });
   else
     keep(places, 3);
-  return history.runs;
+  return usable();
 }
 
 } // namespace

@@ -31,8 +31,11 @@ inline std::uint8_t classifyLevel(double level)
 /// exactly one is below zero.
 inline double linearCutWeight(double first, double second)
 {
-  const double weight = first / (first - second);
-  return weight >= 0 && weight <= 1 ? weight : 0.5; // the difference may be beyond the largest
+  const double difference = first - second;
+  // The difference may be beyond the largest number, where that of the halves is not.
+  const double weight =
+      std::isinf(difference) ? first / 2 / (first / 2 - second / 2) : first / difference;
+  return weight >= 0 && weight <= 1 ? weight : 0.5;
 }
 
 /// Levels of points within this, relative to the numbers they are made from, are zero: a plane
@@ -61,7 +64,17 @@ struct MxPlaneLevel
   MbVec3d normal;
   double distance;
 
-  explicit MxPlaneLevel(const MxCutPlane& plane) : normal(plane.normal), distance(plane.distance) {}
+  explicit MxPlaneLevel(const MxCutPlane& plane)
+  {
+    // By a power of two, which changes nothing but what sums can overflow.
+    int exponent = 0;
+    std::frexp(std::max({std::abs(plane.normal.x), std::abs(plane.normal.y), //
+                         std::abs(plane.normal.z)}),
+               &exponent);
+    for (std::size_t axis = 0; axis < 3; ++axis)
+      normal[axis] = std::ldexp(plane.normal[axis], -exponent - 3);
+    distance = std::ldexp(plane.distance, -exponent - 3);
+  }
   double level(const MbVec3d& p) const
   {
     const double x = normal.x * p.x, y = normal.y * p.y, z = normal.z * p.z;
@@ -91,12 +104,24 @@ namespace velmo_detail {
 /// the other does not: a is the square of step, b its product with offset, c the level at t = 0.
 inline double quadraticCutWeight(double a, double b, double c, double levelAtEnd)
 {
+  const double largest = std::max({a, std::abs(b), std::abs(c)});
+  if (largest > 1e150) { // the products may be beyond the largest number
+    if (std::isinf(largest)) return linearCutWeight(c, levelAtEnd);
+    const double scale = 1 / largest;
+    a *= scale, b *= scale, c *= scale;
+  }
   const double root = std::sqrt(std::max(0.0, b * b - a * c));
   // Of the two forms of each root the one without a difference of like numbers.
   const double sum = b > 0 ? -(b + root) : root - b;
   const double weight = (c < 0) == (b > 0) ? c / sum : sum / a;
   if (weight >= 0 && weight <= 1) return weight;
   return linearCutWeight(c, levelAtEnd);
+}
+
+/// Of a square whose root is a number.
+inline double finiteSquare(double square)
+{
+  return std::min(square, std::numeric_limits<double>::max());
 }
 
 } // namespace velmo_detail
@@ -112,7 +137,7 @@ struct MxSphereLevel
   double level(const MbVec3d& p) const
   {
     const MbVec3d offset = p - center;
-    const double distance = dot(offset, offset);
+    const double distance = velmo_detail::finiteSquare(dot(offset, offset));
     return snapCutLevel(distance - square, distance + square);
   }
   double weight(const MbVec3d& a, const MbVec3d& b) const
@@ -153,7 +178,8 @@ struct MxCylinderLevel
   double level(const MbVec3d& p) const
   {
     const MbVec3d offset = across(p - center);
-    const double distance = dot(offset, offset), square = radius * radius;
+    const double distance = velmo_detail::finiteSquare(dot(offset, offset));
+    const double square = radius * radius;
     return snapCutLevel(distance - square, distance + square);
   }
   double weight(const MbVec3d& a, const MbVec3d& b) const
@@ -165,11 +191,12 @@ struct MxCylinderLevel
   bool mayCut(const MxCutBox& box) const
   {
     // The ball around the box is as near to the axis as any of its points.
-    const MbVec3d middle = (box.low + box.high) * 0.5;
+    const MbVec3d middle = box.low * 0.5 + box.high * 0.5;
     const double reach = length(box.high - box.low) * 0.5;
     const double distance = length(across(middle - center));
     const double slack = 4 * kCutSnap * (distance + reach + radius + length(middle - center));
-    return std::abs(distance - radius) <= reach + slack;
+    // Not above, so that boxes too large for their squares are looked at.
+    return !(std::abs(distance - radius) > reach + slack);
   }
 };
 

@@ -120,7 +120,7 @@ private:
 class PlaneTester
 {
 public:
-  PlaneTester(const MxCutRuns& runs, const MxCutPlane& plane)
+  PlaneTester(const MxCutRuns& runs, const MxPlaneLevel& plane)
       : m_runs(runs), m_normal(plane.normal),
         m_base(dot(plane.normal, runs.origin) - plane.distance)
   {
@@ -200,7 +200,7 @@ void visitTester(const MxCutRuns& runs, const MxCutShape& shape, const Test& tes
   if (const auto* iso = std::get_if<MxIsovalue>(&shape))
     test(FieldTester(runs, iso->value));
   else if (const auto* plane = std::get_if<MxCutPlane>(&shape))
-    test(PlaneTester(runs, *plane));
+    test(PlaneTester(runs, MxPlaneLevel(*plane)));
   else if (const auto* sphere = std::get_if<MxCutSphere>(&shape))
     test(BoxTester(runs, MxSphereLevel(*sphere)));
   else
@@ -257,7 +257,8 @@ std::uint32_t velmo_detail::mortonCode(const double* place, const ValueRange& ra
   for (int axis = 0; axis < 3; ++axis) {
     const double extent = range.high[axis] - range.low[axis];
     const double part = extent > 0 ? (place[axis] - range.low[axis]) / extent : 0;
-    code |= spread(static_cast<std::uint32_t>(std::clamp(part * 1024, 0.0, 1023.0))) << axis;
+    // The extent may be beyond the largest number, and the part none.
+    if (part > 0) code |= spread(static_cast<std::uint32_t>(std::min(part * 1024, 1023.0))) << axis;
   }
   return code;
 }
@@ -326,6 +327,7 @@ std::size_t findActiveCells(const MxCutRuns& runs, const MxCutShape& shape, bool
 {
   constexpr std::size_t kBlock = 4096; // runs; whole words of bits
   const std::size_t runCount = runs.runCount();
+  if (runCount == 0) return 0;
   const MxArray<std::uint32_t>& order = runs.order->cells;
   std::vector<std::size_t> sums(blockCount(runCount, kBlock));
   const auto sum = [&] {
@@ -335,6 +337,8 @@ std::size_t findActiveCells(const MxCutRuns& runs, const MxCutShape& shape, bool
     return all;
   };
   MxArray<std::uint8_t> bytes(blockCount(runCount, 8) * 8);
+  // The last run may have fewer cells.
+  const auto lastCells = static_cast<std::uint8_t>(0xff >> (kRunSize * runCount - runs.cellCount));
   bool pays = true;
   visitTester(runs, shape, [&](const auto& tester) {
     forEachBlock(parallel, runCount, kBlock,
@@ -354,7 +358,7 @@ std::size_t findActiveCells(const MxCutRuns& runs, const MxCutShape& shape, bool
                    std::size_t own = 0;
                    for (std::size_t r = first; r < last; ++r) {
                      if (!bytes[r]) continue;
-                     bytes[r] = tester.testCells(r);
+                     bytes[r] = tester.testCells(r) & (r + 1 == runCount ? lastCells : 0xff);
                      own += countBits(bytes[r]);
                      if (order.empty()) continue;
                      forEachBit(bytes[r], r * kRunSize,

@@ -69,8 +69,9 @@ struct MxCutRuns
 {
   std::shared_ptr<const MxCellOrder> order;
   std::size_t cellCount = 0, componentCount = 0;
-  MbVec3d origin;     ///< of places
-  double largest = 0; ///< no coordinate is farther from the origin's
+  MbVec3d origin;       ///< of places
+  double largest = 0;   ///< no coordinate is farther from the origin's
+  bool isUsable = true; ///< false where places lie too far apart for single precision
   /// Of component c and run r: [c * runCount() + r]. A run without any value has a low above high.
   MxArray<float> low, high;
   /// Of component c and cell n in the runs' order: [c * cellCount + n]; 255 and 0 without a value.
@@ -343,10 +344,20 @@ std::shared_ptr<const MxCutRuns> makeRuns(const Cells& cells, const MxBits* unus
                               noteRun(*runs, run, values.data(), nodes.size(), ends);
                             });
                });
-  for (const MxArray<float>* bounds : {&runs->low, &runs->high})
-    for (const float bound : *bounds)
-      if (std::isfinite(bound))
-        runs->largest = std::max(runs->largest, std::abs(static_cast<double>(bound)));
+  for (std::size_t n = 0; n < runs->low.size(); ++n) {
+    if (runs->low[n] > runs->high[n]) continue;                       // without a value
+    const double bound = std::max(-static_cast<double>(runs->low[n]), //
+                                  static_cast<double>(runs->high[n]));
+    runs->largest = std::max(runs->largest, bound);
+  }
+  if (componentCount == 3 && std::isinf(runs->largest)) {
+    // Nothing can be told from boxes without an end: all cells are looked at in every cut.
+    runs->isUsable = false;
+    for (MxArray<float>* bounds : {&runs->low, &runs->high})
+      bounds->release();
+    for (MxArray<std::uint8_t>* bounds : {&runs->cellLow, &runs->cellHigh})
+      bounds->release();
+  }
   return runs;
 }
 

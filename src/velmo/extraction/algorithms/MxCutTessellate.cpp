@@ -95,7 +95,9 @@ void addAsItIs(const MiTopologyI& topology, MiCellShape shape, std::uint32_t cel
       for (const std::size_t end = std::min(stream.size(), at + size); at < end; ++at) {
         const auto found =
             std::find(nodes.begin(), nodes.end(), static_cast<std::uint32_t>(stream[at]));
-        block.faces.push_back(first + static_cast<std::size_t>(found - nodes.begin()));
+        // An answer that has changed since the check must not lead out of bounds.
+        const auto place = static_cast<std::size_t>(found - nodes.begin());
+        block.faces.push_back(first + (found == nodes.end() ? 0 : place));
       }
     }
   }
