@@ -230,6 +230,7 @@ cutMesh(const Mesh& mesh, const Filter* filter, const MxCutShape& shape,
           shape, points, surface.provenance.sourceNodes, false, SameNode{},
           [&](const auto& source) {
             job.source = &source;
+            job.placeOf = [&](std::uint32_t node) { return points[node]; };
             job.isLeftHanded = [&] { return Kind<Mesh>::isLeftHanded(mesh, known, points); };
             Kind<Mesh>::visitCells(mesh, [&](const auto& cells) {
               MxCutScratch& scratch = memory.part<MxCutScratch>();

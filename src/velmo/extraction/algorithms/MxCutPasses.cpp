@@ -76,8 +76,8 @@ template <bool Shared>
 class BlockCutter
 {
 public:
-  BlockCutter(bool flip, MxCutScratch& scratch, MxCutScratch::Block& block)
-      : m_flip(flip), m_block(&block), m_slots(scratch, block)
+  BlockCutter(const MxCutJob& job, bool flip, MxCutScratch& scratch, MxCutScratch::Block& block)
+      : m_job(&job), m_flip(flip), m_block(&block), m_slots(scratch, block)
   {}
 
   [[gnu::always_inline]] void run()
@@ -206,7 +206,7 @@ private:
       beginFace();
       for (std::size_t n = 0; n < size; ++n)
         addFaceNode(at[n], at[size + n]);
-      m_finder.addFace(m_faceNodes, m_faceBelow);
+      m_finder.addFace(m_faceNodes, m_faceBelow, m_job->placeOf);
       at += 2 * size;
     }
     addLoops();
@@ -243,6 +243,7 @@ private:
     }
   }
 
+  const MxCutJob* m_job;
   bool m_flip;
   MxCutScratch::Block* m_block;
   EdgeSlots<Shared> m_slots;
@@ -253,14 +254,16 @@ private:
   std::vector<MxCutKey> m_keys;
 };
 
-MX_WITH_BIT_COUNT void cutShared(bool flip, MxCutScratch& scratch, MxCutScratch::Block& block)
+MX_WITH_BIT_COUNT void cutShared(const MxCutJob& job, bool flip, MxCutScratch& scratch,
+                                 MxCutScratch::Block& block)
 {
-  BlockCutter<true>(flip, scratch, block).run();
+  BlockCutter<true>(job, flip, scratch, block).run();
 }
 
-MX_WITH_BIT_COUNT void cutAlone(bool flip, MxCutScratch& scratch, MxCutScratch::Block& block)
+MX_WITH_BIT_COUNT void cutAlone(const MxCutJob& job, bool flip, MxCutScratch& scratch,
+                                MxCutScratch::Block& block)
 {
-  BlockCutter<false>(flip, scratch, block).run();
+  BlockCutter<false>(job, flip, scratch, block).run();
 }
 
 // --- Vertices --------------------------------------------------------------------------------
@@ -462,13 +465,13 @@ void makeBuckets(MxCutScratch& scratch, bool parallel)
 }
 
 /// The polygons of the cells of one block.
-void cutBlock(bool flip, bool parallel, MxCutScratch& scratch, MxCutScratch::Block& block)
+void cutBlock(const MxCutJob& job, bool flip, MxCutScratch& scratch, MxCutScratch::Block& block)
 {
   if (block.cells.empty()) return;
-  if (parallel)
-    cutShared(flip, scratch, block);
+  if (job.parallel)
+    cutShared(job, flip, scratch, block);
   else
-    cutAlone(flip, scratch, block);
+    cutAlone(job, flip, scratch, block);
 }
 
 /// Numbers the vertices and fills the topology, the sources of cells and nodes and the weights.
@@ -563,7 +566,7 @@ void cutCollected(const MxCutJob& job, MxCutScratch& scratch, MxExtractionMonito
   const bool flip = job.isLeftHanded && job.isLeftHanded();
   forEachTask(job.parallel, scratch.blocks.size(), [&](std::size_t b) {
     monitor.step();
-    cutBlock(flip, job.parallel, scratch, scratch.blocks[b]);
+    cutBlock(job, flip, scratch, scratch.blocks[b]);
   });
   monitor.beginPhase("Numbering vertices", 1);
   finishCut(job, scratch, monitor, surface);

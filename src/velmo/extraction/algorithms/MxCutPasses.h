@@ -141,6 +141,8 @@ struct MxCutJob
   bool sweep = false;               ///< the cells were not checked
   /// Tells whether the cells are left-handed, asked once they are known to be clean; null for no.
   std::function<bool()> isLeftHanded;
+  /// The places of nodes of usable cells; null where there are no polyhedra.
+  std::function<MbVec3d(std::uint32_t)> placeOf;
   bool parallel = false;
 };
 

@@ -161,14 +161,101 @@ const MxCutParts& findCutParts(MiCellShape shape)
 
 // --- Cells without a table -------------------------------------------------------------------
 
-void MxLoopFinder::addFace(std::span<const std::uint32_t> nodes,
-                           std::span<const std::uint8_t> below)
+namespace {
+
+/// The edge of a face from corner n to the next.
+MxCutKey edgeOf(std::span<const std::uint32_t> nodes, std::size_t n)
+{
+  const std::uint32_t a = nodes[n], b = nodes[n + 1 < nodes.size() ? n + 1 : 0];
+  return {std::min(a, b), std::max(a, b)};
+}
+
+/// The corner of a ring whose triangle with its neighbours can be taken off: it is inside the ring,
+/// and so is no other corner of it.
+template <class Corners>
+std::size_t findEar(const Corners& corners, const MbVec3d& normal)
+{
+  const std::size_t size = corners.size();
+  const auto turn = [&](const MbVec3d& a, const MbVec3d& b, const MbVec3d& c) {
+    return dot(cross(b - a, c - b), normal);
+  };
+  for (std::size_t n = 0; n < size; ++n) {
+    const MbVec3d& a = corners[(n + size - 1) % size].place;
+    const MbVec3d &b = corners[n].place, &c = corners[(n + 1) % size].place;
+    if (!(turn(a, b, c) > 0)) continue;
+    bool isFree = true;
+    for (std::size_t m = n + 2; m < n + size - 1 && isFree; ++m) {
+      const MbVec3d& p = corners[m % size].place;
+      isFree = turn(a, b, p) < 0 || turn(b, c, p) < 0 || turn(c, a, p) < 0;
+    }
+    if (isFree) return n;
+  }
+  return 0; // a ring that crosses itself, or has no area left
+}
+
+} // namespace
+
+bool MxLoopFinder::addTriangles(std::span<const std::uint32_t> nodes,
+                                std::span<const std::uint8_t> below,
+                                const std::function<MbVec3d(std::uint32_t)>& placeOf)
 {
   const std::size_t size = nodes.size();
-  const auto key = [&](std::size_t n) {
-    const std::uint32_t a = nodes[n], b = nodes[n + 1 < size ? n + 1 : 0];
-    return MxCutKey{std::min(a, b), std::max(a, b)};
+  constexpr std::size_t kMost = 512; // the search for triangles is not for very large faces
+  if (size < 4 || size > kMost) return false;
+  // From the smallest node towards its smaller neighbour, as both cells at the face have it.
+  const auto first = static_cast<std::size_t>(std::ranges::min_element(nodes) - nodes.begin());
+  const std::size_t next = (first + 1) % size, previous = (first + size - 1) % size;
+  const bool reverse = nodes[previous] < nodes[next];
+  m_corners.clear();
+  for (std::size_t n = 0; n < size; ++n) {
+    const std::size_t at = (reverse ? first + size - n : first + n) % size;
+    const std::size_t edge = reverse ? (at + size - 1) % size : at;
+    m_corners.push_back({static_cast<std::uint32_t>(at), below[at] != 0, placeOf(nodes[at]),
+                         static_cast<std::uint32_t>(edge)});
+  }
+  MbVec3d normal;
+  for (std::size_t n = 2; n < size; ++n)
+    normal +=
+        cross(m_corners[n - 1].place - m_corners[0].place, m_corners[n].place - m_corners[0].place);
+  if (size == 4) {
+    bool hasNotch = false;
+    for (std::size_t n = 0; n < size; ++n)
+      hasNotch |= dot(cross(m_corners[(n + 1) % 4].place - m_corners[n].place,
+                            m_corners[(n + 2) % 4].place - m_corners[(n + 1) % 4].place),
+                      normal) < 0;
+    if (!hasNotch) return false;
+  }
+  const auto addSegment = [&](std::size_t a, std::size_t b) {
+    // It begins where the ring comes down.
+    if (below[a]) std::swap(a, b);
+    m_ends.push_back({edgeOf(nodes, a), static_cast<std::uint32_t>(m_ends.size())});
+    m_ends.push_back({edgeOf(nodes, b), static_cast<std::uint32_t>(m_ends.size())});
   };
+  while (m_corners.size() > 1) {
+    const std::size_t count = m_corners.size();
+    const std::size_t n = count > 3 ? findEar(m_corners, normal) : 0;
+    Corner& before = m_corners[(n + count - 1) % count];
+    const Corner own = m_corners[n], &after = m_corners[(n + 1) % count];
+    if (before.isBelow == after.isBelow && own.isBelow != before.isBelow)
+      addSegment(before.edge, own.edge);
+    else if (own.isBelow != after.isBelow)
+      before.edge = own.edge; // the cut goes on through the edge that is left
+    m_corners.erase(m_corners.begin() + static_cast<std::ptrdiff_t>(n));
+  }
+  return true;
+}
+
+void MxLoopFinder::addFace(std::span<const std::uint32_t> nodes,
+                           std::span<const std::uint8_t> below,
+                           const std::function<MbVec3d(std::uint32_t)>& placeOf)
+{
+  const std::size_t size = nodes.size();
+  if (placeOf && size > 3) {
+    std::size_t cutCount = below[size - 1] != below[0];
+    for (std::size_t n = 1; n < size; ++n)
+      cutCount += below[n - 1] != below[n];
+    if (cutCount > 2 && addTriangles(nodes, below, placeOf)) return;
+  }
   // The first run of nodes below may have begun before the first node: begin behind a node above.
   std::size_t first = 0;
   while (first < size && below[first])
@@ -178,7 +265,7 @@ void MxLoopFinder::addFace(std::span<const std::uint32_t> nodes,
     const std::size_t at = first + n < size ? first + n : first + n - size;
     const std::size_t next = at + 1 < size ? at + 1 : 0;
     if ((below[at] != 0) == (below[next] != 0)) continue;
-    m_ends.push_back({key(at), static_cast<std::uint32_t>(m_ends.size())});
+    m_ends.push_back({edgeOf(nodes, at), static_cast<std::uint32_t>(m_ends.size())});
   }
 }
 

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <velmo/extraction/interfaces/MbVec3.h>
 #include <velmo/extraction/interfaces/MxCellShapes.h>
 
 #include <compare>
+#include <functional>
 #include <map>
 #include <span>
 #include <utility>
@@ -158,7 +160,14 @@ public:
   /// Begins a cell.
   void begin() { m_ends.clear(); }
   /// Adds a face: a ring of mesh nodes, seen from outside, and whether each lies below.
-  void addFace(std::span<const std::uint32_t> nodes, std::span<const std::uint8_t> below);
+  ///
+  /// A face of more than four corners, or a quad with a notch, that is cut in more than two edges
+  /// is cut as the triangles that it falls apart into, which are the same from either side: a
+  /// straight line through it then has its segments inside, whichever side of it is below. Other
+  /// quads are cut as hexahedra's are.
+  /// @param placeOf  the place of a node; without it, all faces are cut as quads are
+  void addFace(std::span<const std::uint32_t> nodes, std::span<const std::uint8_t> below,
+               const std::function<MbVec3d(std::uint32_t)>& placeOf = {});
   /// The polygons: all cut edges of the cell in loops, sizes in `sizes`. Faces that are not turned
   /// as the others, or that have no neighbour at an edge, break no loop but those that pass there.
   void findLoops(std::vector<MxCutKey>& keys, std::vector<std::uint32_t>& sizes);
@@ -169,7 +178,21 @@ private:
     MxCutKey edge;
     std::uint32_t number; ///< 2 * segment, + 1 at its end
   };
+  /// Adds the segments of a face cut as its triangles; false, and none is added, for a face that is
+  /// not to be cut so.
+  bool addTriangles(std::span<const std::uint32_t> nodes, std::span<const std::uint8_t> below,
+                    const std::function<MbVec3d(std::uint32_t)>& placeOf);
+
+  /// A corner of what is left of a face whose triangles are taken off.
+  struct Corner
+  {
+    std::uint32_t at; ///< in the face
+    bool isBelow;
+    MbVec3d place;
+    std::uint32_t edge; ///< the cut edge of the face that is reached from here to the next corner
+  };
   std::vector<End> m_ends;
+  std::vector<Corner> m_corners;
   std::vector<std::uint32_t> m_partner, m_place;
   std::vector<bool> m_used;
   std::vector<std::uint32_t> m_walk;
