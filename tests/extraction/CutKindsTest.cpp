@@ -148,6 +148,74 @@ TEST_P(CutKinds, IsosurfaceOfNoiseIsClosedAndTheSameForAnyNumberOfThreads)
   EXPECT_EQ(laws::bytesOf(parallel.isosurface(*set, 0.5, nullptr)), bytes);
 }
 
+TEST_P(CutKinds, ARidgeAtTheIsovalueIsOneSheetWhereThatLeavesNoHole)
+{
+  constexpr MbIndex3 cells{6, 5, 4};
+  const auto mesh = zoo::block(GetParam(), cells);
+  const auto cutOf = [&](const auto& valueAt, const MiCellFilter* filter) -> auto
+  {
+    std::vector<double> values;
+    for (int k = 0; k <= 4; ++k)
+      for (int j = 0; j <= 5; ++j)
+        for (int i = 0; i <= 6; ++i)
+          values.push_back(valueAt(i, j, k));
+    const auto set = zoo::setOf(*mesh, MiDataBinding::PerNode, values);
+    CutExtractors cuts(*mesh);
+    auto surface = std::make_unique<std::string>(laws::bytesOf(cuts.isosurface(*set, 0, filter)));
+    const auto& own = cuts.isosurface(*set, 0, filter);
+    EXPECT_EQ(laws::bytesOf(own), *surface);
+    MbVec3d sum; // of the vector areas: one direction for all of a sheet
+    for (const std::vector<int>& polygon : laws::cellsOf(own))
+      for (std::size_t n = 2; n < polygon.size(); ++n) {
+        const auto at = [&](std::size_t corner) {
+          return own.geometry.getNode(static_cast<std::size_t>(polygon[corner]));
+        };
+        sum += cross(at(n - 1) - at(0), at(n) - at(0)) * 0.5;
+      }
+    return std::tuple(laws::sizeOf(own).area, length(sum), laws::openEdges(own));
+  };
+  // All across the mesh.
+  {
+    const auto [area, vectorArea, open] =
+        cutOf([](int i, int, int) { return -std::abs(i - 3); }, nullptr);
+    EXPECT_NEAR(area, 2.5, 1e-6);
+    EXPECT_NEAR(vectorArea, 2.5, 1e-6);
+    EXPECT_EQ(open.size(), 18u) << "on the boundary";
+  }
+  // A part of the plane: it would end inside, unless the cells around it are left out.
+  const auto patch = [](int i, int j, int k) {
+    return -std::abs(i - 3) - (j >= 1 && j <= 3 && k >= 1 && k <= 3 ? 0 : 1);
+  };
+  {
+    const auto [area, vectorArea, open] = cutOf(patch, nullptr);
+    EXPECT_NEAR(area, 2 * 0.5, 1e-6);
+    EXPECT_NEAR(vectorArea, 0, 1e-6);
+    EXPECT_TRUE(open.empty());
+  }
+  const auto isInside = [](std::size_t, std::size_t j, std::size_t k) {
+    return j >= 1 && j < 3 && k >= 1 && k < 3;
+  };
+  const MbFunctionFilterIjk grid(isInside);
+  const MbFunctionFilterI flat([&](std::size_t cell) {
+    return isInside(cell % cells.x, cell / cells.x % cells.y, cell / cells.x / cells.y);
+  });
+  {
+    const bool isFlat = GetParam() == VOLUME_MESH_UNSTRUCTURED;
+    const auto [area, vectorArea, open] =
+        cutOf(patch, isFlat ? static_cast<const MiCellFilter*>(&flat) : &grid);
+    EXPECT_NEAR(area, 0.5, 1e-6);
+    EXPECT_NEAR(vectorArea, 0.5, 1e-6);
+  }
+  // Where many nodes have the value, a surface inside the mesh stays closed.
+  std::vector<double> values = noise(kCells);
+  for (double& value : values)
+    value = std::floor(3 * value) - 1; // -1 to 1, and lower at the boundary
+  const auto whole = zoo::block(GetParam(), kCells);
+  const auto set = zoo::setOf(*whole, MiDataBinding::PerNode, values);
+  CutExtractors cuts(*whole);
+  laws::expectSound(cuts.isosurface(*set, 0, nullptr));
+}
+
 TEST_P(CutKinds, AllKindsOfOneGridAgree)
 {
   const zoo::Active active = zoo::someDead(kCells);

@@ -2,6 +2,7 @@
 
 #include <velmo/extraction/algorithms/MxCutKinds.h>
 #include <velmo/extraction/algorithms/MxCutRuns.h>
+#include <velmo/extraction/algorithms/MxCutSheets.h>
 #include <velmo/extraction/algorithms/MxCutTessellate.h>
 #include <velmo/extraction/algorithms/MxVolumeCells.h>
 
@@ -234,6 +235,13 @@ cutMesh(const Mesh& mesh, const Filter* filter, const MxCutShape& shape,
             job.isLeftHanded = [&] { return Kind<Mesh>::isLeftHanded(mesh, known, points); };
             Kind<Mesh>::visitCells(mesh, [&](const auto& cells) {
               MxCutScratch& scratch = memory.part<MxCutScratch>();
+              const auto finish = [&] {
+                done = true;
+                if (!isField || !scratch.hasNodesOn()) return;
+                leaveSingleSheets(surface, parallel, [&](std::span<MxSheetEdge> edges) {
+                  markBoundaryEdges(cells, job, edges);
+                });
+              };
               const auto runs =
                   check ? findRuns(mesh, cells, points, shape, job, monitor, history) : nullptr;
               if (runs) {
@@ -244,11 +252,11 @@ cutMesh(const Mesh& mesh, const Filter* filter, const MxCutShape& shape,
                                      blockCount(active, velmo_detail::kCutBlock));
                   collectActiveCells(cells, job, scratch.active, scratch, monitor);
                   cutCollected(job, scratch, monitor, surface);
-                  done = true;
+                  finish();
                   return;
                 }
               }
-              done = cutCells(cells, job, scratch, monitor, surface);
+              if (cutCells(cells, job, scratch, monitor, surface)) finish();
             });
             if (done) placeCut(points, parallel, surface);
           });

@@ -27,6 +27,7 @@ public:
     m_polygonCount += task.polygonCount;
     m_indexCount += task.indexCount;
     m_sizes |= task.sizes;
+    m_hasNodesOn |= !task.nodesOn.empty();
   }
 
   /// Makes the arrays as large as what was appended needs. What is yet to come is guessed when the
@@ -86,12 +87,14 @@ public:
     m_surface.geometry.points().resize(m_vertexCount);
   }
   std::size_t vertexCount() const { return m_vertexCount; }
+  bool hasNodesOn() const { return m_hasNodesOn; }
 
 private:
   MeXSurfaceMeshUnstructured& m_surface;
   const std::size_t m_taskCount;
   std::size_t m_vertexCount = 0, m_polygonCount = 0, m_indexCount = 0;
   std::uint32_t m_sizes = 0; ///< bit n: there is a polygon of n corners
+  bool m_hasNodesOn = false;
 };
 
 /// How many layers of tasks are found before the first of them are written. What a task found is
@@ -131,7 +134,7 @@ std::size_t MxCutGridMemory::getByteCount() const
   return sum;
 }
 
-void cutGrid(const MxGridLevel& level, const MxGridPlaces& places, const MxIjkChoice& choice,
+bool cutGrid(const MxGridLevel& level, const MxGridPlaces& places, const MxIjkChoice& choice,
              bool flip, bool parallel, MxExtractionMonitor& monitor, MxCutGridMemory& memory,
              MeXSurfaceMeshUnstructured& surface)
 {
@@ -181,7 +184,7 @@ void cutGrid(const MxGridLevel& level, const MxGridPlaces& places, const MxIjkCh
   memory.vertexCount = output.vertexCount();
 
   surface.geometry.touch(low, high);
-  if (!mayBeFar(surface.geometry)) return;
+  if (!mayBeFar(surface.geometry)) return output.hasNodesOn();
   placePoints(
       surface.provenance.weights.size(),
       [&](std::size_t n) {
@@ -192,4 +195,5 @@ void cutGrid(const MxGridLevel& level, const MxGridPlaces& places, const MxIjkCh
         return first * (1 - weight) + second * weight;
       },
       parallel, surface.geometry);
+  return output.hasNodesOn();
 }

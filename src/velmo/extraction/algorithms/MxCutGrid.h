@@ -129,6 +129,7 @@ public:
 /// Cuts a grid and fills the surface but for the stamp of its topology.
 /// @param choice  all cells of the grid, or some
 /// @param flip    polygons are to be turned over: the grid is left-handed
-void cutGrid(const MxGridLevel& level, const MxGridPlaces& places, const MxIjkChoice& choice,
+/// @return whether nodes of cut cells lie on the level
+bool cutGrid(const MxGridLevel& level, const MxGridPlaces& places, const MxIjkChoice& choice,
              bool flip, bool parallel, MxExtractionMonitor& monitor, MxCutGridMemory& memory,
              MeXSurfaceMeshUnstructured& surface);

@@ -1,5 +1,6 @@
 #include <velmo/extraction/algorithms/MxAxesLevel.h>
 #include <velmo/extraction/algorithms/MxCutKinds.h>
+#include <velmo/extraction/algorithms/MxCutSheets.h>
 #include <velmo/extraction/algorithms/MxGridPointLevel.h>
 #include <velmo/extraction/algorithms/MxNodeNumbering.h>
 
@@ -58,13 +59,15 @@ public:
     memory.choiceKey = key;
   }
 
-  void cut(const MxGridLevel& level, const MxGridPlaces& places) const
+  /// Whether nodes of cut cells lie on the level.
+  bool cut(const MxGridLevel& level, const MxGridPlaces& places) const
   {
     const MxIjkNumbering& cells = m_memory.choice.numbering;
     const MxIjkNumbering nodes{nodeCountsOf(cells.counts)};
     const bool flip = isLeftHanded(cells.total(), m_check.unusable, LatticeCorners{cells, nodes},
                                    NodesOf{places, nodes});
-    cutGrid(level, places, m_memory.choice, flip, m_parallel, m_monitor, m_memory, m_surface);
+    return cutGrid(level, places, m_memory.choice, flip, m_parallel, m_monitor, m_memory,
+                   m_surface);
   }
 
   /// The cut at a value; nothing where the set does not fit.
@@ -75,11 +78,37 @@ public:
     const auto ranges = shareRanges(*isovalue.set, values, m_parallel, m_monitor);
     m_memory.fieldRanges = ranges;
     visitRows(values, [&](const auto& rows) {
-      cut(MxGridFieldLevel(rows, *ranges, isovalue.value), places);
+      if (cut(MxGridFieldLevel(rows, *ranges, isovalue.value), places))
+        leaveSingleSheets(m_surface, m_parallel,
+                          [&](std::span<MxSheetEdge> edges) { markBoundary(edges); });
     });
   }
 
 private:
+  /// Marks the edges that not all cells around them are taken of.
+  void markBoundary(std::span<MxSheetEdge> edges) const
+  {
+    const MxIjkChoice& choice = m_memory.choice;
+    const MbIndex3& cells = choice.numbering.counts;
+    const MxIjkNumbering nodes{nodeCountsOf(cells)};
+    for (MxSheetEdge& edge : edges) {
+      const MbIndex3 a = nodes.split(edge.first), b = nodes.split(edge.second);
+      for (std::size_t side = 0; side < 8; ++side) {
+        MbIndex3 cell;
+        bool isAround = true;
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+          cell[axis] = std::min(a[axis], b[axis]);
+          if (!(side >> axis & 1)) continue;
+          isAround &= a[axis] == b[axis];
+          --cell[axis]; // below the first one: beyond the last
+        }
+        if (!isAround) continue;
+        edge.isOnBoundary |= cell.x >= cells.x || cell.y >= cells.y || cell.z >= cells.z ||
+                             !(choice.word(cell.x / 64, cell.y, cell.z) >> cell.x % 64 & 1);
+      }
+    }
+  }
+
   const MxMeshCheck& m_check;
   bool m_parallel;
   MxExtractionMonitor& m_monitor;

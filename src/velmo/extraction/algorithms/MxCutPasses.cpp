@@ -546,6 +546,7 @@ void MxCutScratch::Block::clear()
   smallest = 0xffffffffu;
   largest = 0;
   hasOtherShapes = false;
+  hasNodesOn = false;
 }
 
 std::size_t MxCutScratch::getByteCount() const

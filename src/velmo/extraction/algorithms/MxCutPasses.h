@@ -174,9 +174,17 @@ public:
     MxArray<MxCutKey> overflow;     ///< a bucket and a second node each
     std::uint32_t smallest = 0xffffffffu, largest = 0;
     bool hasOtherShapes = false; ///< than hexahedra
+    bool hasNodesOn = false;     ///< some cell has a node on the level
 
     void clear();
   };
+
+  /// Of the last cut.
+  bool hasNodesOn() const
+  {
+    return std::any_of(blocks.begin(), blocks.end(),
+                       [](const Block& block) { return block.hasNodesOn; });
+  }
 
   MxArray<std::uint8_t> classes;
   std::vector<Block> blocks;
@@ -232,6 +240,7 @@ public:
     m_block->cells.push_back({static_cast<std::uint32_t>(cell), Shape,
                               static_cast<std::uint8_t>(below), static_cast<std::uint8_t>(on)});
     if (Shape != MiCellShape::Hexahedron) m_block->hasOtherShapes = true;
+    if (on != 0) m_block->hasNodesOn = true;
   }
 
   /// A cell without a table, loaded by a cursor; all its nodes may come to own an edge.
@@ -280,6 +289,7 @@ public:
     if (isPolyhedron) m_block->nodes.push_back(0);
     m_block->cells.push_back({static_cast<std::uint32_t>(cell), cursor.shape(), 0, 0});
     m_block->hasOtherShapes = true;
+    if (any & kCutOn) m_block->hasNodesOn = true;
   }
 
 private:

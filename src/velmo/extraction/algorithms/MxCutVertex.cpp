@@ -1,6 +1,7 @@
 #include <velmo/extraction/algorithms/MxCut.h>
 
 #include <velmo/extraction/algorithms/MxCutKinds.h>
+#include <velmo/extraction/algorithms/MxCutSheets.h>
 #include <velmo/mesh/views/MxCellView.h>
 
 namespace {
@@ -101,8 +102,13 @@ std::shared_ptr<const MxMeshCheck> cutMesh(const Mesh& mesh, const Filter* filte
     job.isLeftHanded = [&] {
       return isLeftHanded(cells.total(), check->unusable, cornersOf, points);
     };
-    cutCells(MxHexahedronCells(cells.total(), cornersOf), job, memory.part<MxCutScratch>(), monitor,
-             surface);
+    const MxHexahedronCells hexahedra(cells.total(), cornersOf);
+    MxCutScratch& scratch = memory.part<MxCutScratch>();
+    cutCells(hexahedra, job, scratch, monitor, surface);
+    if (std::holds_alternative<MxIsovalue>(shape) && scratch.hasNodesOn())
+      leaveSingleSheets(surface, parallel, [&](std::span<MxSheetEdge> edges) {
+        markBoundaryEdges(hexahedra, job, edges);
+      });
     placeCut(points, parallel, surface);
   });
   for (std::uint32_t& node : surface.provenance.nodes)
