@@ -87,6 +87,58 @@ TEST(SkinShapes, TwoTetrahedraLoseTheFaceBetweenThem)
   EXPECT_EQ(surface.topology.getCellBegin(1), 4u);
 }
 
+TEST(SkinShapes, AFlatCellHasBothSidesAtOnePlaceAndOpensNothing)
+{
+  // Flat cells on a tetrahedron, a hexahedron and a prism of five sides, which are the last or the
+  // first cells of the mesh, and one flat cell by itself.
+  std::vector<double> points(3 * 40);
+  for (std::size_t n = 0; n < points.size(); ++n)
+    points[n] = static_cast<double>(n * n % 97);
+  struct Cell
+  {
+    std::uint8_t shape;
+    std::vector<std::int64_t> nodes, faces;
+  };
+  const std::vector<Cell> cells{
+      {10, {0, 1, 2, 3}, {}},
+      {13, {0, 1, 2, 0, 1, 2}, {}},
+      {12, {4, 5, 6, 7, 8, 9, 10, 11}, {}},
+      {12, {8, 9, 10, 11, 8, 9, 10, 11}, {}},
+      {42,
+       {12, 13, 14, 15, 16, 17, 18, 19, 20, 21},
+       {7,  5,  12, 13, 14, 15, 16, 5,  17, 18, 19, 20, 21, 4,  12, 13, 18, 17, 4,
+        13, 14, 19, 18, 4,  14, 15, 20, 19, 4,  15, 16, 21, 20, 4,  16, 12, 17, 21}},
+      {42, {17, 18, 19, 20, 21}, {2, 5, 17, 18, 19, 20, 21, 5, 19, 18, 17, 21, 20}},
+      {12, {30, 31, 32, 33, 30, 31, 32, 33}, {}}};
+  for (const bool backward : {false, true}) {
+    MbCellArrays arrays;
+    std::vector<std::int64_t> connectivity, offsets{0}, faces, faceOffsets{0};
+    std::vector<std::uint8_t> shapes;
+    for (std::size_t n = 0; n < cells.size(); ++n) {
+      const Cell& cell = cells[backward ? cells.size() - 1 - n : n];
+      shapes.push_back(cell.shape);
+      connectivity.insert(connectivity.end(), cell.nodes.begin(), cell.nodes.end());
+      faces.insert(faces.end(), cell.faces.begin(), cell.faces.end());
+      offsets.push_back(static_cast<std::int64_t>(connectivity.size()));
+      faceOffsets.push_back(static_cast<std::int64_t>(faces.size()));
+    }
+    arrays.shapes = shapes;
+    arrays.connectivity = connectivity;
+    arrays.offsets = offsets;
+    arrays.faces = faces;
+    arrays.faceOffsets = faceOffsets;
+    const MbVolumeMeshUnstructured mesh(MbTopologyI(std::move(arrays)), points);
+    const auto extractor = MiSkinExtractUnstructured::getNewInstance(mesh, false);
+    const auto& skin = skinOf(*extractor);
+    laws::expectClosed(skin);
+    const auto sides = laws::sourceFaces(skin);
+    EXPECT_EQ(sides.size(), 4u + 6u + 7u);
+    EXPECT_THAT(sides, testing::Contains(testing::UnorderedElementsAre(0, 1, 2)));
+    EXPECT_THAT(sides, testing::Contains(testing::UnorderedElementsAre(8, 9, 10, 11)));
+    EXPECT_THAT(sides, testing::Contains(testing::UnorderedElementsAre(17, 18, 19, 20, 21)));
+  }
+}
+
 TEST(SkinShapes, FacesOfThreeCellsAndCollapsedFacesAreNotOnTheSkin)
 {
   // Three tetrahedra on the face 0 1 2; then a hexahedron whose upper face is a line: its two ends

@@ -38,33 +38,54 @@ struct Entry
   std::uint32_t index;
 };
 
+/// Memory for the match of a bucket, whose entries are numbered from 1 on.
+struct MatchTable
+{
+  struct Slot
+  {
+    std::uint32_t key = 0; ///< an entry with the slot's key
+    std::uint32_t top = 0; ///< the last of its entries that count, or 0
+  };
+  std::vector<Slot> slots;
+  std::vector<std::uint32_t> below; ///< the one before each entry that counts, or 0
+};
+
 /// Counts the entries of one bucket by key and marks those that are alone.
 template <class Same>
 void matchBucket(std::span<const Entry> entries, std::vector<MxArray<MxFaceCandidate>>& blocks,
-                 std::vector<std::uint32_t>& slots, const Same& same)
+                 MatchTable& table, const Same& same)
 {
   const std::size_t slotCount = std::bit_ceil(2 * entries.size() + 1);
-  slots.assign(slotCount, 0);
-  for (std::size_t e = 0; e < entries.size(); ++e) {
-    const Entry& entry = entries[e];
-    MxFaceCandidate& candidate = blocks[entry.block][entry.index];
-    candidate.isSkin = 1;
-    for (std::size_t slot = entry.hash & (slotCount - 1);; slot = (slot + 1) & (slotCount - 1)) {
-      if (slots[slot] == 0) {
-        slots[slot] = static_cast<std::uint32_t>(e + 1);
+  table.slots.assign(slotCount, {});
+  table.below.resize(std::max(table.below.size(), entries.size() + 1));
+  std::uint32_t* below = table.below.data();
+  const auto candidateOf = [&](std::uint32_t number) -> MxFaceCandidate& {
+    const Entry& entry = entries[number - 1];
+    return blocks[entry.block][entry.index];
+  };
+  for (std::uint32_t number = 1; number <= entries.size(); ++number) {
+    const Entry& entry = entries[number - 1];
+    MxFaceCandidate& candidate = candidateOf(number);
+    candidate.isSkin = 0;
+    std::size_t at = entry.hash & (slotCount - 1);
+    for (; table.slots[at].key != 0; at = (at + 1) & (slotCount - 1)) {
+      if (entries[table.slots[at].key - 1].hash != entry.hash) continue;
+      const MxFaceCandidate& known = candidateOf(table.slots[at].key);
+      if (sameKey(known, candidate) && known.isLarge == candidate.isLarge &&
+          (!candidate.isLarge || same(known, candidate)))
         break;
-      }
-      const Entry& earlier = entries[slots[slot] - 1];
-      if (earlier.hash != entry.hash) continue;
-      MxFaceCandidate& first = blocks[earlier.block][earlier.index];
-      if (sameKey(first, candidate) && first.isLarge == candidate.isLarge &&
-          (!candidate.isLarge || same(first, candidate)))
-      {
-        first.isSkin = 0;
-        candidate.isSkin = 0;
-        break;
-      }
     }
+    table.slots[at].key = number;
+    std::uint32_t& top = table.slots[at].top;
+    if (top != 0 && candidateOf(top).cell == candidate.cell) {
+      candidateOf(top).isSkin = 0;
+      top = below[top];
+      if (top != 0 && below[top] == 0) candidateOf(top).isSkin = 1;
+      continue;
+    }
+    (top == 0 ? candidate : candidateOf(top)).isSkin = top == 0;
+    below[number] = top;
+    top = number;
   }
 }
 
@@ -183,12 +204,12 @@ void markUniqueFaces(
   constexpr std::size_t kBucketsPerTask = 8;
   forEachTask(parallel, blockCount(bucketCount, kBucketsPerTask), [&](std::size_t task) {
     monitor.step(0);
-    std::vector<std::uint32_t> slots;
+    MatchTable table;
     const std::size_t last = std::min(bucketCount, (task + 1) * kBucketsPerTask);
     for (std::size_t bucket = task * kBucketsPerTask; bucket < last; ++bucket)
       matchBucket(std::span<const Entry>(entries.data() + begins[bucket],
                                          begins[bucket + 1] - begins[bucket]),
-                  blocks, slots, sameNodes);
+                  blocks, table, sameNodes);
   });
 }
 

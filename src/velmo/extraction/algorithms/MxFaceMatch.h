@@ -24,7 +24,8 @@ struct MxFaceCandidate
 /// @return false when fewer than three are distinct, which bounds nothing
 bool makeFaceKey(std::uint32_t* nodes, std::size_t count, MxFaceCandidate& candidate);
 
-/// Marks the candidates whose node set no other candidate has.
+/// Marks the candidates whose node set no other candidate has. Two of one cell do not count: a flat
+/// cell has both of its sides at one place, and so bounds nothing there.
 ///
 /// @param blocks     candidates in the order of their cells, in any number of lists
 /// @param sameNodes  compares two large faces whose keys are equal; called from several threads
