@@ -28,7 +28,7 @@ struct Sheet
         cells(choice.numbering), nodes{nodeCountsOf(choice.numbering.counts)},
         cellCountP(cells.counts[p]), cellCountQ(cells.counts[q])
   {
-    const std::size_t side = 2 * layer.axis + (layer.fraction == 1 ? 1 : 0);
+    const std::size_t side = 2 * layer.axis + (layer.facesUp ? 1 : 0);
     for (std::size_t n = 0; n < 4; ++n) {
       const auto& step = kCornerSteps[kFaces[side].nodes[n]];
       corners[n] = step[p] + (cellCountP + 1) * step[q];
@@ -346,15 +346,17 @@ Quads readQuads(const Sheet& sheet, const MxIjkChoice& choice, const CellNodes& 
 {
   const MxArray<std::uint8_t> accepted = acceptedCells(sheet, choice, parallel, monitor);
   const MxLayer& layer = sheet.layer;
-  const bool upper = layer.fraction == 1;
+  // The ends of the edge that each corner lies on; both are the corner where it is a node.
   std::array<std::array<std::size_t, 2>, 4> pairs;
   for (std::size_t n = 0; n < 4; ++n) {
-    const std::size_t low = kFaces[2 * layer.axis + (upper ? 1 : 0)].nodes[n];
-    std::array<std::uint8_t, 3> above = kCornerSteps[low];
-    above[layer.axis] = 1;
-    const auto found = std::find(kCornerSteps.begin(), kCornerSteps.end(), above);
-    pairs[n] = {low,
-                layer.isBetween() ? static_cast<std::size_t>(found - kCornerSteps.begin()) : low};
+    std::array<std::uint8_t, 3> step =
+        kCornerSteps[kFaces[2 * layer.axis + (layer.facesUp ? 1 : 0)].nodes[n]];
+    const auto cornerAt = [&](bool above) {
+      step[layer.axis] = above ? 1 : 0;
+      const auto found = std::find(kCornerSteps.begin(), kCornerSteps.end(), step);
+      return static_cast<std::size_t>(found - kCornerSteps.begin());
+    };
+    pairs[n] = {cornerAt(layer.fraction == 1), cornerAt(layer.fraction > 0)};
   }
 
   Quads all;
@@ -497,9 +499,9 @@ MxLayer MxLayer::atValue(std::size_t axis, double value, std::size_t cellCount)
 {
   // False for what is no number, too.
   const bool isInside = cellCount > 0 && value >= 0 && value <= static_cast<double>(cellCount);
-  if (!isInside) return {axis, 0, 0, true};
+  if (!isInside) return {axis, 0, 0, true, false};
   const std::size_t cell = std::min(static_cast<std::size_t>(std::floor(value)), cellCount - 1);
-  return {axis, cell, value - static_cast<double>(cell), false};
+  return {axis, cell, value - static_cast<double>(cell), false, false};
 }
 
 template <class Mesh>

@@ -12,11 +12,12 @@ struct MxLayer
   std::size_t cell = 0;   ///< the layer of cells
   double fraction = 0;    ///< 0: the lower faces; 1: the upper ones; between them: as far between
   bool isNowhere = false; ///< no layer of any mesh
+  bool facesUp = false;   ///< quads face as the cells' upper faces do
 
   /// The lower or upper faces of the cells at `index`.
   static MxLayer atCell(std::size_t axis, std::size_t index, bool upper)
   {
-    return {axis, index, upper ? 1.0 : 0.0, false};
+    return {axis, index, upper ? 1.0 : 0.0, false, upper};
   }
   /// The sheet at a fractional index of nodes, `cellCount` being the mesh's along the axis. On a
   /// layer of nodes it belongs to the cells above, on the last one to the cells below; outside
@@ -28,8 +29,8 @@ struct MxLayer
 
 /// Writes the sheet of the live, accepted and usable cells of a layer, in cell order: nodes of the
 /// mesh, or points on the edges along the axis with the fraction as weight. Quads face as the
-/// cells' lower faces do, on upper faces as those. Faces of fewer than three different nodes are
-/// left out.
+/// cells' lower faces do unless the layer says otherwise. Faces of fewer than three different nodes
+/// are left out.
 ///
 /// Only the layer is looked at: the check answers for its cells. A layer outside the mesh is empty.
 template <class Mesh>

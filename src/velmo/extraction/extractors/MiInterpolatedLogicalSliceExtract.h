@@ -10,9 +10,9 @@
 ///
 /// With n cells along the axis the layers of nodes are at 0 to n. A value on a layer of nodes gives
 /// the lower faces of the cells above it, the value n the upper faces of the last cells; a value
-/// outside [0, n], or no number, gives an empty surface. Quads are in cell order and face as lower
-/// faces do. Only the layer is read, and only its cells are checked. The result is the same for any
-/// number of threads.
+/// outside [0, n], or no number, gives an empty surface. Quads are in cell order and face as the
+/// cells' lower faces do, at all values. Only the layer is read, and only its cells are checked.
+/// The result is the same for any number of threads.
 class MiInterpolatedLogicalSliceExtractBase : public MiSurfaceExtractor
 {
 public:
