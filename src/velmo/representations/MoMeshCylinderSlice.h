@@ -10,7 +10,8 @@ class MiCylinderSliceExtractIjk;
 class MiCylinderSliceExtractUnstructured;
 
 /// Draws the cut of a volume mesh by an endless cylinder, in the cells that the cell filter leaves.
-/// All nodes of the cut lie on the cylinder.
+/// All nodes of the cut lie on the cylinder. Edges of cells are cut that have one end inside, so a
+/// cylinder that runs between the nodes of the cells draws nothing there.
 ///
 /// A mesh of another kind is refused with a warning and nothing is drawn.
 class MoMeshCylinderSlice : public MoMeshSurfaceRepresentation

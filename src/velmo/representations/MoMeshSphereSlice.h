@@ -10,7 +10,8 @@ class MiSphereSliceExtractIjk;
 class MiSphereSliceExtractUnstructured;
 
 /// Draws the cut of a volume mesh by a sphere, in the cells that the cell filter leaves. All nodes
-/// of the cut lie on the sphere.
+/// of the cut lie on the sphere. Edges of cells are cut that have one end inside, so a sphere that
+/// lies between the nodes of one cell draws nothing.
 ///
 /// A mesh of another kind is refused with a warning and nothing is drawn.
 class MoMeshSphereSlice : public MoMeshSurfaceRepresentation

@@ -36,11 +36,14 @@ public:
 /// with normal . x = distance.
 template <class Filter>
 using MiPlaneSliceExtract = MiSliceExtract<Filter, const MbVec3d&, double>;
-/// A slice by a sphere: its centre and radius.
+/// A slice by a sphere: its centre and radius. An edge is cut where one of its nodes is inside and
+/// the other is not: a sphere that lies between the nodes of one cell gives nothing, nor does a
+/// part of it that passes an edge twice.
 template <class Filter>
 using MiSphereSliceExtract = MiSliceExtract<Filter, const MbVec3d&, double>;
 /// A slice by an endless cylinder: a point on its axis, the axis' direction, of any length, and the
-/// radius.
+/// radius. Edges are cut as by a sphere, so that a cylinder between the nodes of the cells that it
+/// runs through gives nothing.
 template <class Filter>
 using MiCylinderSliceExtract = MiSliceExtract<Filter, const MbVec3d&, const MbVec3d&, double>;
 
