@@ -136,16 +136,6 @@ TEST(MoMaterial, ContoursByDefaultAndCarriesItsFields)
       node.get());
 }
 
-TEST(MoMaterial, IsReadBackFromAFile)
-{
-  const SoRef<MoMaterial> node(new MoMaterial);
-  node->lineColoring = MoMaterial::COLOR;
-  node->transparency = 0.5f;
-  const auto read = readNode<MoMaterial>(textOf(node));
-  ASSERT_TRUE(read);
-  EXPECT_EQ(fieldsOf(*read), fieldsOf(*node));
-}
-
 TEST(MoTessellator, TellsACallOfTheSetterAndAChangeOfTheTessellator)
 {
   StampedTessellator tessellator;

@@ -56,21 +56,30 @@ inline std::vector<std::string> fieldsOf(const SoNode& node)
 }
 
 /// What a file of the node holds.
-inline std::string textOf(SoNode* node)
+inline std::string textOf(SoNode* node, bool binary = false)
 {
   SoOutput out;
-  std::vector<char> buffer(1 << 16);
+  std::vector<char> buffer(1 << 20);
+  out.setBinary(binary);
   out.setBuffer(buffer.data(), buffer.size(), [](void*, std::size_t) -> void* { return nullptr; });
   SoWriteAction(&out).apply(node);
-  return buffer.data();
+  void* begin = nullptr;
+  std::size_t size = 0;
+  out.getBuffer(begin, size);
+  return {static_cast<const char*>(begin), size};
+}
+/// A separator of the nodes of a file; null when it cannot be read.
+inline SoRef<SoSeparator> readNodes(const std::string& text)
+{
+  SoInput in;
+  in.setBuffer(text.data(), text.size());
+  return SoRef<SoSeparator>(SoDB::readAll(&in));
 }
 /// The one node of a file; null when there is none, or of another class.
 template <class Node>
 SoRef<Node> readNode(const std::string& text)
 {
-  SoInput in;
-  in.setBuffer(text.data(), text.size());
-  const SoRef<SoSeparator> root(SoDB::readAll(&in));
+  const SoRef<SoSeparator> root = readNodes(text);
   if (!root || root->getNumChildren() != 1) return {};
   return SoRef<Node>(dynamic_cast<Node*>(root->getChild(0)));
 }

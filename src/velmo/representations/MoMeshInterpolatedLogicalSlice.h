@@ -1,8 +1,8 @@
 #pragma once
 
 #include <velmo/representation/MoMeshSurfaceRepresentation.h>
+#include <velmo/toolkit/TkSFScopedEnum.h>
 
-#include <Inventor/fields/SoSFEnum.h>
 #include <Inventor/fields/SoSFFloat.h>
 
 /// A sheet across one index of a grid at a fractional value of it, between two layers of nodes, for
@@ -24,7 +24,7 @@ public:
   /// Index along the axis, counted in layers of nodes; 0 by default.
   SoSFFloat sliceValue;
   /// A value of MiMesh::Dimension; DIMENSION_I by default.
-  SoSFEnum sliceAxis;
+  TkSFScopedEnum sliceAxis;
 
   void doExtract(SoAction* action) override;
 

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <velmo/representation/MoMeshSurfaceRepresentation.h>
+#include <velmo/toolkit/TkSFScopedEnum.h>
 
 #include <Inventor/fields/SoSFBool.h>
-#include <Inventor/fields/SoSFEnum.h>
 #include <Inventor/fields/SoSFUInt32.h>
 
 /// One layer of the cell faces of a grid, across one of its indices.
@@ -22,7 +22,7 @@ public:
   /// The cells whose faces are drawn, by their index along the axis, from 0; 0 by default.
   SoSFUInt32 sliceIndex;
   /// A value of MiMesh::Dimension; DIMENSION_I by default.
-  SoSFEnum sliceAxis;
+  TkSFScopedEnum sliceAxis;
   /// The upper faces of the cells instead of the lower ones; FALSE by default.
   SoSFBool upperVertex;
 

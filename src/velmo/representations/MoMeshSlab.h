@@ -1,8 +1,8 @@
 #pragma once
 
 #include <velmo/representation/MoMeshSurfaceRepresentation.h>
+#include <velmo/toolkit/TkSFScopedEnum.h>
 
-#include <Inventor/fields/SoSFEnum.h>
 #include <Inventor/fields/SoSFUInt32.h>
 
 class MiSkinExtractHexahedronIjk;
@@ -23,7 +23,7 @@ public:
   MoMeshSlab();
 
   /// The index across which the slab lies, a value of MiMesh::Dimension; DIMENSION_I by default.
-  SoSFEnum dimension;
+  TkSFScopedEnum dimension;
   /// The first layer of cells, from 0; 0 by default.
   SoSFUInt32 index;
   /// How many layers of cells; 1 by default.
