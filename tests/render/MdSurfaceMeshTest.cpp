@@ -327,7 +327,6 @@ TEST(MdSurfaceMesh, DrawsLevelsPerNodeWithATexture)
   scene.mapping = &levels;
   scene.addMaterial()->transparency = 0.5f;
   scene.set({&scene.squares.perNode});
-  scene.set({&scene.squares.perNode});
   auto* texture = scene.find<SoSwitch>("LevelTexture");
   EXPECT_EQ(texture->whichChild.getValue(), SO_SWITCH_ALL);
   SbVec2s size;

@@ -269,14 +269,16 @@ bool MxMeshSceneGraph::setMaterial(SoState* state, const MiScalarColorMapping* m
   const bool undefinedChanged = undefined != m_undefinedColor;
   m_undefinedColor = undefined;
   if (!m_contouring) m_contouring = std::make_unique<MxTextureContouring>();
-  // With the opacity of the call before: a change of it comes back here as a second build.
-  if (m_contouring->buildTexture(dynamic_cast<const MdLevelColorMapping*>(mapping), m_opacity,
+  const float opacity = 1.0f - material.transparency;
+  const bool hadTexture = m_contouring->getTexture() != nullptr;
+  if (m_contouring->buildTexture(dynamic_cast<const MdLevelColorMapping*>(mapping), opacity,
                                  m_undefinedColor))
   {
     m_faces->setTexture(m_contouring->getTexture());
     m_edges->setTexture(m_contouring->getTexture());
     m_points->setTexture(m_contouring->getTexture());
   }
+  const bool textureChanged = hadTexture != (m_contouring->getTexture() != nullptr);
   bool outlineChanged = false;
   if (auto* faceGraph = dynamic_cast<MxStyledIndexedFaceGraph*>(m_faces.get()))
     outlineChanged = !faceGraph->updateSinglePassMaterial(state, m_singlePassOutline);
@@ -289,10 +291,8 @@ bool MxMeshSceneGraph::setMaterial(SoState* state, const MiScalarColorMapping* m
       m_edges->isCacheValid(material.lineColoring, material.lineColor, transparency);
   const bool pointsValid =
       m_points->isCacheValid(material.pointColoring, material.pointColor, transparency);
-  const bool changed =
-      undefinedChanged || outlineChanged || !facesValid || !edgesValid || !pointsValid;
-
-  const float opacity = 1.0f - material.transparency;
+  const bool changed = undefinedChanged || textureChanged || outlineChanged || !facesValid ||
+                       !edgesValid || !pointsValid;
   if (m_hasMaterial == material.isSet && m_opacity == opacity &&
       m_enhancedColoring == material.enhancedColoring)
     return changed;

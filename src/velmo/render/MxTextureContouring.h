@@ -18,15 +18,19 @@ class MxTextureContouring
 public:
   ~MxTextureContouring();
 
-  /// Makes the texture of a mapping, one texel an interval.
+  /// How many intervals a texture can show.
+  static std::size_t getMostColors();
+  /// Makes the texture of a mapping, one texel per interval. For more intervals than it can show
+  /// there is none, and a warning, once per mapping and change of it.
   /// @param mapping    borrowed; null for none
   /// @param opacity    multiplies the colours' own
   /// @param undefined  the colour of what is no number; none for that of the last interval
   /// @return true when there is another texture, or none any more
   bool buildTexture(const MdLevelColorMapping* mapping, float opacity,
                     const std::optional<SbColorRGBA>& undefined = {});
-  /// Where a value lies along the row, 0 to 1 from the first level to the last and beyond; 0
-  /// without a texture.
+  /// Where a value lies along the row, 0 to 1 from the first level to the last and up to 16384
+  /// times as far beyond; 0 without a texture. The texel there has the colour that the mapping
+  /// gives.
   float getTextureCoord(double value) const;
   /// Where what is no number lies in the texture, which has a second row when that has a colour;
   /// all numbers are in the first row, at 0.
@@ -39,6 +43,10 @@ private:
   SoRef<TkTexture2> m_texture;
   std::uint64_t m_timeStamp = ~std::uint64_t{0};
   float m_opacity = 1.0f;
+  std::size_t m_mostColors = 0;
+  // Of the intervals next to the values outside of the levels.
+  double m_widthBelow = 0;
+  double m_widthAbove = 0;
   std::optional<SbColorRGBA> m_undefined;
   std::vector<unsigned char> m_image;
 };

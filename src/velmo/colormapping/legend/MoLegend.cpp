@@ -11,6 +11,7 @@
 #include <velmo/nodes/MoMaterialElement.h>
 #include <velmo/render/MdSurfaceMesh.h>
 #include <velmo/render/MxSetField.h>
+#include <velmo/render/MxTextureContouring.h>
 #include <velmo/representation/caches/MdCache.h>
 #include <velmo/representation/MxQuietNode.h>
 #include <velmo/toolkit/MxTextFont.h>
@@ -335,6 +336,9 @@ MoLegend::Range MoLegend::alongBar(const MiScalarColorMapping& mapping) const
 
 void MoLegend::fillLevelCM(SoState* state, const MdLevelColorMapping& mapping)
 {
+  // Bands that are thinner than a texture can show are thinner than any screen can.
+  if (mapping.colors().size() > MxTextureContouring::getMostColors())
+    return fillPredefCM(state, mapping);
   const Range range = alongBar(mapping);
   const std::vector<double>& levels = mapping.levels();
   std::vector<double> positions;
