@@ -406,6 +406,23 @@ TEST(MoLegend, HasNoExtentAndLeaksNoState)
   EXPECT_EQ(box.getCenter(), SbVec3f(3, 0, 0));
 }
 
+TEST(MoLegend, LetsPicksThrough)
+{
+  Scene scene(levels());
+  scene.legend->title = "stress";
+  scene.legend->displayValues = TRUE;
+  auto* behind = new SoCube;
+  scene.root->insertChild(behind, 0);
+  scene.traverse();
+  SoRayPickAction pick(SbViewportRegion(200, 100));
+  pick.setRay(SbVec3f(0.5f, 0.5f, 50), SbVec3f(0, 0, -1));
+  pick.setPickAll(TRUE);
+  pick.apply(scene.root);
+  ASSERT_EQ(pick.getPickedPointList().getLength(), 2);
+  for (int i = 0; i < 2; ++i)
+    EXPECT_EQ(pick.getPickedPoint(i)->getPath()->getTail(), behind);
+}
+
 TEST(MoLegend, IsDrawnOverTheSceneInAnyWindow)
 {
   Scene scene(levels());

@@ -136,6 +136,8 @@ TEST(MoMeshLine, DrawsEveryKindOnceAndNamesPickedCells)
     scene.above->addChild(style);
     expectDrawnOnce<MeXLineMeshUnstructured, MoLineDetail>(scene, *mesh, set, 4, 0, 2);
     EXPECT_EQ(scene.node->getLineMesh().getSceneGraph().getFillCounts().indices, 1u);
+    style->displayEdges = FALSE;
+    EXPECT_EQ(PickDown(scene.root, 2.25f, 0).point, nullptr) << "nothing is drawn";
     scene.mesh->reset();
   }
 }

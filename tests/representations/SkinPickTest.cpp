@@ -4,6 +4,7 @@
 #include <velmo/mesh/MbDataSet.h>
 #include <velmo/mesh/MbMesh.h>
 #include <velmo/nodes/MoCellFilter.h>
+#include <velmo/nodes/MoDrawStyle.h>
 #include <velmo/nodes/MoTessellator.h>
 #include <velmo/render/details/MoFaceDetail.h>
 #include <velmo/render/details/MoMeshDetail.h>
@@ -12,6 +13,7 @@
 #include <tests/support/SceneQueries.h>
 #include <tests/support/UniformTessellator.h>
 
+#include <Inventor/nodes/SoDrawStyle.h>
 #include <Inventor/nodes/SoShape.h>
 #include <Inventor/SoPrimitiveVertex.h>
 
@@ -200,6 +202,28 @@ TEST(SkinPick, KeepsTheMeshesOfOneNodeAtTwoPlacesApart)
     ASSERT_NE(face, nullptr);
     EXPECT_EQ(face->getSourceCell(), cell) << index;
   }
+}
+
+TEST(SkinPick, MeetsNoFacesThatAreSwitchedOff)
+{
+  const Row row;
+  SkinScene scene;
+  scene.mesh->setMesh(row.mesh.get());
+  const SoRef<MoDrawStyle> style(new MoDrawStyle);
+  scene.above->addChild(style);
+  const auto isHit = [&] { return Pick(scene, 2.5f, 0.25f).face != nullptr; };
+  EXPECT_TRUE(isHit());
+  style->displayFaces = FALSE;
+  EXPECT_FALSE(isHit()) << "nothing is drawn";
+  style->displayEdges = TRUE;
+  EXPECT_FALSE(isHit()) << "edges take no picks";
+  style->displayFaces = TRUE;
+  EXPECT_TRUE(isHit());
+  scene.above->removeAllChildren();
+  auto* invisible = new SoDrawStyle;
+  invisible->style = SoDrawStyle::INVISIBLE;
+  scene.above->addChild(invisible);
+  EXPECT_TRUE(isHit()) << "as the toolkit has it for its own shapes";
 }
 
 TEST(MoMeshSkin, StaysInAbsoluteCoordinatesFarFromZero)

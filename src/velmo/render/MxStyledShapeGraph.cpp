@@ -2,6 +2,8 @@
 
 #include <velmo/render/MxSetField.h>
 
+#include <Inventor/actions/SoPickAction.h>
+#include <Inventor/elements/SoPickStyleElement.h>
 #include <Inventor/errors/SoDebugError.h>
 #include <Inventor/nodes/SoMaterialBinding.h>
 #include <Inventor/nodes/SoSeparator.h>
@@ -9,6 +11,21 @@
 #include <velmo/toolkit/TkTexture2.h>
 
 namespace {
+
+/// A draw style that hides from picks, too: rays meet the toolkit's invisible shapes. As a type it
+/// is the toolkit's.
+class HidingStyle final : public SoDrawStyle
+{
+public:
+  void pick(SoPickAction* action) override
+  {
+    if (!style.isIgnored() && style.getValue() == INVISIBLE)
+      SoPickStyleElement::set(action->getState(), this, SoPickStyleElement::UNPICKABLE);
+  }
+
+private:
+  ~HidingStyle() override = default;
+};
 
 template <class Field>
 void empty(Field& field)
@@ -21,7 +38,7 @@ void empty(Field& field)
 MxStyledShapeGraph::MxStyledShapeGraph(SoSeparator* parent, SoDrawStyle::Style style,
                                        const MxStyledShapeGraph* shared)
     : m_vertexProperty(shared ? shared->getVertexProperty() : new TkVertexProperty),
-      m_drawStyle(new SoDrawStyle), m_uniformColor(new SoSwitch), m_uniformMaterial(new SoMaterial),
+      m_drawStyle(new HidingStyle), m_uniformColor(new SoSwitch), m_uniformMaterial(new SoMaterial),
       m_levelTexture(new SoSwitch), m_style(style),
       m_placeholder(!parent || style == SoDrawStyle::INVISIBLE)
 {

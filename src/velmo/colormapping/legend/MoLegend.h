@@ -30,8 +30,8 @@ class SoTranslation;
 /// when they are not lit. It stands in coordinates of the viewport, from (0, 0) in the lower left
 /// to (1, 1) in the upper right corner, whatever camera, transforms and draw style come before it;
 /// put it behind the scene, so that nothing is drawn over it, and outside clipping planes. It has
-/// no extent: cameras that view everything do not see it. It is built anew when a field of its own
-/// or the colours change, and only then.
+/// no extent: cameras that view everything do not see it, and picks go through it. It is built anew
+/// when a field of its own or the colours change, and only then.
 ///
 /// The defaults are of little use alone: a bar without width, no numbers, and one digit when there
 /// are any. The numbers of an upright bar stand to its left, those of a lying one below it, where
@@ -80,6 +80,8 @@ public:
   void GLRender(SoGLRenderAction* action) override;
   /// Leaves the box alone.
   void getBoundingBox(SoGetBoundingBoxAction* action) override;
+  /// Does nothing: picks meet the scene behind the legend.
+  void rayPick(SoRayPickAction*) override {}
   void notify(SoNotList* list) override;
 
 protected:
