@@ -114,7 +114,7 @@ TEST(SkinRefill, DoesOnlyWhatAChangeAsksFor)
   scene.toolkitStyle->lineWidth = 3;
   EXPECT_EQ(scene.frame(), "0 000 0000") << "line width";
   scene.style->displayEdges = TRUE;
-  EXPECT_EQ(scene.frame(), "0 001 1001") << "edges: they ask for their colours, once";
+  EXPECT_EQ(scene.frame(), "0 001 2001") << "edges: marks, the open ones, and their colours, once";
   scene.style->displayPoints = TRUE;
   EXPECT_EQ(scene.frame(), "0 001 1001") << "points, likewise";
   scene.style->displayEdges = FALSE;

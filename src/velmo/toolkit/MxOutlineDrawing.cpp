@@ -27,9 +27,9 @@
 namespace {
 // The edges of so few cost next to nothing as lines.
 constexpr std::size_t kFewTriangles = 20000;
-// How far, of the depth range, lines stand back behind faces that are drawn already: beyond the
-// usual polygon offsets, and too little to be seen.
-constexpr double kStandBack = 0.001;
+// How far, of the depth range, lines stand back behind faces that are drawn already, so that all
+// but the steepest faces hide them.
+constexpr double kStandBack = 0.1;
 } // namespace
 
 MxOutlineDrawing::MxOutlineDrawing(SoIndexedFaceSetOutline& shape)
