@@ -110,6 +110,8 @@ void checkFits(const Model& model, const Options& options,
            model.source + " is of the format " + model.format);
   if (options.tessellate > 0 && model.kind >= 0 && !(kindBit(model.kind) & kUnstructured))
     refuse("--tessellate", "cells with nodes in the middle of their edges", itIs(model));
+  if (options.enhanced && kindBit(model.kind) & kLineKinds)
+    refuse("--enhanced", "a mesh with faces", itIs(model));
   for (const RepresentationRequest& request : requests) {
     checkKind(*request.row, model, options);
     request.what->check({model, options});

@@ -63,7 +63,17 @@ std::string Reach::whyEmpty() const
            shownShort(filter.min) + " to " + shownShort(filter.max) + ": " + goesFrom("it", range) +
            (overlap ? ", but no cell lies wholly between" : "");
   }
-  if (m_options.cells.empty()) return "--cell-range keeps no cell: all of these are dead";
+  if (m_options.cells.empty()) {
+    const Reach all(m_model, alone = {});
+    std::string text = "--cell-range keeps no live cell: such cells have";
+    const int axes = m_model.dims.empty() ? 1 : static_cast<int>(m_model.dims.size());
+    for (int axis = 0; axis < axes; ++axis) {
+      const ValueRange range = all.ofIndices(axis);
+      text += (axis ? ", " : " ") + (axes == 1 ? "numbers" : std::string(1, "IJK"[axis])) +
+              " from " + shownShort(range.min) + " to " + shownShort(range.max);
+    }
+    return text;
+  }
   return m_options.cellRange ? "--cells and --cell-range together keep no cell"
                              : "the filters of --cells together keep no cell";
 }

@@ -250,9 +250,18 @@ TEST(Run, WhatDrawsNothingSaysWhatWould)
   };
   for (const Case& one : cases)
     expect(mesh.path(), one.arguments, one.says);
+  EXPECT_EQ(reportOf({mesh.path(), "--plane", "1,0,0,9", "--skin"})["warnings"],
+            (json{"velmoview: --plane draws nothing: N.x goes from 0 to 2, and D = 9 is outside"}));
   expect(square.path(), {"--isolines", "h=7,-2,8"}, "'h' goes from 0 to 3, and -2 is outside");
   expect(dead.path(), {"--active", "id"},
          "nothing is drawn: all cells of " + dead.path() + " are dead: 2");
+  std::string half = twoCubes();
+  half.replace(half.find("\n3 7\n"), 5, "\n0 7\n");
+  const TemporaryFile alive("empty_half.vtk", half);
+  expect(alive.path(), {"--active", "id", "--cell-range", "0,0"},
+         "--cell-range keeps no live cell: such cells have numbers from 1 to 1");
+  expect(alive.path(), {"--active", "id", "--ijk", "2,1,1", "--cell-range", "0,0,0,0,0,0"},
+         "such cells have I from 1 to 1, J from 0 to 0, K from 0 to 0");
 }
 
 TEST(Run, OptionsForAnotherKindOfMeshAreRefusedBeforeAnythingIsDrawn)
@@ -286,6 +295,7 @@ TEST(Run, OptionsForAnotherKindOfMeshAreRefusedBeforeAnythingIsDrawn)
        "--probe needs cells that share nodes"},
       {{line.path(), "--probe", "0,0,0"}, "--probe needs a volume mesh or a surface mesh, and "},
       {{"--demo", "turbine", "--tessellate", "2"}, "--tessellate needs cells with nodes in the"},
+      {{line.path(), "--enhanced"}, "--enhanced needs a mesh with faces, and "},
       {{cubes.path(), "--shared-nodes"}, "--shared-nodes needs a corner-point grid (.grdecl), and"},
       {{square.path(), "--ijk", "1,1,1"},
        "--ijk: " + square.path() + ": has cells that are no hex"},
