@@ -1,4 +1,5 @@
 #include <filesystem>
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 
@@ -176,7 +177,7 @@ TEST(PictureFiles, KeepEveryPixelAndRefuseWhatIsNoPicture)
   MxImage image{2, 2, {255, 0, 0, 255, 0, 255, 0, 255, 0, 0, 255, 255, 9, 8, 7, 255}};
   for (const std::uint8_t opacity : {255, 100}) {
     image.rgba[3] = opacity;
-    const std::string path = folder + "/velmo-picture.png";
+    const std::string path = folder + "/velmo-picture-" + std::to_string(::getpid()) + ".png";
     ASSERT_TRUE(mxWritePng(path, image, error)) << error;
     MxImage back;
     ASSERT_TRUE(mxReadPng(path, back, error)) << error;
