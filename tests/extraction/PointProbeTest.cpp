@@ -202,6 +202,124 @@ TEST(PointProbe, AgreesOnAllKindsOfTheSameGrid)
     });
 }
 
+TEST(PointProbe, FindsEveryInnerPointOfMixedCellsWithWarpedFaces)
+{
+  for (const double moved : {0.1, 0.25}) {
+    const auto mesh = zoo::mixedBlock(8, moved, 3);
+    const auto field = zoo::nodeSet(*mesh, linear);
+    const auto probe = make<MiPointProbeUnstructured>(*mesh);
+    const auto points = pointsIn({0, 0, 0}, {8, 8, 8}, 100000);
+    std::vector<double> values(points.size());
+    EXPECT_EQ(probe->getValues(points, nullptr, *field, values), points.size()) << moved;
+    double worst = 0;
+    for (std::size_t n = 0; n < points.size(); ++n)
+      if (!std::isnan(values[n])) worst = std::max(worst, std::abs(values[n] - linear(points[n])));
+    EXPECT_LT(worst, kTiny) << moved;
+  }
+}
+
+TEST(PointProbe, GivesTheSameValuesOnAWarpedQuadInCellsOfEveryShape)
+{
+  for (const S shape : {S::Hexahedron, S::Wedge, S::Pyramid, S::Polyhedron}) {
+    const auto mesh = bentBlockOf(shape, {2, 2, 2});
+    const MxCellView<VOLUME_MESH_UNSTRUCTURED> view(*mesh);
+    std::vector<double> values; // of no smooth field
+    for (std::size_t node = 0; node < view.nodeCount(); ++node)
+      values.push_back(std::sin(100.0 * static_cast<double>(node)));
+    const MbDataSetI<double> field("f", MiDataBinding::PerNode, values);
+    const auto probe = make<MiPointProbeUnstructured>(*mesh);
+    MxCellBuffer buffer;
+    for (std::size_t cell = 0; cell < view.cellCount(); ++cell) {
+      const MbCellFilter<1, MbFunctionRule<std::size_t>> alone(
+          [cell](std::size_t c) { return c == cell; });
+      const auto span = view.nodes(cell, buffer);
+      const std::vector<std::size_t> nodes(span.begin(), span.end());
+      // The polyhedra are boxes with the nodes of hexahedra.
+      for (const MxShapeFace& face : findWholeFaces(shape == S::Polyhedron ? S::Hexahedron : shape))
+      {
+        if (face.size != 4) continue;
+        for (const double u : {0.0, 0.2, 0.6})
+          for (const double v : {0.3, 0.9, 1.0}) {
+            const double w[4] = {(1 - u) * (1 - v), u * (1 - v), u * v, (1 - u) * v};
+            MbVec3d at{};
+            double value = 0;
+            for (std::size_t n = 0; n < 4; ++n) {
+              at += view.position(nodes[face.nodes[n]]) * w[n];
+              value += values[nodes[face.nodes[n]]] * w[n];
+            }
+            ASSERT_TRUE(probe->locate(at, kNone, &alone)) << cellShapeFacts(shape).name;
+            EXPECT_NEAR(probe->getValue(field), value, 1e-7) << cellShapeFacts(shape).name;
+          }
+      }
+    }
+  }
+}
+
+TEST(PointProbe, LeavesOutTheNotchesOfHollowPolyhedra)
+{
+  // Prisms over outlines in the plane, from z = 0 to 1; in the second cell the faces are listed in
+  // either sense, as some programs do.
+  struct Outline
+  {
+    const char* name;
+    std::vector<MbVec3d> corners;
+    std::function<bool(double, double)> holds;
+  };
+  const Outline outlines[] = {
+      {"L",
+       {{0, 0, 0}, {3, 0, 0}, {3, 1, 0}, {1, 1, 0}, {1, 3, 0}, {0, 3, 0}},
+       [](double x, double y) { return x < 1 || y < 1; }},
+      {"U",
+       {{0, 0, 0}, {3, 0, 0}, {3, 3, 0}, {2, 3, 0}, {2, 1, 0}, {1, 1, 0}, {1, 3, 0}, {0, 3, 0}},
+       [](double x, double y) { return x < 1 || x > 2 || y < 1; }},
+      {"arrow", {{0, 0, 0}, {3, 1.5, 0}, {0, 3, 0}, {1, 1.5, 0}}, [](double x, double y) {
+         return std::abs(y - 1.5) < 1.5 - 0.5 * x && std::abs(y - 1.5) > 1.5 - 1.5 * x;
+       }}};
+  for (const Outline& outline : outlines)
+    for (const bool isMessy : {false, true}) {
+      const int n = static_cast<int>(outline.corners.size());
+      MbCellArrays arrays;
+      std::vector<MbVec3d> points = outline.corners;
+      std::vector<int> connectivity, faces{n + 2, n}, last;
+      for (int c = 0; c < n; ++c) {
+        points.push_back(outline.corners[static_cast<std::size_t>(c)] + MbVec3d{0, 0, 1});
+        faces.push_back(n - 1 - c);
+        last.push_back(n + c);
+      }
+      for (int c = 0; c < n; ++c) {
+        const int next = (c + 1) % n;
+        const bool isTurned = isMessy && c % 2;
+        faces.push_back(4);
+        for (const int node :
+             isTurned ? std::array{n + c, n + next, next, c} : std::array{c, next, n + next, n + c})
+          faces.push_back(node);
+      }
+      faces.push_back(n);
+      faces.insert(faces.end(), last.begin(), last.end());
+      for (int c = 0; c < 2 * n; ++c)
+        connectivity.push_back(c);
+      arrays.connectivity = std::move(connectivity);
+      arrays.offsets = std::vector<int>{0, 2 * n};
+      arrays.shapes = std::vector<int>{static_cast<int>(S::Polyhedron)};
+      arrays.faceOffsets = std::vector<int>{0, static_cast<int>(faces.size())};
+      arrays.faces = std::move(faces);
+      const MbVolumeMeshUnstructured mesh(MbTopologyI(std::move(arrays)), std::move(points));
+      const auto field = zoo::nodeSet(mesh, linear);
+      const auto probe = make<MiPointProbeUnstructured>(mesh);
+      for (MbVec3d p : pointsIn({0, 0, 0}, {3, 3, 1}, 4000)) {
+        const bool holds = outline.holds(p.x, p.y);
+        ASSERT_EQ(probe->locate(p, 0, nullptr), holds)
+            << outline.name << isMessy << ' ' << p.x << ' ' << p.y << ' ' << p.z;
+        if (holds) {
+          ASSERT_NEAR(probe->getValue(*field), linear(p), kTiny) << outline.name;
+        }
+        p.z = 0; // on a hollow face, or in the face's notch
+        ASSERT_EQ(probe->locate(p, 0, nullptr), holds)
+            << outline.name << isMessy << ' ' << p.x << ' ' << p.y << ' ' << p.z;
+      }
+    }
+}
+
 TEST(PointProbe, LeavesOutDeadAndFilteredCellsAndGivesTheirFacesToTheNeighbours)
 {
   const MbIndex3 cells{3, 1, 1};

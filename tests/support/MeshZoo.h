@@ -41,6 +41,12 @@ std::unique_ptr<MiMesh> row(MeshType lineKind, std::size_t cells, Active active 
 /// hexahedron or polyhedron, 2 wedges, 6 tetrahedra or 6 pyramids, each of any order.
 std::unique_ptr<MbVolumeMeshUnstructured> blockOf(MiCellShape shape, MbIndex3 cells);
 
+/// A cube of size^3 unit boxes at random as hexahedra, wedges, pyramids and tetrahedra around a
+/// node of their own, and polyhedra of triangles, quads and larger polygons, whose faces may be
+/// listed in either sense; cells share whole faces. Inner nodes are moved at random by up to
+/// `moved` along each axis, so that faces are warped; the surface stays a cube.
+std::unique_ptr<MbVolumeMeshUnstructured> mixedBlock(int size, double moved, unsigned seed);
+
 /// A mesh of cells that do not touch, one of each shape given, in a row along X; all shapes of one
 /// dimension, 1 to 3.
 std::unique_ptr<MiMesh> cellsOf(const std::vector<MiCellShape>& shapes, Active active = {});

@@ -162,6 +162,26 @@ void MxCellCursor::standIn(MxCellMap& map, const MxPlace& place)
   map.weights(place, m_weights.data());
 }
 
+void MxCellCursor::pullIn(MbVec3d& point)
+{
+  if (m_locator->isGrid()) {
+    double place[3];
+    for (std::size_t a = 0; a < 3; ++a) {
+      const auto [low, high] = m_locator->axes()[a].ends(m_at[a]);
+      point[a] = std::clamp(point[a], std::min(low, high), std::max(low, high));
+      place[a] = (point[a] - low) * m_box[a].inverse;
+    }
+    weighCorners(place);
+    return;
+  }
+  MxCellMap& map = m_maps[m_current];
+  map.pullIn(m_place);
+  standIn(map, m_place);
+  point = {};
+  for (std::size_t n = 0; n < m_size; ++n)
+    point += map.points()[n] * m_weights[n];
+}
+
 /// @param visitCandidates  calls visit(cell) for all cells that may hold the point, until one call
 ///                         answers true
 template <class VisitCandidates>
@@ -169,7 +189,7 @@ bool MxCellCursor::findInTree(const MbVec3d& point, const VisitCandidates& visit
 {
   MxCellMap* current = &m_maps[m_current];
   const std::size_t here = current->cell();
-  double outsideHere = MxCellMap::kNowhere;
+  double outsideHere = kNowhere;
   MxPlace placeHere = m_place;
   if (here != kNoCell) {
     outsideHere = current->findPlace(point, placeHere);
@@ -202,6 +222,13 @@ bool MxCellCursor::findInTree(const MbVec3d& point, const VisitCandidates& visit
     }
     return false;
   });
+  if (best == kNoCell)
+    visitCandidates([&](std::size_t cell) {
+      if (!isLeft(cell) || (trial.cell() != cell && !reader.read(cell, trial))) return false;
+      if (trial.findFoldedPlace(point, bestPlace) > kInsideTolerance) return false;
+      best = cell;
+      return true;
+    });
   if (best == kNoCell) return false;
   if (best != here) {
     if (trial.cell() != best && !reader.read(best, trial)) return false;

@@ -110,6 +110,9 @@ public:
   /// The cell's nodes as data sets per node number them, and their weights at the point.
   std::span<const std::uint32_t> nodes() const { return {m_nodes, m_size}; }
   std::span<const double> weights() const { return {m_weights.data(), m_size}; }
+  /// Moves the last point found, which may be beyond the cell by the tolerance, onto its rim, and
+  /// the weights with it; a point inside stays but for rounding.
+  void pullIn(MbVec3d& point);
   /// The length of the cell's box along a direction, which need not have length one.
   double sizeAlong(const MbVec3d& direction) const;
 

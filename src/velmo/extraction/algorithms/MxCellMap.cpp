@@ -1,5 +1,6 @@
 #include <velmo/extraction/algorithms/MxCellMap.h>
 
+#include <velmo/extraction/algorithms/MxCones.h>
 #include <velmo/extraction/algorithms/MxShapeFunctions.h>
 
 #include <cmath>
@@ -20,19 +21,6 @@ constexpr double kClearlyOutside = 2;
 double largestOf(const MbVec3d& v)
 {
   return std::max(std::max(std::abs(v.x), std::abs(v.y)), std::abs(v.z));
-}
-
-/// Solves a x + b y + c z = d. False when the three have no common volume.
-bool solve(const MbVec3d& a, const MbVec3d& b, const MbVec3d& c, const MbVec3d& d, double (&x)[3])
-{
-  const MbVec3d bc = cross(b, c);
-  const double determinant = dot(a, bc);
-  if (!(std::abs(determinant) > 0)) return false;
-  const double inverse = 1 / determinant;
-  x[0] = dot(d, bc) * inverse;
-  x[1] = dot(a, cross(d, c)) * inverse;
-  x[2] = dot(a, cross(b, d)) * inverse;
-  return std::isfinite(x[0] + x[1] + x[2]);
 }
 
 MbVec3d normalOf(const MbVec3d& a, const MbVec3d& b)
@@ -61,6 +49,17 @@ double bulgeOf(const MbVec3d* points)
   return bulge;
 }
 
+/// The derivatives by r, s and t in a hexahedron.
+/// @param c  the coefficients of 1, r, s, t, rs, st, rt, rst
+[[gnu::always_inline]] inline void slopesOfHexahedron(const std::array<MbVec3d, 8>& c,
+                                                      const double (&at)[3], MbVec3d (&by)[3])
+{
+  const double x = at[0], y = at[1], z = at[2];
+  by[0] = c[1] + c[4] * y + (c[6] + c[7] * y) * z;
+  by[1] = c[2] + c[5] * z + (c[4] + c[7] * z) * x;
+  by[2] = c[3] + c[5] * y + (c[6] + c[7] * y) * x;
+}
+
 enum class Search
 {
   Found,
@@ -70,7 +69,8 @@ enum class Search
 
 /// Newton's method from a place on.
 /// @param moveFrom  moveFrom(r, move) answers the step from r; false where there is none
-template <MiCellShape Linear, class MoveFrom>
+/// @tparam ToTheEnd  also where it seems to go to a place outside
+template <MiCellShape Linear, bool ToTheEnd = false, class MoveFrom>
 Search searchFrom(double (&r)[3], const MoveFrom& moveFrom)
 {
   double before = 0;
@@ -85,7 +85,7 @@ Search searchFrom(double (&r)[3], const MoveFrom& moveFrom)
     }
     if (largest < kLastStep) return Search::Found;
     if (farthest > kLost) return Search::Lost;
-    if (largest < kConverging * before &&
+    if (!ToTheEnd && largest < kConverging * before &&
         outsideOf(Linear, r[0], r[1], r[2]) > kClearlyOutside * largest)
       return Search::Outside;
     before = largest;
@@ -105,6 +105,34 @@ bool searchPlace(double (&r)[3], const MxPlace& middle, const MoveFrom& moveFrom
     search = searchFrom<Linear>(r, moveFrom);
   }
   return search == Search::Found;
+}
+
+/// From many starts, for a cell that is folded: a point may have one place in it and others
+/// outside.
+template <MiCellShape Linear, class MoveFrom>
+bool searchEverywhere(double (&r)[3], const MoveFrom& moveFrom)
+{
+  constexpr double kStarts[] = {0.15, 0.5, 0.85};
+  for (const double x : kStarts)
+    for (const double y : kStarts)
+      for (const double z : kStarts) {
+        r[0] = x;
+        r[1] = y;
+        r[2] = z;
+        if (searchFrom<Linear, true>(r, moveFrom) == Search::Found &&
+            outsideOf(Linear, r[0], r[1], r[2]) <= kInsideTolerance)
+          return true;
+      }
+  return false;
+}
+
+template <MiCellShape Linear, bool Everywhere, class MoveFrom>
+bool search(double (&r)[3], const MxPlace& middle, const MoveFrom& moveFrom)
+{
+  if constexpr (Everywhere)
+    return searchEverywhere<Linear>(r, moveFrom);
+  else
+    return searchPlace<Linear>(r, middle, moveFrom);
 }
 
 // The weights of the middle nodes of any of the shapes have absolute values that sum to at most 3,
@@ -134,9 +162,10 @@ bool MxCellMap::finish()
     prepareHexahedron();
     return true;
   case MiCellShape::Polygon:
-  case MiCellShape::Polyhedron:
     m_centre = sum * (1 / static_cast<double>(size));
-    listParts();
+    return true;
+  case MiCellShape::Polyhedron:
+    m_polyhedron.prepare(m_points.span());
     return true;
   default:
     return true;
@@ -188,6 +217,17 @@ MxPlace MxCellMap::middle() const
 
 double MxCellMap::findPlace(const MbVec3d& point, MxPlace& place) const
 {
+  return find<Effort::Usual>(point, place);
+}
+
+double MxCellMap::findFoldedPlace(const MbVec3d& point, MxPlace& place) const
+{
+  return isFolded() ? find<Effort::Great>(point, place) : kNowhere;
+}
+
+template <MxCellMap::Effort E>
+double MxCellMap::find(const MbVec3d& point, MxPlace& place) const
+{
   for (std::size_t a = 0; a < 3; ++a)
     if (!(point[a] >= m_box.min[a] && point[a] <= m_box.max[a])) return kNowhere;
   switch (m_shape) {
@@ -195,15 +235,18 @@ double MxCellMap::findPlace(const MbVec3d& point, MxPlace& place) const
   case MiCellShape::Triangle:
     return invertSimplex(point, place);
   case MiCellShape::Hexahedron:
-    return invertHexahedron(point, place);
+    return invertHexahedron<E>(point, place);
+  case MiCellShape::Pyramid:
+    return invertPyramid(point, place);
   case MiCellShape::Polygon:
+    return invertPolygon(point, place);
   case MiCellShape::Polyhedron:
-    return invertParts(point, place);
+    return m_polyhedron.findPlace(point, place);
   default:
     break;
   }
   double outside = kNowhere;
-  visitFixedShape(m_shape, [&]<MiCellShape Shape>() { outside = invert<Shape>(point, place); });
+  visitFixedShape(m_shape, [&]<MiCellShape Shape>() { outside = invert<Shape, E>(point, place); });
   return outside;
 }
 
@@ -211,19 +254,25 @@ void MxCellMap::weights(const MxPlace& place, double* w) const
 {
   if (visitFixedShape(m_shape, [&]<MiCellShape Shape>() { shapeWeights<Shape>(place.r, w); }))
     return;
-  // A part of a polygon or polyhedron.
   const std::size_t size = m_nodes.size();
-  const double rest = 1 - place.r[0] - place.r[1] - place.r[2];
+  if (m_shape == MiCellShape::Polyhedron) {
+    m_polyhedron.weights(place, size, w);
+    return;
+  }
+  const double rest = 1 - place.r[0] - place.r[1];
   for (std::size_t n = 0; n < size; ++n)
     w[n] = rest / static_cast<double>(size);
-  if (place.part >= m_parts.size()) return;
-  const Part& part = m_parts[place.part];
-  w[part.a] += place.r[0];
-  w[part.b] += place.r[1];
-  if (m_isSurface) return;
-  const Face& face = m_partFaces[part.face];
-  for (std::size_t n = 0; n < face.size; ++n)
-    w[m_faces[face.begin + n]] += place.r[2] / static_cast<double>(face.size);
+  if (place.part >= size) return;
+  w[place.part] += place.r[0];
+  w[place.part + 1 < size ? place.part + 1 : 0] += place.r[1];
+}
+
+void MxCellMap::pullIn(MxPlace& place) const
+{
+  if (m_shape == MiCellShape::Polyhedron)
+    m_polyhedron.pullIn(place);
+  else
+    ::pullIn(m_shape == MiCellShape::Polygon ? MiCellShape::Triangle : m_linear, place.r);
 }
 
 void MxCellMap::prepareSimplex()
@@ -263,111 +312,136 @@ void MxCellMap::prepareHexahedron()
   m_terms[7] = p[6] - p[5] - (p[7] - p[4]) - m_terms[4];
 }
 
+template <MxCellMap::Effort E>
 double MxCellMap::invertHexahedron(const MbVec3d& point, MxPlace& place) const
 {
   const auto& c = m_terms;
   const MbVec3d target = point - c[0];
   double r[3] = {place.r[0], place.r[1], place.r[2]};
-  const bool found = searchPlace<MiCellShape::Hexahedron>(
-      r, middle(), [&](const double(&at)[3], double(&move)[3]) {
-        const double x = at[0], y = at[1], z = at[2];
-        const MbVec3d a = c[1] + c[4] * y + (c[6] + c[7] * y) * z; // by r
-        const MbVec3d b = c[2] + c[5] * z + (c[4] + c[7] * z) * x; // by s
-        const MbVec3d d = c[3] + c[5] * y + (c[6] + c[7] * y) * x; // by t
-        const MbVec3d miss =
-            target - a * x - (c[2] + c[5] * z) * y - c[3] * z; // the same terms, each once
-        return solve(a, b, d, miss, move);
-      });
-  if (!found) return kNowhere;
+  const auto moveFrom = [&](const double(&at)[3], double(&move)[3]) {
+    MbVec3d by[3];
+    slopesOfHexahedron(c, at, by);
+    const MbVec3d miss = target - by[0] * at[0] - (c[2] + c[5] * at[2]) * at[1] -
+                         c[3] * at[2]; // the same terms, each once
+    return solveVectors(by[0], by[1], by[2], miss, move);
+  };
+  if (!search<MiCellShape::Hexahedron, E == Effort::Great>(r, middle(), moveFrom)) return kNowhere;
   place = {{r[0], r[1], r[2]}, 0};
   return outsideOf(MiCellShape::Hexahedron, r[0], r[1], r[2]);
 }
 
+bool MxCellMap::isAtApex(const MbVec3d& point) const
+{
+  const MbVec3d& apex = m_points[4];
+  return largestOf(point - apex) <= kInsideTolerance * largestOf(m_points[0] - apex);
+}
+
+double MxCellMap::atApex(MxPlace& place)
+{
+  place = {{0, 0, 1}, 0};
+  return 0;
+}
+
 template <MiCellShape Shape>
+MbVec3d MxCellMap::slopesOf(const double (&at)[3], MbVec3d (&by)[3]) const
+{
+  MxDual3 variables[3], w[cellShapeFacts(Shape).nodeCount];
+  for (int a = 0; a < 3; ++a)
+    variables[a] = MxDual3::variable(at[a], a);
+  shapeWeights<Shape>(variables, w);
+  MbVec3d position{};
+  for (MbVec3d& slope : by)
+    slope = {};
+  for (std::size_t n = 0; n < cellShapeFacts(Shape).nodeCount; ++n) {
+    position += m_points[n] * w[n].v;
+    for (int a = 0; a < cellShapeFacts(Shape).dimension; ++a)
+      by[a] += m_points[n] * w[n].d[a];
+  }
+  return position;
+}
+
+template <MiCellShape Shape, MxCellMap::Effort E>
 double MxCellMap::invert(const MbVec3d& point, MxPlace& place) const
 {
   constexpr MiCellShapeFacts kFacts = cellShapeFacts(Shape);
   constexpr bool kSurface = kFacts.dimension == 2;
-  if constexpr (kFacts.linear == MiCellShape::Pyramid) {
-    // The mapping has no derivative at the apex.
-    const MbVec3d& apex = m_points[4];
-    if (largestOf(point - apex) <= kInsideTolerance * largestOf(m_points[0] - apex)) {
-      place = {{0, 0, 1}, 0};
-      return 0;
-    }
-  }
+  if constexpr (kFacts.linear == MiCellShape::Pyramid)
+    if (isAtApex(point)) return atApex(place);
   double offset = 0; // from the surface
   double r[3] = {place.r[0], place.r[1], place.r[2]};
-  const bool found =
-      searchPlace<kFacts.linear>(r, middle(), [&](const double(&guess)[3], double(&move)[3]) {
-        MxDual3 variables[3], w[kFacts.nodeCount];
-        for (int a = 0; a < 3; ++a)
-          variables[a] = MxDual3::variable(guess[a], a);
-        shapeWeights<Shape>(variables, w);
-        MbVec3d at{}, by[3] = {};
-        for (std::size_t n = 0; n < kFacts.nodeCount; ++n) {
-          at += m_points[n] * w[n].v;
-          for (int a = 0; a < (kSurface ? 2 : 3); ++a)
-            by[a] += m_points[n] * w[n].d[a];
-        }
-        // On a surface the third unknown is the distance from it.
-        if (kSurface) by[2] = normalOf(by[0], by[1]);
-        if (!solve(by[0], by[1], by[2], point - at, move)) return false;
-        if (kSurface) offset = move[2];
-        return true;
-      });
-  if (!found) return kNowhere;
+  const auto moveFrom = [&](const double(&guess)[3], double(&move)[3]) {
+    MbVec3d by[3];
+    const MbVec3d at = slopesOf<Shape>(guess, by);
+    // On a surface the third unknown is the distance from it.
+    if (kSurface) by[2] = normalOf(by[0], by[1]);
+    if (!solveVectors(by[0], by[1], by[2], point - at, move)) return false;
+    if (kSurface) offset = move[2];
+    return true;
+  };
+  if (!search<kFacts.linear, E == Effort::Great>(r, middle(), moveFrom)) return kNowhere;
   if (kSurface && !(std::abs(offset) <= m_reach)) return kNowhere;
   place = {{r[0], r[1], kSurface ? 0 : r[2]}, 0};
   return outsideOf(kFacts.linear, r[0], r[1], r[2]);
 }
 
-void MxCellMap::listParts()
+bool MxCellMap::isFolded() const
 {
-  m_parts.clear();
-  m_partFaces.clear();
-  if (m_isSurface) {
-    const auto size = static_cast<std::uint32_t>(m_nodes.size());
-    for (std::uint32_t n = 0; n < size; ++n)
-      m_parts.push_back({n, n + 1 < size ? n + 1 : 0, 0});
-    return;
-  }
-  for (std::size_t at = 0; at < m_faces.size();) {
-    const std::uint32_t size = m_faces[at++], begin = static_cast<std::uint32_t>(at);
-    MbVec3d sum{};
-    for (std::uint32_t n = 0; n < size; ++n)
-      sum += m_points[m_faces[begin + n]];
-    const auto face = static_cast<std::uint32_t>(m_partFaces.size());
-    if (size > 0) m_partFaces.push_back({begin, size, sum * (1 / static_cast<double>(size))});
-    for (std::uint32_t n = 0; n < size; ++n)
-      m_parts.push_back({m_faces[begin + n], m_faces[begin + (n + 1 < size ? n + 1 : 0)], face});
-    at += size;
-  }
+  bool up = false, down = false;
+  const auto look = [&](const MbVec3d(&by)[3]) {
+    const double volume = dot(by[0], cross(by[1], by[2]));
+    up = up || volume > 0;
+    down = down || volume < 0;
+  };
+  visitFixedShape(m_shape, [&]<MiCellShape Shape>() {
+    constexpr MiCellShapeFacts kFacts = cellShapeFacts(Shape);
+    if constexpr (kFacts.dimension == 3 && kFacts.linear != MiCellShape::Pyramid &&
+                  Shape != MiCellShape::Tetrahedron)
+      for (std::size_t n = 0; n < kFacts.nodeCount && !(up && down); ++n) {
+        const auto& node = kShapeNodes<Shape>.at[n];
+        const double at[3] = {node[0], node[1], node[2]};
+        MbVec3d by[3];
+        if constexpr (Shape == MiCellShape::Hexahedron)
+          slopesOfHexahedron(m_terms, at, by);
+        else
+          slopesOf<Shape>(at, by);
+        look(by);
+      }
+  });
+  return up && down;
 }
 
-double MxCellMap::invertParts(const MbVec3d& point, MxPlace& place) const
+double MxCellMap::invertPyramid(const MbVec3d& point, MxPlace& place) const
 {
-  // r: the weights of the corners a and b, and of the face's mean point.
+  if (isAtApex(point)) return atApex(place);
+  const MbVec3d& apex = m_points[4];
+  const MbVec3d base[4] = {m_points[0] - apex, m_points[1] - apex, m_points[2] - apex,
+                           m_points[3] - apex};
   double least = kNowhere;
+  visitPatchCone(base, point - apex, [&](const MxConePlace& at) {
+    const double outside = std::max(at.besidePatch(), at.way - 1);
+    if (!(outside < least)) return;
+    least = outside;
+    place = {{at.u * at.way, at.v * at.way, 1 - at.way}, 0};
+  });
+  return least;
+}
+
+double MxCellMap::invertPolygon(const MbVec3d& point, MxPlace& place) const
+{
+  // r: the weights of the two ends of an edge.
+  double least = kNowhere, nearest = 0;
   const MbVec3d d = point - m_centre;
-  for (std::uint32_t p = 0; p < m_parts.size() && least > -kInsideTolerance; ++p) {
-    const Part& part = m_parts[p];
-    const MbVec3d a = m_points[part.a] - m_centre, b = m_points[part.b] - m_centre;
-    const MbVec3d c = m_isSurface ? normalOf(a, b) : m_partFaces[part.face].centre - m_centre;
+  const auto size = static_cast<std::uint32_t>(m_points.size());
+  for (std::uint32_t p = 0; p < size && least > -kInsideTolerance; ++p) {
+    const MbVec3d a = m_points[p] - m_centre, b = m_points[p + 1 < size ? p + 1 : 0] - m_centre;
     double x[3];
-    if (!solve(a, b, c, d, x)) continue;
-    if (m_isSurface) {
-      if (!(std::abs(x[2]) <= m_reach)) continue;
-      x[2] = 0;
-    }
-    const double outside = std::max(std::max(-x[0], -x[1]),
-                                    std::max(m_isSurface ? -1.0 : -x[2], x[0] + x[1] + x[2] - 1));
+    if (!solveVectors(a, b, normalOf(a, b), d, x) || !(std::abs(x[2]) <= m_reach)) continue;
+    const double outside = std::max(std::max(-x[0], -x[1]), x[0] + x[1] - 1);
     if (!(outside < least)) continue;
     least = outside;
-    place = {{x[0], x[1], x[2]}, p};
+    nearest = x[0] + x[1];
+    place = {{x[0], x[1], 0}, p};
   }
-  if (least == kNowhere) return kNowhere;
-  // Inside the cell every point is on its side of the faces, wherever it is between the parts.
-  const double rest = 1 - place.r[0] - place.r[1] - place.r[2];
-  return least <= kInsideTolerance ? std::min(least, -rest) : least;
+  // Inside the cell every point is on its side of the edges, wherever it is between the parts.
+  return least <= kInsideTolerance ? std::min(least, nearest - 1) : least;
 }

@@ -2,6 +2,8 @@
 
 #include <velmo/base/MxArray.h>
 #include <velmo/base/MxBoxTree.h>
+#include <velmo/extraction/algorithms/MxPlace.h>
+#include <velmo/extraction/algorithms/MxPolyhedron.h>
 #include <velmo/extraction/interfaces/MbVec3.h>
 #include <velmo/extraction/interfaces/MiCellShape.h>
 
@@ -9,37 +11,23 @@
 #include <cstdint>
 #include <limits>
 
-/// How far outside a cell a point may lie and still count as in it, in units of the cell: a point
-/// on a face, an edge or a node is found whatever the rounding. A point that is further inside than
-/// this belongs to that cell alone.
-inline constexpr double kInsideTolerance = 1e-6;
 /// How far from a surface's cell a point may lie, as a part of the cell's diagonal, and ...
 inline constexpr double kSurfaceReach = 1e-3;
 /// ... as a part of the largest coordinate: probes come as single-precision points.
 inline constexpr double kSurfaceReachOfCoordinate = 2.4e-7;
 
-/// A place in a cell: r, s, t of the reference cell (see MxShapeFunctions.h); for polygons and
-/// polyhedra the weights of the corners of one of their parts.
-struct MxPlace
-{
-  double r[3] = {0, 0, 0};
-  std::uint32_t part = 0;
-};
-
 /// One cell, read from its mesh, and the mapping between its reference cell and space.
 ///
-/// Polygons and polyhedra are divided into triangles and tetrahedra: their mean point with each
-/// edge of the polygon; the cell's mean point and a face's mean point with each edge of the face.
-/// Within a part the interpolation is linear, at a mean point the value is the mean of the
-/// corners': linear fields are given exactly and cells that share a face agree on it.
+/// Polygons are divided into triangles from their mean point to each edge, polyhedra into cones
+/// (see MxPolyhedron). Parts are interpolated as triangles, tetrahedra and pyramids are, and at a
+/// mean point the value is the mean of the corners': linear fields are given exactly and cells that
+/// share a face agree on it.
 ///
 /// An object is filled again and again, once a cell; it belongs to one thread.
 class MxCellMap
 {
 public:
   static constexpr std::size_t kNoCell = std::numeric_limits<std::size_t>::max();
-  /// What `findPlace` answers for a point that has no place in the cell.
-  static constexpr double kNowhere = std::numeric_limits<double>::infinity();
 
   std::size_t cell() const { return m_cell; }
   MiCellShape shape() const { return m_shape; }
@@ -58,10 +46,15 @@ public:
   ///         are clearly outside anything positive, kNowhere for one that the mapping does not
   ///         reach or that is off a surface
   double findPlace(const MbVec3d& point, MxPlace& place) const;
+  /// The same for a point that was found nowhere, with many starts, in a cell whose mapping turns
+  /// back somewhere; kNowhere in all others.
+  double findFoldedPlace(const MbVec3d& point, MxPlace& place) const;
   /// A guess for points of which nothing is known.
   MxPlace middle() const;
   /// @param w  gets size() weights, whose sum is one
   void weights(const MxPlace& place, double* w) const;
+  /// Moves a place that is beyond the cell onto its rim.
+  void pullIn(MxPlace& place) const;
 
   // For readers of meshes.
 
@@ -72,7 +65,7 @@ public:
     m_shape = shape;
     m_nodes.resizeUninitialized(size);
     m_points.resizeUninitialized(size);
-    m_faces.clear();
+    m_polyhedron.faces().clear();
   }
   void setNode(std::size_t n, std::uint32_t node, const MbVec3d& point)
   {
@@ -80,22 +73,37 @@ public:
     m_points[n] = point;
   }
   /// A polyhedron's faces: for each the count of its nodes and their places among the cell's nodes.
-  MxArray<std::uint32_t>& faces() { return m_faces; }
+  MxArray<std::uint32_t>& faces() { return m_polyhedron.faces(); }
   /// The last step: prepares the mapping. False for a cell that cannot be mapped: no dimension of
   /// two or three, no corners, a corner that is not finite.
   bool finish();
   void forget() { m_cell = kNoCell; }
 
 private:
-  template <MiCellShape Shape>
+  enum class Effort : std::uint8_t
+  {
+    Usual,
+    Great
+  };
+  template <Effort E>
+  double find(const MbVec3d& point, MxPlace& place) const;
+  template <MiCellShape Shape, Effort E>
   double invert(const MbVec3d& point, MxPlace& place) const;
+  template <Effort E>
   double invertHexahedron(const MbVec3d& point, MxPlace& place) const;
+  /// The position of a place, and its derivatives by r, s and t.
+  template <MiCellShape Shape>
+  MbVec3d slopesOf(const double (&at)[3], MbVec3d (&by)[3]) const;
+  bool isFolded() const;
   double invertSimplex(const MbVec3d& point, MxPlace& place) const;
-  double invertParts(const MbVec3d& point, MxPlace& place) const;
+  /// A pyramid's mapping has no derivative at its apex.
+  bool isAtApex(const MbVec3d& point) const;
+  static double atApex(MxPlace& place);
+  double invertPyramid(const MbVec3d& point, MxPlace& place) const;
+  double invertPolygon(const MbVec3d& point, MxPlace& place) const;
   void prepareBox();
   void prepareSimplex();
   void prepareHexahedron();
-  void listParts();
 
   std::size_t m_cell = kNoCell;
   MiCellShape m_shape = MiCellShape::Empty;
@@ -103,7 +111,6 @@ private:
   bool m_isSurface = false;
   MxArray<std::uint32_t> m_nodes;
   MxArray<MbVec3d> m_points;
-  MxArray<std::uint32_t> m_faces;
   MxBox3d m_box;
   MbVec3d m_extent;
   double m_reach = 0; // surfaces only
@@ -111,18 +118,6 @@ private:
   // Tetrahedra and triangles: r, s, t are these vectors times the way from corner 0.
   // Hexahedra: the coefficients of 1, r, s, t, rs, st, rt, rst.
   std::array<MbVec3d, 8> m_terms;
-
-  /// A part of a polygon or polyhedron: the edge from corner a to b, and for polyhedra the face.
-  struct Part
-  {
-    std::uint32_t a, b, face;
-  };
-  struct Face
-  {
-    std::uint32_t begin, size;
-    MbVec3d centre;
-  };
-  MxArray<Part> m_parts;
-  MxArray<Face> m_partFaces;
-  MbVec3d m_centre;
+  MbVec3d m_centre; // of a polygon
+  MxPolyhedron m_polyhedron;
 };

@@ -3,6 +3,7 @@
 #include <velmo/extraction/algorithms/MxCellMap.h>
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 /// One axis of a grid of boxes: finds the interval that holds a coordinate.
@@ -50,6 +51,11 @@ public:
     double place[2];
   };
   Answer find(double x, std::size_t hint) const;
+  /// The nodes before and behind an interval.
+  std::pair<double, double> ends(std::size_t interval) const
+  {
+    return {m_steps[interval].low, m_steps[interval + 1].low};
+  }
   double width(std::size_t interval) const
   {
     return std::abs(m_steps[interval + 1].low - m_steps[interval].low);

@@ -309,6 +309,43 @@ constexpr double outsideOf(MiCellShape linear, double r, double s, double t)
   }
 }
 
+/// Moves a place that is beyond the reference cell of a linear shape onto its rim.
+inline void pullIn(MiCellShape linear, double (&r)[3])
+{
+  using S = MiCellShape;
+  const auto clampTo = [&r](std::size_t axis, double most) {
+    r[axis] = std::clamp(r[axis], 0.0, most);
+  };
+  // The first `count` are weights, whose sum is one at the most.
+  const auto shrink = [&r](std::size_t count) {
+    double sum = 0;
+    for (std::size_t a = 0; a < count; ++a)
+      sum += r[a] = std::max(r[a], 0.0);
+    for (std::size_t a = 0; a < count && sum > 1; ++a)
+      r[a] /= sum;
+  };
+  switch (linear) {
+  case S::Triangle:
+    shrink(2);
+    return;
+  case S::Tetrahedron:
+    shrink(3);
+    return;
+  case S::Wedge:
+    shrink(2);
+    clampTo(2, 1);
+    return;
+  case S::Pyramid:
+    clampTo(2, 1);
+    clampTo(0, 1 - r[2]);
+    clampTo(1, 1 - r[2]);
+    return;
+  default:
+    for (std::size_t a = 0; a < 3; ++a)
+      clampTo(a, 1);
+  }
+}
+
 /// Calls visit.template operator()<Shape>() for a shape of two or three dimensions with a fixed
 /// number of nodes; false for another.
 template <class Visitor>
