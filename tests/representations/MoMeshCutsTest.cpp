@@ -1,5 +1,6 @@
 #include <velmo/mesh/MbDataSet.h>
 #include <velmo/mesh/MbMesh.h>
+#include <velmo/nodes/MoDataBinding.h>
 #include <velmo/nodes/MoScalarSetI.h>
 #include <velmo/nodes/MoScalarSetIjk.h>
 #include <velmo/representations/MoMeshCylinderSlice.h>
@@ -298,6 +299,30 @@ TEST(MoMeshIsosurface, FindsItsSetOrSaysThatThereIsNone)
       expect(scene, true, false);
       EXPECT_EQ(scene.faceCount(), 12);
       EXPECT_NEAR(scene.surface()->geometry.getNode(0).z, 0.3, 1e-6);
+      // In a list of their own, also behind values of nodes where the binding says so.
+      scene.root->removeChild(scene.set);
+      const SoRef<MoScalarSetIjk> typed(new MoScalarSetIjk);
+      typed->setScalarSet(&cells);
+      scene.above->addChild(typed);
+      scene.node->isovalue = 0.7f;
+      expect(scene, true, false);
+      EXPECT_EQ(scene.faceCount(), 12);
+      const float high = scene.surface()->geometry.getNode(0).z;
+      EXPECT_NEAR(high, 0.7, 1e-6);
+      const MbScalardSetI nodes("n", MiDataBinding::PerNode, std::vector<double>(120, 9.0));
+      const SoRef<MoScalarSetI> flat(new MoScalarSetI);
+      flat->setScalarSet(&nodes);
+      scene.above->addChild(flat);
+      const SoRef<MoDataBinding> binding(new MoDataBinding);
+      scene.above->addChild(binding);
+      for (const auto& [which, isFound] :
+           {std::pair{MoDataBinding::PER_CELL, true},
+            {MoDataBinding::PER_NODE, kind != VOLUME_MESH_HEXAHEDRON_IJK}})
+      {
+        binding->dataBinding = which;
+        scene.traverse();
+        EXPECT_EQ(scene.faceCount() > 0, isFound);
+      }
     }
   }
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <velmo/extraction/interfaces/MxMeshKind.h>
+#include <velmo/nodes/MoDataBindingElement.h>
 #include <velmo/nodes/MoScalarSetElement.h>
 #include <velmo/representation/MxAttributesManager.h>
 
@@ -16,27 +17,39 @@ inline void mdWarnOfIsoSet(const char* node)
 /// The set whose values a representation follows on meshes of kind K: per node, numbered as the
 /// kind numbers its nodes, or flat; or per cell, of cells numbered (i, j, k).
 ///
-/// Null when there is none that can be used; said so unless the state holds scalar sets, but none
-/// with this id.
+/// Without general sets those of the nodes' numbering are asked first, then those of the cells' and
+/// flat ones; the cells' before the others where the binding node says so. The first that can be
+/// used counts. Null when there is none; said so unless the state holds scalar sets, but none with
+/// this id.
 /// @param node       the representation's name, for the warning
 /// @param takesCells  whether sets per cell can be used
 template <MeshType K>
 const MiTypedDataSet<double>* mdFindIsoSet(const MxAttributesManager& attributes, SoState* state,
                                            int id, const char* node, bool takesCells)
 {
+  using Set = MiTypedDataSet<double>;
   using NodeSet = typename MxMeshKind<K>::template NodeSet<double>;
-  const MiTypedDataSet<double>* set = attributes.getScalarSet(state, id);
-  if (!set) {
+  using CellSet = typename MxMeshKind<K>::template CellSet<double>;
+  const auto fits = [&](const Set* set) {
+    if (!set) return false;
+    if (set->getBinding() == MiDataBinding::PerCell)
+      return takesCells && dynamic_cast<const MiDataSetIjk<double>*>(set) != nullptr;
+    return dynamic_cast<const NodeSet*>(set) != nullptr ||
+           dynamic_cast<const MiDataSetI<double>*>(set) != nullptr;
+  };
+  const Set* found = attributes.getScalarSet(state, id);
+  if (!found) {
     if (MoScalarSetElement::getNum(state) > 0) return nullptr;
-    set = attributes.getDataSet<NodeSet>(state, id);
-    if (!set) set = attributes.getDataSet<MiDataSetI<double>>(state, id);
+    const auto take = [&]<class Typed>() {
+      if (!fits(found)) found = attributes.getDataSet<Typed>(state, id);
+    };
+    if (MoDataBindingElement::getDataBinding(state) == MoDataBinding::PER_CELL)
+      take.template operator()<CellSet>();
+    take.template operator()<NodeSet>();
+    take.template operator()<CellSet>();
+    take.template operator()<MiDataSetI<double>>();
   }
-  const bool isPerNode = set && set->getBinding() == MiDataBinding::PerNode &&
-                         (dynamic_cast<const NodeSet*>(set) != nullptr ||
-                          dynamic_cast<const MiDataSetI<double>*>(set) != nullptr);
-  const bool isPerCell = takesCells && set && set->getBinding() == MiDataBinding::PerCell &&
-                         dynamic_cast<const MiDataSetIjk<double>*>(set) != nullptr;
-  const bool fits = isPerNode || isPerCell;
-  if (!fits) mdWarnOfIsoSet(node);
-  return fits ? set : nullptr;
+  if (fits(found)) return found;
+  mdWarnOfIsoSet(node);
+  return nullptr;
 }
