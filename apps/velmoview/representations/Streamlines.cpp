@@ -41,6 +41,8 @@ const char* reasonOf(MiStreamlineEnd end)
     return "length";
   case MiStreamlineEnd::StepNumber:
     return "steps";
+  case MiStreamlineEnd::DefaultStepNumber:
+    return "default steps";
   case MiStreamlineEnd::NotFinite:
     break;
   }
@@ -348,7 +350,8 @@ public:
        readPositive<&Streamlines::m_maxLength>},
       {"--min-speed", "a number above 0", "a line stops where it is slower",
        readPositive<&Streamlines::m_minSpeed>},
-      {"--max-steps", "a whole number from 1 on", "the most steps of a line", readSteps},
+      {"--max-steps", "a whole number from 1 on",
+       "the most steps of a line; 10000 where no limit is given", readSteps},
       {"--step-factor", "a number above 0", "the longest step, in cells; 0.3",
        readPositive<&Streamlines::m_stepFactor>},
       {"--sample-times", "T1,T2,...", "report where each line is at these times", readTimes}};

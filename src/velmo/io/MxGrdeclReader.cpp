@@ -1,7 +1,7 @@
+#include <velmo/base/MxMemoryLimit.h>
 #include <velmo/io/MxCornerPoint.h>
 #include <velmo/io/MxFileFormats.h>
 #include <velmo/io/MxGrdeclDeck.h>
-#include <velmo/io/MxMemoryLimit.h>
 #include <velmo/io/MxNumberText.h>
 #include <velmo/mesh/MbCounts.h>
 

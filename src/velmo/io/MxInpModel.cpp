@@ -1,7 +1,7 @@
 #include <velmo/io/MxInpModel.h>
 
+#include <velmo/base/MxMemoryLimit.h>
 #include <velmo/io/MxFileBytes.h>
-#include <velmo/io/MxMemoryLimit.h>
 
 #include <algorithm>
 #include <cmath>

@@ -1,6 +1,6 @@
 #ifdef VELMO_HAS_NETCDF
 
-#include <velmo/io/MxMemoryLimit.h>
+#include <velmo/base/MxMemoryLimit.h>
 #include <velmo/io/MxNetcdfFile.h>
 #include <velmo/io/MxNetcdfHeader.h>
 #include <velmo/io/MxNumberText.h>

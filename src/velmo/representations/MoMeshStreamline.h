@@ -17,8 +17,9 @@ class MiStreamlineExtractUnstructured;
 ///
 /// Serves unstructured, hexahedron IJK, regular, rectilinear and curvilinear volumes; a mesh of
 /// another kind is refused with a warning and nothing is drawn. A line ends where it leaves the
-/// mesh or the cells that the filter leaves, at any of the limits, and after 10000 steps at the
-/// latest.
+/// mesh or the cells that the filter leaves, at any of the limits, and where it stands still;
+/// without a limit of time, length or steps after 10000 steps. MiStreamlineExtract::getEnd tells
+/// which of these it was.
 class MoMeshStreamline : public MoMeshRepresentation
 {
   MO_NODE_HEADER(MoMeshStreamline);

@@ -1,9 +1,11 @@
 #include <velmo/extraction/algorithms/MxStreamlines.h>
 
+#include <velmo/base/MxMemoryLimit.h>
 #include <velmo/extraction/algorithms/MxNodeNumbering.h>
 
 #include <algorithm>
 #include <cmath>
+#include <stdexcept>
 
 namespace {
 
@@ -18,13 +20,16 @@ constexpr double kMostGrowth = 4, kMostShrinking = 0.2, kSafety = 0.9;
 constexpr double kLengthTolerance = 1e-9;
 
 constexpr std::size_t kStepsPerPoll = 256;
+// What a point takes, with the room in which arrays grow.
+constexpr std::size_t kBytesPerPoint = 400;
 
 class Tracer
 {
 public:
   Tracer(const MxCellLocator& locator, const MxCellsLeft& left, const MxFieldValues<MbVec3d>& field,
-         const MxStreamlineLimits& limits, MxStreamline& line)
-      : m_cursor(locator, left), m_field(field), m_limits(limits), m_line(line)
+         const MxStreamlineLimits& limits, MxStreamline& line, std::atomic<std::size_t>& pointCount)
+      : m_cursor(locator, left), m_field(field), m_limits(limits), m_line(line),
+        m_pointCount(pointCount)
   {}
 
   MiStreamlineEnd trace(const MbVec3d& seed)
@@ -32,9 +37,14 @@ public:
     Point here{seed, {}};
     if (!evaluate(seed, here.velocity)) return MiStreamlineEnd::NotInMesh;
     record(here);
+    const std::size_t stepLimit = this->stepLimit();
+    Standstill standstill{here.position, 0};
     double next = 0; // time of the next step, 0 for the longest
     for (std::size_t steps = 0;; ++steps) {
-      if (steps % kStepsPerPoll == 0) MxPoll::ask();
+      if (steps % kStepsPerPoll == 0) {
+        MxPoll::ask();
+        if (!mxFitsMemory(m_pointCount += kStepsPerPoll, kBytesPerPoint)) throw std::bad_alloc();
+      }
       const double speed = length(here.velocity);
       if (!std::isfinite(speed)) return MiStreamlineEnd::NotFinite;
       if (!(speed > 0) || speed < m_limits.minSpeed) return MiStreamlineEnd::LowSpeed;
@@ -42,9 +52,14 @@ public:
       const double lengthLeft = leftOf(m_limits.maxLength, m_length);
       if (timeLeft <= 0) return MiStreamlineEnd::LifeTime;
       if (lengthLeft <= 0) return MiStreamlineEnd::Length;
-      if (steps >= stepLimit()) return MiStreamlineEnd::StepNumber;
+      if (steps >= stepLimit)
+        return m_limits.maxStepNumber > 0 ? MiStreamlineEnd::StepNumber
+                                          : MiStreamlineEnd::DefaultStepNumber;
 
       const double size = m_cursor.sizeAlong(here.velocity);
+      if (standstill.reached(here.position, steps,
+                             size * std::min(10 * kStreamlineStepError, m_limits.stepLengthFactor)))
+        return MiStreamlineEnd::LowSpeed;
       const double longest = m_limits.stepLengthFactor * size / speed;
       if (!(longest > 0) || !std::isfinite(longest)) return MiStreamlineEnd::LowSpeed;
       double time = next > 0 ? std::min(next, longest) : longest;
@@ -95,20 +110,43 @@ private:
     MbVec3d position, velocity;
   };
 
+  /// Whether a line has stayed near one point for long: in a sink it goes on in smaller and smaller
+  /// steps, or about the sink in steps as long as their error.
+  struct Standstill
+  {
+    MbVec3d from;
+    std::size_t since;
+
+    bool reached(const MbVec3d& position, std::size_t steps, double reach)
+    {
+      if (length(position - from) > reach) *this = {position, steps};
+      return steps - since >= kStandstillSteps;
+    }
+  };
+
+  static bool isLimit(double limit) { return limit > 0 && std::isfinite(limit); }
   static double leftOf(double limit, double used)
   {
-    return limit > 0 ? limit - used : std::numeric_limits<double>::infinity();
+    return isLimit(limit) ? limit - used : std::numeric_limits<double>::infinity();
   }
   std::size_t stepLimit() const
   {
-    return m_limits.maxStepNumber > 0 ? std::min(m_limits.maxStepNumber, kMostStreamlineSteps)
-                                      : kMostStreamlineSteps;
+    if (m_limits.maxStepNumber > 0) return m_limits.maxStepNumber;
+    return isLimit(m_limits.maxLifeTime) || isLimit(m_limits.maxLength)
+               ? std::numeric_limits<std::size_t>::max()
+               : kDefaultStreamlineSteps;
   }
 
   /// The vector at a point, in the direction that is followed. False outside the mesh.
   bool evaluate(const MbVec3d& point, MbVec3d& velocity)
   {
     if (!m_cursor.find(point)) return false;
+    velocity = velocityHere();
+    return true;
+  }
+  /// The vector where the cursor stands.
+  MbVec3d velocityHere()
+  {
     const std::span<const std::uint32_t> nodes = m_cursor.nodes();
     if (m_cell != m_cursor.cell()) {
       // The vectors at the nodes are read once a cell.
@@ -121,16 +159,15 @@ private:
           m_vectors[n] = m_field[nodes[n]];
       }
     }
+    MbVec3d velocity{};
     if (m_field.isPerCell()) {
       velocity = m_vectors[0];
     } else {
-      velocity = {};
       const double* weights = m_cursor.weights().data();
       for (std::size_t n = 0; n < nodes.size(); ++n)
         velocity += m_vectors[n] * weights[n];
     }
-    if (m_limits.isBackward) velocity = velocity * -1.0;
-    return true;
+    return m_limits.isBackward ? velocity * -1.0 : velocity;
   }
 
   /// One step; afterwards the cursor stands at its end. False when it leads out of the mesh.
@@ -176,10 +213,13 @@ private:
         outside = middle;
       }
     }
-    if (inside > 0 && last.position != from.position) {
-      m_length += length(last.position - from.position);
-      Point there = last;
-      if (evaluate(there.position, there.velocity)) advance(there, inside);
+    // Points count as in the mesh within a tolerance; the line ends on the rim itself.
+    const bool isFurther = inside > 0 && last.position != from.position;
+    if ((isFurther || m_line.points.size() > 1) && evaluate(last.position, last.velocity)) {
+      m_cursor.pullIn(last.position);
+      last.velocity = velocityHere();
+      if (!isFurther) dropLast();
+      advance(last, inside);
     }
     return MiStreamlineEnd::LeftMesh;
   }
@@ -203,6 +243,8 @@ private:
     const std::span<const std::uint32_t> nodes = m_cursor.nodes();
     const double* weights = m_cursor.weights().data();
     const std::size_t begin = provenance.nodes.size();
+    if (begin + nodes.size() > std::numeric_limits<std::uint32_t>::max())
+      throw std::length_error("a streamline has more points than can be numbered");
     provenance.nodes.resize(begin + nodes.size());
     provenance.weights.resize(begin + nodes.size());
     for (std::size_t n = 0; n < nodes.size(); ++n) {
@@ -213,10 +255,26 @@ private:
     provenance.nodeCells.push_back(static_cast<std::uint32_t>(m_cursor.cell()));
   }
 
+  /// Takes the last point back.
+  void dropLast()
+  {
+    MeXProvenance& provenance = m_line.mesh.provenance;
+    m_line.points.pop_back();
+    m_line.times.values.pop_back();
+    m_line.speeds.values.pop_back();
+    m_line.tangents.values.pop_back();
+    const std::size_t left = m_line.points.size();
+    provenance.nodeCells.resize(left);
+    provenance.offsets.resize(left + 1);
+    provenance.nodes.resize(provenance.offsets[left]);
+    provenance.weights.resize(provenance.offsets[left]);
+  }
+
   MxCellCursor m_cursor;
   const MxFieldValues<MbVec3d>& m_field;
   const MxStreamlineLimits& m_limits;
   MxStreamline& m_line;
+  std::atomic<std::size_t>& m_pointCount;
   std::size_t m_cell = MxCellCursor::kNoCell; // whose vectors are in m_vectors
   MxArray<MbVec3d> m_vectors;
   double m_time = 0, m_length = 0;
@@ -226,7 +284,7 @@ private:
 
 void traceStreamline(const MxCellLocator& locator, const MxCellsLeft& left,
                      const MxFieldValues<MbVec3d>& field, const MxStreamlineLimits& limits,
-                     const MbVec3d& seed, MxStreamline& line)
+                     const MbVec3d& seed, MxStreamline& line, std::atomic<std::size_t>& pointCount)
 {
   MeXProvenance& provenance = line.mesh.provenance;
   provenance = {};
@@ -238,7 +296,7 @@ void traceStreamline(const MxCellLocator& locator, const MxCellsLeft& left,
   line.times.values.clear();
   line.speeds.values.clear();
   line.tangents.values.clear();
-  line.end = Tracer(locator, left, field, limits, line).trace(seed);
+  line.end = Tracer(locator, left, field, limits, line, pointCount).trace(seed);
 
   const std::size_t count = line.points.size();
   if (count > 1) {

@@ -124,9 +124,10 @@ private:
       left = MxCellsLeft(filter);
     else
       left = MxCellsLeft(filter, m_locator->cellCounts());
+    std::atomic<std::size_t> pointCount = 0;
     forEachTask(parallel, seeds.size(), [&](std::size_t l) {
       lines[l] = std::make_shared<MxStreamline>();
-      traceStreamline(*m_locator, left, field, m_limits, seeds[l], *lines[l]);
+      traceStreamline(*m_locator, left, field, m_limits, seeds[l], *lines[l], pointCount);
       monitor.step();
     });
     return true;

@@ -13,8 +13,9 @@
 /// There is one line for each seed, in their order; the value of a line in getLines() is the number
 /// of its seed. A line is one polyline, a point a step; where its seed is in no cell it has no
 /// points, and where it cannot go on at once a single one. A seed may be given twice. Lines end
-/// where they leave the mesh, or the cells that the filter leaves, where a limit is reached, and
-/// after 10000 steps at the latest. The result is the same for any number of threads.
+/// on the rim of the mesh, or of the cells that the filter leaves, where a limit is reached, and
+/// where they stand still. A line without a limit of time, length or steps ends after 10000 steps:
+/// a field may go round for ever. The result is the same for any number of threads.
 ///
 /// Vectors per node are interpolated as a MiPointProbe does; vectors per cell are those of the
 /// cell. A step is as long as `stepLengthFactor` times the way through the box around the cell it
@@ -25,7 +26,8 @@ template <class Filter>
 class MiStreamlineExtract : public MiMultiLineExtractor
 {
 public:
-  // Limits: zero, the default, is none. They count from the next extraction on.
+  // Limits: zero, the default, is none, and so is what is not finite. They count from the next
+  // extraction on. Each is kept whatever it costs: a point takes some 200 bytes.
 
   /// Time since the seed, in the units of length and speed.
   virtual void setMaxLifeTime(double time) = 0;
@@ -40,7 +42,8 @@ public:
   /// @param seeds    in mesh space; borrowed for the call, as the filter
   /// @param vectors  numbered and bound as the mesh asks for
   /// @return false, and there are no lines, when the set does not fit the mesh
-  /// @throw std::bad_alloc, std::length_error, MiCancellationException
+  /// @throw std::bad_alloc, also when the lines outgrow the machine's memory; std::length_error,
+  ///        MiCancellationException
   virtual bool extractStreamlines(std::span<const MbVec3d> seeds,
                                   const MiTypedDataSet<MbVec3d>& vectors, const Filter* filter) = 0;
 
