@@ -226,22 +226,15 @@ cutMesh(const Mesh& mesh, const Filter* filter, const MxCutShape& shape,
     job.sweepNodes = !check && !isField;
     job.sweep = !check;
     job.parallel = parallel;
+    MxCutScratch& scratch = memory.part<MxCutScratch>();
     visitCutPoints(geometry, [&](const auto& points) {
+      job.placeOf = [&](std::uint32_t node) { return points[node]; };
+      job.isLeftHanded = [&] { return Kind<Mesh>::isLeftHanded(mesh, known, points); };
       const bool fits = visitCutSource(
           shape, points, surface.provenance.sourceNodes, false, SameNode{},
           [&](const auto& source) {
             job.source = &source;
-            job.placeOf = [&](std::uint32_t node) { return points[node]; };
-            job.isLeftHanded = [&] { return Kind<Mesh>::isLeftHanded(mesh, known, points); };
             Kind<Mesh>::visitCells(mesh, [&](const auto& cells) {
-              MxCutScratch& scratch = memory.part<MxCutScratch>();
-              const auto finish = [&] {
-                done = true;
-                if (!isField || !scratch.hasNodesOn()) return;
-                leaveSingleSheets(surface, parallel, [&](std::span<MxSheetEdge> edges) {
-                  markBoundaryEdges(cells, job, edges);
-                });
-              };
               const auto runs =
                   check ? findRuns(mesh, cells, points, shape, job, monitor, history) : nullptr;
               if (runs) {
@@ -252,15 +245,20 @@ cutMesh(const Mesh& mesh, const Filter* filter, const MxCutShape& shape,
                                      blockCount(active, velmo_detail::kCutBlock));
                   collectActiveCells(cells, job, scratch.active, scratch, monitor);
                   cutCollected(job, scratch, monitor, surface);
-                  finish();
+                  done = true;
                   return;
                 }
               }
-              if (cutCells(cells, job, scratch, monitor, surface)) finish();
+              done = cutCells(cells, job, scratch, monitor, surface);
             });
             if (done) placeCut(points, parallel, surface);
           });
       if (!fits && check) done = true;
+    });
+    if (!done || !isField || !scratch.hasNodesOn()) return;
+    leaveSingleSheets(surface, parallel, [&](std::span<MxSheetEdge> edges) {
+      Kind<Mesh>::visitCells(mesh,
+                             [&](const auto& cells) { markBoundaryEdges(cells, job, edges); });
     });
   };
   if (!check) {
