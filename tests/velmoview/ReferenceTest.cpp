@@ -318,6 +318,53 @@ TEST_F(Reference, IsosurfacesOfAwkwardValuesSurvive)
   }
 }
 
+namespace {
+
+/// Every representation that serves a kind of mesh, at what the report says of its arrays and
+/// place.
+std::vector<std::string> allThatFits(const json& input)
+{
+  std::vector<std::string> args;
+  const auto add = [&](const char* option, const std::string& value) {
+    args.push_back(option);
+    args.push_back(value);
+  };
+  const std::string kind = input["kind"];
+  const bool isVolume = kind.starts_with("VOLUME"), isSurface = kind.starts_with("SURFACE");
+  const bool isVertex = kind == "VOLUME_MESH_VERTEX_HEXAHEDRON_IJK";
+  for (const json& array : input["arrays"]) {
+    if (array["binding"] != "PER_NODE") continue;
+    const std::string name = array["name"].get<std::string>() + "@node";
+    if (array["components"] == 3 && isVolume && !isVertex) add("--streamlines", name);
+    if (array["components"] != 1 || !array.contains("min") || (!isVolume && !isSurface)) continue;
+    const double min = array["min"], max = array["max"];
+    for (const double value : {min / 2 + max / 2, max, 0.3})
+      if (std::abs(value) < 1e30)
+        add(isVolume ? "--isosurface" : "--isolines", name + "=" + std::to_string(value));
+  }
+  if (isVolume && input.contains("bounds")) {
+    const json& bounds = input["bounds"];
+    const auto middle = [&](int axis) {
+      return bounds[2 * axis].get<double>() / 2 + bounds[2 * axis + 1].get<double>() / 2;
+    };
+    if (!isVertex && std::abs(middle(0)) + std::abs(middle(1)) + std::abs(middle(2)) < 1e30)
+      add("--probe", std::to_string(middle(0)) + "," + std::to_string(middle(1)) + "," +
+                         std::to_string(middle(2)));
+    add("--plane", "0.3,0.5,0.8,0");
+    add("--sphere", "0,0,0,1");
+  }
+  if (isVolume && kind != "VOLUME_MESH_UNSTRUCTURED") {
+    add("--slab", "K=0,1");
+    if (!isVertex) {
+      add("--logical-slice", "J=0");
+      add("--interpolated-slice", "I=0.4");
+    }
+  }
+  return args;
+}
+
+} // namespace
+
 TEST_F(Reference, HostileFilesEndInAMessageOrAMesh)
 {
   const json known = readJson(dataFile("hostile/reference.json"));
@@ -361,6 +408,13 @@ TEST_F(Reference, HostileFilesEndInAMessageOrAMesh)
       continue;
     }
     const json report = outcome.report();
+    std::vector<std::string> args = allThatFits(report["input"]);
+    if (!args.empty()) {
+      args.insert(args.begin(),
+                  {entry.path(), "--report", "-", "--output", picture.path(), "--size", "64x48"});
+      const Outcome all = runProgram(args);
+      EXPECT_EQ(all.code, 0) << all.err;
+    }
     if (!files.contains(name) || !files[name].contains("skin")) continue;
     const json& skin = files[name]["skin"];
     const double loose = skin.value("faces_with_fewer_than_3_distinct_nodes_dropped", 0) +
