@@ -8,9 +8,9 @@
 velmo_group() {
   case "$1" in
     build) echo "g++ cmake ninja-build libcoin-dev libgl-dev libopengl-dev libegl-dev libpng-dev libtbb-dev
-                 libexpat1-dev zlib1g-dev libdeflate-dev liblz4-dev liblzma-dev nlohmann-json3-dev pkg-config libegl1 libegl-mesa0 libgl1-mesa-dri
-                 libfreetype6 libfontconfig1 fonts-dejavu-core" ;;
-    test) echo "libnetcdf-dev libgtest-dev libgmock-dev python3-minimal clang-format-14" ;;
+                 libexpat1-dev zlib1g-dev libdeflate-dev liblz4-dev liblzma-dev libnetcdf-dev nlohmann-json3-dev
+                 pkg-config libegl1 libegl-mesa0 libgl1-mesa-dri libfreetype6 libfontconfig1 fonts-dejavu-core" ;;
+    test) echo "libgtest-dev libgmock-dev python3-minimal clang-format-14" ;;
     fuzz) echo "clang-14 libclang-rt-14-dev" ;;
     compare) echo "libvtk9-dev" ;;
     *) echo "velmo_group: no group '$1'" >&2; return 1 ;;

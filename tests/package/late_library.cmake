@@ -1,0 +1,38 @@
+# A library of a file format that is installed after the first run of CMake is found by the next one, and is no longer
+# used when it is gone. SOURCE is the checkout, WORK a folder of the test's own.
+cmake_minimum_required(VERSION 3.25)
+file(REMOVE_RECURSE "${WORK}")
+file(WRITE "${WORK}/project/CMakeLists.txt" "
+cmake_minimum_required(VERSION 3.25)
+project(Late C)
+include(\"${SOURCE}/cmake/VelmoFileLibraries.cmake\")
+velmo_file_library(LATE velmo_late velmo_late.h libvelmo-late-dev \"late files\")
+get_target_property(definitions velmo_file_libraries INTERFACE_COMPILE_DEFINITIONS)
+file(WRITE \"${WORK}/definitions\" \"\${definitions}\")
+")
+function(expect_found expected)
+  execute_process(COMMAND ${CMAKE_COMMAND} -S "${WORK}/project" -B "${WORK}/build" -G Ninja
+                  "-DCMAKE_PREFIX_PATH=${WORK}/prefix" RESULT_VARIABLE status OUTPUT_VARIABLE output
+                  ERROR_VARIABLE output)
+  if(NOT status EQUAL 0)
+    message(FATAL_ERROR "${output}")
+  endif()
+  file(READ "${WORK}/definitions" definitions)
+  if(expected AND NOT "VELMO_HAS_LATE" IN_LIST definitions)
+    message(FATAL_ERROR "not found though it is there: ${definitions}")
+  elseif(NOT expected AND "VELMO_HAS_LATE" IN_LIST definitions)
+    message(FATAL_ERROR "used though it is not there: ${definitions}")
+  elseif(NOT expected AND NOT output MATCHES "libvelmo_late is not there \\(Debian: libvelmo-late-dev\\)")
+    message(FATAL_ERROR "the message does not name the package: ${output}")
+  endif()
+endfunction()
+
+expect_found(FALSE)
+file(WRITE "${WORK}/prefix/include/velmo_late.h" "")
+file(WRITE "${WORK}/prefix/lib/libvelmo_late.so" "")
+expect_found(TRUE)
+file(REMOVE "${WORK}/prefix/lib/libvelmo_late.so")
+expect_found(FALSE)
+file(WRITE "${WORK}/prefix/lib/libvelmo_late.so" "")
+file(REMOVE "${WORK}/prefix/include/velmo_late.h")
+expect_found(FALSE)
