@@ -1,5 +1,5 @@
-#include <velmo/nodes/MoVelmo.h>
-#include <velmo/toolkit/MxOffscreenCanvas.h>
+#include <velmo/io.h>
+#include <velmo/picture.h>
 
 #include <cstdio>
 
