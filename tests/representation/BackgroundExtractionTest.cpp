@@ -210,8 +210,10 @@ TEST(BackgroundExtraction, OldResultsAreDrawnAndColouredWhileATaskRuns)
   scene.mapping->colors.set1Value(1, SbVec4f(1, 0, 0, 1));
   scene.traverse();
   EXPECT_EQ(scene.fills(), "1 1 2") << "the old faces in new colours";
+  std::thread opener = scene.gate.openLater();
   scene.set->setScalarSet(nullptr); // waits: the task maps the set
   EXPECT_EQ(scene.gate.ended, scene.gate.begun);
+  opener.join();
 }
 
 TEST(BackgroundExtraction, ACallbackThatSaysStopLeavesWhatWasThereAndPostsNothing)

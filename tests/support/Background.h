@@ -3,6 +3,8 @@
 #include <velmo/extraction/interfaces/MiExtractorCallback.h>
 #include <velmo/representation/MoMeshRepresentation.h>
 
+#include <gtest/gtest.h>
+
 #include <Inventor/sensors/SoSensorManager.h>
 #include <Inventor/SoDB.h>
 
@@ -50,7 +52,8 @@ public:
     m_isInside = true;
     std::unique_lock lock(m_mutex);
     // A test that forgets the gate fails instead of hanging.
-    m_opened.wait_for(lock, std::chrono::seconds(20), [this] { return m_isOpen; });
+    if (!m_opened.wait_for(lock, std::chrono::seconds(20), [this] { return m_isOpen; }))
+      ADD_FAILURE() << "the gate stayed closed";
   }
   void endExtract() override
   {
