@@ -13,7 +13,7 @@
 #include <velmo/nodes/MoMesh.h>
 #include <velmo/nodes/MoVelmo.h>
 #include <velmo/representations/MoMeshSkin.h>
-#include <velmo/toolkit/MxOffscreenCanvas.h>
+#include <velmo/toolkit/MoOffscreenCanvas.h>
 #include <velmo/toolkit/SoRef.h>
 
 #include "Meter.h"
@@ -146,7 +146,7 @@ public:
 private:
   SlowBall m_ball;
   MbVolumeMeshRegular m_mesh;
-  MxOffscreenCanvas m_canvas;
+  MoOffscreenCanvas m_canvas;
   SoRef<SoSeparator> m_root{new SoSeparator};
   SoRef<MoMesh> m_meshNode{new MoMesh};
   SoRef<MoCellFilter> m_filter{new MoCellFilter};

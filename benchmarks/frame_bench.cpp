@@ -12,7 +12,7 @@
 // frame_bench_nothing_drawn is the same program with drawing calls that do nothing: its times are
 // those outside of drawing, with what an empty frame takes (clearing, reading back) as a first row.
 #include <velmo/nodes/MoVelmo.h>
-#include <velmo/toolkit/MxOffscreenCanvas.h>
+#include <velmo/toolkit/MoOffscreenCanvas.h>
 #include <velmo/toolkit/SoIndexedFaceSetOutline.h>
 #include <velmo/toolkit/SoRef.h>
 #include <velmo/toolkit/TkLineSet.h>
@@ -369,7 +369,7 @@ private:
                                   const Change& change)
   {
     // A canvas of its own for each: the toolkit gives each its own buffers.
-    const auto timesOf = [&](AnyScene& scene, MxOffscreenCanvas& canvas) {
+    const auto timesOf = [&](AnyScene& scene, MoOffscreenCanvas& canvas) {
       return measure(
           repeats, [&] { change(scene); },
           [&] {
@@ -401,7 +401,7 @@ private:
   }
 
   Options m_options;
-  MxOffscreenCanvas m_canvas[2];
+  MoOffscreenCanvas m_canvas[2];
 };
 
 bool read(int argc, char** argv, Options& options)
@@ -443,7 +443,7 @@ int main(int argc, char** argv)
 #else
     const char* what = "of processor time";
 #endif
-    std::printf("%s, %zu triangles, %d x %d, ms %s\n", MxOffscreenCanvas::rendererName().c_str(),
+    std::printf("%s, %zu triangles, %d x %d, ms %s\n", MoOffscreenCanvas::rendererName().c_str(),
                 options.triangles, options.width, options.height, what);
     Bench bench(options);
     bench.empty();

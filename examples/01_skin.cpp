@@ -1,22 +1,10 @@
 // An application's arrays, a mesh node, a data set, a colour map, a skin: a picture.
 // usage: 01_skin [PICTURE.png]
 
-#include "Picture.h"
+#include <velmo/picture.h>
+#include <velmo/velmo.h>
 
-#include <velmo/colormapping/MoPredefinedColorMapping.h>
-#include <velmo/mesh/MbDataSet.h>
-#include <velmo/mesh/MbMesh.h>
-#include <velmo/nodes/MoDataBinding.h>
-#include <velmo/nodes/MoMesh.h>
-#include <velmo/nodes/MoScalarSetI.h>
-#include <velmo/nodes/MoVelmo.h>
-#include <velmo/representations/MoMeshSkin.h>
-#include <velmo/toolkit/SoRef.h>
-
-#include <Inventor/nodes/SoDirectionalLight.h>
-#include <Inventor/nodes/SoPerspectiveCamera.h>
 #include <Inventor/nodes/SoSeparator.h>
-#include <Inventor/nodes/SoShapeHints.h>
 
 #include <cmath>
 
@@ -55,23 +43,6 @@ struct Bar
   }
 };
 
-bool drawTo(const char* path, SoSeparator* model)
-{
-  const SoRef<SoSeparator> scene(new SoSeparator);
-  auto* camera = new SoPerspectiveCamera;
-  auto* sun = new SoDirectionalLight;
-  auto* hints = new SoShapeHints;
-  sun->direction.setValue(-0.8f, -0.35f, -0.5f);
-  hints->vertexOrdering = SoShapeHints::COUNTERCLOCKWISE; // both sides of a face are lit
-  for (SoNode* node : std::initializer_list<SoNode*>{camera, sun, hints, model})
-    scene->addChild(node);
-  camera->position.setValue(4, 4, 5);
-  camera->pointAt(SbVec3f(0, 0, 3), SbVec3f(1, 0, 0));
-  camera->viewAll(scene, SbViewportRegion(800, 600));
-  camera->heightAngle = 1.15f * camera->heightAngle.getValue(); // a margin around it
-  return writePicture(path, scene, 800, 600);
-}
-
 } // namespace
 
 int main(int argc, char** argv)
@@ -93,7 +64,7 @@ int main(int argc, char** argv)
     colors->maxValue = 4.25f;
     for (SoNode* node : std::initializer_list<SoNode*>{meshNode, values, colors, new MoMeshSkin})
       model->addChild(node);
-    drawn = drawTo(argc > 1 ? argv[1] : "skin.png", model);
+    drawn = moWritePicture(argc > 1 ? argv[1] : "skin.png", model, 800, 800);
   }
   MoVelmo::finish();
   return drawn ? 0 : 1;

@@ -1,14 +1,13 @@
 // A field on a regular grid: two of its isosurfaces and a cut, coloured by another field.
 // usage: 02_isosurface [PICTURE.png]
 
-#include "Picture.h"
-
 #include <velmo/colormapping/MoPredefinedColorMapping.h>
 #include <velmo/mesh/MbDataSet.h>
 #include <velmo/mesh/MbMesh.h>
 #include <velmo/nodes/MoMesh.h>
 #include <velmo/nodes/MoScalarSet.h>
 #include <velmo/nodes/MoVelmo.h>
+#include <velmo/picture/MoPicture.h>
 #include <velmo/representations/MoMeshIsosurface.h>
 #include <velmo/representations/MoMeshPlaneSlice.h>
 #include <velmo/toolkit/SoRef.h>
@@ -95,7 +94,7 @@ int main(int argc, char** argv)
     camera->pointAt(SbVec3f(0, 0, -0.2f), SbVec3f(0, 0, 1));
     camera->viewAll(scene, SbViewportRegion(800, 600));
     camera->heightAngle = 1.05f * camera->heightAngle.getValue(); // a margin around it
-    drawn = writePicture(argc > 1 ? argv[1] : "isosurface.png", scene, 800, 600);
+    drawn = moWritePicture(argc > 1 ? argv[1] : "isosurface.png", scene, 800, 600);
   }
   MoVelmo::finish();
   return drawn ? 0 : 1;

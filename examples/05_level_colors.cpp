@@ -1,8 +1,6 @@
 // Bands of colour on one coarse mesh in three ways: colours at the nodes, a level texture, and
 // values that are interpolated inside each face. usage: 05_level_colors [PICTURE.png]
 
-#include "Picture.h"
-
 #include <velmo/colormapping/MoLevelColorMapping.h>
 #include <velmo/colormapping/MoLinearColorMapping.h>
 #include <velmo/mesh/MbDataSet.h>
@@ -12,6 +10,7 @@
 #include <velmo/nodes/MoMesh.h>
 #include <velmo/nodes/MoScalarSetI.h>
 #include <velmo/nodes/MoVelmo.h>
+#include <velmo/picture/MoPicture.h>
 #include <velmo/representations/MoMeshSkin.h>
 #include <velmo/toolkit/SoRef.h>
 
@@ -100,7 +99,7 @@ bool drawTo(const char* path, SoSeparator* model)
   sun->direction.setValue(0.1f, -0.2f, -1);
   for (SoNode* node : std::initializer_list<SoNode*>{camera, sun, model})
     scene->addChild(node);
-  return writePicture(path, scene, 1200, 430, SbColor4f(1, 1, 1, 1));
+  return moWritePicture(path, scene, 1200, 430, SbColor4f(1, 1, 1, 1));
 }
 
 } // namespace

@@ -1,10 +1,9 @@
 // Every colour map, as legends: the picture in docs/legend.md. usage: 06_color_maps [PICTURE.png]
 
-#include "Picture.h"
-
 #include <velmo/colormapping/legend/MoLegend.h>
 #include <velmo/colormapping/MoPredefinedColorMapping.h>
 #include <velmo/nodes/MoVelmo.h>
+#include <velmo/picture/MoPicture.h>
 #include <velmo/toolkit/SoRef.h>
 
 #include <Inventor/nodes/SoSeparator.h>
@@ -46,8 +45,8 @@ int main(int argc, char** argv)
     for (int map = kFirst; map <= kLast; ++map)
       addStrip(*scene, map, map - kFirst, kLast - kFirst + 1);
     // Not quite white: one map is white and fades.
-    drawn = writePicture(argc > 1 ? argv[1] : "color_maps.png", scene, 760,
-                         30 * (kLast - kFirst + 1), SbColor4f(0.88f, 0.9f, 0.93f, 1));
+    drawn = moWritePicture(argc > 1 ? argv[1] : "color_maps.png", scene, 760,
+                           30 * (kLast - kFirst + 1), SbColor4f(0.88f, 0.9f, 0.93f, 1));
   }
   MoVelmo::finish();
   return drawn ? 0 : 1;

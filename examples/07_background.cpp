@@ -1,14 +1,13 @@
 // A skin that is extracted in the background: the scene is drawn over and over meanwhile, and the
 // extraction tells how far it is. usage: 07_background [PICTURE.png]
 
-#include <MxPng.h>
-
 #include <velmo/extraction/interfaces/MiExtractorCallback.h>
 #include <velmo/mesh/MbMesh.h>
 #include <velmo/nodes/MoMesh.h>
 #include <velmo/nodes/MoVelmo.h>
+#include <velmo/picture/MbPng.h>
 #include <velmo/representations/MoMeshSkin.h>
-#include <velmo/toolkit/MxOffscreenCanvas.h>
+#include <velmo/toolkit/MoOffscreenCanvas.h>
 #include <velmo/toolkit/SoRef.h>
 
 #include <Inventor/nodes/SoDirectionalLight.h>
@@ -79,8 +78,8 @@ bool run(const char* path)
        std::initializer_list<SoNode*>{camera, new SoDirectionalLight, meshNode, skin})
     scene->addChild(node);
 
-  MxOffscreenCanvas canvas;
-  MxImage picture;
+  MoOffscreenCanvas canvas;
+  MbImage picture;
   int frames = 0;
   double longest = 0;
   do {
@@ -93,7 +92,7 @@ bool run(const char* path)
   } while (!picture.empty() && skin->isExtracting());
   std::printf("%d frames until the skin was there, the longest %.1f ms\n", frames, 1e3 * longest);
   std::string error = canvas.error();
-  if (!picture.empty() && mxWritePng(path, picture, error)) return true;
+  if (!picture.empty() && mbWritePng(path, picture, error)) return true;
   std::fprintf(stderr, "%s: %s\n", path, error.c_str());
   return false;
 }

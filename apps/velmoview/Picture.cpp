@@ -3,45 +3,45 @@
 #include <velmoview/Measure.h>
 #include <velmoview/Outputs.h>
 
-#include <velmo/toolkit/MxOffscreenCanvas.h>
+#include <velmo/picture/MbPng.h>
+#include <velmo/toolkit/MoOffscreenCanvas.h>
+#include <velmo/toolkit/SoRef.h>
 
 #include <algorithm>
 #include <cstring>
 #include <Inventor/nodes/SoSeparator.h>
-#include <MxPng.h>
 #include <stdexcept>
-#include <velmo/toolkit/SoRef.h>
 
 namespace velmoview {
 
 Picture drawPicture(SoNode* root, const Options& options, std::ostream& out)
 {
-  MxOffscreenCanvas canvas;
+  MoOffscreenCanvas canvas;
   const auto& b = options.background;
   // A little darker towards the bottom gives the mesh a ground to stand on.
   const SbColor4f top(b[0], b[1], b[2], 1);
   const SbColor4f bottom(b[0] * 0.88f, b[1] * 0.89f, b[2] * 0.91f, 1);
   canvas.setBackground(top, bottom);
   const auto render = [&](SoNode* scene) {
-    MxImage image = canvas.render(scene, options.size[0], options.size[1]);
+    MbImage image = canvas.render(scene, options.size[0], options.size[1]);
     if (image.empty()) throw std::runtime_error("nothing can be drawn here: " + canvas.error());
     return image;
   };
 
   const SoRef<SoSeparator> nothing(new SoSeparator);
-  const MxImage empty = render(nothing); // and the graphics context is started
+  const MbImage empty = render(nothing); // and the graphics context is started
   Picture picture;
   const Stopwatch stopwatch;
-  const MxImage image = render(root);
+  const MbImage image = render(root);
   picture.renderMs = stopwatch.milliseconds();
   picture.blank = image.rgba == empty.rgba;
 
   std::string error;
   if (options.output == "-") {
-    const std::vector<std::uint8_t> bytes = mxEncodePng(image, error);
+    const std::vector<std::uint8_t> bytes = mbEncodePng(image, error);
     if (bytes.empty()) throw std::runtime_error("the picture: " + error);
     writeOut(out, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
-  } else if (!mxWritePng(options.output, image, error)) {
+  } else if (!mbWritePng(options.output, image, error)) {
     throw std::runtime_error(error);
   }
   return picture;

@@ -174,7 +174,7 @@ std::vector<std::string> labelsOf(const Scene& scene)
 }
 
 /// Pixels of a column, from the rows given as shares of the height, top down.
-std::array<int, 3> pixel(const MxImage& image, double x, double y)
+std::array<int, 3> pixel(const MbImage& image, double x, double y)
 {
   const auto column = static_cast<std::size_t>(x * image.width);
   const auto row = static_cast<std::size_t>(y * image.height);
@@ -439,7 +439,7 @@ TEST(MoLegend, IsDrawnOverTheSceneInAnyWindow)
   scene.root->addChild(glass);
   scene.root->addChild(new SoCube);
   for (const SbVec2s size : {SbVec2s(200, 100), SbVec2s(37, 64), SbVec2s(1, 1)}) {
-    const MxImage image = drawScene(scene.root, size[0], size[1]);
+    const MbImage image = drawScene(scene.root, size[0], size[1]);
     ASSERT_FALSE(image.empty());
     if (size[0] == 1) continue;
     EXPECT_EQ(pixel(image, 0.3, 0.5), (std::array{255, 0, 0}));
@@ -521,7 +521,7 @@ TEST(MoLegend, HasTheColorsOfSurfaces)
            std::initializer_list<SoNode*>{camera, unlit, light, noAmbient, meshNode, setNode,
                                           binding, material, new MoMeshSurface})
         scene.root->addChild(node);
-      const MxImage image = drawScene(scene.root, 640, 64);
+      const MbImage image = drawScene(scene.root, 640, 64);
       ASSERT_FALSE(image.empty());
       for (int i = 0; i < kCells; ++i) {
         const auto bar = pixel(image, (i + 0.5) / kCells, 0.75);
@@ -542,7 +542,7 @@ TEST(MoLegend, KeepsOutlineFontsSharp)
   scene.legend->titlePosition = MoLegend::POS_RIGHT;
   scene.legend->titleFontSize = 200;
   scene.legend->titleColor.setValue(0, 0, 0);
-  const MxImage image = drawScene(scene.root, 800, 400);
+  const MbImage image = drawScene(scene.root, 800, 400);
   int tallest = 0;
   for (int x = 100; x < image.width; ++x) {
     int dark = 0;

@@ -26,7 +26,7 @@ public:
   };
 
   virtual ~GoldenScene() = default;
-  MxImage draw() const { return drawScene(m_root, kWidth, kHeight); }
+  MbImage draw() const { return drawScene(m_root, kWidth, kHeight); }
   const std::vector<Fault>& faults() const { return m_faults; }
 
 protected:

@@ -6,7 +6,7 @@
 #include <velmo/nodes/MoMaterial.h>
 #include <velmo/render/MdSurfaceMesh.h>
 #include <velmo/render/MxEnhancedColoring.h>
-#include <velmo/toolkit/MxOffscreenCanvas.h>
+#include <velmo/toolkit/MoOffscreenCanvas.h>
 #include <velmo/toolkit/SoIndexedFaceSetOutline.h>
 #include <velmo/toolkit/TkShaderProgram.h>
 #include <velmo/toolkit/TkTexture2.h>
@@ -142,7 +142,7 @@ public:
     mapping = &grey;
     grey.setColors({{0.0, SbColorRGBA(0, 0, 0, 1)}, {1.0, SbColorRGBA(1, 1, 1, 1)}});
   }
-  MxImage draw()
+  MbImage draw()
   {
     update();
     return drawScene(root, kPixels, kPixels);
@@ -185,7 +185,7 @@ double pixelX(int x)
 
 /// The largest difference of a channel from what the mapping answers for the double-precision
 /// value, in shares of the colour range; pixels closer than 1.5 pixels to a side do not count.
-double largestDifference(const MxImage& picture, const Polygons& p,
+double largestDifference(const MbImage& picture, const Polygons& p,
                          const MiScalarColorMapping& mapping)
 {
   double largest = picture.empty() ? 1 : 0;
@@ -296,10 +296,10 @@ TEST(EnhancedColoring, FollowsWhatChangesAndGivesWayToOtherColours)
   p.cells.pop_back();
   std::reverse(p.cells.begin(), p.cells.end());
   scene.fill(p, 1);
-  const MxImage enhanced = scene.draw();
+  const MbImage enhanced = scene.draw();
   EXPECT_LT(largestDifference(enhanced, p, scene.grey), 1.0 / 255) << "cells";
   scene.material->transparency = 0.25f;
-  const MxImage pale = scene.draw();
+  const MbImage pale = scene.draw();
   for (const int x : {40, 60, 150}) {
     if (enhanced.pixel(x, 150)[0] == 255) continue;
     EXPECT_NEAR(pale.pixel(x, 150)[0], 0.75 * enhanced.pixel(x, 150)[0] + 0.25 * 255, 2) << x;
@@ -307,7 +307,7 @@ TEST(EnhancedColoring, FollowsWhatChangesAndGivesWayToOtherColours)
 
   scene.material->transparency = 0;
   scene.material->enhancedColoring = FALSE;
-  const MxImage plain = scene.draw();
+  const MbImage plain = scene.draw();
   EXPECT_GT(largestDifference(plain, p, scene.grey), 0.1) << "triangles show";
   Scene never(p);
   never.material->enhancedColoring = FALSE;
@@ -325,7 +325,7 @@ TEST(EnhancedColoring, LeavesEdgesPicksAndCellColoursAsTheyAre)
     scene.material->lineColoring = lines;
     scene.material->faceColoring = MoMaterial::CONTOURING;
     scene.style->displayEdges = TRUE;
-    const MxImage both = scene.draw();
+    const MbImage both = scene.draw();
     // Only pixels near sides: inside, the two ways of colouring differ.
     std::vector<std::uint8_t> seen;
     for (int y = 0; y < kPixels; ++y)
@@ -403,7 +403,7 @@ TEST(EnhancedColoring, RefusesWhatItCannotDoWithAWarningAndTrianglesWithoutOne)
   MdLinearColorMapping huge;
   huge.setColors(many);
   scene.mapping = &huge;
-  const MxImage fallback = scene.draw();
+  const MbImage fallback = scene.draw();
   scene.draw();
   EXPECT_THAT(warnings.texts(), ElementsAre(refusal)) << "once";
   Scene plain(p);

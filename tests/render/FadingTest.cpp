@@ -5,7 +5,7 @@
 #include <velmo/nodes/MoMaterial.h>
 #include <velmo/render/MdSurfaceMesh.h>
 #include <velmo/render/MxEdgeLengthStat.h>
-#include <velmo/toolkit/MxOffscreenCanvas.h>
+#include <velmo/toolkit/MoOffscreenCanvas.h>
 
 #include <tests/support/ExtractedMesh.h>
 #include <tests/support/Offscreen.h>
@@ -68,21 +68,21 @@ public:
     above->addChild(style);
   }
   // Twice: only drawing tells whether faces and edges can be one pass.
-  MxImage draw()
+  MbImage draw()
   {
     const StateProbe probe([&](SoAction* action) {
       if (mapping) MoColorMappingElement::set(action->getState(), nullptr, mapping);
       builder->set(action->getState(), surface, {&values});
     });
     above->addChild(probe.node());
-    MxOffscreenCanvas canvas;
+    MoOffscreenCanvas canvas;
     canvas.render(above, 16, 16);
     above->removeChild(probe.node());
     return drawScene(root, 200, 200);
   }
   double darkness()
   {
-    const MxImage picture = draw();
+    const MbImage picture = draw();
     double sum = 0;
     for (std::size_t i = 0; i < picture.rgba.size(); i += 4)
       sum += 255 - picture.rgba[i];
@@ -192,7 +192,7 @@ TEST(Fading, KeepsTheColoursOfEdges)
       scene.values.values.push_back(point.x);
     scene.values.touch();
     scene.style->fadingThreshold = 2;
-    const MxImage picture = scene.draw();
+    const MbImage picture = scene.draw();
     const auto colorOf = [&](int x0, int x1) {
       // The strongest colour in a row between two edges along y, across those along x.
       std::array<int, 3> darkest{255, 255, 255};

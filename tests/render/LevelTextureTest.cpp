@@ -121,7 +121,7 @@ public:
   MoMaterial* material;
   SoRef<MoLegend> legend{new MoLegend};
   SoRef<SoSeparator> root{new SoSeparator};
-  MxImage picture;
+  MbImage picture;
 
 private:
   template <class Node>

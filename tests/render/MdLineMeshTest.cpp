@@ -7,7 +7,7 @@
 #include <velmo/render/MdLineMesh.h>
 #include <velmo/render/MdPointMesh.h>
 #include <velmo/render/MxLineSceneGraph.h>
-#include <velmo/toolkit/MxOffscreenCanvas.h>
+#include <velmo/toolkit/MoOffscreenCanvas.h>
 #include <velmo/toolkit/MxShapeData.h>
 #include <velmo/toolkit/TkLineSet.h>
 #include <velmo/toolkit/TkPointSet.h>
@@ -95,7 +95,7 @@ struct BuilderScene
     for (int i = 0; i < times; ++i)
       SoCallbackAction().apply(root);
   }
-  MxImage draw() { return drawScene(root, 200, 200); }
+  MbImage draw() { return drawScene(root, 200, 200); }
 
   std::function<void(SoState*)> fill;
   StateProbe probe{[this](SoAction* action) {
@@ -133,7 +133,7 @@ struct LineScene : BuilderScene<MdLineMesh>
   MdMesh::ColorSets sets;
 };
 
-int redAt(const MxImage& picture, double x, double y)
+int redAt(const MbImage& picture, double x, double y)
 {
   return picture.pixel(static_cast<int>(100 + 100 * x), static_cast<int>(100 - 100 * y))[0];
 }
@@ -215,7 +215,7 @@ TEST(MdLineMesh, DrawsValuesPatternsAndLight)
   scene.mapping = &grey.mapping;
   scene.material->lineColoring = MoMaterial::CONTOURING;
   scene.sets = {&scene.lines.perNode};
-  MxImage picture = scene.draw();
+  MbImage picture = scene.draw();
   EXPECT_NEAR(redAt(picture, -0.8, 0.5), 0, 8);
   EXPECT_NEAR(redAt(picture, 0, 0.5), 102, 8) << "2 of 5";
   EXPECT_NEAR(redAt(picture, 0.2, 0.5), 128, 8) << "2.5 of 5";
@@ -262,7 +262,7 @@ TEST(MdLineMesh, FillsAndSendsOnlyWhatChanged)
   scene.mapping = &grey.mapping;
   scene.material->lineColoring = MoMaterial::CONTOURING;
   scene.sets = {&scene.lines.perNode};
-  MxOffscreenCanvas canvas;
+  MoOffscreenCanvas canvas;
   // Fills of indices, geometry, colours; uploads of them.
   const auto changes = [&] {
     const auto fills = scene.fills();
@@ -394,9 +394,9 @@ TEST(MdPointMesh, DrawsValuesRefillsAndPicks)
                                     static_cast<std::size_t>(sent.positions),
                                     static_cast<std::size_t>(sent.colors)};
   };
-  MxOffscreenCanvas canvas;
+  MoOffscreenCanvas canvas;
   const auto draw = [&] { return canvas.render(scene.root, 200, 200); };
-  MxImage picture = draw();
+  MbImage picture = draw();
   picture = draw();
   EXPECT_THAT(counts(), ElementsAre(1, 1, 1, 1));
   EXPECT_EQ(redAt(picture, -0.5, 0.2), 0);

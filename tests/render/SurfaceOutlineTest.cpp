@@ -1,6 +1,6 @@
 #include <velmo/nodes/MoDrawStyle.h>
 #include <velmo/render/MxSurfaceSceneGraph.h>
-#include <velmo/toolkit/MxOffscreenCanvas.h>
+#include <velmo/toolkit/MoOffscreenCanvas.h>
 #include <velmo/toolkit/SoIndexedFaceSetOutline.h>
 
 #include <tests/support/SceneQueries.h>
@@ -26,7 +26,7 @@ TEST(MxSurfaceSceneGraph, DrawsFacesAndEdgesInOnePassWhereItIsAllowed)
   scene->addChild(style);
   const StateProbe probe([&](SoAction* action) { graph.isEnabled(action->getState()); });
   scene->addChild(probe.node());
-  MxOffscreenCanvas canvas;
+  MoOffscreenCanvas canvas;
 
   canvas.render(scene, 16, 16);
   EXPECT_EQ(shape->outlineMode.getValue(), SoIndexedFaceSetOutline::NO_OUTLINE) << "not allowed";

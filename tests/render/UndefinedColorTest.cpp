@@ -62,7 +62,7 @@ public:
   /// In the middle of quad i.
   Rgb color(int i) const
   {
-    const MxImage image = drawScene(m_root, 90, 30);
+    const MbImage image = drawScene(m_root, 90, 30);
     if (image.empty()) return {};
     const std::uint8_t* p = image.pixel(15 + 30 * i, 15);
     return {p[0], p[1], p[2]};

@@ -6,7 +6,7 @@
 #include <velmo/nodes/MoTessellator.h>
 #include <velmo/representation/MdMeshRepresentation.h>
 #include <velmo/representations/MoMeshSlab.h>
-#include <velmo/toolkit/MxOffscreenCanvas.h>
+#include <velmo/toolkit/MoOffscreenCanvas.h>
 
 #include <tests/representations/SkinScene.h>
 #include <tests/support/Background.h>
@@ -168,7 +168,7 @@ TEST_P(BackgroundStress, TheLastStateWinsWhateverChangesWhileTasksRun)
   StressScene scene(GetParam());
   scene.counter.count = 0;
   scene.node->setExtractorCallback(nullptr);
-  MxOffscreenCanvas canvas;
+  MoOffscreenCanvas canvas;
   std::mt19937 random(7);
   std::size_t early = 0;
   int results = 0, running = 0;

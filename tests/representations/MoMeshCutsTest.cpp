@@ -356,7 +356,7 @@ TEST(CutPicture, ASphereIsRoundAndLitInsideAndOutside)
   scene.root->insertChild(camera, 0);
   scene.root->insertChild(new SoDirectionalLight, 1);
   const auto expectRound = [&](bool inside) {
-    const MxImage picture = drawScene(scene.root, 200, 200);
+    const MbImage picture = drawScene(scene.root, 200, 200);
     for (int x = -60; x <= 60; x += 15)
       for (int y = -60; y <= 60; y += 15) {
         // The cosine of the angle between the light and the normal, and the ambient light.

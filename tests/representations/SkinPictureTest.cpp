@@ -6,7 +6,7 @@
 #include <velmo/nodes/MoDrawStyle.h>
 #include <velmo/nodes/MoMaterial.h>
 
-#include <velmo/toolkit/MxOffscreenCanvas.h>
+#include <velmo/toolkit/MoOffscreenCanvas.h>
 
 #include <tests/support/MeshZoo.h>
 #include <tests/support/Offscreen.h>
@@ -67,7 +67,7 @@ protected:
   SoRef<SoLightModel> lightModel{new SoLightModel};
   SoRef<MoDrawStyle> drawStyle{new MoDrawStyle};
   SoRef<MoMaterial> material{new MoMaterial};
-  MxImage picture;
+  MbImage picture;
 };
 
 testing::Matcher<std::vector<int>> rgb(int r, int g, int b)
@@ -156,7 +156,7 @@ TEST_F(SkinPicture, LooksTheSameAfterItWasClearedOrHidden)
   drawStyle->displayEdges = TRUE;
   material->lineColoring = MoMaterial::COLOR;
   draw();
-  const MxImage first = picture;
+  const MbImage first = picture;
   scene.skin->clear();
   draw();
   EXPECT_EQ(differingShare(first, picture), 0);
@@ -190,7 +190,7 @@ TEST_F(SkinPicture, FollowsWhatStandsOutsideACachedSeparator)
   cached->renderCaching = SoSeparator::ON;
   cached->addChild(scene.skin);
   scene.root->replaceChild(scene.skin, cached);
-  MxOffscreenCanvas canvas; // one context, whose caches live from picture to picture
+  MoOffscreenCanvas canvas; // one context, whose caches live from picture to picture
   canvas.setBackground({1, 1, 1, 1});
   const auto drawAgain = [&] {
     for (int i = 0; i < 3; ++i)

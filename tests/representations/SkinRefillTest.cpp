@@ -5,7 +5,7 @@
 #include <velmo/nodes/MoCellFilter.h>
 #include <velmo/nodes/MoDrawStyle.h>
 #include <velmo/nodes/MoMaterial.h>
-#include <velmo/toolkit/MxOffscreenCanvas.h>
+#include <velmo/toolkit/MoOffscreenCanvas.h>
 #include <velmo/toolkit/MxShapeData.h>
 #include <velmo/toolkit/SoIndexedFaceSetOutline.h>
 
@@ -64,7 +64,7 @@ public:
     return text;
   }
 
-  MxOffscreenCanvas canvas;
+  MoOffscreenCanvas canvas;
   std::unique_ptr<MbVolumeMeshUnstructured> box = zoo::blockOf(MiCellShape::Hexahedron, {3, 2, 1});
   MbScalardSetI values{"values", MiDataBinding::PerNode, counted(24)};
   SoRef<SoPerspectiveCamera> camera{new SoPerspectiveCamera};

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include <velmo/toolkit/MxOffscreenCanvas.h>
+#include <velmo/toolkit/MoOffscreenCanvas.h>
 #include <velmo/toolkit/MxTextFont.h>
 #include <velmo/toolkit/SoRef.h>
 
@@ -12,7 +12,7 @@
 #include <Inventor/nodes/SoSeparator.h>
 #include <Inventor/nodes/SoText2.h>
 
-#include "apps/velmoview/picture/MxPng.h"
+#include <velmo/picture/MbPng.h>
 
 namespace {
 
@@ -31,14 +31,14 @@ bool pixelsDiffer(const std::uint8_t* one, const std::uint8_t* other)
   return false;
 }
 
-bool sameSize(const MxImage& one, const MxImage& other)
+bool sameSize(const MbImage& one, const MbImage& other)
 {
   return one.width == other.width && one.height == other.height && !one.empty();
 }
 
-MxImage differencePicture(const MxImage& picture, const MxImage& golden)
+MbImage differencePicture(const MbImage& picture, const MbImage& golden)
 {
-  MxImage difference = picture;
+  MbImage difference = picture;
   for (std::size_t i = 0; i < picture.rgba.size(); i += 4) {
     const bool differs = pixelsDiffer(&picture.rgba[i], &golden.rgba[i]);
     for (int c = 0; c < 3; ++c)
@@ -51,11 +51,11 @@ MxImage differencePicture(const MxImage& picture, const MxImage& golden)
 
 } // namespace
 
-MxImage drawScene(SoNode* root, int width, int height)
+MbImage drawScene(SoNode* root, int width, int height)
 {
-  MxOffscreenCanvas canvas;
+  MoOffscreenCanvas canvas;
   canvas.setBackground({1, 1, 1, 1});
-  MxImage image = canvas.render(root, width, height);
+  MbImage image = canvas.render(root, width, height);
   EXPECT_EQ(canvas.error(), "");
   return image;
 }
@@ -72,7 +72,7 @@ bool drawsUsualFont()
   auto* text = new SoText2;
   text->string = "I";
   root->addChild(text);
-  const MxImage image = drawScene(root, 200, 200);
+  const MbImage image = drawScene(root, 200, 200);
   int inked = 0;
   for (int y = 0; y < image.height; ++y) {
     const std::uint8_t* row = image.pixel(0, y);
@@ -81,7 +81,7 @@ bool drawsUsualFont()
   return inked > 50;
 }
 
-double differingShare(const MxImage& one, const MxImage& other)
+double differingShare(const MbImage& one, const MbImage& other)
 {
   if (!sameSize(one, other)) return 1;
   std::size_t count = 0;
@@ -90,31 +90,31 @@ double differingShare(const MxImage& one, const MxImage& other)
   return static_cast<double>(count) / static_cast<double>(one.rgba.size() / 4);
 }
 
-double differenceFromGolden(const MxImage& picture, const std::string& name)
+double differenceFromGolden(const MbImage& picture, const std::string& name)
 {
-  MxImage golden;
+  MbImage golden;
   std::string error;
-  return mxReadPng(goldenPath(name), golden, error) ? differingShare(picture, golden) : 1;
+  return mbReadPng(goldenPath(name), golden, error) ? differingShare(picture, golden) : 1;
 }
 
-testing::AssertionResult matchesGolden(const MxImage& picture, const std::string& name)
+testing::AssertionResult matchesGolden(const MbImage& picture, const std::string& name)
 {
   std::string error;
   if (std::getenv("VELMO_RENEW_GOLDEN")) {
-    if (!mxWritePng(goldenPath(name), picture, error)) return testing::AssertionFailure() << error;
+    if (!mbWritePng(goldenPath(name), picture, error)) return testing::AssertionFailure() << error;
     return testing::AssertionSuccess();
   }
-  MxImage golden;
-  if (!mxReadPng(goldenPath(name), golden, error)) return testing::AssertionFailure() << error;
+  MbImage golden;
+  if (!mbReadPng(goldenPath(name), golden, error)) return testing::AssertionFailure() << error;
 
   const double share = differingShare(picture, golden);
   if (share <= kDifferingShareTolerance) return testing::AssertionSuccess();
 
   std::filesystem::create_directories(VELMO_TEST_PICTURES);
   const std::string written = std::string(VELMO_TEST_PICTURES) + "/" + name;
-  mxWritePng(written + ".png", picture, error);
+  mbWritePng(written + ".png", picture, error);
   if (sameSize(picture, golden))
-    mxWritePng(written + "-difference.png", differencePicture(picture, golden), error);
+    mbWritePng(written + "-difference.png", differencePicture(picture, golden), error);
   return testing::AssertionFailure()
          << 100 * share << "% of the pixels differ from the golden picture " << name << " ("
          << picture.width << " x " << picture.height << " against " << golden.width << " x "

@@ -1,4 +1,4 @@
-#include <velmo/toolkit/MxOffscreenCanvas.h>
+#include <velmo/toolkit/MoOffscreenCanvas.h>
 #include <velmo/toolkit/MxShapeData.h>
 #include <velmo/toolkit/TkLineSet.h>
 #include <velmo/toolkit/TkPointSet.h>
@@ -71,7 +71,7 @@ struct Scene : ShapeScene
     static_cast<SoIndexedLineSet*>(shape)->coordIndex.setValuesPointer(
         static_cast<int>(indices.size()), indices.data());
   }
-  MxImage draw() { return ShapeScene::draw(240, 240); }
+  MbImage draw() { return ShapeScene::draw(240, 240); }
 
   SoVertexShape* shape;
 };
@@ -114,7 +114,7 @@ const Case kLineCases[] = {
      }},
 };
 
-double darkShare(const MxImage& picture)
+double darkShare(const MbImage& picture)
 {
   std::size_t dark = 0;
   for (std::size_t i = 0; i < picture.rgba.size(); i += 4)
@@ -125,7 +125,7 @@ double darkShare(const MxImage& picture)
 // The brightest red of a line through the middle of the picture.
 int brightnessOf(Scene& scene)
 {
-  const MxImage picture = scene.draw();
+  const MbImage picture = scene.draw();
   int brightest = 0;
   for (int y = 110; y < 130; ++y)
     if (picture.pixel(120, y)[2] < 128)
@@ -145,7 +145,7 @@ TEST(TkLineSet, LooksLikeTheToolkitsForEveryBinding)
       scene->show(curls.positions, curls.indices);
       test.apply(*scene, curls);
     }
-    const MxImage picture = ours.draw();
+    const MbImage picture = ours.draw();
     EXPECT_LT(differingShare(picture, theirs.draw()), 0.003) << test.name;
     EXPECT_GT(darkShare(picture), 0.01) << test.name;
   }
@@ -190,10 +190,10 @@ TEST(TkLineSet, BlendsTransparentLinesAndPointsOnceHoweverTheyAreSorted)
     for (const auto type : {SoGLRenderAction::BLEND, SoGLRenderAction::DELAYED_BLEND,
                             SoGLRenderAction::SORTED_OBJECT_BLEND, SoGLRenderAction::NONE})
     {
-      MxOffscreenCanvas canvas;
+      MoOffscreenCanvas canvas;
       canvas.setBackground(SbColor4f(1, 1, 1, 1));
       canvas.setTransparencyType(type);
-      const MxImage picture = canvas.render(scene->root, 100, 100);
+      const MbImage picture = canvas.render(scene->root, 100, 100);
       ASSERT_FALSE(picture.empty());
       EXPECT_NEAR(picture.pixel(51, 50)[0], type == SoGLRenderAction::NONE ? 0 : 128, 2) << type;
     }
@@ -212,9 +212,9 @@ TEST(TkLineSet, LooksTheSameInARenderCache)
       lines->coordIndex.setValuesPointer(static_cast<int>(curls.indices.size()),
                                          curls.indices.data());
     scene.giveColors(curls.colors, SoVertexProperty::PER_VERTEX_INDEXED);
-    MxOffscreenCanvas canvas;
+    MoOffscreenCanvas canvas;
     const auto draw = [&] { return canvas.render(scene.root, 100, 100); };
-    const MxImage plain = draw();
+    const MbImage plain = draw();
     scene.root->renderCaching = SoSeparator::ON;
     for (int i = 0; i < 3; ++i)
       EXPECT_EQ(differingShare(draw(), plain), 0) << i;
@@ -280,7 +280,7 @@ TEST(TkLineSet, SendsOnlyWhatChanged)
   auto* lines = static_cast<TkLineSet*>(scene.shape);
   scene.show(curls.positions, curls.indices);
   scene.giveColors(curls.colors, SoVertexProperty::PER_VERTEX_INDEXED);
-  MxOffscreenCanvas canvas;
+  MoOffscreenCanvas canvas;
   const auto uploads = [&] {
     const MxUploadCounts before = lines->getUploadCounts();
     EXPECT_FALSE(canvas.render(scene.root, 64, 64).empty());
@@ -416,7 +416,7 @@ TEST(TkPointSet, LooksAndPicksLikeTheToolkits)
       if (variant == 2) scene->giveColors(curls.colors, SoVertexProperty::PER_VERTEX_INDEXED);
       static_cast<SoPointSet*>(scene->shape)->numPoints = variant == 3 ? 100 : -1;
     }
-    const MxImage picture = ours.draw();
+    const MbImage picture = ours.draw();
     EXPECT_LT(differingShare(picture, theirs.draw()), 0.003) << variant;
     EXPECT_GT(darkShare(picture), 0.01) << variant;
   }

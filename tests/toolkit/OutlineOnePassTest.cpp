@@ -1,4 +1,4 @@
-#include <velmo/toolkit/MxOffscreenCanvas.h>
+#include <velmo/toolkit/MoOffscreenCanvas.h>
 
 #include <tests/support/SceneQueries.h>
 #include <tests/support/WarningLog.h>
@@ -21,9 +21,9 @@ using OutlineChange = std::function<void(OutlineScene&, const WavySheet&)>;
 // A picture of fewer pixels, each the mean of n by n. One pass knows how much of a pixel an edge
 // covers, lines count which of four samples they meet: compared pixel by pixel they would differ by
 // up to a quarter of the contrast.
-MxImage shrunk(const MxImage& picture, int n)
+MbImage shrunk(const MbImage& picture, int n)
 {
-  MxImage small;
+  MbImage small;
   small.width = picture.width / n;
   small.height = picture.height / n;
   small.rgba.resize(4 * static_cast<std::size_t>(small.width) * small.height);
@@ -47,7 +47,7 @@ enum class EdgePass
 };
 
 // Faces and edges of one sheet.
-MxImage drawOutlined(EdgePass pass, const WavySheet& sheet, const OutlineChange& change,
+MbImage drawOutlined(EdgePass pass, const WavySheet& sheet, const OutlineChange& change,
                      SbColor edgeColor = SbColor(0, 0, 0), int size = 300, float width = 1)
 {
   const bool onePass = pass == EdgePass::One;
@@ -97,7 +97,7 @@ TEST(OutlineOnePass, IsRefusedWhereItCannotBeDrawn)
       },
       &data);
   scene.root->addChild(probe);
-  MxOffscreenCanvas canvas;
+  MoOffscreenCanvas canvas;
   const auto ask = [&] {
     canvas.render(scene.root, 32, 32);
     return answer;
@@ -132,14 +132,14 @@ TEST(OutlineOnePass, FallsBackToTwoPassesOfItsOwn)
   };
   const WavySheet sheet(6, 0.05f);
   const auto none = [](OutlineScene&, const WavySheet&) {};
-  const MxImage two = drawOutlined(EdgePass::One, sheet, fogged, SbColor(1, 0, 0), 600);
-  const MxImage separate = drawOutlined(EdgePass::Lines, sheet, none, SbColor(1, 0, 0), 600);
+  const MbImage two = drawOutlined(EdgePass::One, sheet, fogged, SbColor(1, 0, 0), 600);
+  const MbImage separate = drawOutlined(EdgePass::Lines, sheet, none, SbColor(1, 0, 0), 600);
   EXPECT_LT(differingShare(two, separate), 0.01);
 
   const auto edgesOnly = [](OutlineScene& s, const WavySheet&) {
     s.outline().outlineMode = Outline::EDGES;
   };
-  const MxImage edges = drawOutlined(EdgePass::One, sheet, edgesOnly, SbColor(1, 0, 0), 600);
+  const MbImage edges = drawOutlined(EdgePass::One, sheet, edgesOnly, SbColor(1, 0, 0), 600);
   std::size_t white = 0, red = 0;
   for (std::size_t i = 0; i < edges.rgba.size(); i += 4) {
     white += edges.rgba[i + 1] > 250;
@@ -185,7 +185,7 @@ TEST(OutlineOnePass, LooksLikeTwoPasses)
       return shrunk(drawOutlined(pass, sheet, test.apply, SbColor(0, 0, 0), 300 * kFiner, kFiner),
                     kFiner);
     };
-    const MxImage lines = draw(EdgePass::Lines), one = draw(EdgePass::One);
+    const MbImage lines = draw(EdgePass::Lines), one = draw(EdgePass::One);
     EXPECT_LT(differingShare(one, lines), 0.01) << test.name;
   }
   EXPECT_THAT(warnings.texts(), IsEmpty());
@@ -208,7 +208,7 @@ TEST(OutlineOnFaces, LooksLikeOnePassHoweverSteepTheFaces)
       camera->farDistance = 3.9f;
       s.giveColors(w.colors, 8);
     };
-    const MxImage one = drawOutlined(EdgePass::One, sheet, look);
+    const MbImage one = drawOutlined(EdgePass::One, sheet, look);
     EXPECT_LT(differingShare(drawOutlined(EdgePass::OnFaces, sheet, look), one), 0.002)
         << test.cells;
     EXPECT_GT(differingShare(drawOutlined(EdgePass::Lines, sheet, look), one), 0.01)
@@ -233,7 +233,7 @@ TEST(OutlineOnFaces, ShowsTheWholeWidthOfSilhouettes)
   };
   for (const EdgePass pass : {EdgePass::One, EdgePass::OnFaces})
     for (const float width : {1.0f, 3.0f}) {
-      const MxImage picture = drawOutlined(pass, box, front, SbColor(0, 0, 0), 300, width);
+      const MbImage picture = drawOutlined(pass, box, front, SbColor(0, 0, 0), 300, width);
       double ink = 0;
       for (std::size_t i = 0; i < picture.rgba.size(); i += 4)
         ink += 1 - picture.rgba[i] / 255.0;
@@ -253,7 +253,7 @@ TEST(OutlineOnePass, ShowsTrueEdgesAndNoDiagonals)
   };
   WavySheet quad(1);
   quad.indices = {0, 1, 3, 2, -1};
-  const auto darkInside = [](const MxImage& picture) {
+  const auto darkInside = [](const MbImage& picture) {
     int dark = 0;
     for (int y = 90; y < 150; ++y)
       for (int x = 120; x < 180; ++x)
@@ -273,7 +273,7 @@ TEST(OutlineOnePass, ColoursItsEdgesAndFadesShortOnes)
   const WavySheet sheet(12);
   const auto share = [&](const OutlineChange& change,
                          const std::function<bool(const std::uint8_t*)>& is) {
-    const MxImage picture = drawOutlined(EdgePass::One, sheet, change, SbColor(1, 0, 0));
+    const MbImage picture = drawOutlined(EdgePass::One, sheet, change, SbColor(1, 0, 0));
     std::size_t count = 0;
     for (std::size_t i = 0; i < picture.rgba.size(); i += 4)
       count += is(&picture.rgba[i]);
@@ -323,7 +323,7 @@ TEST(OutlineOnePass, BlendsTransparentFacesUnderTheirEdges)
       shape->transparency = transparency;
     });
   };
-  const auto center = [](const MxImage& picture) {
+  const auto center = [](const MbImage& picture) {
     const std::uint8_t* p = picture.pixel(185, 110); // inside a cell
     return std::vector<int>{p[0], p[1], p[2]};
   };

@@ -1,6 +1,6 @@
+#include <velmo/toolkit/MoOffscreenCanvas.h>
 #include <velmo/toolkit/MxFaceCache.h>
 #include <velmo/toolkit/MxFaceEdges.h>
-#include <velmo/toolkit/MxOffscreenCanvas.h>
 #include <velmo/toolkit/TkTexture2.h>
 
 #include <tests/support/SceneQueries.h>
@@ -91,7 +91,7 @@ void expectAlike(const OutlineCase& test, const std::function<void(OutlineScene&
     test.apply(*scene, sheet);
     more(*scene);
   }
-  const MxImage one = ours.draw(), other = theirs.draw();
+  const MbImage one = ours.draw(), other = theirs.draw();
   EXPECT_LE(differingShare(one, other), std::max(least, test.tolerance)) << test.name;
   EXPECT_GT(static_cast<Outline*>(ours.shape)->getUploadCounts().positions, 0)
       << test.name << " is drawn from our own buffers";
@@ -160,12 +160,12 @@ TEST(OutlineFaces, LookLikeTheToolkitsWhenTheirTrianglesAreSortedAndWhenTheyAreC
   WavySheet sheet(12, 0.5f);
   for (auto& color : sheet.colors)
     color = (color & 0xffffff00u) | 0x80u;
-  MxImage pictures[2];
+  MbImage pictures[2];
   for (const bool own : {false, true}) {
     OutlineScene scene(own ? makeFaces() : new SoIndexedFaceSet);
     scene.show(sheet);
     scene.giveColors(sheet.colors, 8);
-    MxOffscreenCanvas canvas;
+    MoOffscreenCanvas canvas;
     canvas.setTransparencyType(SoGLRenderAction::SORTED_OBJECT_SORTED_TRIANGLE_BLEND);
     pictures[own] = canvas.render(scene.root, 300, 240);
   }
@@ -173,7 +173,7 @@ TEST(OutlineFaces, LookLikeTheToolkitsWhenTheirTrianglesAreSortedAndWhenTheyAreC
 
   OutlineScene cached(makeFaces()), plain(makeFaces());
   cached.root->renderCaching = SoSeparator::ON;
-  MxOffscreenCanvas canvas;
+  MoOffscreenCanvas canvas;
   for (int frame = 0; frame < 4; ++frame) {
     for (OutlineScene* scene : {&cached, &plain}) {
       scene->show(sheet);
@@ -210,7 +210,7 @@ TEST(OutlineUploads, HappenOnlyForWhatChanged)
   auto* shape = static_cast<Outline*>(scene.shape);
   scene.show(sheet);
   scene.giveColors(sheet.colors, 8);
-  MxOffscreenCanvas canvas;
+  MoOffscreenCanvas canvas;
   const auto uploads = [&] {
     const MxUploadCounts before = shape->getUploadCounts();
     EXPECT_FALSE(canvas.render(scene.root, 64, 64).empty());
@@ -262,13 +262,13 @@ TEST(OutlineUploads, AreFreedWithTheirContextAndComeBackInTheNext)
   OutlineScene scene(makeFaces());
   scene.show(sheet);
   auto* shape = static_cast<Outline*>(scene.shape);
-  MxImage first, second;
+  MbImage first, second;
   {
-    MxOffscreenCanvas canvas;
+    MoOffscreenCanvas canvas;
     first = canvas.render(scene.root, 64, 64);
   }
   {
-    MxOffscreenCanvas canvas;
+    MoOffscreenCanvas canvas;
     second = canvas.render(scene.root, 64, 64);
   }
   EXPECT_EQ(differingShare(first, second), 0);
@@ -298,7 +298,7 @@ TEST(OutlineFaces, AreDrawnAndPickedAsTheyAreWhenTheyAreHollow)
     OutlineScene scene(makeFaces());
     scene.show(sheet);
     scene.root->replaceChild(0, cameraAt(0, 0, 2, 2));
-    const MxImage picture = scene.draw(250);
+    const MbImage picture = scene.draw(250);
     SoRayPickAction pick(SbViewportRegion(250, 200));
     int wrong = 0, wrongPicks = 0, hits = 0;
     for (int y = 2; y < 200; y += 6)

@@ -104,7 +104,7 @@ struct OutlineScene : ShapeScene
     property->normal.setValuesPointer(static_cast<int>(normals.size()), normals.data());
     property->normalBinding = binding;
   }
-  MxImage draw(int size = 300) { return ShapeScene::draw(size, size * 4 / 5); }
+  MbImage draw(int size = 300) { return ShapeScene::draw(size, size * 4 / 5); }
   Outline& outline() { return static_cast<Outline&>(*shape); }
 
   SoIndexedFaceSet* shape;

@@ -1,5 +1,5 @@
+#include <velmo/toolkit/MoOffscreenCanvas.h>
 #include <velmo/toolkit/MxGlCapabilities.h>
-#include <velmo/toolkit/MxOffscreenCanvas.h>
 #include <velmo/toolkit/MxTextRegistry.h>
 #include <velmo/toolkit/SoIndexedFaceSetOutline.h>
 #include <velmo/toolkit/SoRef.h>
@@ -75,14 +75,14 @@ protected:
 
   std::vector<int> color()
   {
-    const MxImage picture = canvas.render(root, 16, 16);
+    const MbImage picture = canvas.render(root, 16, 16);
     EXPECT_EQ(canvas.error(), "");
     if (picture.empty()) return {};
     const std::uint8_t* pixel = picture.pixel(8, 8);
     return {pixel[0], pixel[1], pixel[2]};
   }
 
-  MxOffscreenCanvas
+  MoOffscreenCanvas
       canvas; // one for all frames: what the toolkit keeps of a program lives on in it
   SoRef<SoSeparator> root;
   TkShaderProgram* program = nullptr;

@@ -34,7 +34,7 @@ struct ShapeScene
     property->orderedRGBA.setValuesPointer(static_cast<int>(colors.size()), colors.data());
     property->materialBinding = binding;
   }
-  MxImage draw(int width, int height) { return drawScene(root, width, height); }
+  MbImage draw(int width, int height) { return drawScene(root, width, height); }
 
   SoRef<SoSeparator> root{new SoSeparator};
   SoDirectionalLight* light = new SoDirectionalLight;

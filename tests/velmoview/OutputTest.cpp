@@ -4,8 +4,8 @@
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <map>
-#include <MxPng.h>
 #include <sys/resource.h>
+#include <velmo/picture/MbPng.h>
 
 namespace fs = std::filesystem;
 using testing::AllOf;
@@ -144,7 +144,7 @@ TEST_F(Outputs, APictureGoesToTheStandardOutputAlone)
 
 TEST_F(Outputs, APictureThatCannotBeWrittenKeepsTheOldOne)
 {
-  const MxImage image{64, 64, std::vector<std::uint8_t>(64 * 64 * 4, 7)};
+  const MbImage image{64, 64, std::vector<std::uint8_t>(64 * 64 * 4, 7)};
   put("old.png", "old picture");
   rlimit before{};
   ::getrlimit(RLIMIT_FSIZE, &before);
@@ -152,7 +152,7 @@ TEST_F(Outputs, APictureThatCannotBeWrittenKeepsTheOldOne)
   const rlimit small{50, before.rlim_max};
   ::setrlimit(RLIMIT_FSIZE, &small);
   std::string error;
-  const bool written = mxWritePng(path("old.png"), image, error);
+  const bool written = mbWritePng(path("old.png"), image, error);
   ::setrlimit(RLIMIT_FSIZE, &before);
   std::signal(SIGXFSZ, handler);
   EXPECT_FALSE(written);

@@ -1,21 +1,21 @@
 #include "RunProgram.h"
 
-#include <MxPng.h>
 #include <set>
+#include <velmo/picture/MbPng.h>
 
 namespace {
 
 /// The picture of a run that must end well.
-MxImage pictureOf(std::vector<std::string> arguments, const std::vector<std::string>& how)
+MbImage pictureOf(std::vector<std::string> arguments, const std::vector<std::string>& how)
 {
   const TemporaryFile picture("drawn.png");
   arguments.insert(arguments.end(), how.begin(), how.end());
   arguments.insert(arguments.end(), {"--output", picture.path()});
   const Outcome outcome = runProgram(arguments);
   EXPECT_EQ(outcome.code, 0) << outcome.err;
-  MxImage image;
+  MbImage image;
   std::string error;
-  EXPECT_TRUE(mxReadPng(picture.path(), image, error)) << error;
+  EXPECT_TRUE(mbReadPng(picture.path(), image, error)) << error;
   return image;
 }
 
@@ -63,7 +63,7 @@ TEST(Picture, KeepsTheLegendInside)
   for (const char* size : {"320x240", "150x400", "1600x900"})
     for (const std::vector<std::string>& how : looks) {
       SCOPED_TRACE(size + (" " + how[1]));
-      const MxImage image = pictureOf({mesh.path(), "--legend", "--strict", "--size", size}, how);
+      const MbImage image = pictureOf({mesh.path(), "--legend", "--strict", "--size", size}, how);
       // Nothing is cut: a row of background is one colour from end to end.
       int inked = 0;
       for (int y = 0; y < image.height; ++y)
@@ -84,7 +84,7 @@ TEST(Picture, ShowsUndefinedValuesAndTheirColourInTheLegend)
   // How many pixels are purple in the left half, that of the cell without a number, and how many
   // in the right quarter, where the legend is.
   const auto purple = [&](const std::vector<std::string>& how) {
-    const MxImage image =
+    const MbImage image =
         pictureOf({mesh.path(), "--size", "320x240", "--view", "0,0,-1", "--legend"}, how);
     std::pair<int, int> count;
     for (int y = 0; y < image.height; ++y)
@@ -112,7 +112,7 @@ TEST(Picture, DrawsBandsInThreeWaysAndFadesEdges)
   // The colours along a row of the flat face in front: x from 0 to 2 in three bands.
   const auto colors = [&](std::vector<std::string> how) {
     how.insert(how.end(), {"--levels", "3"});
-    const MxImage image = draw(how);
+    const MbImage image = draw(how);
     std::set<std::uint32_t> all;
     for (int x = 40; x < 160; ++x) {
       const std::uint8_t* p = image.pixel(x, 75);
@@ -126,16 +126,16 @@ TEST(Picture, DrawsBandsInThreeWaysAndFadesEdges)
   EXPECT_GT(colors({"--enhanced", "--opacity", "0.5"}), 3u) << "the back shows through";
 
   // Linear values in linear colours look the same in both ways, but for the surrounding light.
-  const MxImage plain = draw({"--colormap", "intensity"});
-  const MxImage enhanced = draw({"--colormap", "intensity", "--enhanced"});
+  const MbImage plain = draw({"--colormap", "intensity"});
+  const MbImage enhanced = draw({"--colormap", "intensity", "--enhanced"});
   for (int x = 40; x < 160; x += 10)
     for (int c = 0; c < 3; ++c)
       EXPECT_NEAR(plain.pixel(x, 75)[c], enhanced.pixel(x, 75)[c], 20) << x;
 
-  const MxImage without = draw({"--color-by", "none"});
+  const MbImage without = draw({"--color-by", "none"});
   const auto darker = [&](std::vector<std::string> how) {
     how.insert(how.end(), {"--edges", "--color-by", "none"});
-    const MxImage image = draw(how);
+    const MbImage image = draw(how);
     double sum = 0;
     for (std::size_t i = 0; i < image.rgba.size(); ++i)
       sum += std::max(0, without.rgba[i] - image.rgba[i]);
@@ -163,7 +163,7 @@ TEST(Picture, AMeshFarFromZeroLooksTheSame)
   const TemporaryFile nearby("near.vtk", cubesAt(0)), far("far.vtk", cubesAt(1e9));
   EXPECT_NEAR(reportOf({far.path()})["representations"][0]["area"].get<double>(), 10, 1e-6);
   const std::vector<std::string> how{"--edges", "--size", "90x60"};
-  const MxImage a = pictureOf({nearby.path()}, how), b = pictureOf({far.path()}, how);
+  const MbImage a = pictureOf({nearby.path()}, how), b = pictureOf({far.path()}, how);
   ASSERT_EQ(a.rgba.size(), b.rgba.size());
   std::size_t differing = 0;
   for (std::size_t n = 0; n < a.rgba.size(); ++n)

@@ -4,7 +4,7 @@
 #include <velmoview/WarningLog.h>
 
 #include <gmock/gmock.h>
-#include <MxPng.h>
+#include <velmo/picture/MbPng.h>
 
 using nlohmann::json;
 using testing::ElementsAre;
@@ -89,9 +89,9 @@ TEST(Run, ReportsWhatTheManualPromises)
   EXPECT_GT(report["peak_mb"].get<double>(), 1);
   EXPECT_EQ(report["warnings"], json::array());
 
-  MxImage image;
+  MbImage image;
   std::string error;
-  ASSERT_TRUE(mxReadPng(picture.path(), image, error)) << error;
+  ASSERT_TRUE(mbReadPng(picture.path(), image, error)) << error;
   EXPECT_EQ(image.width, 160);
   EXPECT_EQ(image.height, 120);
 }

@@ -65,7 +65,7 @@
 #include <velmo/representations/MoMeshStreamline.h>
 #include <velmo/representations/MoMeshSurface.h>
 #include <velmo/toolkit/MxBackgroundTask.h>
-#include <velmo/toolkit/MxOffscreenCanvas.h>
+#include <velmo/toolkit/MoOffscreenCanvas.h>
 #include <velmo/toolkit/MxTaskWatch.h>
 #include <velmo/toolkit/MxToolkit.h>
 #include <velmo/toolkit/SoTarvinShaders.h>
@@ -382,7 +382,7 @@ int MoVelmo::init(int flags)
       if (const ClassEntry* entry = findClass(name)) entry->init();
     SoTarvinShaders::init();
     // Without an X server the toolkit's offscreen renderer would crash.
-    if (!std::getenv("DISPLAY")) MxOffscreenCanvas::installToolkitCallbacks();
+    if (!std::getenv("DISPLAY")) MoOffscreenCanvas::installToolkitCallbacks();
   }
   return ++s_initRefCount;
 }

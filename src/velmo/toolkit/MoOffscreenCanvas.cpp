@@ -1,5 +1,5 @@
 #define GL_GLEXT_PROTOTYPES 1
-#include <velmo/toolkit/MxOffscreenCanvas.h>
+#include <velmo/toolkit/MoOffscreenCanvas.h>
 
 #include <algorithm>
 #include <cstring>
@@ -106,7 +106,7 @@ private:
 } // namespace
 
 /// Drawn into with several samples a pixel, then resolved into the one that is read.
-struct MxOffscreenCanvas::Buffers
+struct MoOffscreenCanvas::Buffers
 {
   Buffers(int w, int h, int samples)
       : width(w), height(h), drawn(w, h, samples, true), resolved(w, h, 1, false)
@@ -118,9 +118,9 @@ struct MxOffscreenCanvas::Buffers
   Framebuffer resolved;
 };
 
-MxOffscreenCanvas::MxOffscreenCanvas() = default;
+MoOffscreenCanvas::MoOffscreenCanvas() = default;
 
-MxOffscreenCanvas::~MxOffscreenCanvas()
+MoOffscreenCanvas::~MoOffscreenCanvas()
 {
   if (!m_buffers && !m_action) return;
   std::string ignored;
@@ -132,13 +132,13 @@ MxOffscreenCanvas::~MxOffscreenCanvas()
   m_action.reset();
 }
 
-void MxOffscreenCanvas::setBackground(const SbColor4f& top, const SbColor4f& bottom)
+void MoOffscreenCanvas::setBackground(const SbColor4f& top, const SbColor4f& bottom)
 {
   m_top = top;
   m_bottom = bottom;
 }
 
-MxImage MxOffscreenCanvas::render(SoNode* root, int width, int height)
+MbImage MoOffscreenCanvas::render(SoNode* root, int width, int height)
 {
   m_error.clear();
   if (!root || !SoDB::isInitialized()) {
@@ -173,12 +173,12 @@ MxImage MxOffscreenCanvas::render(SoNode* root, int width, int height)
     m_action->apply(root);
   }
   if (!counted) root->unrefNoDelete();
-  MxImage image = read();
+  MbImage image = read();
   glBindFramebuffer(GL_FRAMEBUFFER, 0);
   return image;
 }
 
-bool MxOffscreenCanvas::prepare(int width, int height)
+bool MoOffscreenCanvas::prepare(int width, int height)
 {
   const int limit = limitOfCurrentContext();
   if (width < 1 || height < 1 || width > limit || height > limit) {
@@ -201,7 +201,7 @@ bool MxOffscreenCanvas::prepare(int width, int height)
   return false;
 }
 
-void MxOffscreenCanvas::drawBackground() const
+void MoOffscreenCanvas::drawBackground() const
 {
   glDisable(GL_SCISSOR_TEST);
   glClearColor(m_top[0], m_top[1], m_top[2], m_top[3]);
@@ -234,7 +234,7 @@ void MxOffscreenCanvas::drawBackground() const
   glPopAttrib();
 }
 
-MxImage MxOffscreenCanvas::read() const
+MbImage MoOffscreenCanvas::read() const
 {
   const int width = m_buffers->width;
   const int height = m_buffers->height;
@@ -244,7 +244,7 @@ MxImage MxOffscreenCanvas::read() const
   glBlitFramebuffer(0, 0, width, height, 0, 0, width, height, GL_COLOR_BUFFER_BIT, GL_NEAREST);
   glBindFramebuffer(GL_READ_FRAMEBUFFER, m_buffers->resolved.id());
 
-  MxImage image{width, height, {}};
+  MbImage image{width, height, {}};
   const std::size_t row = std::size_t{4} * width;
   image.rgba.resize(row * height);
   glPixelStorei(GL_PACK_ALIGNMENT, 4);
@@ -262,14 +262,14 @@ MxImage MxOffscreenCanvas::read() const
   return image;
 }
 
-int MxOffscreenCanvas::maxSize()
+int MoOffscreenCanvas::maxSize()
 {
   std::string ignored;
   const MxCurrentContext current(MxOffscreenContext::shared(ignored));
   return current ? limitOfCurrentContext() : 0;
 }
 
-std::string MxOffscreenCanvas::rendererName()
+std::string MoOffscreenCanvas::rendererName()
 {
   std::string ignored;
   const MxCurrentContext current(MxOffscreenContext::shared(ignored));
@@ -277,7 +277,7 @@ std::string MxOffscreenCanvas::rendererName()
   return name ? reinterpret_cast<const char*>(name) : "";
 }
 
-void MxOffscreenCanvas::installToolkitCallbacks()
+void MoOffscreenCanvas::installToolkitCallbacks()
 {
   static cc_glglue_offscreen_cb_functions callbacks = {
       [](unsigned int width, unsigned int height) -> void* {

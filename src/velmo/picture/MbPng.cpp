@@ -1,18 +1,19 @@
-#include "MxPng.h"
+#include <velmo/picture/MbPng.h>
+
+#include <velmo/base/MxFileWriter.h>
 
 #include <png.h>
-#include <velmo/base/MxFileWriter.h>
 
 namespace {
 
-bool isOpaque(const MxImage& image)
+bool isOpaque(const MbImage& image)
 {
   for (std::size_t i = 3; i < image.rgba.size(); i += 4)
     if (image.rgba[i] != 255) return false;
   return true;
 }
 
-std::vector<std::uint8_t> withoutOpacity(const MxImage& image)
+std::vector<std::uint8_t> withoutOpacity(const MbImage& image)
 {
   std::vector<std::uint8_t> rgb;
   rgb.reserve(image.rgba.size() / 4 * 3);
@@ -23,7 +24,7 @@ std::vector<std::uint8_t> withoutOpacity(const MxImage& image)
 
 } // namespace
 
-std::vector<std::uint8_t> mxEncodePng(const MxImage& image, std::string& error)
+std::vector<std::uint8_t> mbEncodePng(const MbImage& image, std::string& error)
 {
   if (image.empty()) {
     error = "there is no picture to write";
@@ -50,9 +51,9 @@ std::vector<std::uint8_t> mxEncodePng(const MxImage& image, std::string& error)
   return bytes;
 }
 
-bool mxWritePng(const std::string& path, const MxImage& image, std::string& error)
+bool mbWritePng(const std::string& path, const MbImage& image, std::string& error)
 {
-  const std::vector<std::uint8_t> bytes = mxEncodePng(image, error);
+  const std::vector<std::uint8_t> bytes = mbEncodePng(image, error);
   if (bytes.empty()) {
     error = path + ": " + error;
     return false;
@@ -66,7 +67,7 @@ bool mxWritePng(const std::string& path, const MxImage& image, std::string& erro
   return true;
 }
 
-bool mxReadPng(const std::string& path, MxImage& image, std::string& error)
+bool mbReadPng(const std::string& path, MbImage& image, std::string& error)
 {
   image = {};
   png_image png{};
