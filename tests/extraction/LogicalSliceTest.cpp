@@ -218,9 +218,9 @@ TEST_P(LogicalSlice, NothingIsExtractedTwice)
   const auto expectNew = [&](MiMesh::Dimension axis, std::size_t index, bool upper,
                              const MiCellFilterIjk* with) {
     const std::uint64_t first =
-        slice->extractSlice(axis, index, upper, with).topology.getTimeStamp();
+        slice->extractSlice(axis, index, upper, with).geometry.getTimeStamp();
     EXPECT_TRUE(seen.insert(first).second);
-    EXPECT_EQ(slice->extractSlice(axis, index, upper, with).topology.getTimeStamp(), first);
+    EXPECT_EQ(slice->extractSlice(axis, index, upper, with).geometry.getTimeStamp(), first);
   };
   expectNew(MiMesh::DIMENSION_I, 1, false, nullptr);
   expectNew(MiMesh::DIMENSION_I, 2, false, nullptr);
@@ -231,11 +231,58 @@ TEST_P(LogicalSlice, NothingIsExtractedTwice)
   expectNew(MiMesh::DIMENSION_J, 2, true, &filter);
   for (const double value : {1.0, 1.5, std::nan("")}) {
     const std::uint64_t first =
-        between->extractSlice(MiMesh::DIMENSION_J, nullptr, value).topology.getTimeStamp();
+        between->extractSlice(MiMesh::DIMENSION_J, nullptr, value).geometry.getTimeStamp();
     EXPECT_TRUE(seen.insert(first).second);
-    EXPECT_EQ(between->extractSlice(MiMesh::DIMENSION_J, nullptr, value).topology.getTimeStamp(),
+    EXPECT_EQ(between->extractSlice(MiMesh::DIMENSION_J, nullptr, value).geometry.getTimeStamp(),
               first);
   }
+}
+
+TEST_P(LogicalSlice, SheetsThatMoveKeepTheListOfTheirCells)
+{
+  const auto mesh = zoo::block(GetParam(), {4, 3, 5});
+  const auto slice = makeSlice(*mesh, true);
+  const auto between = makeBetween(*mesh, true);
+  const MbFunctionFilterIjk filter([](std::size_t i, std::size_t, std::size_t) { return i != 1; });
+  const bool isGrid = GetParam() != VOLUME_MESH_HEXAHEDRON_IJK;
+  std::uint64_t stamp = 0;
+  // Whatever is kept, the surface is what an extractor without a past would give.
+  const auto expectRight = [&](MiMesh::Dimension axis, std::size_t index, bool upper,
+                               const MiCellFilterIjk* with, bool keeps) {
+    SCOPED_TRACE(testing::PrintToString(std::tuple(axis, index, upper)));
+    const auto& surface = slice->extractSlice(axis, index, upper, with);
+    const auto fresh = makeSlice(*mesh, false);
+    EXPECT_EQ(laws::bytesOf(surface), laws::bytesOf(fresh->extractSlice(axis, index, upper, with)));
+    EXPECT_EQ(surface.topology.getTimeStamp() == stamp, keeps && isGrid);
+    stamp = surface.topology.getTimeStamp();
+  };
+  using enum MiMesh::Dimension;
+  expectRight(DIMENSION_K, 1, false, nullptr, false);
+  expectRight(DIMENSION_K, 2, false, nullptr, true);
+  expectRight(DIMENSION_K, 2, true, nullptr, false); // faces the other way
+  expectRight(DIMENSION_K, 3, true, nullptr, true);
+  expectRight(DIMENSION_K, 3, true, &filter, false);
+  expectRight(DIMENSION_K, 2, true, nullptr, false);
+  expectRight(DIMENSION_K, 5, true, nullptr, false); // beyond the mesh
+  expectRight(DIMENSION_K, 4, true, nullptr, false);
+  expectRight(DIMENSION_J, 1, true, nullptr, false);
+  expectRight(DIMENSION_J, 0, true, nullptr, true);
+
+  const std::string bytes = laws::bytesOf(*slice->getSurface());
+  {
+    const auto hold = slice->holdResults();
+    const auto& held = *slice->getSurface();
+    expectRight(DIMENSION_J, 2, true, nullptr, false); // written to another place
+    expectRight(DIMENSION_J, 1, true, nullptr, true);
+    EXPECT_EQ(laws::bytesOf(held), bytes);
+  }
+  expectRight(DIMENSION_J, 2, true, nullptr, true);
+
+  stamp = between->extractSlice(DIMENSION_I, nullptr, 1.5).topology.getTimeStamp();
+  const auto& moved = between->extractSlice(DIMENSION_I, nullptr, 2.25);
+  EXPECT_EQ(moved.topology.getTimeStamp() == stamp, isGrid);
+  EXPECT_EQ(laws::bytesOf(moved),
+            laws::bytesOf(makeBetween(*mesh, false)->extractSlice(DIMENSION_I, nullptr, 2.25)));
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, LogicalSlice,

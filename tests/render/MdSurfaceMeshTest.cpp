@@ -84,7 +84,7 @@ public:
       SoState* state = action->getState();
       if (mapping) MoColorMappingElement::set(state, nullptr, mapping);
       if (combined) MoCombineColorMappingElement::set(state, nullptr, combined);
-      builder->set(state, squares.mesh, sets, keep);
+      builder->set(state, squares.mesh, sets, nullptr, keep);
     });
     const SoRef<SoSeparator> scene(new SoSeparator);
     scene->addChild(above);

@@ -132,8 +132,10 @@ void MdIndexedMesh::fillPrimitives(SoState* state)
 {
   auto& graph = static_cast<MxUnstrMeshSceneGraph&>(sceneGraph());
   // New indices may name vertices that the old coordinates do not have; nobody looks in between.
-  if (haveIndicesChanged()) graph.fillIndices(*getParts().topology);
-  if (hasGeometryChanged()) graph.fillGeometry(*getParts().geometry);
+  const Parts& parts = getParts();
+  if (haveIndicesChanged())
+    graph.fillIndices(parts.cells ? *parts.cells : *parts.topology, parts.topology->getBuffer());
+  if (hasGeometryChanged()) graph.fillGeometry(*parts.geometry);
   if (haveColorsChanged()) graph.fillColors(state, getColorSets());
 }
 
@@ -146,7 +148,7 @@ void MdIndexedMesh::afterSet(SoState* state)
   sceneGraph().updateFading(MoDrawStyleElement::getFadingThreshold(state), [this] {
     const Parts& parts = getParts();
     if (!parts.mesh) return 0.0;
-    return MxEdgeLengthStat(*parts.topology, *parts.geometry, parts.type != LINE_MESH_UNSTRUCTURED)
+    return MxEdgeLengthStat(*parts.topology, *parts.geometry, parts.type < LINE_MESH_UNSTRUCTURED)
         .lengthAt(kShare, kBins);
   });
 }

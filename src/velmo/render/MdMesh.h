@@ -1,6 +1,7 @@
 #pragma once
 
 #include <velmo/extraction/interfaces/MeshType.h>
+#include <velmo/extraction/interfaces/MxExtractionMonitor.h>
 #include <velmo/render/MxMeshSceneGraph.h>
 #include <velmo/representation/caches/MdAttributeCache.h>
 #include <velmo/toolkit/MxRefCounted.h>
@@ -50,6 +51,18 @@ protected:
     MeshType type = UNDEFINED_MESH;
     const MeXTopologyExplicitI* topology = nullptr; ///< null for points
     const MeXGeometryI* geometry = nullptr;
+    /// Who tells whether cells are dead, where it is not the topology.
+    const MiTopologyI* cells = nullptr;
+  };
+
+  /// What a callback is told while a builder fills itself, when that lasts.
+  struct Building
+  {
+    Building(MiExtractorCallback* callback, const char* builder) : monitor(callback, builder)
+    {
+      monitor.beginPhase("Building", 1);
+    }
+    MxExtractionMonitor monitor;
   };
 
   void setSceneGraph(std::unique_ptr<MxMeshSceneGraph> sceneGraph);
@@ -106,6 +119,21 @@ public:
 protected:
   using MdMesh::MdMesh;
 
+  /// Brings the view of a structured mesh up to date; where that is impossible the builder is
+  /// cleared, since its nodes may point at arrays of the view.
+  template <class View, class Mesh>
+  bool updateInternal(View& view, const Mesh& mesh, Building& building)
+  {
+    bool done = false;
+    try {
+      done = view.update(mesh, building.monitor);
+    } catch (...) {
+      clear();
+      throw;
+    }
+    if (!done) clear();
+    return done;
+  }
   void fillPrimitives(SoState* state) override;
   void afterSet(SoState* state) override;
 };

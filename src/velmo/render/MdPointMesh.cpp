@@ -10,8 +10,10 @@ MdPointMesh::MdPointMesh(SoGroup* parent) : MdMesh(parent)
 }
 
 void MdPointMesh::set(SoState* state, const MeXPointMeshCurvilinear& points,
-                      const ColorSets& colorSets, const MxRefCounted* keep)
+                      const ColorSets& colorSets, MiExtractorCallback* callback,
+                      const MxRefCounted* keep)
 {
+  const Building building(callback, "MdPointMesh");
   // Points have no kind of their own among the mesh kinds.
   setParts(state, {&points, UNDEFINED_MESH, nullptr, &points.getGeometry()}, colorSets, keep);
 }

@@ -11,9 +11,10 @@ public:
   explicit MdPointMesh(SoGroup* parent);
 
   /// @param colorSets  values at the points, borrowed; null for a set that is missing
+  /// @param callback   told of the work when it lasts, and may cancel it; null for nobody
   /// @param keep       holds points and sets while they are drawn; null when they are sure to stay
   void set(SoState* state, const MeXPointMeshCurvilinear& points, const ColorSets& colorSets,
-           const MxRefCounted* keep = nullptr);
+           MiExtractorCallback* callback = nullptr, const MxRefCounted* keep = nullptr);
 
 private:
   void fillPrimitives(SoState* state) override;

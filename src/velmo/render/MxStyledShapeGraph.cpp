@@ -163,7 +163,10 @@ void MxStyledShapeGraph::setNormals(const SbVec3f& normal)
   }
   setIfDifferent(m_vertexProperty->normalBinding, SoVertexProperty::OVERALL);
   SoMFVec3f& field = m_vertexProperty->normal;
-  if (field.getNum() != 1 || field[0] != normal) field = normal;
+  if (field.getNum() == 1 && field[0] == normal) return;
+  // Setting fewer values than an attached array has would free the array.
+  empty(field);
+  field = normal;
 }
 
 void MxStyledShapeGraph::setTexture(TkTexture2* texture)

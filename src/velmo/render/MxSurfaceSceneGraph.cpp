@@ -10,6 +10,8 @@
 #include <Inventor/nodes/SoShaderParameter.h>
 #include <Inventor/nodes/SoShaderProgram.h>
 
+#include <cmath>
+
 MxSurfaceSceneGraph::MxSurfaceSceneGraph(SoSeparator* root) : MxUnstrMeshSceneGraph(root, true)
 {
   m_enhanced = std::make_unique<MxEnhancedColoring>(getMainStyle());
@@ -64,6 +66,8 @@ void MxSurfaceSceneGraph::clear()
   MxUnstrMeshSceneGraph::clear();
   m_normal = SbVec3f(0, 0, 0);
   m_nodeNormals = {};
+  m_setNormals.clear();
+  m_setNormalsStamp = MxTimeStamp::kNone;
   m_namesStamp = MxTimeStamp::kNone;
   getFaceGraph().setNormalsFor(nullptr, false);
   m_enhanced->deactivate();
@@ -80,6 +84,29 @@ void MxSurfaceSceneGraph::setOverallNormal(const SbVec3f& normal)
   applyNormals();
 }
 
+void MxSurfaceSceneGraph::setNormalDataSet(const MeXDataSetI<MbVec3d>* normals)
+{
+  const std::uint64_t stamp = normals ? normals->getTimeStamp() : MxTimeStamp::kNone;
+  if (m_setNormalsStamp == stamp) return;
+  m_setNormalsStamp = stamp;
+  // Nobody looks at the old ones while they change.
+  if (m_namesStamp == MxTimeStamp::kNone) getFaces().setNormals(SbVec3f(0, 0, 0));
+  m_setNormals.clear();
+  if (normals) {
+    m_setNormals.reserve(normals->values.size());
+    for (const MbVec3d& n : normals->values) {
+      const double length = std::sqrt(dot(n, n));
+      const MbVec3d unit = length > 0 ? n * (1 / length) : n;
+      m_setNormals.push_back(
+          {static_cast<float>(unit.x), static_cast<float>(unit.y), static_cast<float>(unit.z)});
+    }
+    m_setNormalBinding = normals->getBinding() == MiDataBinding::PerNode
+                             ? SoVertexProperty::PER_VERTEX_INDEXED
+                             : SoVertexProperty::PER_FACE;
+  }
+  applyNormals();
+}
+
 void MxSurfaceSceneGraph::setNodeNormals(std::span<const MbVec3f> normals)
 {
   m_nodeNormals = normals;
@@ -90,12 +117,16 @@ void MxSurfaceSceneGraph::applyNormals()
 {
   TkVertexProperty& property = *getFaces().getVertexProperty();
   // They name faces now, for the enhanced colouring.
-  if (property.normalBinding.getValue() == SoVertexProperty::PER_FACE) return;
+  if (m_namesStamp != MxTimeStamp::kNone) return;
   getFaces().setNormals(m_normal);
-  if (m_normal != SbVec3f(0, 0, 0) || m_nodeNormals.empty()) return;
+  if (m_normal != SbVec3f(0, 0, 0)) return;
+  const bool hasSet = !m_setNormals.empty();
+  const std::span<const MbVec3f> normals = hasSet ? std::span(m_setNormals) : m_nodeNormals;
+  if (normals.empty()) return;
+  if (hasSet) setIfDifferent(property.normalBinding, m_setNormalBinding);
   static_assert(sizeof(MbVec3f) == sizeof(SbVec3f));
-  property.normal.setValuesPointer(static_cast<int>(m_nodeNormals.size()),
-                                   reinterpret_cast<const SbVec3f*>(m_nodeNormals.data()));
+  property.normal.setValuesPointer(static_cast<int>(normals.size()),
+                                   reinterpret_cast<const SbVec3f*>(normals.data()));
 }
 
 void MxSurfaceSceneGraph::fillEnhancedColoring(const MeXSurfaceMeshUnstructured& surface,
@@ -120,7 +151,7 @@ void MxSurfaceSceneGraph::fillEnhancedColoring(const MeXSurfaceMeshUnstructured&
     return;
   }
   m_enhanced->deactivate();
-  if (property.normalBinding.getValue() != SoVertexProperty::PER_FACE) return;
+  if (m_namesStamp == MxTimeStamp::kNone) return;
   getFaceGraph().setNormalsFor(nullptr, false);
   m_namesStamp = MxTimeStamp::kNone;
   setIfDifferent(property.normalBinding, SoVertexProperty::PER_VERTEX_INDEXED);

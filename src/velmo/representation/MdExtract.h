@@ -110,7 +110,6 @@ public:
   virtual ~MdExtract() = default;
 
   Extractor& getExtractor() const { return *m_extractor; }
-  const char* getExtractorName() const { return m_extractorName; }
   /// For those who need the results longer than this wrapper lives.
   std::shared_ptr<const void> share() const { return m_extractor; }
 

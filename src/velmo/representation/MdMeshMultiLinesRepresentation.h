@@ -60,7 +60,8 @@ protected:
       sets.clear();
       for (const MiTypedDataSet<double>* set : colorSets)
         sets.push_back(this->getExtract()->extractScalarSet(i, set));
-      (*m_lines)[i].set(state, (*lines)[i], sets, this->getResult());
+      (*m_lines)[i].set(state, (*lines)[i], sets, this->getNode().getBuildCallback(),
+                        this->getResult());
       finishLines(i, (*m_lines)[i]);
     }
   }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <velmo/extraction/interfaces/MiTessellator.h>
-#include <velmo/extraction/interfaces/MxExtractionMonitor.h>
 #include <velmo/extraction/interfaces/MxMeshKind.h>
 #include <velmo/nodes/MoCellFilterElement.h>
 #include <velmo/representation/MdExtractionThread.h>
@@ -219,10 +218,7 @@ protected:
     if (!builder) {
       if (mesh) warn(missing);
     } else if (mesh) {
-      // Told of, and cancelled, as an extraction is; loops over large arrays ask.
-      MxExtractionMonitor monitor(m_owner.getBuildCallback(), m_extract->getExtractorName());
-      monitor.beginPhase("Building", 1);
-      builder->set(state, *mesh, sets, getResult());
+      builder->set(state, *mesh, sets, m_owner.getBuildCallback(), getResult());
     } else {
       builder->clear();
     }

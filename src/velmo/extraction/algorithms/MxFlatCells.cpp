@@ -178,9 +178,15 @@ void writeFlatCells(const MiTopologyI& topology, std::size_t nodeCount, int dime
 
 void writeFlatGrid(const MxFlatGrid& grid, const MxCellChoice& choice, bool parallel,
                    MxExtractionMonitor& monitor, MeXTopologyExplicitI& result,
-                   MxArray<std::uint32_t>& cells)
+                   MxArray<std::uint32_t>& cells, MxKeptCells& kept)
 {
   const std::size_t columns = grid.cells.counts.x, rows = grid.cells.counts.y;
+  const bool all = choice.accepted.empty();
+  if (!all) kept.forget();
+  const std::size_t nodesAcross = grid.nodes.counts.x;
+  if (all &&
+      kept.keep(result, columns, rows, {0, 1, nodesAcross + 1, nodesAcross}, grid.cornerCount))
+    return; // with the same cells they came from
   std::vector<std::size_t> begins(rows);
   for (std::size_t j = 0; j < rows; ++j) {
     begins[j] = columns;
@@ -193,7 +199,7 @@ void writeFlatGrid(const MxFlatGrid& grid, const MxCellChoice& choice, bool para
   const std::size_t total = exclusivePrefixSum(std::span(begins));
   MxArray<int>& indices = result.setUniform(total, grid.cornerCount);
   cells.resizeUninitialized(total);
-  const auto nodesPerRow = static_cast<int>(grid.nodes.counts.x);
+  const auto nodesPerRow = static_cast<int>(nodesAcross);
   forEachBlock(parallel && total >= kParallelThreshold, rows, 1,
                [&](std::size_t j, std::size_t, std::size_t) {
                  monitor.step();
@@ -215,6 +221,7 @@ void writeFlatGrid(const MxFlatGrid& grid, const MxCellChoice& choice, bool para
                    *out++ = -1;
                  }
                });
+  if (all) kept.written(result);
 }
 
 MxWholeFaces collectWholeCells(const MiTopologyI& topology, std::size_t nodeCount, int dimension,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <velmo/extraction/algorithms/MxFlatGrid.h>
+#include <velmo/extraction/algorithms/MxKeptCells.h>
 #include <velmo/extraction/algorithms/MxSkinTessellate.h>
 #include <velmo/extraction/algorithms/MxSkinUnstructured.h>
 
@@ -24,9 +25,10 @@ void writeFlatCells(const MiTopologyI& topology, std::size_t nodeCount, int dime
                     MeXTopologyExplicitI& result, MxArray<std::uint32_t>& cells);
 
 /// The same for the quads or segments of a grid.
+/// @param kept  of the meshes that were written before; knows of this one afterwards
 void writeFlatGrid(const MxFlatGrid& grid, const MxCellChoice& choice, bool parallel,
                    MxExtractionMonitor& monitor, MeXTopologyExplicitI& result,
-                   MxArray<std::uint32_t>& cells);
+                   MxArray<std::uint32_t>& cells, MxKeptCells& kept);
 
 /// The chosen cells of one dimension with all their nodes, where any of them is quadratic.
 MxWholeFaces collectWholeCells(const MiTopologyI& topology, std::size_t nodeCount, int dimension,

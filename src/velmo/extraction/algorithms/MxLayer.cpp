@@ -139,21 +139,27 @@ void prepareNodes(const MxLayer& layer, std::size_t count, MeXProvenance& proven
 
 /// The quads of a sheet of which all cells are taken.
 void writeAllCells(const Sheet& sheet, bool parallel, MxExtractionMonitor& monitor,
-                   MeXSurfaceMeshUnstructured& surface)
+                   MeXSurfaceMeshUnstructured& surface, MxKeptCells& kept)
 {
-  MxArray<int>& indices = surface.topology.setUniform(sheet.cellCount(), 4);
+  const bool isKept =
+      kept.keep(surface.topology, sheet.cellCountP, sheet.cellCountQ, sheet.corners);
+  MxArray<int>& indices = surface.topology.indices();
   MxArray<std::uint32_t>& cells = surface.provenance.cells;
   cells.resizeUninitialized(sheet.cellCount());
   sheet.forEachRow(sheet.cellCountQ, parallel, monitor, [&](std::size_t atQ) {
+    std::uint32_t* source = cells.data() + sheet.cellCountP * atQ;
+    for (std::size_t atP = 0; atP < sheet.cellCountP; ++atP)
+      source[atP] = static_cast<std::uint32_t>(sheet.cellAt(atP, atQ));
+    if (isKept) return;
     int* out = indices.data() + 5 * sheet.cellCountP * atQ;
     for (std::size_t atP = 0; atP < sheet.cellCountP; ++atP, out += 5) {
       const std::size_t first = atP + (sheet.cellCountP + 1) * atQ;
       for (std::size_t n = 0; n < 4; ++n)
         out[n] = static_cast<int>(first + sheet.corners[n]);
       out[4] = -1;
-      cells[atP + sheet.cellCountP * atQ] = static_cast<std::uint32_t>(sheet.cellAt(atP, atQ));
     }
   });
+  kept.written(surface.topology);
 }
 
 /// The quads of the accepted cells; their nodes are numbered in the sheet's order.
@@ -212,15 +218,17 @@ MxArray<std::uint32_t> writeSomeCells(const Sheet& sheet, const MxArray<std::uin
 ///                 sheet's lower layer of nodes, 1 the one above
 template <class PointOf>
 void writeGrid(const Sheet& sheet, const MxIjkChoice& choice, const PointOf& pointOf, bool parallel,
-               MxExtractionMonitor& monitor, MeXSurfaceMeshUnstructured& surface)
+               MxExtractionMonitor& monitor, MeXSurfaceMeshUnstructured& surface, MxKeptCells& kept)
 {
   const MxArray<std::uint8_t> accepted = acceptedCells(sheet, choice, parallel, monitor);
   MxArray<std::uint32_t> places;
   const bool all = accepted.empty();
-  if (all)
-    writeAllCells(sheet, parallel, monitor, surface);
-  else
+  if (all) {
+    writeAllCells(sheet, parallel, monitor, surface, kept);
+  } else {
+    kept.forget();
     places = writeSomeCells(sheet, accepted, parallel, monitor, surface);
+  }
 
   const std::size_t count = all ? sheet.nodeCount() : places.size();
   const std::size_t nodeWidth = sheet.cellCountP + 1;
@@ -257,7 +265,7 @@ void writeGrid(const Sheet& sheet, const MxIjkChoice& choice, const PointOf& poi
 
 template <class Mesh>
 void writeMesh(const Mesh& mesh, const Sheet& sheet, const MxIjkChoice& choice, bool parallel,
-               MxExtractionMonitor& monitor, MeXSurfaceMeshUnstructured& surface)
+               MxExtractionMonitor& monitor, MeXSurfaceMeshUnstructured& surface, MxKeptCells& kept)
 {
   if constexpr (std::is_same_v<Mesh, MiVolumeMeshCurvilinear>) {
     const MiGeometryIjk& geometry = mesh.getGeometry();
@@ -276,7 +284,7 @@ void writeMesh(const Mesh& mesh, const Sheet& sheet, const MxIjkChoice& choice, 
                   const auto pointOf = [&](std::size_t node, std::size_t, std::size_t, int) {
                     return points[node];
                   };
-                  writeGrid(sheet, choice, pointOf, parallel, monitor, surface);
+                  writeGrid(sheet, choice, pointOf, parallel, monitor, surface, kept);
                 });
   } else {
     const MxAxes axes = makeAxes(mesh);
@@ -289,7 +297,7 @@ void writeMesh(const Mesh& mesh, const Sheet& sheet, const MxIjkChoice& choice, 
       point[axis] = axes.values[axis][first + static_cast<std::size_t>(level)];
       return point;
     };
-    writeGrid(sheet, choice, pointOf, parallel, monitor, surface);
+    writeGrid(sheet, choice, pointOf, parallel, monitor, surface, kept);
   }
 }
 
@@ -446,7 +454,8 @@ MxArray<std::uint32_t> separateEdges(const Quads& quads, std::span<int> indices,
 }
 
 void writeMesh(const MiVolumeMeshHexahedronIjk& mesh, const Sheet& sheet, const MxIjkChoice& choice,
-               bool parallel, MxExtractionMonitor& monitor, MeXSurfaceMeshUnstructured& surface)
+               bool parallel, MxExtractionMonitor& monitor, MeXSurfaceMeshUnstructured& surface,
+               MxKeptCells&)
 {
   const MiGeometryI& geometry = mesh.getGeometry();
   const std::size_t nodeCount = geometry.getNodeCount();
@@ -507,12 +516,13 @@ MxLayer MxLayer::atValue(std::size_t axis, double value, std::size_t cellCount)
 template <class Mesh>
 std::shared_ptr<const MxMeshCheck>
 writeLayer(const Mesh& mesh, const MxLayer& layer, const MiCellFilterIjk* filter, bool parallel,
-           MxExtractionMonitor& monitor, MeXSurfaceMeshUnstructured& surface)
+           MxExtractionMonitor& monitor, MeXSurfaceMeshUnstructured& surface, MxKeptCells& kept)
 {
   const MbIndex3 counts = mesh.getTopology().getCellCounts();
   const bool isInside = countOrRefuse(counts, "cells") > 0 && !layer.isNowhere && layer.axis < 3 &&
                         layer.cell < counts[layer.axis];
   if (!isInside) {
+    kept.forget();
     clearLayer(counts, dataNodesOf(mesh, counts), surface);
     return std::make_shared<MxMeshCheck>();
   }
@@ -526,23 +536,23 @@ writeLayer(const Mesh& mesh, const MxLayer& layer, const MiCellFilterIjk* filter
   monitor.beginPhase("Writing faces", blockCount(sheet.cellCountQ, kRowBlock));
   surface.provenance.sourceCells = counts;
   surface.provenance.sourceNodes = dataNodesOf(mesh, counts);
-  writeMesh(mesh, sheet, choice, parallel, monitor, surface);
+  writeMesh(mesh, sheet, choice, parallel, monitor, surface, kept);
   return check;
 }
 
 template std::shared_ptr<const MxMeshCheck> writeLayer(const MiVolumeMeshHexahedronIjk&,
                                                        const MxLayer&, const MiCellFilterIjk*, bool,
                                                        MxExtractionMonitor&,
-                                                       MeXSurfaceMeshUnstructured&);
+                                                       MeXSurfaceMeshUnstructured&, MxKeptCells&);
 template std::shared_ptr<const MxMeshCheck> writeLayer(const MiVolumeMeshRegular&, const MxLayer&,
                                                        const MiCellFilterIjk*, bool,
                                                        MxExtractionMonitor&,
-                                                       MeXSurfaceMeshUnstructured&);
+                                                       MeXSurfaceMeshUnstructured&, MxKeptCells&);
 template std::shared_ptr<const MxMeshCheck> writeLayer(const MiVolumeMeshRectilinear&,
                                                        const MxLayer&, const MiCellFilterIjk*, bool,
                                                        MxExtractionMonitor&,
-                                                       MeXSurfaceMeshUnstructured&);
+                                                       MeXSurfaceMeshUnstructured&, MxKeptCells&);
 template std::shared_ptr<const MxMeshCheck> writeLayer(const MiVolumeMeshCurvilinear&,
                                                        const MxLayer&, const MiCellFilterIjk*, bool,
                                                        MxExtractionMonitor&,
-                                                       MeXSurfaceMeshUnstructured&);
+                                                       MeXSurfaceMeshUnstructured&, MxKeptCells&);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <velmo/extraction/algorithms/MxKeptCells.h>
 #include <velmo/extraction/algorithms/MxMeshCheck.h>
 #include <velmo/extraction/interfaces/MiCellFilter.h>
 #include <velmo/mesh/MeXMesh.h>
@@ -33,7 +34,8 @@ struct MxLayer
 /// are left out.
 ///
 /// Only the layer is looked at: the check answers for its cells. A layer outside the mesh is empty.
+/// @param kept  of the surfaces that were written before; knows of this one afterwards
 template <class Mesh>
 std::shared_ptr<const MxMeshCheck>
 writeLayer(const Mesh& mesh, const MxLayer& layer, const MiCellFilterIjk* filter, bool parallel,
-           MxExtractionMonitor& monitor, MeXSurfaceMeshUnstructured& surface);
+           MxExtractionMonitor& monitor, MeXSurfaceMeshUnstructured& surface, MxKeptCells& kept);

@@ -34,7 +34,7 @@ struct MxFlatWork : MxSurfaceWork<K>
         writeTessellated(mesh, m_wholes, *tessellator, parallel, monitor, result);
         return check;
       }
-    Flat::write(mesh, choice, parallel, monitor, result);
+    Flat::write(mesh, choice, parallel, monitor, result, m_kept);
     return check;
   }
   void buildLines(const Mesh& mesh, const Result& surface, const Request& request,
@@ -61,8 +61,13 @@ struct MxFlatWork : MxSurfaceWork<K>
     writeNodes(surface, request.parallel, points);
   }
   bool dependsOnCellsAlone() const { return !m_wholes.hasQuadratic; }
-  void clear() { m_wholes = {}; }
+  void clear()
+  {
+    m_wholes = {};
+    m_kept.forget();
+  }
 
 private:
+  MxKeptCells m_kept; // of grids
   MxWholeFaces m_wholes;
 };

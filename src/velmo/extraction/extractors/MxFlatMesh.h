@@ -59,9 +59,10 @@ struct MxFlatMesh
   }
 
   /// Fills a mesh with the chosen cells as they are, all but the stamp of its topology.
+  /// @param kept  of the meshes that were written before; knows of this one afterwards
   template <class Result>
   static void write(const Mesh& mesh, const MxCellChoice& choice, bool parallel,
-                    MxExtractionMonitor& monitor, Result& result)
+                    MxExtractionMonitor& monitor, Result& result, MxKeptCells& kept)
   {
     const MbIndex3 nodes = nodeCounts(mesh);
     const std::size_t nodeCount = nodes.x * nodes.y * nodes.z;
@@ -70,7 +71,7 @@ struct MxFlatMesh
     if constexpr (kIsGrid) {
       isWhole = choice.accepted.empty();
       writeFlatGrid(flatGridOf(mesh.getTopology()), choice, parallel, monitor, result.topology,
-                    provenance.cells);
+                    provenance.cells, kept);
     } else {
       writeFlatCells(mesh.getTopology(), nodeCount, kDimension, choice, parallel, monitor,
                      result.topology, provenance.cells);

@@ -19,15 +19,18 @@ struct MxLayerWork : MxSurfaceWork<K>
   {
     const MxLayer layer = place.layer(mesh.getTopology().getCellCounts());
     const std::shared_ptr<const MxMeshCheck> check =
-        writeLayer(mesh, layer, request.filter, request.parallel, request.monitor, surface);
+        writeLayer(mesh, layer, request.filter, request.parallel, request.monitor, surface, m_kept);
     // Each layer's check is its own; of one mesh the first that is not clean is told of, once.
     const std::pair stamps{mesh.getTopology().getTimeStamp(), mesh.getGeometry().getTimeStamp()};
     if (!m_told || m_told->isClean() || m_stamps != stamps) m_told = check;
     m_stamps = stamps;
     return m_told;
   }
+  bool hasKeptPolygons() const { return m_kept.hasKept(); }
+  void clear() { m_kept.forget(); }
 
 private:
+  MxKeptCells m_kept;
   std::shared_ptr<const MxMeshCheck> m_told;
   std::pair<std::uint64_t, std::uint64_t> m_stamps;
 };

@@ -52,6 +52,8 @@ struct MxSurfaceWork
   /// Whether the polygons of the last surface, their nodes and their order would be the same if
   /// nodes had been elsewhere.
   bool dependsOnCellsAlone() const { return false; }
+  /// Whether the last surface was written to a mesh that had its polygons already.
+  bool hasKeptPolygons() const { return false; }
   /// Lets go of what is known of the last surface, after a failure.
   void clear() {}
 };
@@ -173,7 +175,7 @@ private:
     }
     if (m_cells && before && m_cells->areThose(*before))
       surface.topology.keepTimeStamp(before->stamp);
-    else
+    else if (!m_work.hasKeptPolygons())
       surface.topology.touch();
     if (m_cells) m_cells->stamp = surface.topology.getTimeStamp();
   }
