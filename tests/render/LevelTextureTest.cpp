@@ -2,6 +2,7 @@
 #include "tests/support/SceneQueries.h"
 #include "tests/support/WarningLog.h"
 
+#include <velmo/base/MxTimeStamp.h>
 #include <velmo/colormapping/legend/MoLegend.h>
 #include <velmo/colormapping/MdLevelColorMapping.h>
 #include <velmo/colormapping/MoCustomColorMapping.h>
@@ -15,6 +16,7 @@
 #include <velmo/representations/MoMeshSurface.h>
 
 #include <Inventor/nodes/SoLightModel.h>
+#include <Inventor/nodes/SoPerspectiveCamera.h>
 
 #include <cmath>
 #include <gmock/gmock.h>
@@ -57,6 +59,20 @@ std::vector<double> upTo(std::size_t last)
   return numbers;
 }
 
+/// Colours as another mapping does, one vertex at a time.
+class UnknownMapping : public MiScalarColorMapping
+{
+public:
+  explicit UnknownMapping(const MiScalarColorMapping& mapping) : m_mapping(mapping) {}
+  SbColorRGBA getColor(double value) const override { return m_mapping.getColor(value); }
+  void getRange(double& min, double& max) const override { m_mapping.getRange(min, max); }
+  std::uint64_t getTimeStamp() const override { return m_stamp; }
+
+private:
+  const MiScalarColorMapping& m_mapping;
+  std::uint64_t m_stamp = MxTimeStamp::take();
+};
+
 /// A row of quads from (0, 0) to (1, 1), each of one value, and a legend in the lowest tenth.
 class Quads
 {
@@ -81,7 +97,8 @@ public:
     add(new MoMesh)->setMesh(m_mesh.get());
     add(new MoScalarSet)->setScalarSet(m_set.get());
     add(new MoDataBinding)->dataBinding = MoDataBinding::AUTO;
-    add(new MoCustomColorMapping)->setColorMapping(&mapping);
+    chosen = add(new MoCustomColorMapping);
+    chosen->setColorMapping(&mapping);
     material = add(new MoMaterial);
     add(new MoMeshSurface);
     legend->topRight.setValue(1, 0.1f);
@@ -118,6 +135,7 @@ public:
   }
 
   MdLevelColorMapping mapping;
+  MoCustomColorMapping* chosen;
   MoMaterial* material;
   SoRef<MoLegend> legend{new MoLegend};
   SoRef<SoSeparator> root{new SoSeparator};
@@ -177,7 +195,8 @@ TEST(LevelTexture, HasTheColourOfTheMappingForEveryValue)
       values.insert(values.end(), {level, std::nextafter(level, -kInfinite),
                                    std::nextafter(level, kInfinite), level - 0.3, level + 0.3});
     for (const double value : values) {
-      const float along = texture.getTextureCoord(value);
+      const float along = texture.getTexturePoint(value)[0];
+      EXPECT_NEAR(along, texture.getTextureCoord(value), 1e-5);
       const auto count = static_cast<float>(mapping.colors().size());
       ASSERT_LT(std::abs(along) * count, 0x1p30f) << value << " is beyond what cards can address";
       const float texel = std::clamp(std::floor(along * count), 0.0f, count - 1);
@@ -217,6 +236,31 @@ TEST(LevelTexture, IsDrawnAsTheMappingSaysOnSurfaceAndLegend)
   }
   // A value that is exactly a level, for each of many.
   Quads(upTo(49), upTo(48)).expectColorsOfTheMapping();
+}
+
+TEST(LevelTexture, KeepsExactLevelsApartWhenSeenObliquely)
+{
+  for (const std::size_t count : {std::size_t{3}, std::size_t{49}, std::size_t{97}}) {
+    std::vector<double> values;
+    for (std::size_t i = 0; i < 30; ++i)
+      values.push_back(static_cast<double>(i * count / 30));
+    Quads scene(upTo(count), values);
+    scene.legend->topRight.setValue(0, 0);
+    for (const SbVec3f& from : {SbVec3f(0.5f, -1.3f, 0.3f), SbVec3f(-0.3f, 0.5f, 1.2f)}) {
+      auto* camera = new SoPerspectiveCamera;
+      camera->position = from;
+      camera->pointAt(SbVec3f(0.5f, 0.5f, 0));
+      camera->nearDistance = 0.1f;
+      scene.root->replaceChild(0, camera);
+      scene.chosen->setColorMapping(&scene.mapping);
+      scene.draw();
+      const MxImage banded = scene.picture;
+      const UnknownMapping sameByVertex(scene.mapping);
+      scene.chosen->setColorMapping(&sameByVertex);
+      scene.draw();
+      EXPECT_EQ(differingShare(banded, scene.picture), 0) << count;
+    }
+  }
 }
 
 TEST(LevelTexture, IsAsClearAsTheMaterialInTheSameTraversal)

@@ -337,7 +337,7 @@ TEST(MdSurfaceMesh, DrawsLevelsPerNodeWithATexture)
   EXPECT_THAT(std::vector<int>(texels, texels + 4), ElementsAre(255, 0, 0, 127));
   const SoMFVec2f& where = scene.vertices().texCoord;
   ASSERT_EQ(where.getNum(), 6);
-  EXPECT_FLOAT_EQ(where[1][0], 1.0f / 3) << "a level starts the interval above it";
+  EXPECT_NEAR(where[1][0], 1.0 / 3, 2e-6) << "a level starts the interval above it";
   EXPECT_FLOAT_EQ(where[2][0], 0.5f);
   EXPECT_FLOAT_EQ(where[5][0], 1.0f);
   scene.squares.perNode.values = {-2, 7, std::nan(""), 0, 0, 0};

@@ -194,7 +194,7 @@ void MxMeshSceneGraph::fillColors(SoState* state, const ColorSets& sets)
     if (perNode && m_contouring && m_contouring->getTexture()) {
       m_textureCoordinates.reserve(first.values.size());
       for (const double value : first.values)
-        m_textureCoordinates.emplace_back(m_contouring->getTextureCoord(value), 0.0f);
+        m_textureCoordinates.push_back(m_contouring->getTexturePoint(value));
       if (m_undefinedColor)
         markUndefined(first.values, m_textureCoordinates, MxTextureContouring::undefinedPoint());
     } else {

@@ -21,9 +21,9 @@ double firstWidth(Iterator begin, Iterator end)
   return pair == end ? 0 : std::abs(*std::next(pair) - *pair);
 }
 
-// Of a coordinate: the few units of rounding that it keeps away from a level, so that neither
-// single precision nor interpolation in the graphics card shows the band on the other side.
-constexpr double kMargin = 3 * 0x1p-24;
+// Of a coordinate: how far it keeps away from the levels when it is drawn. A software renderer that
+// interpolated equal coordinates of the three corners of a face was off by 2^-20, at oblique views.
+constexpr double kMargin = 0x1p-18;
 // Of the length of the row. Cards answer texel 0 beyond 2^31 texels, and have the bands of a face
 // less exactly the further one of its corners is out.
 constexpr double kFarthest = 16384;
@@ -98,7 +98,7 @@ bool MxTextureContouring::buildTexture(const MdLevelColorMapping* mapping, float
   return true;
 }
 
-float MxTextureContouring::getTextureCoord(double value) const
+float MxTextureContouring::alongRow(double value, double margin) const
 {
   if (!m_texture) return 0.0f;
   // As the mapping does it, a value that is no number takes the last colour.
@@ -113,7 +113,7 @@ float MxTextureContouring::getTextureCoord(double value) const
     k = static_cast<std::size_t>(above - levels.begin()) - 1;
   const auto place = static_cast<double>(k);
   double inside = 0; // of interval k: 0 at its lower level, 1 at its upper one
-  double least = kMargin * place, most = 1 - kMargin * (place + 1);
+  double least = margin * place, most = 1 - margin * (place + 1);
   if (above == levels.end()) {
     inside = (value - levels[k]) / m_widthAbove;
     most = std::numeric_limits<double>::infinity();
@@ -127,6 +127,16 @@ float MxTextureContouring::getTextureCoord(double value) const
   inside = std::isnan(inside) ? 0.5 : std::clamp(inside, least, most);
   const double along = (place + inside) / static_cast<double>(count);
   return static_cast<float>(std::clamp(along, -kFarthest, kFarthest));
+}
+
+float MxTextureContouring::getTextureCoord(double value) const
+{
+  return alongRow(value, 0);
+}
+
+SbVec2f MxTextureContouring::getTexturePoint(double value) const
+{
+  return {alongRow(value, kMargin), 0.0f};
 }
 
 SbVec2f MxTextureContouring::undefinedPoint()

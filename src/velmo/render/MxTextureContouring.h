@@ -29,9 +29,11 @@ public:
   bool buildTexture(const MdLevelColorMapping* mapping, float opacity,
                     const std::optional<SbColorRGBA>& undefined = {});
   /// Where a value lies along the row, 0 to 1 from the first level to the last and up to 16384
-  /// times as far beyond; 0 without a texture. The texel there has the colour that the mapping
-  /// gives.
+  /// times as far beyond; 0 without a texture.
   float getTextureCoord(double value) const;
+  /// The same, off the levels by so much that what is lost on the way to the screen does not show:
+  /// the texel there has the colour that the mapping gives.
+  SbVec2f getTexturePoint(double value) const;
   /// Where what is no number lies in the texture, which has a second row when that has a colour;
   /// all numbers are in the first row, at 0.
   static SbVec2f undefinedPoint();
@@ -39,6 +41,9 @@ public:
   TkTexture2* getTexture() const { return m_texture; }
 
 private:
+  /// @param margin  of the coordinate, to keep away from the levels
+  float alongRow(double value, double margin) const;
+
   const MdLevelColorMapping* m_mapping = nullptr;
   SoRef<TkTexture2> m_texture;
   std::uint64_t m_timeStamp = ~std::uint64_t{0};
