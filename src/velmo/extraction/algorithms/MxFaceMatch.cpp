@@ -41,12 +41,8 @@ struct Entry
 /// Memory for the match of a bucket, whose entries are numbered from 1 on.
 struct MatchTable
 {
-  struct Slot
-  {
-    std::uint32_t key = 0; ///< an entry with the slot's key
-    std::uint32_t top = 0; ///< the last of its entries that count, or 0
-  };
-  std::vector<Slot> slots;
+  /// 2 * an entry with the slot's key, + 1 when it is the last of those that count; 0: free.
+  std::vector<std::uint32_t> slots;
   std::vector<std::uint32_t> below; ///< the one before each entry that counts, or 0
 };
 
@@ -56,36 +52,36 @@ void matchBucket(std::span<const Entry> entries, std::vector<MxArray<MxFaceCandi
                  MatchTable& table, const Same& same)
 {
   const std::size_t slotCount = std::bit_ceil(2 * entries.size() + 1);
-  table.slots.assign(slotCount, {});
+  table.slots.assign(slotCount, 0);
   table.below.resize(std::max(table.below.size(), entries.size() + 1));
-  std::uint32_t* below = table.below.data();
+  std::uint32_t *slots = table.slots.data(), *below = table.below.data();
   const auto candidateOf = [&](std::uint32_t number) -> MxFaceCandidate& {
     const Entry& entry = entries[number - 1];
     return blocks[entry.block][entry.index];
   };
   for (std::uint32_t number = 1; number <= entries.size(); ++number) {
-    const Entry& entry = entries[number - 1];
+    const std::uint32_t hash = entries[number - 1].hash;
     MxFaceCandidate& candidate = candidateOf(number);
     candidate.isSkin = 0;
-    std::size_t at = entry.hash & (slotCount - 1);
-    for (; table.slots[at].key != 0; at = (at + 1) & (slotCount - 1)) {
-      if (entries[table.slots[at].key - 1].hash != entry.hash) continue;
-      const MxFaceCandidate& known = candidateOf(table.slots[at].key);
+    std::size_t at = hash & (slotCount - 1);
+    for (; slots[at] != 0; at = (at + 1) & (slotCount - 1)) {
+      if (entries[slots[at] / 2 - 1].hash != hash) continue;
+      const MxFaceCandidate& known = candidateOf(slots[at] / 2);
       if (sameKey(known, candidate) && known.isLarge == candidate.isLarge &&
           (!candidate.isLarge || same(known, candidate)))
         break;
     }
-    table.slots[at].key = number;
-    std::uint32_t& top = table.slots[at].top;
+    const std::uint32_t top = slots[at] % 2 ? slots[at] / 2 : 0;
     if (top != 0 && candidateOf(top).cell == candidate.cell) {
       candidateOf(top).isSkin = 0;
-      top = below[top];
-      if (top != 0 && below[top] == 0) candidateOf(top).isSkin = 1;
+      const std::uint32_t next = below[top];
+      if (next != 0 && below[next] == 0) candidateOf(next).isSkin = 1;
+      slots[at] = next != 0 ? 2 * next + 1 : 2 * number;
       continue;
     }
     (top == 0 ? candidate : candidateOf(top)).isSkin = top == 0;
     below[number] = top;
-    top = number;
+    slots[at] = 2 * number + 1;
   }
 }
 
