@@ -23,7 +23,9 @@ struct MxSurfaceRequest
 /// * `kPhaseCount`, how many phases it tells of,
 /// * `build(mesh, arguments, request, surface)`, which checks the mesh and fills the surface but
 ///   for the stamp of its topology. It returns the check, or null when it did not look at the mesh
-///   and leaves the surface as it was: nothing is extracted then.
+///   and leaves the surface as it was: nothing is extracted then,
+/// * when it may return null, `countSource(mesh, provenance)`, so that sets of the mesh are mapped
+///   onto nothing.
 /// What stands here serves works whose lines and points are the edges and nodes of the surface, and
 /// whose polygons depend on where the nodes are.
 template <MeshType K>
@@ -164,6 +166,8 @@ private:
           m_work.build(m_mesh, key.arguments, request, surface);
       if (!check) {
         clearSurface();
+        if constexpr (requires { m_work.countSource(m_mesh, surface.provenance); })
+          m_work.countSource(m_mesh, surface.provenance);
         return;
       }
       m_state.warnOf(check);
