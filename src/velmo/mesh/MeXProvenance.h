@@ -34,4 +34,11 @@ struct MeXProvenance
   /// Counts of the source's cells and nodes along I, J and K; {count, 1, 1} for sources of one
   /// index.
   MbIndex3 sourceCells, sourceNodes;
+
+  /// The source node that an extracted node is; all ones for one that lies between several, or that
+  /// does not exist.
+  std::size_t sourceNodeOf(std::size_t node) const
+  {
+    return form == NodeForm::Node && node < nodes.size() ? nodes[node] : ~std::size_t{0};
+  }
 };

@@ -2,8 +2,7 @@
 
 #include <velmo/extraction/extractors/MiExtractor.h>
 #include <velmo/extraction/interfaces/MxMeshKind.h>
-
-#include <Inventor/errors/SoDebugError.h>
+#include <velmo/representation/MdWarnings.h>
 
 #include <memory>
 #include <string>
@@ -138,12 +137,16 @@ public:
   }
   /// The set's values on the extracted mesh; null, with a warning, for a set that does not fit the
   /// source.
-  virtual const MeXDataSetI<double>* extractScalarSet(const MiTypedDataSet<double>* set)
+  virtual const MeXDataSetI<double>* extractScalarSet(const MiTypedDataSet<double>* set,
+                                                      MdWarnings& warnings)
   {
     if (!set) return nullptr;
-    if (const MeXDataSetI<double>* values = map(*set, 0)) return values;
-    warnAboutSet();
-    return nullptr;
+    const MeXDataSetI<double>* values = map(*set, 0);
+    if (!values)
+      warnings.post(std::string(m_extractorName) + "::extractScalarSet()",
+                    "Cannot extract data set with the given binding on this type of mesh.", set,
+                    set->getTimeStamp());
+    return values;
   }
   const MeXDataSetI<MbVec3d>* extractVec3Set(const MiTypedDataSet<MbVec3d>* set)
   {
@@ -155,10 +158,10 @@ public:
   }
   /// The set's values on one of several line sets; a set that does not fit is warned of once, for
   /// the first.
-  const MeXDataSetI<double>* extractScalarSet(std::size_t index,
-                                              const MiTypedDataSet<double>* set) requires kIsMulti
+  const MeXDataSetI<double>* extractScalarSet(std::size_t index, const MiTypedDataSet<double>* set,
+                                              MdWarnings& warnings) requires kIsMulti
   {
-    if (index == 0) return extractScalarSet(set);
+    if (index == 0) return extractScalarSet(set, warnings);
     return set ? m_extractor->extractScalarSet(index, *set) : nullptr;
   }
   /// Maps the set onto all that was extracted, so that the functions above find it. Says nothing,
@@ -181,12 +184,6 @@ private:
       return m_extractor->extractScalarSet(index, set);
     else
       return m_extractor->extractScalarSet(set);
-  }
-  void warnAboutSet() const
-  {
-    const std::string function = std::string(m_extractorName) + "::extractScalarSet()";
-    SoDebugError::postWarning(
-        function.c_str(), "Cannot extract data set with the given binding on this type of mesh.");
   }
 
   std::shared_ptr<Extractor> m_extractor;

@@ -29,9 +29,7 @@ void mdExtract(Node& node, SoAction* action, MxKinds<Kinds...> kinds,
   MeshType type = UNDEFINED_MESH;
   const MiMesh* mesh = node.getMeshFromState(state, type);
   if (!mesh) {
-    // Results that could not be thrown away stay in sight.
-    MeshType kept;
-    if (!node.getExtractedMesh(kept)) node.clearBuilders();
+    if (!node.keepsPicture()) node.clearBuilders();
     return;
   }
   if (node.getImplementation().getMeshType() != type) {

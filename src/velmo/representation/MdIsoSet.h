@@ -3,16 +3,13 @@
 #include <velmo/extraction/interfaces/MxMeshKind.h>
 #include <velmo/nodes/MoDataBindingElement.h>
 #include <velmo/nodes/MoScalarSetElement.h>
+#include <velmo/representation/MdWarnings.h>
+#include <velmo/representation/MoMeshRepresentation.h>
 #include <velmo/representation/MxAttributesManager.h>
 
-#include <Inventor/errors/SoDebugError.h>
-
-inline void mdWarnOfIsoSet(const char* node)
-{
-  SoDebugError::postWarning(node, "%s",
-                            "Cannot find a compatible scalartset node in the scene graph or "
-                            "isoScalarSetId field is invalid.");
-}
+inline constexpr const char* kMdNoIsoSet =
+    "Cannot find a compatible scalartset node in the scene graph or isoScalarSetId field is "
+    "invalid.";
 
 /// The set whose values a representation follows on meshes of kind K: per node, numbered as the
 /// kind numbers its nodes, or flat; or per cell, of cells numbered (i, j, k).
@@ -21,12 +18,13 @@ inline void mdWarnOfIsoSet(const char* node)
 /// flat ones; the cells' before the others where the binding node says so. The first that can be
 /// used counts. Null when there is none; said so unless the state holds scalar sets, but none with
 /// this id.
-/// @param node       the representation's name, for the warning
+/// @param name        the representation's, for the warning
 /// @param takesCells  whether sets per cell can be used
 template <MeshType K>
-const MiTypedDataSet<double>* mdFindIsoSet(const MxAttributesManager& attributes, SoState* state,
-                                           int id, const char* node, bool takesCells)
+const MiTypedDataSet<double>* mdFindIsoSet(const MoMeshRepresentation& node, SoState* state, int id,
+                                           const char* name, bool takesCells)
 {
+  const MxAttributesManager& attributes = node.getAttributesManager();
   using Set = MiTypedDataSet<double>;
   using NodeSet = typename MxMeshKind<K>::template NodeSet<double>;
   using CellSet = typename MxMeshKind<K>::template CellSet<double>;
@@ -50,6 +48,7 @@ const MiTypedDataSet<double>* mdFindIsoSet(const MxAttributesManager& attributes
     take.template operator()<MiDataSetI<double>>();
   }
   if (fits(found)) return found;
-  mdWarnOfIsoSet(node);
+  node.getWarnings().post(name, kMdNoIsoSet, found,
+                          found ? found->getTimeStamp() : static_cast<std::uint64_t>(id));
   return nullptr;
 }

@@ -59,7 +59,7 @@ protected:
     for (std::size_t i = 0; i < count; ++i) {
       sets.clear();
       for (const MiTypedDataSet<double>* set : colorSets)
-        sets.push_back(this->getExtract()->extractScalarSet(i, set));
+        sets.push_back(this->getExtract()->extractScalarSet(i, set, this->getWarnings()));
       (*m_lines)[i].set(state, (*lines)[i], sets, this->getNode().getBuildCallback(),
                         this->getResult());
       finishLines(i, (*m_lines)[i]);

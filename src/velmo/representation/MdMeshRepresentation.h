@@ -31,6 +31,8 @@ public:
   virtual const MiMesh* getExtractedMesh(MeshType& type) = 0;
   virtual const MiTypedDataSet<double>* extractScalarSet(SoState* state, unsigned long id) = 0;
   virtual const MiTypedDataSet<MbVec3d>* extractVec3Set(SoState* state, unsigned long id) = 0;
+  /// As extractScalarSet.
+  virtual const MiTypedDataSet<MbVec3d>* extractVec3Set(const MiTypedDataSet<MbVec3d>* set) = 0;
   /// An extraction runs in the background, or its result waits for the next traversal.
   virtual bool isExtracting() const { return false; }
   /// Waits for the end of what runs in the background.

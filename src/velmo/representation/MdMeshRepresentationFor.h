@@ -4,10 +4,10 @@
 #include <velmo/extraction/interfaces/MxMeshKind.h>
 #include <velmo/nodes/MoCellFilterElement.h>
 #include <velmo/representation/MdExtractionThread.h>
+#include <velmo/representation/MdKindSets.h>
 #include <velmo/representation/MdMeshRepresentation.h>
 #include <velmo/representation/MdRefCounter.h>
 #include <velmo/representation/MoMeshRepresentation.h>
-#include <velmo/representation/MxAttributesManager.h>
 #include <velmo/toolkit/SoPreferences.h>
 #include <velmo/toolkit/SoRef.h>
 
@@ -86,15 +86,19 @@ public:
 
   const MiTypedDataSet<double>* extractScalarSet(const MiTypedDataSet<double>* set) override
   {
-    return m_extract ? m_extract->extractScalarSet(set) : nullptr;
+    return m_extract ? m_extract->extractScalarSet(set, getWarnings()) : nullptr;
   }
   const MiTypedDataSet<double>* extractScalarSet(SoState* state, unsigned long id) override
   {
-    return m_extract ? m_extract->extractScalarSet(findSet<double>(state, id)) : nullptr;
+    return extractScalarSet(findSet<double>(state, id));
   }
   const MiTypedDataSet<MbVec3d>* extractVec3Set(SoState* state, unsigned long id) override
   {
-    return m_extract ? m_extract->extractVec3Set(findSet<MbVec3d>(state, id)) : nullptr;
+    return extractVec3Set(findSet<MbVec3d>(state, id));
+  }
+  const MiTypedDataSet<MbVec3d>* extractVec3Set(const MiTypedDataSet<MbVec3d>* set) override
+  {
+    return m_extract ? m_extract->extractVec3Set(set) : nullptr;
   }
 
   const MiMesh* getExtractedMesh(MeshType& type) override
@@ -193,6 +197,7 @@ protected:
   /// There is an extracted mesh.
   bool hasMesh() const { return m_hasMesh; }
 
+  MdWarnings& getWarnings() const { return m_owner.getWarnings(); }
   void warn(const char* text) const { SoDebugError::postWarning(m_function.c_str(), "%s", text); }
   /// Posts what the last extraction had to leave out, once a result and a mesh.
   void postExtractorWarnings(std::uint64_t resultStamp)
@@ -261,7 +266,9 @@ private:
 
   void extractNow(const Request& request)
   {
-    if (m_current != request) releaseResult();
+    const bool isNew = m_current != request;
+    const bool wasRefused = !isNew && !m_hasMesh;
+    if (isNew) releaseResult();
     if (m_current && m_current->origin != request.origin) clear();
     m_current.reset();
     m_hasMesh = false;
@@ -275,9 +282,10 @@ private:
     if (request.arguments) {
       m_extract->setArguments(*request.arguments);
       m_hasMesh = m_extract->extractMesh(request.filter);
-      if (!m_hasMesh) Extract::refuse();
+      if (!m_hasMesh && !wasRefused) Extract::refuse();
     }
     m_current = request;
+    if (isNew) m_owner.renewTimeStamp();
   }
 
   /// Takes what the ended task made, if it is what is asked for now.
@@ -288,22 +296,16 @@ private:
     releaseResult();
     m_extract = std::move(extract);
     m_current = request;
+    m_hasMesh = true; // until extractNow is told otherwise
     m_result.reset(new MdRefCounter);
     m_result->hold(m_extract->share());
     m_owner.renewTimeStamp();
   }
 
-  /// The set with this id, numbered as this mesh kind numbers its cells or its nodes.
   template <class T>
   static const MiTypedDataSet<T>* findSet(SoState* state, unsigned long id)
   {
-    using CellSet = typename Kind::template CellSet<T>;
-    using NodeSet = typename Kind::template NodeSet<T>;
-    const int position = static_cast<int>(id);
-    if (const auto* set = MxAttributesManager::findDataSet<CellSet>(state, position)) return set;
-    if constexpr (!std::is_same_v<CellSet, NodeSet>)
-      return MxAttributesManager::findDataSet<NodeSet>(state, position);
-    return nullptr;
+    return MdKindSets<Extract::kMeshType>(state).template find<T>(static_cast<int>(id));
   }
 
   Node& m_owner;

@@ -54,7 +54,7 @@ protected:
     const auto* mesh = this->hasMesh() ? extractor.getExtract() : nullptr;
     Sets sets;
     for (const MiTypedDataSet<double>* set : mesh ? colorSets : ColorSets{})
-      sets.push_back(extractor.extractScalarSet(set));
+      sets.push_back(extractor.extractScalarSet(set, this->getWarnings()));
     if (isCurrent && mesh) this->postExtractorWarnings(mesh->getTopology().getTimeStamp());
     const auto* edgeMesh =
         isCurrent && mesh && edges ? extractor.extractLine(request.filter) : nullptr;

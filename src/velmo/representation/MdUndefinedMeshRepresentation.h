@@ -30,4 +30,8 @@ public:
   {
     return nullptr;
   }
+  const MiTypedDataSet<MbVec3d>* extractVec3Set(const MiTypedDataSet<MbVec3d>*) override
+  {
+    return nullptr;
+  }
 };

@@ -5,20 +5,25 @@
 #include <velmo/extraction/interfaces/MiExtractorCallback.h>
 #include <velmo/extraction/interfaces/MiTessellator.h>
 #include <velmo/extraction/interfaces/MxMeshKind.h>
-#include <velmo/nodes/MoDataBindingElement.h>
+#include <velmo/mesh/MeXMesh.h>
 #include <velmo/nodes/MoDrawStyleElement.h>
 #include <velmo/nodes/MoMaterialElement.h>
 #include <velmo/nodes/MoMeshElement.h>
 #include <velmo/nodes/MoScalarSetElement.h>
+#include <velmo/nodes/MxConnection.h>
+#include <velmo/render/details/MoCellDetail.h>
 #include <velmo/render/details/MoMeshDetail.h>
+#include <velmo/representation/MdKindSets.h>
 #include <velmo/representation/MdProfilingTool.h>
 #include <velmo/representation/MdUndefinedMeshRepresentation.h>
 #include <velmo/representation/MdUserExtractorCallback.h>
+#include <velmo/representation/MdWarnings.h>
 #include <velmo/representation/MxAttributesManager.h>
 #include <velmo/representation/MxQuietNode.h>
 #include <velmo/toolkit/MxBackgroundTask.h>
 
 #include <Inventor/actions/SoRayPickAction.h>
+#include <Inventor/elements/SoCacheElement.h>
 #include <Inventor/errors/SoError.h>
 #include <Inventor/errors/SoMemoryError.h>
 #include <Inventor/lists/SoPickedPointList.h>
@@ -74,68 +79,23 @@ const Set* mappedBy(const Map& map)
   return mapped;
 }
 
-// Data sets as one mesh kind sees them.
-template <MeshType K>
-class KindSets
+const MeXProvenance* provenanceOf(const MiMesh* extracted)
 {
-  using CellSet = typename MxMeshKind<K>::template CellSet<double>;
-  using NodeSet = typename MxMeshKind<K>::template NodeSet<double>;
-  static constexpr bool kOneNumbering = std::is_same_v<CellSet, NodeSet>;
-
-public:
-  KindSets(const MxAttributesManager& attributes, SoState* state)
-      : m_attributes(attributes), m_state(state),
-        m_binding(MoDataBindingElement::getDataBinding(state))
-  {}
-
-  // The typed set with this id. Where cells and nodes are numbered differently, the binding says
-  // which list is meant, and the sets themselves when it leaves the choice to them.
-  const MiTypedDataSet<double>* find(int id) const
-  {
-    if constexpr (kOneNumbering) {
-      return m_attributes.getDataSet<CellSet>(m_state, id);
-    } else {
-      if (m_binding != MoDataBinding::PER_NODE) {
-        const auto* set = m_attributes.getDataSet<CellSet>(m_state, id);
-        if (set && suits(*set)) return set;
-      }
-      if (m_binding == MoDataBinding::PER_CELL) return nullptr;
-      return m_attributes.getDataSet<NodeSet>(m_state, id);
-    }
-  }
-
-  Sets findAll() const
-  {
-    int count = m_attributes.getDataSetCount<CellSet>(m_state);
-    if constexpr (!kOneNumbering)
-      count = std::max(count, m_attributes.getDataSetCount<NodeSet>(m_state));
-    Sets sets;
-    for (int id = 0; id < count; ++id)
-      sets.push_back(find(id));
-    return sets;
-  }
-
-  bool suits(const MiTypedDataSet<double>& set) const
-  {
-    const bool perCell = set.getBinding() == MiDataBinding::PerCell;
-    if (m_binding == MoDataBinding::PER_CELL && !perCell) return false;
-    if (m_binding == MoDataBinding::PER_NODE && perCell) return false;
-    return perCell ? dynamic_cast<const CellSet*>(&set) != nullptr
-                   : dynamic_cast<const NodeSet*>(&set) != nullptr;
-  }
-
-private:
-  const MxAttributesManager& m_attributes;
-  SoState* m_state;
-  MoDataBinding::DataBinding m_binding;
-};
+  if (const auto* surface = dynamic_cast<const MeXSurfaceMeshUnstructured*>(extracted))
+    return &surface->getProvenance();
+  const auto* lines = dynamic_cast<const MeXLineMeshUnstructured*>(extracted);
+  return lines ? &lines->getProvenance() : nullptr;
+}
 
 } // namespace
 
 MoMeshRepresentation::MoMeshRepresentation()
     : m_implementation(std::make_unique<MdUndefinedMeshRepresentation>()),
       m_userCallback(new MdUserExtractorCallback), m_profiling(MdProfilingTool::create()),
-      m_attributes(std::make_unique<MxAttributesManager>()), m_timeStamp(MxTimeStamp::take())
+      m_attributes(std::make_unique<MxAttributesManager>()),
+      m_warnings(std::make_unique<MdWarnings>()),
+      m_connection(std::make_shared<MxConnection>(*this)), m_timeStamp(MxTimeStamp::take()),
+      m_toldStamp(m_timeStamp)
 {
   SO_NODE_CONSTRUCTOR(MoMeshRepresentation);
   SO_NODE_ADD_FIELD(colorScalarSetId, (0));
@@ -150,6 +110,7 @@ MoMeshRepresentation::MoMeshRepresentation()
 MoMeshRepresentation::~MoMeshRepresentation()
 {
   m_parallelSensor->detach();
+  m_connection->end();
   // Waits for a task, which may call back until then.
   m_implementation.reset();
 }
@@ -167,6 +128,23 @@ void MoMeshRepresentation::doAction(SoAction* action)
                    post();
                    clear();
                  });
+  tellConnected(action);
+}
+
+void MoMeshRepresentation::tellConnected(SoAction* action)
+{
+  if (m_toldStamp == m_timeStamp) return;
+  m_toldStamp = m_timeStamp;
+  MeshType type;
+  const bool hasResult = getExtractedMesh(type) != nullptr;
+  // An extraction that fails at every attempt must not ask for the next one.
+  const bool concernsOthers = hasResult || m_isResultKnown;
+  if (hasResult || !isResultOnItsWay()) m_isResultKnown = hasResult;
+  if (!concernsOthers || !m_connection->hasNodes()) return;
+  // What this traversal has drawn of the last result must not be kept. Caches that are open now do
+  // not hear of the touch.
+  if (action->getState()->isCacheOpen()) SoCacheElement::invalidate(action->getState());
+  m_connection->tell();
 }
 
 void MoMeshRepresentation::extractAndTraverse(SoAction* action)
@@ -188,6 +166,7 @@ void MoMeshRepresentation::extractAndTraverse(SoAction* action)
                                    action);
   if (mayExtract) {
     const MxQuietNode quiet(*this);
+    m_warnings->beginTraversal();
     doExtract(action);
   }
   if (profile.tool) {
@@ -206,8 +185,11 @@ void MoMeshRepresentation::rayPick(SoRayPickAction* action)
   const SoPickedPointList& points = action->getPickedPointList();
   for (int i = 0; i < points.getLength(); ++i) {
     const auto* path = static_cast<const SoFullPath*>(points[i]->getPath());
-    if (path->containsNode(this) && !points[i]->getDetail(this))
-      points[i]->setDetail(m_detail->copy(), this);
+    if (!path->containsNode(this) || points[i]->getDetail(this)) continue;
+    // The details of a picked point are its own; it only shows them as constant.
+    if (auto* pick = dynamic_cast<MoCellPick*>(const_cast<SoDetail*>(points[i]->getDetail())))
+      nameFirstMesh(*pick);
+    points[i]->setDetail(m_detail->copy(), this);
   }
 }
 
@@ -215,6 +197,7 @@ void MoMeshRepresentation::clear()
 {
   m_isUsingTessellator = false;
   m_timeStamp = MxTimeStamp::take();
+  m_warnings->forget();
   m_implementation->clear();
 }
 
@@ -236,34 +219,74 @@ void MoMeshRepresentation::setImplementation(std::unique_ptr<MdMeshRepresentatio
                                     : std::make_unique<MdUndefinedMeshRepresentation>();
 }
 
+MoMeshRepresentation* MoMeshRepresentation::getSource() const
+{
+  MoMeshRepresentation* source = m_source.connection ? m_source.connection->getSource() : nullptr;
+  return source && source->m_timeStamp == m_source.stamp ? source : nullptr;
+}
+
+const MiTypedDataSet<double>*
+MoMeshRepresentation::mapScalarSet(const MiTypedDataSet<double>* set) const
+{
+  if (m_source.connection) {
+    MoMeshRepresentation* source = getSource();
+    set = source ? source->extractScalarSet(set) : nullptr;
+  }
+  return m_implementation->extractScalarSet(set);
+}
+
+const MiTypedDataSet<double>* MoMeshRepresentation::mapScalarSet(SoState* state,
+                                                                 unsigned long id) const
+{
+  if (!m_source.connection) return m_implementation->extractScalarSet(state, id);
+  const MoMeshRepresentation* source = getSource();
+  return m_implementation->extractScalarSet(source ? source->mapScalarSet(state, id) : nullptr);
+}
+
+const MiTypedDataSet<MbVec3d>* MoMeshRepresentation::mapVec3Set(SoState* state,
+                                                                unsigned long id) const
+{
+  if (!m_source.connection) return m_implementation->extractVec3Set(state, id);
+  const MoMeshRepresentation* source = getSource();
+  return m_implementation->extractVec3Set(source ? source->mapVec3Set(state, id) : nullptr);
+}
+
 const MiTypedDataSet<double>*
 MoMeshRepresentation::extractScalarSet(const MiTypedDataSet<double>* set)
 {
-  return mappedBy<MiTypedDataSet<double>>([&] { return m_implementation->extractScalarSet(set); });
+  return mappedBy<MiTypedDataSet<double>>([&] { return mapScalarSet(set); });
 }
 
 const MiDataSetI<double>* MoMeshRepresentation::extractScalarSetI(SoState* state, unsigned long id)
 {
-  return mappedBy<MiDataSetI<double>>(
-      [&] { return m_implementation->extractScalarSet(state, id); });
+  return mappedBy<MiDataSetI<double>>([&] { return mapScalarSet(state, id); });
 }
 
 const MiDataSetIj<double>* MoMeshRepresentation::extractScalarSetIj(SoState* state,
                                                                     unsigned long id)
 {
-  return mappedBy<MiDataSetIj<double>>(
-      [&] { return m_implementation->extractScalarSet(state, id); });
+  return mappedBy<MiDataSetIj<double>>([&] { return mapScalarSet(state, id); });
 }
 
 const MiDataSetI<MbVec3d>* MoMeshRepresentation::extractVec3SetI(SoState* state, unsigned long id)
 {
-  return mappedBy<MiDataSetI<MbVec3d>>([&] { return m_implementation->extractVec3Set(state, id); });
+  return mappedBy<MiDataSetI<MbVec3d>>([&] { return mapVec3Set(state, id); });
 }
 
 const MiDataSetIj<MbVec3d>* MoMeshRepresentation::extractVec3SetIj(SoState* state, unsigned long id)
 {
-  return mappedBy<MiDataSetIj<MbVec3d>>(
-      [&] { return m_implementation->extractVec3Set(state, id); });
+  return mappedBy<MiDataSetIj<MbVec3d>>([&] { return mapVec3Set(state, id); });
+}
+
+void MoMeshRepresentation::nameFirstMesh(MoCellPick& pick) const
+{
+  for (const MoMeshRepresentation* node = this; node->m_source.connection;) {
+    node = node->getSource();
+    MeshType type;
+    const MeXProvenance* provenance = node ? provenanceOf(node->getExtractedMesh(type)) : nullptr;
+    pick.traceBack(provenance);
+    if (!provenance) return;
+  }
 }
 
 const MiMesh* MoMeshRepresentation::getExtractedMesh(MeshType& type) const
@@ -274,6 +297,15 @@ const MiMesh* MoMeshRepresentation::getExtractedMesh(MeshType& type) const
 bool MoMeshRepresentation::isExtracting() const
 {
   return m_implementation->isExtracting();
+}
+
+bool MoMeshRepresentation::isResultOnItsWay() const
+{
+  const MoMeshRepresentation* source =
+      m_source.connection ? m_source.connection->getSource() : nullptr;
+  if (source && source->isResultOnItsWay()) return true;
+  MeshType type;
+  return isExtracting() && !getExtractedMesh(type);
 }
 
 void MoMeshRepresentation::waitForExtraction()
@@ -301,19 +333,71 @@ bool MoMeshRepresentation::dropResults()
 {
   if (!m_implementation->tryClear()) return false;
   renewTimeStamp();
+  m_warnings->forget();
   return true;
+}
+
+void MoMeshRepresentation::emptyWithoutMesh()
+{
+  MeshType type;
+  if (isExtracting() || getExtractedMesh(type)) dropResults();
+}
+
+bool MoMeshRepresentation::isExtractedFrom(const MoMeshRepresentation& other) const
+{
+  const MoMeshRepresentation* node = this;
+  while (node && node != &other)
+    node = node->m_source.connection ? node->m_source.connection->getSource() : nullptr;
+  return node != nullptr;
+}
+
+void MoMeshRepresentation::takeSource(MoMeshRepresentation* source)
+{
+  m_source = source ? Source{source->m_connection, source->m_timeStamp} : Source{};
+}
+
+void MoMeshRepresentation::describeMesh(const MoMeshRepresentation* source, const MiMesh* mesh,
+                                        MeshType type)
+{
+  // Picks name the cells of the application's mesh.
+  if (const MoMeshDetail* first = source ? source->getMeshDetail() : nullptr)
+    m_detail->setMesh(first->getMesh(), first->getMeshType());
+  else
+    m_detail->setMesh(mesh, type);
+  m_detail->setColorScalarSets({});
 }
 
 const MiMesh* MoMeshRepresentation::getMeshFromState(SoState* state, MeshType& type)
 {
+  m_keepsPicture = false;
+  MoMeshRepresentation* source = MoMeshElement::getConnectedRepresentation(state, type);
+  if (source && source->isExtractedFrom(*this)) {
+    // Its own result, directly or through others.
+    takeSource(nullptr);
+    emptyWithoutMesh();
+    return nullptr;
+  }
+  if (MxAttributesManager::isMeshOnItsWay(state)) {
+    m_keepsPicture = true;
+    // The mesh that the picture comes from may be gone.
+    if (m_detail) describeMesh(source, nullptr, UNDEFINED_MESH);
+    return nullptr;
+  }
   bool changed = false;
   if (!m_attributes->isMeshValid(state, changed) && changed) {
-    if (!dropResults()) return nullptr;
+    if (!dropResults()) {
+      std::uint64_t stamp;
+      m_keepsPicture = MoMeshElement::getMesh(state, type, stamp) != nullptr;
+      if (state->isCacheOpen()) SoCacheElement::invalidate(state);
+      return nullptr;
+    }
     m_detail.reset();
   }
   const MiMesh* mesh = m_attributes->getMesh(state, type, changed);
+  takeSource(source);
+  if (!mesh) emptyWithoutMesh();
   if (!m_detail) m_detail = std::make_unique<MoMeshDetail>();
-  m_detail->setMesh(mesh, type);
+  describeMesh(source, mesh, type);
   if (m_profiling) m_profiling->setInputMesh(mesh, type);
   return mesh;
 }
@@ -333,21 +417,41 @@ const MiTessellator* MoMeshRepresentation::getTessellatorFromState(SoState* stat
 std::vector<const MiTypedDataSet<double>*>
 MoMeshRepresentation::getColorSetFromState(SoState* state, MeshType kind)
 {
-  Sets sets;
-  const bool combined = MoCombineColorMappingElement::getColorMapping(state) != nullptr;
-  const bool hasGeneralList = MoScalarSetElement::getNum(state) > 0;
+  // The sets of the state are those of the mesh that the first representation extracts from.
+  Sets found, mapped;
+  const bool isCombined = MoCombineColorMappingElement::getColorMapping(state) != nullptr;
+  const int generalCount = MoScalarSetElement::getNum(state);
+  const int id = colorScalarSetId.getValue();
   if (isContouringDisplayed(state)) {
-    visitMeshKind(MxAllKinds{}, kind, [&]<MeshType K>() {
-      const KindSets<K> kindSets(*m_attributes, state);
-      const int id = colorScalarSetId.getValue();
-      if (!combined) {
-        sets.push_back(hasGeneralList ? m_attributes->getScalarSet(state, id) : kindSets.find(id));
-        return;
-      }
-      sets = hasGeneralList ? m_attributes->getAllScalarSet(state) : kindSets.findAll();
-      std::erase_if(sets, [&](const auto* set) { return !set || !kindSets.suits(*set); });
-    });
+    if (generalCount > 0 && isCombined) {
+      mapped = m_attributes->getAllScalarSet(state);
+      for (int i = 0; i < generalCount; ++i)
+        found.push_back(MoScalarSetElement::get(state, i));
+    } else if (generalCount > 0) {
+      mapped = {m_attributes->getScalarSet(state, id)};
+      found = {MoScalarSetElement::get(state, id)};
+    } else {
+      const bool isConnected = m_source.connection != nullptr;
+      const MeshType first = isConnected && m_detail ? m_detail->getMeshType() : kind;
+      visitMeshKind(MxAllKinds{}, first, [&]<MeshType K>() {
+        const MdKindSets<K> typed(state);
+        found =
+            isCombined ? typed.template findAll<double>() : Sets{typed.template find<double>(id)};
+      });
+      MoMeshRepresentation* source = getSource();
+      for (const MiTypedDataSet<double>* set : found)
+        mapped.push_back(!isConnected ? set : source ? source->extractScalarSet(set) : nullptr);
+    }
+    if (isCombined)
+      visitMeshKind(MxAllKinds{}, kind, [&]<MeshType K>() {
+        const MdKindSets<K> sets(state);
+        for (std::size_t i = mapped.size(); i-- > 0;) {
+          if (mapped[i] && sets.suits(*mapped[i])) continue;
+          mapped.erase(mapped.begin() + static_cast<std::ptrdiff_t>(i));
+          found.erase(found.begin() + static_cast<std::ptrdiff_t>(i));
+        }
+      });
   }
-  if (m_detail) m_detail->setColorScalarSets(sets);
-  return sets;
+  if (m_detail) m_detail->setColorScalarSets(found);
+  return mapped;
 }

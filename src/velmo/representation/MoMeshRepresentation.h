@@ -15,12 +15,15 @@
 class MdMeshRepresentation;
 class MdProfilingTool;
 class MdUserExtractorCallback;
+class MdWarnings;
 class MiExtractor;
 class MiExtractorCallback;
 class MiMesh;
 class MiTessellator;
+class MoCellPick;
 class MoMeshDetail;
 class MxAttributesManager;
+class MxConnection;
 class SoFieldSensor;
 class SoSensor;
 class SoState;
@@ -53,6 +56,7 @@ public:
   void doAction(SoAction* action) override;
   /// Also gives the picked points of this representation their details: for this node a
   /// MoMeshDetail, for the picked shape a MoFaceDetail or MoLineDetail that names the picked cell.
+  /// Across connections, both speak of the mesh that the first representation extracts from.
   void rayPick(SoRayPickAction* action) override;
 
   /// Throws away what was extracted and built; the next traversal extracts again.
@@ -65,9 +69,12 @@ public:
   virtual void setExtractorCallback(MiExtractorCallback* callback);
   virtual void setExtractorCallback(MiExtractorCallback& callback);
 
-  /// A scalar set of the source mesh on the extracted mesh, for what takes its mesh from here; null
-  /// where it does not fit, or the extractor's callback cancels a long mapping. Valid until the
-  /// next extraction.
+  // Sets for what takes its mesh from here. Where this representation takes its own mesh from
+  // another one, the set is one of the mesh that the first of them extracts from; null while one
+  // of them has extracted something else since.
+
+  /// A scalar set of the source mesh on the extracted mesh; null where it does not fit, or the
+  /// extractor's callback cancels a long mapping. Valid until the next extraction.
   virtual const MiTypedDataSet<double>* extractScalarSet(const MiTypedDataSet<double>* set);
   /// Brings the results up to date with the state of the action.
   virtual void doExtract(SoAction* action) = 0;
@@ -78,7 +85,7 @@ public:
   virtual const MiDataSetI<MbVec3d>* extractVec3SetI(SoState* state, unsigned long id);
   virtual const MiDataSetIj<MbVec3d>* extractVec3SetIj(SoState* state, unsigned long id);
 
-  /// Changes whenever the results were thrown away.
+  /// Changes with every result: when it is thrown away, and when there is another one.
   std::uint64_t getTimeStamp() const { return m_timeStamp; }
   /// What the last extraction produced and its kind; null and UNDEFINED_MESH when there is nothing.
   /// Valid until the next extraction.
@@ -95,14 +102,22 @@ public:
   /// before the content of a mesh, set or filter in use is changed in place.
   static void stopExtractions();
 
+  /// Nothing has been extracted from the present mesh so far, but something will be: by this
+  /// representation, or by one that its mesh comes from.
+  bool isResultOnItsWay() const;
+  /// What ties this representation to the nodes that publish its result.
+  const std::shared_ptr<MxConnection>& getConnection() const { return m_connection; }
+
   // For the implementations of representations, during doExtract.
 
   /// Empties what is drawn and nothing else; cheap when it is empty.
   virtual void clearBuilders() {}
 
-  /// The mesh to extract from; null when there is none, or when the old results cannot be thrown
-  /// away now.
+  /// The mesh to extract from; null when there is none, or when what is drawn stays (keepsPicture).
   const MiMesh* getMeshFromState(SoState* state, MeshType& type);
+  /// The last getMeshFromState gave no mesh because the old results cannot be thrown away now, or
+  /// because its source has not extracted the next one yet.
+  bool keepsPicture() const { return m_keepsPicture; }
   /// @param keepResults  a changed tessellator does not throw the results away
   const MiTessellator* getTessellatorFromState(SoState* state, bool keepResults);
   /// The sets that colour what is drawn, in the order of their ids; null for a set that is missing.
@@ -112,6 +127,7 @@ public:
   /// @param implementation  null for none
   void setImplementation(std::unique_ptr<MdMeshRepresentation> implementation);
   MxAttributesManager& getAttributesManager() const { return *m_attributes; }
+  MdWarnings& getWarnings() const { return *m_warnings; }
   /// What extractors are given as their callback; never deleted while an extraction may use it.
   MdUserExtractorCallback& getUserCallback() const { return *m_userCallback; }
   /// Who hears of building what is drawn, when that lasts; null for nobody. The log of extractions
@@ -127,9 +143,26 @@ protected:
   ~MoMeshRepresentation() override;
 
 private:
+  /// The representation that the mesh came from when it was looked at last.
+  struct Source
+  {
+    std::shared_ptr<MxConnection> connection; ///< null for an application's mesh
+    std::uint64_t stamp = 0;                  ///< of the result that was looked at
+  };
+
   static void clearCB(void* self, SoSensor* sensor);
   void extractAndTraverse(SoAction* action);
+  void tellConnected(SoAction* action);
   bool dropResults();
+  void emptyWithoutMesh();
+  void takeSource(MoMeshRepresentation* source);
+  MoMeshRepresentation* getSource() const;
+  bool isExtractedFrom(const MoMeshRepresentation& other) const;
+  void describeMesh(const MoMeshRepresentation* source, const MiMesh* mesh, MeshType type);
+  void nameFirstMesh(MoCellPick& pick) const;
+  const MiTypedDataSet<double>* mapScalarSet(const MiTypedDataSet<double>* set) const;
+  const MiTypedDataSet<double>* mapScalarSet(SoState* state, unsigned long id) const;
+  const MiTypedDataSet<MbVec3d>* mapVec3Set(SoState* state, unsigned long id) const;
 
   std::unique_ptr<MdMeshRepresentation> m_implementation;
   MiExtractorCallback* m_callback = nullptr;
@@ -138,6 +171,11 @@ private:
   std::unique_ptr<SoFieldSensor> m_parallelSensor;
   std::unique_ptr<MoMeshDetail> m_detail;
   std::unique_ptr<MxAttributesManager> m_attributes;
-  std::uint64_t m_timeStamp;
+  std::unique_ptr<MdWarnings> m_warnings;
+  std::shared_ptr<MxConnection> m_connection;
+  Source m_source;
+  std::uint64_t m_timeStamp, m_toldStamp;
+  bool m_isResultKnown = false; ///< to those connected: they may show something of it
   bool m_isUsingTessellator = false;
+  bool m_keepsPicture = false;
 };

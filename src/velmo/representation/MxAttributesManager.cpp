@@ -93,6 +93,18 @@ bool MxAttributesManager::isMeshValid(const SoState* state, bool& meshChanged) c
   return false;
 }
 
+bool MxAttributesManager::isMeshOnItsWay(SoState* state)
+{
+  MeshType type = UNDEFINED_MESH;
+  const MoMeshRepresentation* source = MoMeshElement::getConnectedRepresentation(state, type);
+  if (!source) return false;
+  std::uint64_t stamp = MxTimeStamp::kNone;
+  MoMeshElement::getMesh(state, type, stamp);
+  if (source->getTimeStamp() == stamp && !source->isResultOnItsWay()) return false;
+  if (state->isCacheOpen()) SoCacheElement::invalidate(state);
+  return true;
+}
+
 const MiMesh* MxAttributesManager::getMesh(SoState* state, MeshType& type, bool& meshChanged)
 {
   if (!isMeshValid(state, meshChanged)) {
@@ -160,7 +172,7 @@ const Set* MxAttributesManager::getDataSet(SoState* state, int id) const
 }
 
 template <class Set>
-int MxAttributesManager::getDataSetCount(SoState* state) const
+int MxAttributesManager::getDataSetCount(SoState* state)
 {
   if constexpr (kIsScalar<Set>) {
     if (const int count = MoScalarSetElement::getNum(state); count > 0) return count;
@@ -171,7 +183,7 @@ int MxAttributesManager::getDataSetCount(SoState* state) const
 #define VELMO_INSTANTIATE(Set)                                                                     \
   template const Set* MxAttributesManager::getDataSet<Set>(SoState*, int) const;                   \
   template const Set* MxAttributesManager::findDataSet<Set>(SoState*, int);                        \
-  template int MxAttributesManager::getDataSetCount<Set>(SoState*) const;
+  template int MxAttributesManager::getDataSetCount<Set>(SoState*);
 
 VELMO_INSTANTIATE(MiDataSetI<double>)
 VELMO_INSTANTIATE(MiDataSetIj<double>)

@@ -21,6 +21,10 @@ public:
   /// @param meshChanged  set true when the mesh of the state has another stamp, or none was read
   /// yet
   bool isMeshValid(const SoState* state, bool& meshChanged) const;
+  /// The mesh of the state comes from a representation that has thrown it away since, or that has
+  /// thrown it away while the next one is on its way from the background: there is nothing to look
+  /// at, and what was made of the last one need not go yet. Nobody may cache such a traversal.
+  static bool isMeshOnItsWay(SoState* state);
   /// The mesh of the state, null and UNDEFINED_MESH for none.
   const MiMesh* getMesh(SoState* state, MeshType& type, bool& meshChanged);
 
@@ -38,9 +42,9 @@ public:
   /// numbering counts only when the general list is empty.
   template <class Set>
   const Set* getDataSet(SoState* state, int id) const;
-  /// How many ids getDataSet knows.
+  /// How many ids findDataSet knows.
   template <class Set>
-  int getDataSetCount(SoState* state) const;
+  static int getDataSetCount(SoState* state);
 
   /// As getDataSet, but never mapped onto the output of another representation.
   template <class Set>

@@ -35,8 +35,8 @@ struct Isoline
   {
     const int count = node.isovalues.getNum();
     if (count == 0) return std::nullopt;
-    const auto* set = mdFindIsoSet<K>(node.getAttributesManager(), state,
-                                      node.isoScalarSetId.getValue(), kTexts.node, false);
+    const auto* set =
+        mdFindIsoSet<K>(node, state, node.isoScalarSetId.getValue(), kTexts.node, false);
     if (!set) return std::nullopt;
     const float* values = node.isovalues.getValues(0);
     return Arguments<K>{set, set->getTimeStamp(), {values, values + count}};
@@ -46,7 +46,7 @@ struct Isoline
   {
     return extractor.extractIsolines(at.values, *at.set, filter);
   }
-  static void refuse() { mdWarnOfIsoSet(kTexts.node); }
+  static void refuse() { SoDebugError::postWarning(kTexts.node, "%s", kMdNoIsoSet); }
 };
 
 template <MeshType K>

@@ -33,8 +33,8 @@ struct Isosurface
   template <MeshType K>
   static std::optional<Arguments<K>> read(SoState* state, const Node& node)
   {
-    const auto* set = mdFindIsoSet<K>(node.getAttributesManager(), state,
-                                      node.isoScalarSetId.getValue(), kTexts.node, true);
+    const auto* set =
+        mdFindIsoSet<K>(node, state, node.isoScalarSetId.getValue(), kTexts.node, true);
     if (!set) return std::nullopt;
     return Arguments<K>{set, set->getTimeStamp(), node.isovalue.getValue()};
   }

@@ -136,6 +136,7 @@ MiPointProbeIj* MoMeshPointProbe::getPointProbeIj() const
 
 const MiMesh* MoMeshPointProbe::getMeshFromState(SoState* state, MeshType& type)
 {
+  if (MxAttributesManager::isMeshOnItsWay(state)) return nullptr;
   bool changed = false;
   const MiMesh* mesh = m_attributes->getMesh(state, type, changed);
   if (changed) clear();

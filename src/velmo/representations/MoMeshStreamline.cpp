@@ -6,6 +6,9 @@
 #include <velmo/nodes/MoVec3SetElementI.h>
 #include <velmo/representation/MdExtractByKind.h>
 #include <velmo/representation/MdMeshMultiLinesRepresentation.h>
+#include <velmo/representation/MxAttributesManager.h>
+
+#include <Inventor/errors/SoDebugError.h>
 
 #include <Inventor/nodes/SoSeparator.h>
 
@@ -52,6 +55,8 @@ struct VectorSets
   }
 };
 
+constexpr const char* kUnbound = "Vectorset type not compatible with binding";
+
 struct Streamline
 {
   using Node = MoMeshStreamline;
@@ -81,13 +86,13 @@ struct Streamline
   {
     const auto* set = VectorSets<K>::find(node, state);
     if (!set) {
-      SoDebugError::postWarning(kTexts.node,
-                                "Cannot find a compatible Vec3Set node in the scene graph or "
-                                "vec3SetId field is invalid.");
+      node.getWarnings().post(kTexts.node,
+                              "Cannot find a compatible Vec3Set node in the scene graph or "
+                              "vec3SetId field is invalid.");
       return std::nullopt;
     }
     if (!VectorSets<K>::isBound(*set)) {
-      refuse();
+      node.getWarnings().post(kTexts.node, kUnbound, set, set->getTimeStamp());
       return std::nullopt;
     }
     std::vector<MbVec3d> seeds;
@@ -119,10 +124,7 @@ struct Streamline
     // A set of the right numbering whose size is not the mesh's fits no better.
     return extractor.extractStreamlines(from.seeds, *from.set, filter);
   }
-  static void refuse()
-  {
-    SoDebugError::postWarning(kTexts.node, "Vectorset type not compatible with binding");
-  }
+  static void refuse() { SoDebugError::postWarning(kTexts.node, "%s", kUnbound); }
 };
 
 template <MeshType K>

@@ -1,5 +1,6 @@
 #include <velmo/render/details/MoCellDetail.h>
 
+#include <velmo/mesh/MeXProvenance.h>
 #include <velmo/render/details/MoMeshRepresentationDetail.h>
 #include <velmo/render/details/MxPickedValues.h>
 
@@ -62,6 +63,7 @@ MoCellPick::MoCellPick(const MoMeshRepresentationDetail* mesh, int extractedCell
 {
   if (!mesh || extractedCell < 0) return;
   m_cell = mesh->getPickedCell(static_cast<std::size_t>(extractedCell), firstNode);
+  m_firstNode = mesh->getSourceNode(firstNode);
   m_values = mesh->getPickedValues(m_cell.extractedCell);
 }
 
@@ -89,6 +91,24 @@ std::vector<double> MoCellPick::getValues() const
 std::vector<MoPickedNode> MoCellPick::getSourceNodes() const
 {
   return m_values ? m_values->sourceNodesAt(m_point) : std::vector<MoPickedNode>();
+}
+
+void MoCellPick::traceBack(const MeXProvenance* source)
+{
+  std::size_t& cell = m_cell.sourceCell;
+  if (!source) {
+    cell = m_firstNode = MoPickedCell::kNone;
+    m_cell.sourceCells = {};
+  } else {
+    // A line that runs through several cells has them at its nodes.
+    if (m_firstNode < source->nodeCells.size())
+      cell = source->nodeCells[m_firstNode];
+    else
+      cell = cell < source->cells.size() ? source->cells[cell] : MoPickedCell::kNone;
+    m_firstNode = source->sourceNodeOf(m_firstNode);
+    m_cell.sourceCells = source->sourceCells;
+  }
+  if (m_values) m_values = std::make_shared<const MxPickedValues>(*m_values, source);
 }
 
 template <class ToolkitDetail>

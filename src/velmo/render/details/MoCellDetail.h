@@ -11,6 +11,7 @@
 
 class MoMeshRepresentationDetail;
 class MxPickedValues;
+struct MeXProvenance;
 
 /// What a pick knows of the picked cell of an extracted mesh: which one it is, in the application's
 /// own mesh too, and what its values are at a point.
@@ -46,6 +47,10 @@ public:
   /// point, each once, in ascending order. The weights add up to 1.
   std::vector<MoPickedNode> getSourceNodes() const;
 
+  /// The source mesh was extracted itself: names the cell and the nodes of what that came from.
+  /// @param source  of the source mesh; null when it is not known, and then they are not either
+  void traceBack(const MeXProvenance* source);
+
 protected:
   MoCellPick() = default;
   MoCellPick(const MoCellPick&) = default;
@@ -56,6 +61,8 @@ protected:
 
 private:
   MoPickedCell m_cell;
+  /// Of a segment of a line, the one node of the source mesh that it begins at, if that is one.
+  std::size_t m_firstNode = MoPickedCell::kNone;
   std::shared_ptr<const MxPickedValues> m_values;
   MbVec3d m_point;
 };

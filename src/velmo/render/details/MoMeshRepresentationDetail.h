@@ -38,6 +38,11 @@ public:
   ///                   another on lines through several
   MoPickedCell getPickedCell(std::size_t extractedCell,
                              std::size_t firstNode = MoPickedCell::kNone) const;
+  /// The node of the source mesh that a node of the extracted one is; MoPickedCell::kNone for none.
+  std::size_t getSourceNode(std::size_t extractedNode) const
+  {
+    return m_provenance ? m_provenance->sourceNodeOf(extractedNode) : MoPickedCell::kNone;
+  }
   /// One value a colour set at a point of a cell: that of the cell, or interpolated between its
   /// nodes; no number (NaN) for a set that was missing.
   /// @param point      in mesh space; one outside the cell counts as the nearest one of it

@@ -17,7 +17,7 @@ MxPickedValues::MxPickedValues(const MeXTopologyExplicitI& topology, const MeXGe
   for (const int index : topology.getCell(cell)) {
     const auto node = static_cast<std::size_t>(index);
     m_corners.push_back(geometry.getNode(node));
-    addSources(provenance, node);
+    addSources(provenance, node, 1);
     m_sourceEnds.push_back(m_sources.size());
     for (std::size_t s = 0; s < sets.size(); ++s)
       if (sets[s] && sets[s]->getBinding() == MiDataBinding::PerNode &&
@@ -34,23 +34,36 @@ MxPickedValues::MxPickedValues(const MeXTopologyExplicitI& topology, const MeXGe
   }
 }
 
-void MxPickedValues::addSources(const MeXProvenance& provenance, std::size_t node)
+MxPickedValues::MxPickedValues(const MxPickedValues& other, const MeXProvenance* source)
+    : MxPickedValues(other)
+{
+  m_sources.clear();
+  m_sourceEnds.clear();
+  std::size_t next = 0;
+  for (const std::size_t end : other.m_sourceEnds) {
+    for (; next < end; ++next)
+      if (source) addSources(*source, other.m_sources[next].node, other.m_sources[next].weight);
+    m_sourceEnds.push_back(m_sources.size());
+  }
+}
+
+void MxPickedValues::addSources(const MeXProvenance& provenance, std::size_t node, double weight)
 {
   const auto& [nodes, weights, offsets] =
       std::tie(provenance.nodes, provenance.weights, provenance.offsets);
   switch (provenance.form) {
   case MeXProvenance::NodeForm::Node:
-    if (node < nodes.size()) m_sources.push_back({nodes[node], 1});
+    if (node < nodes.size()) m_sources.push_back({nodes[node], weight});
     break;
   case MeXProvenance::NodeForm::Edge:
     if (node >= weights.size() || 2 * node + 1 >= nodes.size()) break;
-    m_sources.push_back({nodes[2 * node], 1 - weights[node]});
-    m_sources.push_back({nodes[2 * node + 1], weights[node]});
+    m_sources.push_back({nodes[2 * node], weight * (1 - weights[node])});
+    m_sources.push_back({nodes[2 * node + 1], weight * weights[node]});
     break;
   default:
     if (node + 1 >= offsets.size()) break;
     for (std::size_t i = offsets[node]; i < offsets[node + 1]; ++i)
-      m_sources.push_back({nodes[i], weights[i]});
+      m_sources.push_back({nodes[i], weight * weights[i]});
   }
 }
 

@@ -21,6 +21,10 @@ public:
   MxPickedValues(const MeXTopologyExplicitI& topology, const MeXGeometryI& geometry,
                  const MeXProvenance& provenance, const ColorSets& sets, std::size_t cell);
 
+  /// The same, with the source nodes of its source mesh, which was extracted itself; with none when
+  /// that is not known.
+  MxPickedValues(const MxPickedValues& other, const MeXProvenance* source);
+
   std::size_t cell() const { return m_cell; }
   /// One value a set at this point in mesh space; no number for a set without values here.
   std::vector<double> valuesAt(const MbVec3d& point) const;
@@ -29,7 +33,7 @@ public:
 
 private:
   std::vector<double> weightsAt(const MbVec3d& point) const;
-  void addSources(const MeXProvenance& provenance, std::size_t node);
+  void addSources(const MeXProvenance& provenance, std::size_t node, double weight);
 
   std::size_t m_cell;
   bool m_closed;
