@@ -257,7 +257,7 @@ bool MxOutlineDrawing::canUnderlay(SoState* state) const
 {
   const bool isClear =
       m_shape.transparency.getValue() > 0 || SoLazyElement::getTransparency(state, 0) > 0;
-  return !isClear && !isFading() && m_state.data().faces->triangleCount() <= kFewTriangles;
+  return !isClear && m_state.data().faces->triangleCount() <= kFewTriangles;
 }
 
 // Whoever draws inside of faces only leaves half of an edge out where no second face is seen: at
