@@ -198,16 +198,3 @@ TEST(CutExtractor, ASetThatDoesNotFitIsNamed)
   expectNothing(ofGrid, swapped);
   EXPECT_GT(faceCount(ofGrid.isosurface(grid, 0.5, nullptr)), 0u);
 }
-
-TEST(CutExtractor, BrokenCellsAreLeftOutWithOneSentence)
-{
-  const std::vector<std::int32_t> connectivity{0, 1, 2, 3, 4, 1, 2, 9, 4, 5, 6, -1, 4, 5, 6, 8};
-  const std::vector<double> points{0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1, 5,   0,
-                                   0, 6, 0, 0, 5, 1, 0, 5, 0, 1, 5, 0, kNaN};
-  const MbVolumeMeshUnstructured mesh({MiCellShape::Tetrahedron, connectivity}, points);
-  CutExtractors cuts(mesh);
-  EXPECT_EQ(faceCount(cuts.plane({0, 0, 1}, 0.5, nullptr)), 1u);
-  EXPECT_THAT(cuts.planes->getWarnings(), ElementsAre(laws::brokenCells(3, 1)));
-  EXPECT_EQ(faceCount(cuts.plane({0, 0, 1}, 0.25, nullptr)), 1u);
-  EXPECT_THAT(cuts.planes->getWarnings(), IsEmpty());
-}

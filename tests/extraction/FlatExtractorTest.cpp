@@ -163,20 +163,8 @@ TEST(SurfaceExtract, RefinesHigherOrderCellsByTheTessellator)
   EXPECT_EQ(extractor->extractPoints(nullptr).geometry.getNodeCount(), 10u);
 }
 
-TEST(SurfaceExtract, LeavesBrokenCellsOutWithOneSentence)
+TEST(SurfaceExtract, KeepsTheCellsOfAGridThatTouchNoLostNode)
 {
-  const std::vector<std::int32_t> connectivity{0, 1, 2, 1, 2, 7, 1, 2, -1,
-                                               2, 1, 3, 4, 1, 0, 2, 2, 0};
-  std::vector<double> points{0, 0, 0, 1, 0, 0, 0, 1, 0, 1, 1, 0, kNaN, 0, 0};
-  const MbSurfaceMeshUnstructured triangles({MiCellShape::Triangle, connectivity}, points);
-  withSurface(triangles, true, [&](auto& extractor) {
-    const auto& surface = extractor.extractSurface(nullptr);
-    EXPECT_THAT(numbers(surface.provenance.cells), ElementsAre(0, 3));
-    EXPECT_THAT(extractor.getWarnings(), ElementsAre(laws::brokenCells(3, 1)));
-    extractor.extractSurface(nullptr);
-    EXPECT_THAT(extractor.getWarnings(), IsEmpty()) << "said once";
-  });
-  // A node of a grid takes its four cells with it.
   std::vector<double> lattice;
   for (int j = 0; j < 4; ++j)
     for (int i = 0; i < 4; ++i)
@@ -185,7 +173,6 @@ TEST(SurfaceExtract, LeavesBrokenCellsOutWithOneSentence)
   withSurface(grid, false, [&](auto& extractor) {
     EXPECT_THAT(numbers(extractor.extractSurface(nullptr).provenance.cells),
                 ElementsAre(0, 3, 6, 7, 8));
-    EXPECT_THAT(extractor.getWarnings(), ElementsAre(laws::brokenCells(4, 1)));
   });
   const std::vector<double> a{0, 1, kInfinity}, b{0, 1};
   const MbSurfaceMeshRectilinear axes(MbTopologyIj{2, 1}, a, b);

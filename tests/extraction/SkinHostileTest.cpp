@@ -71,26 +71,6 @@ MiArrayView view(const std::vector<T>& values)
 
 } // namespace
 
-TEST(SkinHostile, BrokenTetrahedraAreLeftOutWithOneSentence)
-{
-  const std::vector<std::int32_t> connectivity{0,          1, 2, 3, 4, 1, 2, 9, 4, 5, 6, -1,
-                                               2000000000, 5, 6, 7, 0, 5, 6, 8, 1, 2, 3, 4};
-  std::vector<double> points = somePoints(9);
-  points[3 * 8 + 1] = kNaN;
-  const MbVolumeMeshUnstructured mesh({MiCellShape::Tetrahedron, connectivity}, points);
-  for (const bool parallel : {false, true}) {
-    const auto extractor = MiSkinExtractUnstructured::getNewInstance(mesh, parallel);
-    const auto& surface = extractor->extractSkin(nullptr);
-    EXPECT_EQ(surface.topology.getCellCount(), 6u); // cells 0 and 5 share a face
-    laws::expectClosed(surface);
-    EXPECT_THAT(extractor->getWarnings(), ElementsAre(laws::brokenCells(4, 1)));
-    // Not said again while the stamps are the same.
-    extractor->setCellRange(0, 3);
-    EXPECT_EQ(extractor->extractSkin(nullptr).topology.getCellCount(), 4u);
-    EXPECT_THAT(extractor->getWarnings(), IsEmpty());
-  }
-}
-
 TEST(SkinHostile, UnknownShapesAreNamedAndLowerDimensionsHaveNoSkin)
 {
   const std::vector<std::int64_t> connectivity{0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3,

@@ -203,7 +203,7 @@ TEST(MdSurfaceMesh, RefillsOnlyWhatChanged)
   BuilderScene scene;
   GreyMapping grey;
   scene.mapping = &grey.mapping;
-  for (int i = 0; i < 10; ++i)
+  for (int i = 0; i < 2; ++i)
     scene.set({&scene.squares.perNode});
   EXPECT_EQ(fillsOf(scene), "1 1 1");
 

@@ -301,6 +301,39 @@ TYPED_TEST(EveryRepresentation, RefusesOtherKindsAtEveryAttemptAndDrawsNothing)
   EXPECT_FALSE(scene.draws());
 }
 
+TYPED_TEST(EveryRepresentation, ExtractsAndFillsOnceInTenTraversals)
+{
+  Scene<TypeParam> scene;
+  const auto fills = [&] {
+    const auto text = [](const MdMesh& builder) {
+      const auto counts = builder.getSceneGraph().getFillCounts();
+      return std::to_string(counts.indices) + " " + std::to_string(counts.geometry) + " " +
+             std::to_string(counts.colors);
+    };
+    if constexpr (requires { scene.node->getLineMeshes(); })
+      return text(scene.node->getLineMeshes()[0]);
+    else if constexpr (requires { scene.node->getSurfaceMesh(); })
+      return text(scene.node->getSurfaceMesh());
+    else
+      return text(scene.node->getLineMesh());
+  };
+  scene.traverse(10);
+  EXPECT_EQ(scene.counter.count, 1);
+  EXPECT_EQ(fills(), "1 1 1");
+  scene.mapping->colors.set1Value(1, SbVec4f(1, 0, 0, 1));
+  scene.traverse(3);
+  EXPECT_EQ(fills(), "1 1 2") << "another mapping";
+  // Other colours than those that it is made of, if it is.
+  const auto numbers = zoo::cellNumbers(*scene.source);
+  const SoRef<MoScalarSet> second(new MoScalarSet);
+  second->setScalarSet(numbers.get());
+  scene.above->addChild(second);
+  scene.node->colorScalarSetId = 1;
+  scene.traverse(3);
+  EXPECT_EQ(fills(), "1 1 3") << "another set";
+  EXPECT_EQ(scene.counter.count, 1) << "colours need no extraction";
+}
+
 TYPED_TEST(EveryRepresentation, UsesTheExtractorOfTheKindAndNamesIt)
 {
   for (const MeshType kind : servedKinds<TypeParam>()) {

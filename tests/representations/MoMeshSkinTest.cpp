@@ -18,28 +18,6 @@ class SkinKinds : public testing::TestWithParam<MeshType>
 
 } // namespace
 
-TEST(MoMeshSkin, ExtractsAndFillsOnceInTenTraversals)
-{
-  const Row row;
-  SkinScene scene;
-  scene.mesh->setMesh(row.mesh.get());
-  scene.set->setScalarSet(&row.perNode);
-  scene.traverse(10);
-  EXPECT_EQ(scene.faceCount(), 18);
-  EXPECT_EQ(scene.counter.count, 1);
-  EXPECT_EQ(scene.fills(), "1 1 1");
-  EXPECT_EQ(boxOf(scene.root).getMax(), SbVec3f(4, 0.5f, 0.25f));
-
-  scene.mapping->colors.set1Value(1, SbVec4f(1, 0, 0, 1));
-  scene.traverse(3);
-  EXPECT_EQ(scene.counter.count, 1) << "colours need no extraction";
-  EXPECT_EQ(scene.fills(), "1 1 2");
-  scene.set->setScalarSet(&row.perCell);
-  scene.traverse(3);
-  EXPECT_EQ(scene.counter.count, 1);
-  EXPECT_EQ(scene.fills(), "1 1 3");
-}
-
 TEST_P(SkinKinds, ExtractsTheCellsInRange)
 {
   const MeshType kind = GetParam();
