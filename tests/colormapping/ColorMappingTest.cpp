@@ -165,6 +165,13 @@ TEST(LevelColorMapping, AddsABandForThresholdsOutside)
 
   mapping.setMinThreshold({true, 0, kBlack}); // at the first level it counts as outside
   EXPECT_THAT(mapping.levels(), ElementsAre(-1.25, 0, 10, 25, 26.25));
+
+  mapping.setMinThreshold({});
+  mapping.setMaxThreshold({true, 20, kBlue}); // at the last one as inside: a band without width
+  EXPECT_THAT(mapping.levels(), ElementsAre(0, 10, 20, 20));
+  EXPECT_THAT(mapping.colors(), ElementsAre(kRed, kGreen, kBlue));
+  EXPECT_EQ(mapping.getColor(19.9), kGreen);
+  EXPECT_EQ(mapping.getColor(20), kBlue);
 }
 
 TEST(LevelColorMapping, KeepsOneColorWhenAThresholdCoversEveryLevel)

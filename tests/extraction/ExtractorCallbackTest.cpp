@@ -167,6 +167,12 @@ TEST_P(EveryExtractor, MapsSetsOfNodesAndCellsAndRefusesThoseThatDoNotFit)
   // Of as many values as there are nodes, numbered as those of no mesh or of no mesh so long.
   const MbScalardSetIj strange("ij", MiDataBinding::PerNode, nodeCount, 1,
                                std::vector<double>(nodeCount));
+  // Of the right size along I alone.
+  std::unique_ptr<MbScalardSetIj> tooLong;
+  if (const auto* sheet = dynamic_cast<const MiScalardSetIj*>(nodes.get()))
+    tooLong = std::make_unique<MbScalardSetIj>(
+        "j", MiDataBinding::PerNode, sheet->getSizeI(), sheet->getSizeJ() + 1,
+        std::vector<double>(sheet->getSizeI() * (sheet->getSizeJ() + 1)));
   const auto expectField = [&](const auto& at, const MeXDataSetI<double>* mapped,
                                const MeXDataSetI<MbVec3d>* mappedVectors) {
     ASSERT_TRUE(mapped && mappedVectors);
@@ -194,6 +200,9 @@ TEST_P(EveryExtractor, MapsSetsOfNodesAndCellsAndRefusesThoseThatDoNotFit)
     EXPECT_EQ(extractor.extractScalarSet(*nodes), extractor.extractScalarSet(*nodes)) << "once";
     EXPECT_EQ(extractor.extractScalarSet(tooShort), nullptr);
     EXPECT_EQ(extractor.extractScalarSet(strange), nullptr);
+    if (tooLong) {
+      EXPECT_EQ(extractor.extractScalarSet(*tooLong), nullptr);
+    }
   };
   if (auto* surfaces = dynamic_cast<MiSurfaceExtractor*>(job.extractor.get()))
     check(*surfaces, [&] { return surfaces->getSurface(); });
@@ -206,6 +215,9 @@ TEST_P(EveryExtractor, MapsSetsOfNodesAndCellsAndRefusesThoseThatDoNotFit)
     const MeXLineMeshUnstructured& line = several->getLines()[l];
     expectField(line, several->extractScalarSet(l, *nodes), several->extractVec3Set(l, *vectors));
     expectCells(several->extractScalarSet(l, *cells), line.provenance.nodeCells);
+    if (line.topology.getCellCount() > 0) {
+      EXPECT_EQ(several->extractScalarSet(l, *cells)->getBinding(), MiDataBinding::PerNode);
+    }
   }
   EXPECT_EQ(several->extractScalarSet(several->getLines().size(), *nodes), nullptr);
   EXPECT_EQ(several->extractScalarSet(0, tooShort), nullptr);

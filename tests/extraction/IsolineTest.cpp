@@ -220,7 +220,10 @@ TEST(Isoline, CutsQuadsAsTheBilinearFunctionWould)
   for (const double depth : {0.5, 2.0}) {
     for (const bool turned : {false, true}) {
       Sheet quad(1, 1, [&](double i, double j) { return (i == j) != turned ? 1 : -depth; });
-      const auto& lines = quad.lines(0);
+      // Beside a lower one, at which other corners are joined.
+      const std::vector<double> levels{-0.9, 0};
+      ASSERT_TRUE(quad.extractor->extractIsolines(levels, quad.set(), nullptr));
+      const auto& lines = quad.extractor->getLines()[1];
       EXPECT_EQ(shapeOf(lines).open, 2u);
       // The centre is above when the corners above are joined; a segment then cuts off each of the
       // corners below.
@@ -264,8 +267,8 @@ TEST(Isoline, CutsPolygonsAndThePartsOfQuadraticCells)
     const std::vector<double> values{1, middle, 1, 1, middle, 1};
     const MbScalardSetI arms("arms", MiDataBinding::PerNode, values);
     const auto other = MiIsolineExtractUnstructured::getNewInstance(hexagon, true);
-    ASSERT_TRUE(other->extractIsolines(std::vector<double>{0}, arms, nullptr));
-    const auto& cut = other->getLines()[0];
+    ASSERT_TRUE(other->extractIsolines(std::vector<double>{-0.9, 0}, arms, nullptr));
+    const auto& cut = other->getLines()[1];
     EXPECT_EQ(shapeOf(cut).open, 2u);
     // Joined: each line cuts off a middle node and stays in its half of the height.
     EXPECT_EQ(placesOf(cut)[0].second == placesOf(cut)[1].second, middle > -2);
@@ -372,8 +375,9 @@ TEST(Isoline, RefusesSetsThatDoNotFit)
   const MbScalardSetIj perCell("c", MiDataBinding::PerCell, 4, 3, twelve);
   const MbScalardSetI shorter("s", MiDataBinding::PerNode, ten);
   const MbScalardSetIjk cube("k", MiDataBinding::PerNode, MbIndex3{3, 2, 2}, twelve);
+  const MbScalardSetIj longer("l", MiDataBinding::PerNode, 5, 5, std::vector<double>(25));
   for (const MiTypedDataSet<double>* set :
-       std::initializer_list<const MiTypedDataSet<double>*>{&perCell, &shorter, &cube})
+       std::initializer_list<const MiTypedDataSet<double>*>{&perCell, &shorter, &cube, &longer})
   {
     EXPECT_FALSE(sheet.extractor->extractIsolines(value, *set, nullptr));
     EXPECT_TRUE(sheet.extractor->getLines().empty());
@@ -392,23 +396,13 @@ TEST(Isoline, HasNoLineWhereValuesAreNotFinite)
   EXPECT_EQ(shapeOf(nothing.lines(0)), (Shape{}));
 }
 
-TEST(Isoline, LeavesOutDeadRefusedAndBrokenCells)
+TEST(Isoline, LeavesOutDeadAndRefusedCells)
 {
   Sheet dead(5, 1, [](double, double j) { return j; }, {1, 1, 0, 1, 1});
   EXPECT_EQ(shapeOf(dead.lines(0.5)), (Shape{2, 0, 4}));
   MbFunctionFilterIj filter([](std::size_t i, std::size_t) { return i != 1; });
   ASSERT_TRUE(dead.extractor->extractIsolines(std::vector<double>{0.5}, dead.set(), &filter));
   EXPECT_EQ(shapeOf(dead.extractor->getLines()[0]), (Shape{2, 0, 3}));
-
-  const std::vector<std::int32_t> connectivity{0, 1, 2, 0, 9, 2, 1, 3, 2, -5, 1, 2};
-  const std::vector<float> points{0, 0, 0, 1, 0, 0, 0, 1, 0, 1, 1, 0};
-  const MbSurfaceMeshUnstructured broken({MiCellShape::Triangle, connectivity}, points);
-  const std::vector<int> numbers{0, 2, 4, 6};
-  const MbScalardSetI set("n", MiDataBinding::PerNode, numbers);
-  const auto extractor = MiIsolineExtractUnstructured::getNewInstance(broken, true);
-  ASSERT_TRUE(extractor->extractIsolines(std::vector<double>{3, 5}, set, nullptr));
-  EXPECT_EQ(shapeOf(extractor->getLines()[0]).open, 1u);
-  EXPECT_THAT(extractor->getWarnings(), ElementsAre(laws::brokenCells(2, 1)));
 }
 
 // Three sheets that meet in one edge, and a surface that touches itself in a node.

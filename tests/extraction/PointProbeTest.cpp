@@ -441,6 +441,15 @@ TEST(PointProbe, ReadsSetsOfEveryBindingAndRefusesThoseThatDoNotFit)
                                       std::vector<double>(18));
   EXPECT_TRUE(std::isnan(probe->getValue(tooShort)));
   EXPECT_TRUE(std::isnan(probe->getValue(numbered)));
+  // Too long along J.
+  const auto sheet = zoo::sheet(SURFACE_MESH_REGULAR, {2, 2, 0});
+  const auto flat = make<MiPointProbeIj>(zoo::as<SURFACE_MESH_REGULAR>(*sheet));
+  ASSERT_TRUE(flat->locate({1.5, 0.75, 0}, {}, nullptr));
+  const std::vector<double> ones(12, 1.0);
+  for (const std::size_t sizeJ : {3, 4})
+    EXPECT_EQ(std::isnan(
+                  flat->getValue(MbDataSetIj<double>("j", MiDataBinding::PerNode, 3, sizeJ, ones))),
+              sizeJ == 4);
 }
 
 TEST(PointProbe, SeesAChangedMesh)

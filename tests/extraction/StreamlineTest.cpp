@@ -347,4 +347,7 @@ TEST(Streamline, BearsFieldsThatStandStillOrAreNoNumbers)
   EXPECT_EQ(extract->getEnd(0), MiStreamlineEnd::LeftMesh);
   EXPECT_NEAR(extract->getPoints(0).back().y, 1, 1e-5);
   EXPECT_EQ(extract->getEnd(1), MiStreamlineEnd::NotInMesh);
+  extract->setDirection(MiStreamlineDirection::Backward);
+  ASSERT_TRUE(extract->extractStreamlines(std::span(&seed, 1), perCell, nullptr));
+  EXPECT_LT(distance(extract->getPoints(0).back(), {0.1, 0.1, 0}), 1e-5);
 }

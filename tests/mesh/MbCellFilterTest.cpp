@@ -88,8 +88,12 @@ TEST(MbCellFilter, OfAllSortsGiveTheSameAnswersInBulkAndAlone)
   EXPECT_EQ(answers(MbMaskFilterIjk(numbers, kCells)), expected);
   EXPECT_EQ(answers(MbMaskFilterIjk(words, kCells, MbMaskForm::Bit)), expected);
   const MbScalardSetIjk set("v", MiDataBinding::PerCell, kCells, values);
-  EXPECT_EQ(answers(MbValueRangeFilterIjk(set, 10, 15)), expected);
-  EXPECT_EQ(answers(MbValueRangeFilterIjk(Procedural(set), 10, 15)), expected);
+  // Both ends belong to the range.
+  for (const auto& [min, max] : {std::pair(10, 15), {12, 15}, {10, 12}, {12, 12}}) {
+    EXPECT_EQ(answers(MbValueRangeFilterIjk(set, min, max)), expected) << min << " " << max;
+    EXPECT_EQ(answers(MbValueRangeFilterIjk(Procedural(set), min, max)), expected)
+        << min << " " << max;
+  }
 
   const MbScalardSetIj sheet("v", MiDataBinding::PerCell, kCells.x, kCells.y, values);
   expected.resize(kCells.x * kCells.y);
@@ -110,9 +114,12 @@ TEST(MbCellFilter, OfAllSortsGiveTheSameAnswersInBulkAndAlone)
 TEST(MbCellFilter, RangesOfIndicesAreHalfOpen)
 {
   EXPECT_THAT(bulk(MbIndexRangeFilterI(2, 4), 0, 6), ElementsAre(0, 0, 1, 1, 0, 0));
-  const std::vector<int> box = answers(MbIndexRangeFilterIjk(MbIndex3{1, 1, 1}, MbIndex3{3, 2, 9}));
-  for (std::size_t cell = 0; cell < box.size(); ++cell)
-    EXPECT_EQ(box[cell], cell == 21 || cell == 22) << cell;
+  for (const std::size_t k : {0, 1}) {
+    const std::vector<int> box =
+        answers(MbIndexRangeFilterIjk(MbIndex3{1, 1, k}, MbIndex3{3, 2, k + 1}));
+    for (std::size_t cell = 0; cell < box.size(); ++cell)
+      EXPECT_EQ(box[cell], cell == 15 * k + 6 || cell == 15 * k + 7) << cell;
+  }
   EXPECT_THAT(answers(MbIndexRangeFilterIj(MbIndex3{0, 2, 0}, MbIndex3{1, 3, 1})),
               ElementsAre(0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0));
 }

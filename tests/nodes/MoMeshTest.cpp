@@ -260,14 +260,15 @@ TEST(MoMesh, PublishesTheRepresentationThatItIsConnectedFrom)
   const EmptyMesh<MiVolumeMeshRegular> mesh;
   const SoRef<MoMesh> node(new MoMesh);
   const SoRef<IdleRepresentation> representation(new IdleRepresentation);
-  const auto connected = [&] {
+  const auto connectedTo = [](MoMesh* published) {
     MoMeshRepresentation* found = nullptr;
     MeshType type;
     lookBehind(
         [&](SoState* state) { found = MoMeshElement::getConnectedRepresentation(state, type); },
-        node.get());
+        published);
     return found;
   };
+  const auto connected = [&] { return connectedTo(node); };
   node->setMesh(&mesh);
   auto id = node->getNodeId();
   node->connectFrom(representation);
@@ -281,6 +282,11 @@ TEST(MoMesh, PublishesTheRepresentationThatItIsConnectedFrom)
   representation->clear();
   EXPECT_NE(representation->getTimeStamp(), found.stamp);
   EXPECT_EQ(publishedBy(node).stamp, representation->getTimeStamp());
+
+  // A copy of the node alone has the same source.
+  const SoRef<MoMesh> copy(static_cast<MoMesh*>(node->copy()));
+  EXPECT_EQ(connectedTo(copy), representation.get());
+  EXPECT_EQ(publishedBy(copy).mesh, nullptr);
 
   node->connectFrom(nullptr);
   EXPECT_EQ(publishedBy(node).mesh, &mesh);

@@ -6,6 +6,7 @@
 #include <velmo/nodes/MoDataBinding.h>
 #include <velmo/nodes/MoMaterial.h>
 #include <velmo/nodes/MoScalarSetI.h>
+#include <velmo/nodes/MoScalarSetIjk.h>
 #include <velmo/representation/MxAttributesManager.h>
 
 #include <tests/support/StateProbe.h>
@@ -65,6 +66,33 @@ TEST(MoMeshSkin, FindsTypedSetsOnlyWithoutGeneralOnes)
       << "the general node, though empty, hides the typed one";
   scene.root->removeChild(scene.set);
   EXPECT_THAT(colorSets(scene, VOLUME_MESH_UNSTRUCTURED), ElementsAre(&row.perNode));
+}
+
+TEST(MoMeshSkin, FindsTypedSetsOfTheNumberingThatTheBindingSays)
+{
+  const Row row(VOLUME_MESH_HEXAHEDRON_IJK);
+  const MbScalardSetIjk cells("cells", MiDataBinding::PerCell, {4, 1, 1}, counted(4));
+  SkinScene scene;
+  scene.mesh->setMesh(row.mesh.get());
+  scene.root->removeChild(scene.set);
+  const SoRef<MoDataBinding> binding(new MoDataBinding);
+  const SoRef<MoScalarSetIjk> ofCells(new MoScalarSetIjk);
+  ofCells->setScalarSet(&cells);
+  const SoRef<MoScalarSetI> ofNodes(new MoScalarSetI);
+  ofNodes->setScalarSet(&row.perNode);
+  scene.above->addChild(binding);
+  scene.above->addChild(ofNodes);
+  for (const bool hasCells : {false, true}) {
+    if (hasCells) scene.above->addChild(ofCells);
+    const auto found = [&](MoDataBinding::DataBinding wanted) {
+      binding->dataBinding = wanted;
+      return colorSets(scene, VOLUME_MESH_HEXAHEDRON_IJK);
+    };
+    const MiTypedDataSet<double>* own = hasCells ? &cells : nullptr;
+    EXPECT_THAT(found(MoDataBinding::PER_CELL), ElementsAre(own)) << "nodes are no cells";
+    EXPECT_THAT(found(MoDataBinding::PER_NODE), ElementsAre(&row.perNode));
+    EXPECT_THAT(found(MoDataBinding::AUTO), ElementsAre(hasCells ? own : &row.perNode));
+  }
 }
 
 TEST(MoMeshSkin, GathersTheSetsThatSuitMeshAndBindingForACombinedMapping)

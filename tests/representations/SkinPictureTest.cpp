@@ -1,6 +1,9 @@
 #include <tests/representations/SkinScene.h>
 
+#include <velmo/base/MxTimeStamp.h>
+#include <velmo/colormapping/MoCombineColorMapping.h>
 #include <velmo/colormapping/MoLevelColorMapping.h>
+#include <velmo/colormapping/MoUndefinedColor.h>
 #include <velmo/mesh/MbDataSet.h>
 #include <velmo/mesh/MbMesh.h>
 #include <velmo/nodes/MoDrawStyle.h>
@@ -68,6 +71,20 @@ protected:
   SoRef<MoDrawStyle> drawStyle{new MoDrawStyle};
   SoRef<MoMaterial> material{new MoMaterial};
   MbImage picture;
+};
+
+/// One colour for whatever it is asked.
+class Paint final : public MiCombineColorMapping
+{
+public:
+  explicit Paint(const SbColorRGBA& color) : m_color(color) {}
+  SbColorRGBA getColor(std::vector<double>) const override { return m_color; }
+  void getRange(double& min, double& max) const override { min = 0, max = 1; }
+  std::uint64_t getTimeStamp() const override { return m_stamp; }
+
+private:
+  const SbColorRGBA m_color;
+  const std::uint64_t m_stamp = MxTimeStamp::take();
 };
 
 testing::Matcher<std::vector<int>> rgb(int r, int g, int b)
@@ -201,6 +218,28 @@ TEST_F(SkinPicture, FollowsWhatStandsOutsideACachedSeparator)
   scene.mapping->colors.set1Value(0, SbVec4f(1, 0, 0, 1));
   drawAgain();
   EXPECT_THAT(inside(), rgb(255, 0, 0)) << "mapping";
+
+  const MbScalardSetI hole("hole", MiDataBinding::PerCell, std::vector<double>{kNaN, 10, 5, 0});
+  scene.set->setScalarSet(&hole);
+  const SoRef<MoUndefinedColor> undefined(new MoUndefinedColor);
+  scene.above->addChild(undefined);
+  drawAgain();
+  undefined->color = SbColor(0, 1, 0);
+  drawAgain();
+  EXPECT_THAT(inside(), rgb(0, 255, 0)) << "undefined colour";
+  const Paint cyan({0, 1, 1, 1}), magenta({1, 0, 1, 1});
+  const SoRef<MoCombineColorMapping> combine(new MoCombineColorMapping);
+  scene.above->addChild(combine);
+  scene.root->removeChild(scene.mapping);
+  for (const Paint* paint : {&cyan, &magenta}) {
+    combine->setColorMapping(paint);
+    drawAgain();
+    EXPECT_THAT(at(1.5, 0.2), rgb(paint == &cyan ? 0 : 255, paint == &cyan ? 255 : 0, 255))
+        << "combined mapping";
+  }
+  scene.above->removeChild(combine);
+  scene.root->insertChild(scene.mapping, 1);
+
   scene.set->setScalarSet(&perNode);
   drawAgain();
   EXPECT_THAT(at(1.9, 0.2), rgb(255, 242, 242)) << "set";

@@ -1,5 +1,7 @@
 #include <tests/representations/SkinScene.h>
 
+#include <velmo/base/MxTimeStamp.h>
+#include <velmo/colormapping/MoCombineColorMapping.h>
 #include <velmo/mesh/MbCellFilter.h>
 #include <velmo/mesh/MbMesh.h>
 #include <velmo/nodes/MoCellFilter.h>
@@ -19,6 +21,18 @@
 #include <gtest/gtest.h>
 
 namespace {
+
+class Grey final : public MiCombineColorMapping
+{
+public:
+  SbColorRGBA getColor(std::vector<double>) const override { return {0.5f, 0.5f, 0.5f, 1}; }
+  void getRange(double& min, double& max) const override { min = 0, max = 1; }
+  std::uint64_t getTimeStamp() const override { return m_stamp; }
+  void touch() { m_stamp = MxTimeStamp::take(); }
+
+private:
+  std::uint64_t m_stamp = MxTimeStamp::take();
+};
 
 // A skin before a camera.
 class RefillScene : public SkinScene
@@ -88,6 +102,15 @@ TEST(SkinRefill, DoesOnlyWhatAChangeAsksFor)
 
   scene.mapping->values.set1Value(1, 20.0f);
   EXPECT_EQ(scene.frame(), "0 001 0001") << "mapping";
+  Grey grey;
+  const SoRef<MoCombineColorMapping> combine(new MoCombineColorMapping);
+  combine->setColorMapping(&grey);
+  scene.above->addChild(combine);
+  EXPECT_EQ(scene.frame(), "0 001 0001") << "combined mapping";
+  EXPECT_EQ(scene.frame(), "0 000 0000");
+  grey.touch();
+  combine->touch();
+  EXPECT_EQ(scene.frame(), "0 001 0001") << "its answers";
   EXPECT_EQ(scene.frame(), "0 000 0000");
   scene.values.touch();
   EXPECT_EQ(scene.frame(), "0 001 0001") << "values";
