@@ -1,6 +1,6 @@
 #include <velmoview/Arrays.h>
 
-#include <cmath>
+#include <velmo/base/MxLength.h>
 
 namespace velmoview {
 
@@ -37,7 +37,7 @@ double valueOf(const ModelArray& array, std::size_t item)
 {
   if (array.components == 1) return mbNumber(array.values, item);
   const MbVec3d v = mbPoint(array.values, item);
-  return std::hypot(v.x, v.y, v.z);
+  return mxLength(v.x, v.y, v.z);
 }
 
 const MiTypedDataSet<double>& scalarsOf(const Model& model, const ModelArray& array)

@@ -274,6 +274,18 @@ TEST(LegacyVtk, AxesWithOneNodeMakeSurfacesAndLines)
               HasSubstr("line 5: the dimensions are too large"));
 }
 
+TEST(LegacyVtk, LengthsOfVectorsAreCountedByTheirWorstComponent)
+{
+  const MbMeshFile file = readText(ascii("STRUCTURED_POINTS\nDIMENSIONS 6 1 1\nPOINT_DATA 6\n"
+                                         "VECTORS v double\n3 4 0 nan 1 1 inf nan 0 1 -inf 1 "
+                                         "0 0 1e200 nan inf -inf\n"));
+  const MbValueRange& lengths = file.getArrays()[0].ranges[3];
+  EXPECT_EQ(lengths.min, 5);
+  EXPECT_EQ(lengths.max, 1e200);
+  EXPECT_EQ(lengths.nanCount, 3u) << "also where another component is infinite";
+  EXPECT_EQ(lengths.infiniteCount, 1u);
+}
+
 TEST(LegacyVtk, NumbersAreReadAsPeopleWriteThem)
 {
   const auto values = [](const std::string& type, const std::string& words) {

@@ -1,3 +1,4 @@
+#include <velmo/base/MxLength.h>
 #include <velmo/io/MxFileArray.h>
 #include <velmo/io/MxFileStatistics.h>
 
@@ -75,8 +76,7 @@ MbValueRange magnitudeRangeOf(const T* values, std::size_t count)
   for (std::size_t i = 0; i < count; ++i) {
     const auto x = static_cast<double>(values[3 * i]), y = static_cast<double>(values[3 * i + 1]),
                z = static_cast<double>(values[3 * i + 2]);
-    // hypot alone answers infinity for an infinite and a NaN component.
-    add(range, std::isnan(x) || std::isnan(y) || std::isnan(z) ? x + y + z : std::hypot(x, y, z));
+    add(range, mxLength(x, y, z));
   }
   return range;
 }
