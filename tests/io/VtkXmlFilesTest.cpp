@@ -94,6 +94,29 @@ std::string gridFile(VtkXmlWriter w, const std::string& dataSet, const Extent& e
   return w.file(dataSet, attributes(kWhole));
 }
 
+/// A triangle in a square, the second of two when `second`; one of the nodes that both have is
+/// marked in it.
+/// @param ghost  of the triangle; none for no marks at all
+std::string triangleFile(bool second, std::optional<int> ghost, const char* pointType = "Float64")
+{
+  VtkXmlWriter w;
+  w.body = "<Piece NumberOfPoints=\"3\" NumberOfCells=\"1\"><PointData>";
+  w.array<std::int32_t>("GlobalNodeId", "Int32", {1, second ? 3 : 2, second ? 4 : 3});
+  w.array<double>("n", "Float64", {second ? -1. : 1., 2, 3});
+  if (ghost) w.array<std::uint8_t>("vtkGhostType", "UInt8", {1, 0, 0});
+  w.body += "</PointData><CellData>";
+  w.array<std::int32_t>("c", "Int32", {second ? 20 : 10});
+  if (ghost) w.array<std::uint8_t>("vtkGhostType", "UInt8", {static_cast<std::uint8_t>(*ghost)});
+  w.body += "</CellData><Points>";
+  w.array<double>("p", pointType, {0, 0, 0, 1, second ? 1. : 0., 0, second ? 0. : 1., 1, 0}, 3);
+  w.body += "</Points><Cells>";
+  w.array<std::int64_t>("connectivity", "Int64", {0, 1, 2});
+  w.array<std::int64_t>("offsets", "Int64", {3});
+  w.array<std::uint8_t>("types", "UInt8", {5});
+  w.body += "</Cells></Piece>\n";
+  return w.file();
+}
+
 /// Files that go away together.
 class Folder
 {
@@ -230,9 +253,52 @@ TEST(VtkXmlFiles, PiecesOfStructuredMeshesShareTheirNodes)
         MbMeshFile::read(folder.write("all", parallelFile(dataSet, overlapping)));
     EXPECT_EQ(ghosts.getDeadCellCount(), 0u);
     EXPECT_EQ(ghosts.findArray("c")->ranges[0].max, 4 + 10 - 100);
+    // A piece without marks holds no ghosts, also where it stands before one that has some.
+    folder.write("piece0", gridFile({}, dataSet, overlapping[1]));
+    folder.write("piece1", gridFile({}, dataSet, overlapping[0], 3));
+    const MbMeshFile unmarked = MbMeshFile::read(
+        folder.write("all", parallelFile(dataSet, {overlapping[1], overlapping[0]})));
+    EXPECT_EQ(unmarked.getDeadCellCount(), 0u);
+    EXPECT_EQ(unmarked.findArray("c")->ranges[0].max, 4 + 10 - 100);
     // Alone they are dead.
     EXPECT_EQ(readText(gridFile({}, dataSet, kWhole, 3)).getDeadCellCount(), 4u);
   }
+}
+
+TEST(VtkXmlFiles, PiecesThatDoNotFitEachOtherAreRefused)
+{
+  const std::vector<Extent> extents{{2, 4, 0, 2, -1, 0}, {4, 5, 0, 2, -1, 0}};
+  const struct
+  {
+    const char *dataSet, *from, *to, *error;
+  } cases[] = {
+      {"ImageData", "Origin=\"1", "Origin=\"2", "the pieces have different origins or spacings"},
+      {"ImageData", "Spacing=\"0.5", "Spacing=\"0.6",
+       "the pieces have different origins or spacings"},
+      {"RectilinearGrid", "\"Float64\" Name=\"x\"", "\"Float32\" Name=\"x\"",
+       "coordinates of the pieces are of different types"},
+      {"StructuredGrid", "\"Float64\" Name=\"P", "\"Float32\" Name=\"P",
+       "points of the pieces are of different types"}};
+  const Folder folder;
+  for (const auto& [dataSet, from, to, error] : cases) {
+    SCOPED_TRACE(error);
+    folder.write("piece0", gridFile({}, dataSet, extents[0]));
+    folder.write("piece1", replaced(gridFile({}, dataSet, extents[1]), from, to));
+    EXPECT_EQ(folder.errorOf("all", parallelFile(dataSet, extents)),
+              std::string("all: : ") + error);
+  }
+  VtkXmlWriter w;
+  w.body = "<Piece Source=\"b\"/><Piece Source=\"a\"/>";
+  const std::string both = w.file("PUnstructuredGrid");
+  folder.write("a", triangleFile(false, {}, "Float32"));
+  folder.write("b", triangleFile(true, 1));
+  EXPECT_EQ(folder.errorOf("all", both), "all: : points of the pieces are of different types");
+  // Where one of them has marks of ghosts, the other one has none that are.
+  folder.write("a", triangleFile(false, {}));
+  const MbMeshFile file = MbMeshFile::read(folder.write("all", both));
+  EXPECT_EQ(file.getDeadCellCount(), 1u);
+  EXPECT_THAT(valuesOf(file, "n"), ElementsAre(1, 2, 3, 2));
+  EXPECT_THAT(file.getNotes(), IsEmpty());
 }
 
 TEST(VtkXmlFiles, ATurnedImageIsCurvilinear)

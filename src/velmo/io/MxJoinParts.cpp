@@ -1,5 +1,6 @@
 #include <velmo/io/MbMeshFile.h>
 #include <velmo/io/MxFileMesh.h>
+#include <velmo/io/MxStructuredParts.h>
 #include <velmo/mesh/MbArray.h>
 
 #include <algorithm>
@@ -160,6 +161,10 @@ MxFileMesh mxJoinParts(std::vector<MxFileMesh> parts, const std::string& path)
     if (part.layout != MxFileLayout::Cells || part.vertex)
       throw MbMeshFileError(path, "", "the parts are meshes of different kinds");
   makeAlike(parts);
+  std::vector<MxFileMesh*> meshes;
+  for (MxFileMesh& part : parts)
+    meshes.push_back(&part);
+  mxCompleteGhosts(meshes);
   for (MxFileMesh& part : parts) {
     if (part.cells.faces) {
       // In 64 bits without a sign, as damaged numbers may be as large as they like.

@@ -12,11 +12,13 @@ constexpr std::size_t kDuplicateCell = 1, kHiddenCell = 32;
 /// needed for the whole grid.
 constexpr std::size_t kLeastShare = 16;
 
-const MxFileSet* ghosts(const MxFileMesh& mesh)
+constexpr const char* kGhostName = "vtkGhostType";
+
+const MxFileSet* ghosts(const MxFileMesh& mesh, MiDataBinding binding = MiDataBinding::PerCell)
 {
   for (const MxFileSet& set : mesh.sets)
-    if (set.binding == MiDataBinding::PerCell && set.name == "vtkGhostType" &&
-        set.components == 1 && isInteger(set.values.type))
+    if (set.binding == binding && set.name == kGhostName && set.components == 1 &&
+        isInteger(set.values.type))
       return &set;
   return nullptr;
 }
@@ -192,14 +194,13 @@ private:
     const auto add = [&](bool skipGhosts) {
       for (std::size_t p = 0; p < m_parts.size(); ++p) {
         const MxFileSet* ghost = skipGhosts ? ghosts(m_parts[p].mesh) : nullptr;
-        if (skipGhosts && !ghost) continue;
         scatter(placeOf(m_parts[p], cells), whole.data.get(), found[p]->values.data.get(), width,
                 ghost ? ghost->values.view() : MiArrayView(), m_parallel);
       }
     };
     add(false);
     // What is no ghost in one part wins over the ghosts of others.
-    if (cells) add(true);
+    if (cells && ghosts(m_parts.front().mesh)) add(true);
     m_result.sets.push_back({wanted.name, wanted.binding, wanted.components, std::move(whole)});
   }
 
@@ -249,6 +250,10 @@ MxFileMesh mxJoinStructured(std::vector<MxStructuredPart> parts, std::optional<M
         whole->last[axis] = std::max(whole->last[axis], part.extent.last[axis]);
       }
   }
+  std::vector<MxFileMesh*> meshes;
+  for (MxStructuredPart& part : parts)
+    meshes.push_back(&part.mesh);
+  mxCompleteGhosts(meshes);
   MxFileMesh result = parts.size() == 1 && parts.front().extent == *whole
                           ? std::move(parts.front().mesh)
                           : StructuredJoin(parts, *whole, path, parallel).run();
@@ -322,6 +327,26 @@ MxFileMesh mxAsUnstructured(MxFileMesh mesh, bool parallel)
   mesh.layout = MxFileLayout::Cells;
   mesh.axes = {};
   return mesh;
+}
+
+void mxCompleteGhosts(std::span<MxFileMesh* const> parts)
+{
+  for (const MiDataBinding binding : {MiDataBinding::PerCell, MiDataBinding::PerNode}) {
+    const MxFileSet* model = nullptr;
+    for (const MxFileMesh* part : parts)
+      if (!model) model = ghosts(*part, binding);
+    if (!model) continue;
+    const MiScalarType type = model->values.type;
+    for (MxFileMesh* part : parts) {
+      if (ghosts(*part, binding)) continue;
+      // A structured part of a single node has a value per cell, too.
+      const std::size_t cells =
+          part->layout == MxFileLayout::Cells ? part->cells.count : product(cellsOf(part->nodes));
+      MxFileArray none(type, binding == MiDataBinding::PerCell ? cells : part->nodeCount);
+      if (none) std::memset(none.data.get(), 0, none.byteCount());
+      part->sets.push_back({kGhostName, binding, 1, std::move(none)});
+    }
+  }
 }
 
 void mxApplyGhosts(MxFileMesh& mesh, bool parallel)

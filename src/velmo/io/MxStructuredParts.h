@@ -2,6 +2,8 @@
 
 #include <velmo/io/MxFileMesh.h>
 
+#include <span>
+
 /// A grid may be described in a line, whatever its size: more nodes than this are taken for damage.
 inline constexpr std::size_t kMostGridNodes = std::size_t{1} << 32;
 
@@ -36,6 +38,10 @@ MxFileArray mxStructuredPoints(const MxFileMesh& mesh, bool parallel);
 
 /// A structured mesh as one of nodes and cells: hexahedra, quads or lines.
 MxFileMesh mxAsUnstructured(MxFileMesh mesh, bool parallel);
+
+/// Gives marks of ghosts to the parts that have none, where others have some: nothing in them is a
+/// ghost. Otherwise the array would be one that not every part has, and be left out.
+void mxCompleteGhosts(std::span<MxFileMesh* const> parts);
 
 /// Marks as dead the cells that the file's own array "vtkGhostType" calls duplicates or hidden.
 void mxApplyGhosts(MxFileMesh& mesh, bool parallel);
