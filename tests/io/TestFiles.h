@@ -1,5 +1,7 @@
 #pragma once
 
+#include <tests/support/RealFiles.h>
+
 #include <velmo/io/MbMeshFile.h>
 #include <velmo/mesh/MbArray.h>
 #include <velmo/mesh/MbMeshDump.h>
@@ -14,16 +16,6 @@
 #include <string>
 #include <unistd.h>
 #include <vector>
-
-/// The folder of real meshes; empty when there is none.
-inline std::filesystem::path dataFolder()
-{
-  const std::filesystem::path folder = VELMO_TEST_DATA;
-  return std::filesystem::exists(folder / "reference.json") ? folder : "";
-}
-
-#define SKIP_WITHOUT_DATA()                                                                        \
-  if (dataFolder().empty()) GTEST_SKIP() << "VELMO_TEST_DATA names no folder of test meshes"
 
 /// A file that goes away with the object.
 class TemporaryFile

@@ -2,6 +2,8 @@
 
 #include <velmoview/Run.h>
 
+#include <tests/support/RealFiles.h>
+
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
@@ -88,6 +90,5 @@ inline std::string twoCubes(bool broken = false)
 /// A file of the test data, or nothing when the data is not there.
 inline std::string dataFile(const std::string& name)
 {
-  const std::string folder = VELMO_TEST_DATA;
-  return folder.empty() || !std::filesystem::exists(folder) ? "" : folder + "/" + name;
+  return dataFolder().empty() ? "" : (dataFolder() / name).string();
 }
