@@ -227,6 +227,13 @@ TEST(MoColorMappingTest, CustomAndCombineNodesPassOnTheApplicationsMapping)
   EXPECT_EQ(combine->getColorMapping(), &combination);
   EXPECT_EQ(scene.traverse(), &mapping);
   EXPECT_EQ(scene.combination(), &combination);
+
+  // So do their copies.
+  const SoRef<MoCustomColorMapping> copy(static_cast<MoCustomColorMapping*>(custom->copy()));
+  const SoRef<MoCombineColorMapping> other(static_cast<MoCombineColorMapping*>(combine->copy()));
+  Scene copies{copy, other};
+  EXPECT_EQ(copies.traverse(), &mapping);
+  EXPECT_EQ(copies.combination(), &combination);
 }
 
 TEST(MoColorMappingTest, ElementsMatchWhenTheirStampsDo)

@@ -270,6 +270,8 @@ TEST(MoCellFilter, KnowsTheKindAndKeepsTheOldOneForAStranger)
   node->setCellFilter(&ij);
   EXPECT_EQ(publishedBy(node), std::pair(CELL_FILTER_IJ, (const MiCellFilter*)&ij));
   EXPECT_THAT(warnings.texts(), IsEmpty());
+  const SoRef<MoCellFilter> copy(static_cast<MoCellFilter*>(node->copy()));
+  EXPECT_EQ(publishedBy(copy), std::pair(CELL_FILTER_IJ, (const MiCellFilter*)&ij));
 
   const StrangeFilter strange(4);
   const auto id = node->getNodeId();

@@ -111,6 +111,20 @@ TEST(Camera, ShowsAllPointsAndTouchesTheMargins)
       if (isWide) {
         EXPECT_GT(reach, 0.7);
       }
+
+      // What is kept free, at one side more than at the other, stays free.
+      const PictureMargins margins{.left = 0.1, .right = 0.25, .bottom = 0.05, .top = 0.3};
+      fitCamera(*camera, points, viewAxes(direction), 1.5, margins);
+      const SbViewVolume narrow = camera->getViewVolume(1.5f);
+      for (std::size_t n = 0; n + 1 < points.size(); ++n) {
+        const MbVec3d& p = points[n];
+        SbVec3f seen;
+        narrow.projectToScreen({float(p.x), float(p.y), float(p.z)}, seen);
+        EXPECT_GT(seen[0], margins.left);
+        EXPECT_LT(seen[0], 1 - margins.right);
+        EXPECT_GT(seen[1], margins.bottom);
+        EXPECT_LT(seen[1], 1 - margins.top);
+      }
       camera->unref();
     }
   }

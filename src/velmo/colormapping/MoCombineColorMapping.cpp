@@ -23,3 +23,9 @@ void MoCombineColorMapping::doAction(SoAction* action)
 {
   if (m_colorMapping) MoCombineColorMappingElement::set(action->getState(), this, m_colorMapping);
 }
+
+void MoCombineColorMapping::copyContents(const SoFieldContainer* from, SbBool copyConnections)
+{
+  MoActionNode::copyContents(from, copyConnections);
+  m_colorMapping = static_cast<const MoCombineColorMapping*>(from)->m_colorMapping;
+}

@@ -19,6 +19,7 @@ public:
 
 protected:
   ~MoCombineColorMapping() override;
+  void copyContents(const SoFieldContainer* from, SbBool copyConnections) override;
 
 private:
   const MiCombineColorMapping* m_colorMapping = nullptr;

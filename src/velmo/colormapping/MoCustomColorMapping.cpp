@@ -14,3 +14,9 @@ void MoCustomColorMapping::setColorMapping(const MiScalarColorMapping* mapping)
   m_colorMapping = mapping;
   touch();
 }
+
+void MoCustomColorMapping::copyContents(const SoFieldContainer* from, SbBool copyConnections)
+{
+  MoColorMapping::copyContents(from, copyConnections);
+  m_colorMapping = static_cast<const MoCustomColorMapping*>(from)->m_colorMapping;
+}

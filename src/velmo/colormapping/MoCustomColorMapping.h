@@ -16,4 +16,5 @@ public:
 
 protected:
   ~MoCustomColorMapping() override;
+  void copyContents(const SoFieldContainer* from, SbBool copyConnections) override;
 };
