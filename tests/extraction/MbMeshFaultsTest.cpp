@@ -150,7 +150,7 @@ TEST(MbMeshFaults, MiddleNodesBeyondTheQuarterFoldAQuadraticCell)
 
 TEST(MbMeshFaults, PolyhedraMustBeClosed)
 {
-  const std::vector<int> nodes{0, 1, 2, 3, 4, 5, 6, 7}, ends{0, 8};
+  std::vector<int> nodes{0, 1, 2, 3, 4, 5, 6, 7}, ends{0, 8};
   std::vector<int> faces{6, 4, 0, 3, 2, 1, 4, 4, 5, 6, 7, 4, 0, 1, 5, 4,
                          4, 1, 2, 6, 5, 4, 2, 3, 7, 6, 4, 3, 0, 4, 7};
   const auto check = [&] {
@@ -163,6 +163,13 @@ TEST(MbMeshFaults, PolyhedraMustBeClosed)
     return mbFindFaults(MbVolumeMeshUnstructured(MbTopologyI(std::move(arrays)), kCube));
   };
   expectOnly(check(), {});
+  // A face three times in one cell is no face of three cells.
+  const std::vector<int> whole = faces;
+  faces[0] = 8;
+  for (int times = 0; times < 2; ++times)
+    faces.insert(faces.end(), {4, 0, 3, 2, 1});
+  expectOnly(check(), {{Fault::OpenPolyhedron, {0}}});
+  faces = whole;
   faces.resize(faces.size() - 5);
   faces[0] = 5;
   expectOnly(check(), {{Fault::OpenPolyhedron, {0}}});

@@ -83,6 +83,7 @@ TEST(SkinHostile, UnknownShapesAreNamedAndLowerDimensionsHaveNoSkin)
   EXPECT_EQ(extractor->extractSkin(nullptr).topology.getCellCount(), 6u);
   EXPECT_THAT(extractor->getWarnings(), ElementsAre("2 cells of unknown shape 99 left out.",
                                                     "1 cell of unknown shape 300 left out."));
+  EXPECT_EQ(mesh.getTopology().getCellShape(5), MiCellShape{255}) << "not what its last byte says";
 }
 
 // Whatever the arrays hold, nothing is read beyond them (the sanitizer runs watch).

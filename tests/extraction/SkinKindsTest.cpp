@@ -113,6 +113,13 @@ TEST_P(SkinKinds, FiltersAndRangesTakeCellsAwayAsIfDead)
   const Range range{{3, 2, kNone}, {68, kNone, 7}};
   const auto ranged = makeExtractor(*mesh, true);
   EXPECT_EQ(laws::bytesOf(extract(*ranged, nullptr, &rest, &range)), expected);
+  // Few cells of long rows are asked for one by one.
+  const MbFunctionFilterIjk layer([&](std::size_t i, std::size_t j, std::size_t k) {
+    return i >= 20 && i < 24 && (i + j + k) % 7 != 0;
+  });
+  const Range thin{{20, kNone, kNone}, {24, kNone, kNone}};
+  EXPECT_EQ(laws::bytesOf(extract(*ranged, nullptr, &rest, &thin)),
+            laws::bytesOf(extract(*filtered, nullptr, &layer)));
   const Range nothing{{kNone, kNone, kNone}, {0, 0, 0}};
   EXPECT_EQ(extract(*ranged, nullptr, nullptr, &nothing).topology.getCellCount(), 0u);
   const Range beyond{{100, 0, 0}, {kNone, kNone, kNone}};
