@@ -1,8 +1,8 @@
 #include <tests/support/ExtractorOf.h>
-#include <velmo/extraction/algorithms/MxShapeFunctions.h>
 #include <velmo/extraction/extractors/MiPointProbe.h>
 #include <velmo/mesh/MbCellFilter.h>
 #include <velmo/mesh/MbDataSet.h>
+#include <velmo/mesh/MxShapeFunctions.h>
 #include <velmo/mesh/views/MxCellView.h>
 
 #include <atomic>

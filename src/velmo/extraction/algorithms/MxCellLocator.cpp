@@ -2,8 +2,8 @@
 
 #include <velmo/extraction/algorithms/MxIjkGrid.h>
 #include <velmo/extraction/algorithms/MxMeshCheck.h>
-#include <velmo/extraction/algorithms/MxShapeFunctions.h>
 #include <velmo/extraction/algorithms/MxShared.h>
+#include <velmo/mesh/MxShapeFunctions.h>
 #include <velmo/mesh/views/MxCells.h>
 
 #include <cmath>

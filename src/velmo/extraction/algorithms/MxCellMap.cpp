@@ -1,7 +1,7 @@
 #include <velmo/extraction/algorithms/MxCellMap.h>
 
 #include <velmo/extraction/algorithms/MxCones.h>
-#include <velmo/extraction/algorithms/MxShapeFunctions.h>
+#include <velmo/mesh/MxShapeFunctions.h>
 
 #include <cmath>
 

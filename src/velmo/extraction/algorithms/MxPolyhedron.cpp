@@ -2,7 +2,7 @@
 
 #include <velmo/extraction/algorithms/MxCones.h>
 #include <velmo/extraction/algorithms/MxFaceMatch.h>
-#include <velmo/extraction/algorithms/MxShapeFunctions.h>
+#include <velmo/mesh/MxShapeFunctions.h>
 
 namespace {
 
