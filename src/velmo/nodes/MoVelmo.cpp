@@ -73,286 +73,194 @@
 #include <Inventor/SoInput.h>
 
 #include <cstdlib>
-#include <string_view>
+#include <type_traits>
 
-// Adding a class takes its include above and its line in kClasses. Its place in the two orders
-// below is settled: they name every class of the library, also those that are still to be written.
+// A class is registered by its include above and one line in each of the two orders below. Comments
+// keep the places of classes that are still to be written.
 
 namespace {
 
-struct ClassEntry
+template <class... Classes>
+struct ClassList
 {
-  std::string_view name;
-  void (*init)();
-  void (*exit)();
+  static void init() { (Classes::initClass(), ...); }
+  static void exit() { (Classes::exitClass(), ...); }
+  template <class Class>
+  static constexpr bool holds()
+  {
+    return (std::is_same_v<Class, Classes> || ...);
+  }
+  template <class Other>
+  static constexpr bool isWithin()
+  {
+    return (Other::template holds<Classes>() && ...);
+  }
 };
 
 // clang-format off
-#define ENTRY(Class) {#Class, &Class::initClass, &Class::exitClass}
-
-constexpr ClassEntry kClasses[] = {
-    ENTRY(MoFaceDetail),
-    ENTRY(MoFaceDetailI),
-    ENTRY(MoFaceDetailIj),
-    ENTRY(MoFaceDetailIjk),
-    ENTRY(MoLineDetail),
-    ENTRY(MoLineDetailI),
-    ENTRY(MoLineDetailIj),
-    ENTRY(MoLineDetailIjk),
-    ENTRY(MoMeshDetail),
-    ENTRY(MoMeshRepresentationDetail),
-    ENTRY(MoLineMeshDetail),
-    ENTRY(MoSurfaceMeshDetail),
-    ENTRY(MoMeshElement),
-    ENTRY(MoCellFilterElement),
-    ENTRY(MoColorMappingElement),
-    ENTRY(MoCombineColorMappingElement),
-    ENTRY(MoScalarSetElement),
-    ENTRY(MoScalarSetElementI),
-    ENTRY(MoScalarSetElementIj),
-    ENTRY(MoScalarSetElementIjk),
-    ENTRY(MoVec3SetElementI),
-    ENTRY(MoVec3SetElementIj),
-    ENTRY(MoVec3SetElementIjk),
-    ENTRY(MoStringSetElement),
-    ENTRY(MoDataBindingElement),
-    ENTRY(MoMaterialElement),
-    ENTRY(MoDrawStyleElement),
-    ENTRY(MoTessellatorElement),
-    ENTRY(MoUndefinedColorElement),
-    ENTRY(MoActionNode),
-    ENTRY(MoMesh),
-    ENTRY(MoMeshBaseRepresentation),
-    ENTRY(MoMeshRepresentation),
-    ENTRY(MoMeshSurfaceRepresentation),
-    ENTRY(MoMeshLineRepresentation),
-    ENTRY(MoCellFilter),
-    ENTRY(MoScalarSet),
-    ENTRY(MoScalarSetI),
-    ENTRY(MoScalarSetIj),
-    ENTRY(MoScalarSetIjk),
-    ENTRY(MoStringSet),
-    ENTRY(MoVec3SetI),
-    ENTRY(MoVec3SetIj),
-    ENTRY(MoVec3SetIjk),
-    ENTRY(MoColorMapping),
-    ENTRY(MoCustomColorMapping),
-    ENTRY(MoLevelColorMapping),
-    ENTRY(MoLinearColorMapping),
-    ENTRY(MoCombineColorMapping),
-    ENTRY(MoPredefinedColorMapping),
-    ENTRY(MoUndefinedColor),
-    ENTRY(MoMeshSphereSlice),
-    ENTRY(MoMeshCylinderSlice),
-    ENTRY(MoMeshPlaneSlice),
-    ENTRY(MoMeshIsosurface),
-    ENTRY(MoMeshSkin),
-    ENTRY(MoMeshPointProbe),
-    ENTRY(MoMeshSlab),
-    ENTRY(MoMeshLogicalSlice),
-    ENTRY(MoMeshInterpolatedLogicalSlice),
-    ENTRY(MoMeshStreamline),
-    ENTRY(MoMeshIsoline),
-    ENTRY(MoDataBinding),
-    ENTRY(MoMeshSurface),
-    ENTRY(MoMeshLine),
-    ENTRY(MoMaterial),
-    ENTRY(MoDrawStyle),
-    ENTRY(MoLegend),
-    ENTRY(MoTessellator),
-};
-
-#undef ENTRY
-// clang-format on
 
 // Details and elements come before the nodes that make and enable them.
-constexpr const char* kInitOrder[] = {"MoFaceDetail",
-                                      "MoFaceDetailI",
-                                      "MoFaceDetailIj",
-                                      "MoFaceDetailIjk",
-                                      "MoLineDetail",
-                                      "MoLineDetailI",
-                                      "MoLineDetailIj",
-                                      "MoLineDetailIjk",
-                                      "MoMeshDetail",
-                                      "MoMeshRepresentationDetail",
-                                      "MoLineMeshDetail",
-                                      "MoSurfaceMeshDetail",
-                                      "MoSurfaceMeshDetail",
-                                      "MoMeshElement",
-                                      "MoCellFilterElement",
-                                      "MoColorMappingElement",
-                                      "MoCombineColorMappingElement",
-                                      "MoScalarSetElement",
-                                      "MoScalarSetElementI",
-                                      "MoScalarSetElementIj",
-                                      "MoScalarSetElementIjk",
-                                      "MoVec3SetElementI",
-                                      "MoVec3SetElementIj",
-                                      "MoVec3SetElementIjk",
-                                      "MoStringSetElement",
-                                      "MoDataBindingElement",
-                                      "MoMaterialElement",
-                                      "MoDrawStyleElement",
-                                      "MoTessellatorElement",
-                                      "MoUndefinedColorElement",
-                                      "MoActionNode",
-                                      "MoMesh",
-                                      "MoMeshBaseRepresentation",
-                                      "MoMeshRepresentation",
-                                      "MoMeshSurfaceRepresentation",
-                                      "MoMeshLineRepresentation",
-                                      "MoCellFilter",
-                                      "MoScalarSet",
-                                      "MoScalarSetI",
-                                      "MoScalarSetIj",
-                                      "MoScalarSetIjk",
-                                      "MoStringSet",
-                                      "MoVec3SetI",
-                                      "MoVec3SetIj",
-                                      "MoVec3SetIjk",
-                                      "MoColorMapping",
-                                      "MoCustomColorMapping",
-                                      "MoLevelColorMapping",
-                                      "MoLinearColorMapping",
-                                      "MoCombineColorMapping",
-                                      "MoPredefinedColorMapping",
-                                      "MoMeshSphereSlice",
-                                      "MoMeshCylinderSlice",
-                                      "MoMeshPlaneSlice",
-                                      "MoMeshGridPlaneSlice",
-                                      "MoMeshFenceSlice",
-                                      "MoMeshIsosurface",
-                                      "MoMeshSkin",
-                                      "MoMeshSlab",
-                                      "MoMeshLogicalSlice",
-                                      "MoMeshInterpolatedLogicalSlice",
-                                      "MoMeshIsoline",
-                                      "MoMeshClipLine",
-                                      "MoMeshAnnotatedIsoline",
-                                      "MoMeshStreamline",
-                                      "MoMeshVector",
-                                      "MoMeshCellShape",
-                                      "MoDataBinding",
-                                      "MoMeshSurface",
-                                      "MoMeshLine",
-                                      "MoMaterial",
-                                      "MoDrawStyle",
-                                      "MoLegend",
-                                      "MoTessellator",
-                                      "MoMeshOutline",
-                                      "MoMeshPointProbe",
-                                      "MoMeshElevatedPlaneSlice",
-                                      "MoMeshBumpSlice",
-                                      "MoMeshClipPoint",
-                                      "MoMeshElevatedSurface",
-                                      "MoMeshBumpSurface",
-                                      "MoUndefinedColor"};
+using InitOrder = ClassList<
+    MoFaceDetail,
+    MoFaceDetailI,
+    MoFaceDetailIj,
+    MoFaceDetailIjk,
+    MoLineDetail,
+    MoLineDetailI,
+    MoLineDetailIj,
+    MoLineDetailIjk,
+    MoMeshDetail,
+    MoMeshRepresentationDetail,
+    MoLineMeshDetail,
+    MoSurfaceMeshDetail,
+    MoSurfaceMeshDetail,
+    MoMeshElement,
+    MoCellFilterElement,
+    MoColorMappingElement,
+    MoCombineColorMappingElement,
+    MoScalarSetElement,
+    MoScalarSetElementI,
+    MoScalarSetElementIj,
+    MoScalarSetElementIjk,
+    MoVec3SetElementI,
+    MoVec3SetElementIj,
+    MoVec3SetElementIjk,
+    MoStringSetElement,
+    MoDataBindingElement,
+    MoMaterialElement,
+    MoDrawStyleElement,
+    MoTessellatorElement,
+    MoUndefinedColorElement,
+    MoActionNode,
+    MoMesh,
+    MoMeshBaseRepresentation,
+    MoMeshRepresentation,
+    MoMeshSurfaceRepresentation,
+    MoMeshLineRepresentation,
+    MoCellFilter,
+    MoScalarSet,
+    MoScalarSetI,
+    MoScalarSetIj,
+    MoScalarSetIjk,
+    MoStringSet,
+    MoVec3SetI,
+    MoVec3SetIj,
+    MoVec3SetIjk,
+    MoColorMapping,
+    MoCustomColorMapping,
+    MoLevelColorMapping,
+    MoLinearColorMapping,
+    MoCombineColorMapping,
+    MoPredefinedColorMapping,
+    MoMeshSphereSlice,
+    MoMeshCylinderSlice,
+    MoMeshPlaneSlice,
+    // MoMeshGridPlaneSlice, MoMeshFenceSlice
+    MoMeshIsosurface,
+    MoMeshSkin,
+    MoMeshSlab,
+    MoMeshLogicalSlice,
+    MoMeshInterpolatedLogicalSlice,
+    MoMeshIsoline,
+    // MoMeshClipLine, MoMeshAnnotatedIsoline
+    MoMeshStreamline,
+    // MoMeshVector, MoMeshCellShape
+    MoDataBinding,
+    MoMeshSurface,
+    MoMeshLine,
+    MoMaterial,
+    MoDrawStyle,
+    MoLegend,
+    MoTessellator,
+    // MoMeshOutline
+    MoMeshPointProbe,
+    // MoMeshElevatedPlaneSlice, MoMeshBumpSlice, MoMeshClipPoint, MoMeshElevatedSurface, MoMeshBumpSurface
+    MoUndefinedColor>;
 
 // Derived classes go before their bases, nodes before elements, elements before details. Not the
 // mirror of the order above.
-constexpr const char* kExitOrder[] = {"MoUndefinedColor",
-                                      "MoMeshClipPoint",
-                                      "MoMeshElevatedPlaneSlice",
-                                      "MoMeshPointProbe",
-                                      "MoMeshOutline",
-                                      "MoTessellator",
-                                      "MoLegend",
-                                      "MoDrawStyle",
-                                      "MoMaterial",
-                                      "MoMeshLine",
-                                      "MoMeshElevatedSurface",
-                                      "MoMeshBumpSurface",
-                                      "MoMeshSurface",
-                                      "MoDataBinding",
-                                      "MoMeshCellShape",
-                                      "MoMeshVector",
-                                      "MoMeshStreamline",
-                                      "MoMeshAnnotatedIsoline",
-                                      "MoMeshIsoline",
-                                      "MoMeshClipLine",
-                                      "MoMeshInterpolatedLogicalSlice",
-                                      "MoMeshLogicalSlice",
-                                      "MoMeshIsosurface",
-                                      "MoMeshSlab",
-                                      "MoMeshSkin",
-                                      "MoMeshGridPlaneSlice",
-                                      "MoMeshBumpSlice",
-                                      "MoMeshFenceSlice",
-                                      "MoMeshPlaneSlice",
-                                      "MoMeshCylinderSlice",
-                                      "MoMeshSphereSlice",
-                                      "MoPredefinedColorMapping",
-                                      "MoLinearColorMapping",
-                                      "MoLevelColorMapping",
-                                      "MoCustomColorMapping",
-                                      "MoColorMapping",
-                                      "MoCombineColorMapping",
-                                      "MoVec3SetIjk",
-                                      "MoVec3SetIj",
-                                      "MoVec3SetI",
-                                      "MoScalarSetIjk",
-                                      "MoScalarSetIj",
-                                      "MoScalarSetI",
-                                      "MoScalarSet",
-                                      "MoStringSet",
-                                      "MoCellFilter",
-                                      "MoMeshLineRepresentation",
-                                      "MoMeshSurfaceRepresentation",
-                                      "MoMeshRepresentation",
-                                      "MoMeshBaseRepresentation",
-                                      "MoMesh",
-                                      "MoActionNode",
-                                      "MoUndefinedColorElement",
-                                      "MoTessellatorElement",
-                                      "MoDrawStyleElement",
-                                      "MoMaterialElement",
-                                      "MoDataBindingElement",
-                                      "MoVec3SetElementIjk",
-                                      "MoVec3SetElementIj",
-                                      "MoVec3SetElementI",
-                                      "MoScalarSetElementIjk",
-                                      "MoScalarSetElementIj",
-                                      "MoScalarSetElementI",
-                                      "MoScalarSetElement",
-                                      "MoStringSetElement",
-                                      "MoColorMappingElement",
-                                      "MoCombineColorMappingElement",
-                                      "MoCellFilterElement",
-                                      "MoMeshElement",
-                                      "MoLineMeshDetail",
-                                      "MoSurfaceMeshDetail",
-                                      "MoMeshRepresentationDetail",
-                                      "MoMeshDetail",
-                                      "MoLineDetailIjk",
-                                      "MoLineDetailIj",
-                                      "MoLineDetailI",
-                                      "MoLineDetail",
-                                      "MoFaceDetailIjk",
-                                      "MoFaceDetailIj",
-                                      "MoFaceDetailI",
-                                      "MoFaceDetail"};
+using ExitOrder = ClassList<
+    MoUndefinedColor,
+    // MoMeshClipPoint, MoMeshElevatedPlaneSlice
+    MoMeshPointProbe,
+    // MoMeshOutline
+    MoTessellator,
+    MoLegend,
+    MoDrawStyle,
+    MoMaterial,
+    MoMeshLine,
+    // MoMeshElevatedSurface, MoMeshBumpSurface
+    MoMeshSurface,
+    MoDataBinding,
+    // MoMeshCellShape, MoMeshVector
+    MoMeshStreamline,
+    // MoMeshAnnotatedIsoline
+    MoMeshIsoline,
+    // MoMeshClipLine
+    MoMeshInterpolatedLogicalSlice,
+    MoMeshLogicalSlice,
+    MoMeshIsosurface,
+    MoMeshSlab,
+    MoMeshSkin,
+    // MoMeshGridPlaneSlice, MoMeshBumpSlice, MoMeshFenceSlice
+    MoMeshPlaneSlice,
+    MoMeshCylinderSlice,
+    MoMeshSphereSlice,
+    MoPredefinedColorMapping,
+    MoLinearColorMapping,
+    MoLevelColorMapping,
+    MoCustomColorMapping,
+    MoColorMapping,
+    MoCombineColorMapping,
+    MoVec3SetIjk,
+    MoVec3SetIj,
+    MoVec3SetI,
+    MoScalarSetIjk,
+    MoScalarSetIj,
+    MoScalarSetI,
+    MoScalarSet,
+    MoStringSet,
+    MoCellFilter,
+    MoMeshLineRepresentation,
+    MoMeshSurfaceRepresentation,
+    MoMeshRepresentation,
+    MoMeshBaseRepresentation,
+    MoMesh,
+    MoActionNode,
+    MoUndefinedColorElement,
+    MoTessellatorElement,
+    MoDrawStyleElement,
+    MoMaterialElement,
+    MoDataBindingElement,
+    MoVec3SetElementIjk,
+    MoVec3SetElementIj,
+    MoVec3SetElementI,
+    MoScalarSetElementIjk,
+    MoScalarSetElementIj,
+    MoScalarSetElementI,
+    MoScalarSetElement,
+    MoStringSetElement,
+    MoColorMappingElement,
+    MoCombineColorMappingElement,
+    MoCellFilterElement,
+    MoMeshElement,
+    MoLineMeshDetail,
+    MoSurfaceMeshDetail,
+    MoMeshRepresentationDetail,
+    MoMeshDetail,
+    MoLineDetailIjk,
+    MoLineDetailIj,
+    MoLineDetailI,
+    MoLineDetail,
+    MoFaceDetailIjk,
+    MoFaceDetailIj,
+    MoFaceDetailI,
+    MoFaceDetail>;
 
-constexpr const ClassEntry* findClass(std::string_view name)
-{
-  for (const ClassEntry& entry : kClasses)
-    if (entry.name == name) return &entry;
-  return nullptr;
-}
+// clang-format on
 
-template <std::size_t Count>
-constexpr bool holdsEveryClass(const char* const (&order)[Count])
-{
-  for (const ClassEntry& entry : kClasses) {
-    bool found = false;
-    for (std::string_view name : order)
-      found = found || name == entry.name;
-    if (!found) return false;
-  }
-  return true;
-}
-static_assert(holdsEveryClass(kInitOrder) && holdsEveryClass(kExitOrder),
-              "a class of kClasses is missing from an order, or its name is misspelt");
+static_assert(InitOrder::isWithin<ExitOrder>() && ExitOrder::isWithin<InitOrder>(),
+              "a class is missing from one of the two orders");
 
 constexpr const char* kShaderDirectory = "$KORAHOME/../Tarvin/shaders/";
 
@@ -361,8 +269,7 @@ void exitAllClasses()
   // Nothing of the library runs on behind the application's back, or hears of a later event.
   MxBackgroundTask::stopAll();
   MxTaskWatch::stopAll();
-  for (const char* name : kExitOrder)
-    if (const ClassEntry* entry = findClass(name)) entry->exit();
+  ExitOrder::exit();
 }
 
 } // namespace
@@ -378,8 +285,7 @@ int MoVelmo::init(int flags)
     SoInput::removeDirectory(kShaderDirectory); // once in the list, however often we start
     SoInput::addDirectoryLast(kShaderDirectory);
     MxToolkit::initClasses();
-    for (const char* name : kInitOrder)
-      if (const ClassEntry* entry = findClass(name)) entry->init();
+    InitOrder::init();
     SoTarvinShaders::init();
     // Without an X server the toolkit's offscreen renderer would crash.
     if (!std::getenv("DISPLAY")) MoOffscreenCanvas::installToolkitCallbacks();
