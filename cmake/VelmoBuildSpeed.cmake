@@ -1,0 +1,56 @@
+# What makes builds quicker and changes no program: precompiled headers, a compiler cache and a faster
+# linker where they are installed.
+option(VELMO_PRECOMPILE_HEADERS "Precompile the headers of the standard library, the toolkit and the test library" ON)
+option(VELMO_USE_CCACHE "Use ccache where it is installed" ON)
+option(VELMO_USE_FAST_LINKER "Link with mold or lld where one is installed" ON)
+
+if(VELMO_USE_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  find_program(VELMO_CCACHE ccache)
+  if(VELMO_CCACHE)
+    # The settings that objects with a precompiled header need.
+    set(CMAKE_CXX_COMPILER_LAUNCHER "${CMAKE_COMMAND};-E;env;CCACHE_SLOPPINESS=pch_defines,time_macros;${VELMO_CCACHE}")
+  endif()
+endif()
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND "${CMAKE_CXX_COMPILER_LAUNCHER}" MATCHES "ccache")
+  set(velmo_precompiled_options -fpch-preprocess)
+endif()
+
+if(VELMO_USE_FAST_LINKER AND NOT "$ENV{LDFLAGS}${CMAKE_SHARED_LINKER_FLAGS}" MATCHES "fuse-ld")
+  include(CheckLinkerFlag)
+  foreach(linker mold lld)
+    find_program(VELMO_LINKER_${linker} NAMES ld.${linker})
+    if(VELMO_LINKER_${linker})
+      check_linker_flag(CXX "-fuse-ld=${linker}" VELMO_LINKS_WITH_${linker})
+      if(VELMO_LINKS_WITH_${linker})
+        add_link_options("-fuse-ld=${linker}")
+        break()
+      endif()
+    endif()
+  endforeach()
+endif()
+
+# Gives a target the precompiled headers of a list in cmake/precompiled. Targets of one list and the same
+# options share them: the first one that asks owns them.
+function(velmo_precompile target list)
+  if(NOT VELMO_PRECOMPILE_HEADERS)
+    return()
+  endif()
+  cmake_parse_arguments(ARG "OWN" "" "" ${ARGN}) # OWN: the target has options of its own
+  target_compile_options(${target} PRIVATE ${velmo_precompiled_options})
+  # Objects of programs and of libraries differ in how they may be moved.
+  get_target_property(type ${target} TYPE)
+  if(type STREQUAL "EXECUTABLE")
+    set(shared VELMO_PRECOMPILED_${list}_PROGRAM)
+  else()
+    set(shared VELMO_PRECOMPILED_${list}_LIBRARY)
+  endif()
+  get_property(owner GLOBAL PROPERTY ${shared})
+  if(owner AND NOT ARG_OWN)
+    target_precompile_headers(${target} REUSE_FROM ${owner})
+    return()
+  endif()
+  target_precompile_headers(${target} PRIVATE "${PROJECT_SOURCE_DIR}/cmake/precompiled/${list}.h")
+  if(NOT ARG_OWN)
+    set_property(GLOBAL PROPERTY ${shared} ${target})
+  endif()
+endfunction()

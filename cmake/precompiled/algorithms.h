@@ -1,0 +1,2 @@
+// standard.h, for objects with optimisation options of their own.
+#include "standard.h"
