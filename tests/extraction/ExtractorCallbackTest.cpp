@@ -288,7 +288,7 @@ TEST(ExtractorCallback, MappedSetsStayWhileTheyAreHeld)
   EXPECT_EQ(again->values[0], 2.0);
   mesh->touchTopology();
   extractor->extractSkin(nullptr);
-  EXPECT_EQ(mapped->values, MxVector<double>(56, 1.0));
+  EXPECT_EQ(mapped->values, MbValueVector<double>(56, 1.0));
 
   // A surface that nobody holds any more is used again.
   const auto* second = extractor->getSurface();

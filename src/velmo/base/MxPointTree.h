@@ -1,7 +1,7 @@
 #pragma once
 
 #include <velmo/base/MxBoxTree.h>
-#include <velmo/base/MxVector.h>
+#include <velmo/base/MbValueVector.h>
 
 #include <bit>
 #include <functional>
@@ -169,7 +169,7 @@ private:
   std::array<double, 3> m_origin{};
   MxArray<MxBox3f> m_boxes; // while building, by item
   MxBox3f m_bounds = MxBox3f::empty();
-  std::vector<Node, MxUnwritten<Node>> m_nodes; // on cache lines, unlike MxArray
+  std::vector<Node, MbUnwritten<Node>> m_nodes; // on cache lines, unlike MxArray
   MxArray<std::uint32_t> m_items;
   std::size_t m_count = 0;
 };

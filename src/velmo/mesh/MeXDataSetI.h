@@ -1,7 +1,7 @@
 #pragma once
 
+#include <velmo/base/MbValueVector.h>
 #include <velmo/base/MxTimeStamp.h>
-#include <velmo/base/MxVector.h>
 #include <velmo/extraction/interfaces/MiDataSet.h>
 
 #include <string>
@@ -36,7 +36,7 @@ public:
   void touch() { m_timeStamp = MxTimeStamp::take(); }
 
   /// Filled by several threads: what `resize` adds is not written.
-  MxVector<T> values;
+  MbValueVector<T> values;
 
 private:
   std::string m_name;

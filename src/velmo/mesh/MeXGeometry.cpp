@@ -1,5 +1,6 @@
 #include <velmo/mesh/MeXGeometry.h>
 
+#include <velmo/base/MxCpuBuffer.h>
 #include <velmo/base/MxParallel.h>
 
 #include <limits>
@@ -19,17 +20,28 @@ struct Extent
 };
 } // namespace
 
+MeXGeometryI::MeXGeometryI()
+    : m_buffer(std::make_unique<MxCpuBuffer<MbVec3f>>()), m_points(m_buffer->array)
+{}
+
+MeXGeometryI::~MeXGeometryI() = default;
+
+const MxBuffer* MeXGeometryI::getBuffer() const
+{
+  return m_buffer.get();
+}
+
 MiArrayView MeXGeometryI::getView() const
 {
   // The array holds what getNode returns only without an origin.
   if (origin != MbVec3d{}) return {};
-  return {m_points.array.data(), MiScalarType::Float32, m_points.array.size(), sizeof(MbVec3f)};
+  return {m_points.data(), MiScalarType::Float32, m_points.size(), sizeof(MbVec3f)};
 }
 
 void MeXGeometryI::touch(bool parallel)
 {
   constexpr std::size_t kBlock = 16384;
-  const MxArray<MbVec3f>& all = m_points.array;
+  const MbPlainArray<MbVec3f>& all = m_points;
   std::vector<Extent> extents(blockCount(all.size(), kBlock));
   forEachBlock(parallel, all.size(), kBlock,
                [&](std::size_t block, std::size_t first, std::size_t last) {
@@ -50,7 +62,7 @@ void MeXGeometryI::touch(const MbVec3f& low, const MbVec3f& high)
 {
   m_timeStamp = MxTimeStamp::take();
   m_min = m_max = origin;
-  if (m_points.array.empty()) return;
+  if (m_points.empty()) return;
   m_min += MbVec3d{low.x, low.y, low.z};
   m_max += MbVec3d{high.x, high.y, high.z};
 }

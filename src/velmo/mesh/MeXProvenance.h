@@ -1,6 +1,6 @@
 #pragma once
 
-#include <velmo/base/MxArray.h>
+#include <velmo/base/MbPlainArray.h>
 #include <velmo/extraction/interfaces/MbVec3.h>
 
 #include <cstdint>
@@ -21,15 +21,15 @@ struct MeXProvenance
     Cell      ///< as Weighted, and `nodeCells`: the source cell that each node lies in
   };
 
-  MxArray<std::uint32_t> cells; ///< the source cell of every extracted cell
+  MbPlainArray<std::uint32_t> cells; ///< the source cell of every extracted cell
   NodeForm form = NodeForm::Node;
-  MxArray<std::uint32_t> nodes;
-  MxArray<double> weights;
-  MxArray<std::uint32_t> offsets;
+  MbPlainArray<std::uint32_t> nodes;
+  MbPlainArray<double> weights;
+  MbPlainArray<std::uint32_t> offsets;
   /// Of lines that run through several cells, also where the nodes are given otherwise: the source
   /// cell that the line goes on into at each node, at its end the one that it came from. Data per
   /// cell then goes to the nodes.
-  MxArray<std::uint32_t> nodeCells;
+  MbPlainArray<std::uint32_t> nodeCells;
 
   /// Counts of the source's cells and nodes along I, J and K; {count, 1, 1} for sources of one
   /// index.

@@ -1,5 +1,7 @@
 #include <velmo/mesh/MeXTopology.h>
 
+#include <velmo/base/MxCpuBuffer.h>
+
 #include <limits>
 #include <stdexcept>
 
@@ -10,6 +12,18 @@ void refuseUnlessIndexable(std::size_t indexCount)
     throw std::length_error("The extracted mesh needs more than 2147483647 indices.");
 }
 } // namespace
+
+MeXTopologyExplicitI::MeXTopologyExplicitI(int dimension)
+    : m_dimension(dimension), m_buffer(std::make_unique<MxCpuBuffer<int>>()),
+      m_indices(m_buffer->array)
+{}
+
+MeXTopologyExplicitI::~MeXTopologyExplicitI() = default;
+
+const MxBuffer* MeXTopologyExplicitI::getBuffer() const
+{
+  return m_buffer.get();
+}
 
 MiCellShape MeXTopologyExplicitI::getCellShape(std::size_t cell) const
 {
@@ -31,22 +45,22 @@ void MeXTopologyExplicitI::getCellNodes(std::size_t cell, std::vector<std::size_
   nodes.assign(indices.begin(), indices.end());
 }
 
-MxArray<int>& MeXTopologyExplicitI::setUniform(std::size_t cellCount, std::size_t nodesPerCell)
+MbPlainArray<int>& MeXTopologyExplicitI::setUniform(std::size_t cellCount, std::size_t nodesPerCell)
 {
   refuseUnlessIndexable(cellCount * (nodesPerCell + 1));
   m_cellCount = cellCount;
   m_uniformSize = nodesPerCell;
   m_begins.clear();
-  m_indices.array.resizeUninitialized(cellCount * (nodesPerCell + 1));
-  return m_indices.array;
+  m_indices.resizeUninitialized(cellCount * (nodesPerCell + 1));
+  return m_indices;
 }
 
-MxArray<int>& MeXTopologyExplicitI::setMixed(std::size_t cellCount, std::size_t indexCount)
+MbPlainArray<int>& MeXTopologyExplicitI::setMixed(std::size_t cellCount, std::size_t indexCount)
 {
   refuseUnlessIndexable(indexCount);
   m_cellCount = cellCount;
   m_uniformSize = 0;
   m_begins.resizeUninitialized(cellCount + 1);
-  m_indices.array.resizeUninitialized(indexCount);
-  return m_indices.array;
+  m_indices.resizeUninitialized(indexCount);
+  return m_indices;
 }

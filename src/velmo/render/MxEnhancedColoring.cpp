@@ -1,5 +1,6 @@
 #include <velmo/render/MxEnhancedColoring.h>
 
+#include <velmo/base/MxCpuBuffer.h>
 #include <velmo/base/MxParallel.h>
 #include <velmo/colormapping/MdLevelColorMapping.h>
 #include <velmo/colormapping/MdLinearColorMapping.h>

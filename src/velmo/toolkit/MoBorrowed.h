@@ -1,6 +1,9 @@
 #pragma once
 
-#include <velmo/toolkit/MxBackgroundTask.h>
+namespace velmo_detail {
+/// Stops the background work that reads an object and waits for its end. Null is none.
+void stopReadersOf(const void* object);
+} // namespace velmo_detail
 
 /// A node's pointer to an object of the application, null for none.
 ///
@@ -12,7 +15,7 @@ class MoBorrowed
 {
 public:
   MoBorrowed() = default;
-  ~MoBorrowed() { MxBackgroundTask::release(m_identity); }
+  ~MoBorrowed() { velmo_detail::stopReadersOf(m_identity); }
   MoBorrowed(const MoBorrowed&) = default;
   MoBorrowed& operator=(const MoBorrowed& other) { return set(other.m_object, other.m_identity); }
   /// Also the object that it has already counts as given anew.
@@ -22,7 +25,7 @@ public:
 private:
   MoBorrowed& set(T* object, const void* identity)
   {
-    MxBackgroundTask::release(m_identity);
+    velmo_detail::stopReadersOf(m_identity);
     m_object = object;
     m_identity = identity;
     return *this;

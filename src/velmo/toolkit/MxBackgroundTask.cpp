@@ -1,5 +1,7 @@
 #include <velmo/toolkit/MxBackgroundTask.h>
 
+#include <velmo/toolkit/MoBorrowed.h>
+
 #include <velmo/base/MxThreads.h>
 
 #include <algorithm>
@@ -145,6 +147,11 @@ void MxBackgroundTask::release(const void* input)
   tasks.stop(tasks.select([input](const Task& task) {
     return std::find(task->m_inputs.begin(), task->m_inputs.end(), input) != task->m_inputs.end();
   }));
+}
+
+void velmo_detail::stopReadersOf(const void* object)
+{
+  MxBackgroundTask::release(object);
 }
 
 void MxBackgroundTask::stopAll()

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <velmo/base/MxArray.h>
+#include <velmo/base/MbPlainArray.h>
 #include <velmo/toolkit/MoClassMacros.h>
 #include <velmo/toolkit/SoRef.h>
 
@@ -107,7 +107,7 @@ private:
   bool drawOurs(SoGLRenderAction* action);
   void lightBothSides(SoState* state);
   void replaceNumbers(SoState* state);
-  MxArray<std::uint32_t> drawnVertices(SoAction* action, bool edges);
+  MbPlainArray<std::uint32_t> drawnVertices(SoAction* action, bool edges);
   bool isOutlined() const { return !m_bypassed && outlineMode.getValue() != NO_OUTLINE; }
 
   SbBool m_bypassed = FALSE;

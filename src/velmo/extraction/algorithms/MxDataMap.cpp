@@ -99,7 +99,7 @@ T mix(const Values& values, const std::uint32_t* nodes, const double* weights, s
 
 template <class T, class Values>
 void fill(const MeXProvenance& provenance, const Values& values, MiDataBinding binding,
-          bool parallel, MxVector<T>& result)
+          bool parallel, MbValueVector<T>& result)
 {
   using Form = MeXProvenance::NodeForm;
   const bool perCell = binding == MiDataBinding::PerCell;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <velmo/base/MxArray.h>
+#include <velmo/base/MbPlainArray.h>
 
 #include <memory>
 #include <type_traits>
@@ -9,13 +9,13 @@
 /// Gives memory whose numbers are not written before somebody sets them, in large pages where there
 /// are many.
 template <class T>
-struct MxUnwritten
+struct MbUnwritten
 {
   using value_type = T;
 
-  MxUnwritten() = default;
+  MbUnwritten() = default;
   template <class Other>
-  MxUnwritten(const MxUnwritten<Other>&) // NOLINT: allocators convert
+  MbUnwritten(const MbUnwritten<Other>&) // NOLINT: allocators convert
   {}
 
   T* allocate(std::size_t count)
@@ -38,11 +38,11 @@ struct MxUnwritten
     ::new (static_cast<void*>(at)) Item(std::forward<Arguments>(arguments)...);
   }
 
-  friend bool operator==(const MxUnwritten&, const MxUnwritten&) { return true; }
+  friend bool operator==(const MbUnwritten&, const MbUnwritten&) { return true; }
 };
 
 /// A vector whose `resize` leaves new numbers unwritten, for threads that fill it together; other
 /// things are made as always.
 template <class T>
-using MxVector =
-    std::conditional_t<std::is_arithmetic_v<T>, std::vector<T, MxUnwritten<T>>, std::vector<T>>;
+using MbValueVector =
+    std::conditional_t<std::is_arithmetic_v<T>, std::vector<T, MbUnwritten<T>>, std::vector<T>>;
