@@ -17,16 +17,26 @@ double secondsNow()
   return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
-double fanArea(const MeXGeometryI& geometry, std::span<const int> cell)
+// The triangles of the fan that turn the other way than the polygon as a whole lie outside of it: it
+// has a notch.
+double polygonArea(const MeXGeometryI& geometry, std::span<const int> cell)
 {
   if (cell.size() < 3) return 0;
   const auto node = [&](std::size_t n) {
     return geometry.getNode(static_cast<std::size_t>(cell[n]));
   };
   const MbVec3d first = node(0);
+  const auto triangle = [&](std::size_t n) {
+    return cross(node(n - 1) - first, node(n) - first);
+  };
+  MbVec3d whole = triangle(2);
+  for (std::size_t n = 3; n < cell.size(); ++n)
+    whole = whole + triangle(n);
   double twice = 0;
-  for (std::size_t n = 2; n < cell.size(); ++n)
-    twice += length(cross(node(n - 1) - first, node(n) - first));
+  for (std::size_t n = 2; n < cell.size(); ++n) {
+    const MbVec3d part = triangle(n);
+    twice += dot(part, whole) < 0 ? -length(part) : length(part);
+  }
   return twice / 2;
 }
 
@@ -56,7 +66,7 @@ void addFaces(const MeXSurfaceMeshUnstructured& surface, Measures& measures)
   std::vector<std::uint64_t> edges;
   const std::size_t count = surface.topology.getCellCount();
   for (std::size_t c = 0; c < count; ++c) {
-    measures.area += fanArea(surface.geometry, surface.topology.getCell(c));
+    measures.area += polygonArea(surface.geometry, surface.topology.getCell(c));
     appendEdges(surface.topology.getCell(c), edges);
   }
   measures.cells += count;

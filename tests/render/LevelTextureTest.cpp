@@ -254,7 +254,7 @@ TEST(LevelTexture, KeepsExactLevelsApartWhenSeenObliquely)
       scene.root->replaceChild(0, camera);
       scene.chosen->setColorMapping(&scene.mapping);
       scene.draw();
-      const MxImage banded = scene.picture;
+      const MbImage banded = scene.picture;
       const UnknownMapping sameByVertex(scene.mapping);
       scene.chosen->setColorMapping(&sameByVertex);
       scene.draw();

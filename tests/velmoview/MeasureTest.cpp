@@ -39,6 +39,21 @@ TEST(Measure, AddsUpPolygonsAndFindsTheOpenEdges)
   EXPECT_EQ(measures.bounds, (Bounds{0, 2, 0, 2, 0, 1}));
 }
 
+TEST(Measure, KnowsTheAreaOfAPolygonWithANotch)
+{
+  // A U of seven unit squares, from each of its corners: fans from most of them leave the polygon.
+  std::vector<MbVec3f> corners{{0, 0, 5}, {3, 0, 5}, {3, 3, 5}, {2, 3, 5},
+                               {2, 1, 5}, {1, 1, 5}, {1, 3, 5}, {0, 3, 5}};
+  for (std::size_t n = 0; n < corners.size(); ++n) {
+    MeXSurfaceMeshUnstructured letter;
+    fillPoints(letter, corners);
+    fillCells(letter, {{0, 1, 2, 3, 4, 5, 6, 7}});
+    const MiMesh* const meshes[] = {&letter};
+    EXPECT_NEAR(measure(meshes).area, 7, 1e-12) << n;
+    std::rotate(corners.begin(), corners.begin() + 1, corners.end());
+  }
+}
+
 TEST(Measure, AddsUpTheSegmentsOfSeveralMeshes)
 {
   MeXLineMeshUnstructured lines;
