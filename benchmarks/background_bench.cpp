@@ -13,8 +13,8 @@
 #include <velmo/nodes/MoMesh.h>
 #include <velmo/nodes/MoVelmo.h>
 #include <velmo/representations/MoMeshSkin.h>
-#include <velmo/toolkit/MoOffscreenCanvas.h>
-#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/classes/SoRef.h>
+#include <velmo/toolkit/offscreen/MoOffscreenCanvas.h>
 
 #include "Meter.h"
 

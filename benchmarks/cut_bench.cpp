@@ -15,10 +15,10 @@
 #include "SurfaceMeasures.h"
 #include "Workloads.h"
 
-#include <velmo/extraction/algorithms/MxCut.h>
-#include <velmo/extraction/algorithms/MxDataMap.h>
-#include <velmo/extraction/algorithms/MxIjkGrid.h>
-#include <velmo/extraction/algorithms/MxNodeNormals.h>
+#include <velmo/extraction/algorithms/access/MxIjkGrid.h>
+#include <velmo/extraction/algorithms/cut/MxCut.h>
+#include <velmo/extraction/algorithms/map/MxDataMap.h>
+#include <velmo/extraction/algorithms/map/MxNodeNormals.h>
 #include <velmo/mesh/MbDataSet.h>
 #include <velmo/mesh/MbMesh.h>
 

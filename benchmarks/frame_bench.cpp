@@ -12,12 +12,12 @@
 // frame_bench_nothing_drawn is the same program with drawing calls that do nothing: its times are
 // those outside of drawing, with what an empty frame takes (clearing, reading back) as a first row.
 #include <velmo/nodes/MoVelmo.h>
-#include <velmo/toolkit/MoOffscreenCanvas.h>
-#include <velmo/toolkit/SoIndexedFaceSetOutline.h>
-#include <velmo/toolkit/SoRef.h>
-#include <velmo/toolkit/TkLineSet.h>
-#include <velmo/toolkit/TkPointSet.h>
-#include <velmo/toolkit/TkVertexProperty.h>
+#include <velmo/toolkit/classes/SoRef.h>
+#include <velmo/toolkit/offscreen/MoOffscreenCanvas.h>
+#include <velmo/toolkit/shapes/SoIndexedFaceSetOutline.h>
+#include <velmo/toolkit/shapes/TkLineSet.h>
+#include <velmo/toolkit/shapes/TkPointSet.h>
+#include <velmo/toolkit/shapes/TkVertexProperty.h>
 
 #include <Inventor/actions/SoRayPickAction.h>
 #include <Inventor/nodes/SoDirectionalLight.h>

@@ -12,7 +12,7 @@
 #include "SurfaceMeasures.h"
 #include "Workloads.h"
 
-#include <velmo/extraction/algorithms/MxMeshCheck.h>
+#include <velmo/extraction/algorithms/check/MxMeshCheck.h>
 #include <velmo/extraction/extractors/MiSkinExtract.h>
 #include <velmo/mesh/MbMesh.h>
 

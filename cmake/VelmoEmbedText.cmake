@@ -1,7 +1,7 @@
 # velmo_embed_text(TARGET SYMBOL FILES...)
 # Adds to TARGET a generated source that defines
 #   extern const MxEmbeddedText SYMBOL[]; extern const std::size_t SYMBOLCount;
-# one entry (file name, contents) per file and a null entry at the end. See src/velmo/toolkit/MxEmbeddedText.h.
+# one entry (file name, contents) per file and a null entry at the end. See src/velmo/toolkit/classes/MxEmbeddedText.h.
 function(velmo_embed_text target symbol)
   set(out "${CMAKE_CURRENT_BINARY_DIR}/${symbol}.cpp")
   set(body "")
@@ -15,7 +15,7 @@ function(velmo_embed_text target symbol)
     math(EXPR count "${count} + 1")
   endforeach()
   file(CONFIGURE OUTPUT "${out}" @ONLY CONTENT
-"#include <velmo/toolkit/MxEmbeddedText.h>
+"#include <velmo/toolkit/classes/MxEmbeddedText.h>
 
 extern const MxEmbeddedText @symbol@[];
 extern const std::size_t @symbol@Count;

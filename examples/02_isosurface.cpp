@@ -10,7 +10,7 @@
 #include <velmo/picture/MoPicture.h>
 #include <velmo/representations/MoMeshIsosurface.h>
 #include <velmo/representations/MoMeshPlaneSlice.h>
-#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/classes/SoRef.h>
 
 #include <Inventor/nodes/SoDirectionalLight.h>
 #include <Inventor/nodes/SoPerspectiveCamera.h>

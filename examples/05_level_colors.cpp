@@ -12,7 +12,7 @@
 #include <velmo/nodes/MoVelmo.h>
 #include <velmo/picture/MoPicture.h>
 #include <velmo/representations/MoMeshSkin.h>
-#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/classes/SoRef.h>
 
 #include <Inventor/nodes/SoDirectionalLight.h>
 #include <Inventor/nodes/SoOrthographicCamera.h>

@@ -4,7 +4,7 @@
 #include <velmo/colormapping/MoPredefinedColorMapping.h>
 #include <velmo/nodes/MoVelmo.h>
 #include <velmo/picture/MoPicture.h>
-#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/classes/SoRef.h>
 
 #include <Inventor/nodes/SoSeparator.h>
 

@@ -7,8 +7,8 @@
 #include <velmo/nodes/MoVelmo.h>
 #include <velmo/picture/MbPng.h>
 #include <velmo/representations/MoMeshSkin.h>
-#include <velmo/toolkit/MoOffscreenCanvas.h>
-#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/classes/SoRef.h>
+#include <velmo/toolkit/offscreen/MoOffscreenCanvas.h>
 
 #include <Inventor/nodes/SoDirectionalLight.h>
 #include <Inventor/nodes/SoPerspectiveCamera.h>

@@ -2,7 +2,7 @@
 
 #include <velmoview/Info.h>
 
-#include <velmo/extraction/algorithms/MbMeshFaults.h>
+#include <velmo/extraction/algorithms/check/MbMeshFaults.h>
 
 namespace velmoview {
 

@@ -3,7 +3,7 @@
 #include <velmo/colormapping/MoLevelColorMapping.h>
 #include <velmo/colormapping/MoLinearColorMapping.h>
 #include <velmo/colormapping/MoPredefinedColorMapping.h>
-#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/classes/SoRef.h>
 
 #include <vector>
 

@@ -3,7 +3,7 @@
 #include <velmoview/ColorMap.h>
 
 #include <velmo/colormapping/legend/MoLegend.h>
-#include <velmo/toolkit/MxTextFont.h>
+#include <velmo/toolkit/shapes/MxTextFont.h>
 
 #include <Inventor/nodes/SoAnnotation.h>
 #include <Inventor/nodes/SoBaseColor.h>

@@ -17,8 +17,8 @@ double secondsNow()
   return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
-// The triangles of the fan that turn the other way than the polygon as a whole lie outside of it: it
-// has a notch.
+// The triangles of the fan that turn the other way than the polygon as a whole lie outside of it:
+// it has a notch.
 double polygonArea(const MeXGeometryI& geometry, std::span<const int> cell)
 {
   if (cell.size() < 3) return 0;
@@ -26,9 +26,7 @@ double polygonArea(const MeXGeometryI& geometry, std::span<const int> cell)
     return geometry.getNode(static_cast<std::size_t>(cell[n]));
   };
   const MbVec3d first = node(0);
-  const auto triangle = [&](std::size_t n) {
-    return cross(node(n - 1) - first, node(n) - first);
-  };
+  const auto triangle = [&](std::size_t n) { return cross(node(n - 1) - first, node(n) - first); };
   MbVec3d whole = triangle(2);
   for (std::size_t n = 3; n < cell.size(); ++n)
     whole = whole + triangle(n);

@@ -4,8 +4,8 @@
 #include <velmoview/Outputs.h>
 
 #include <velmo/picture/MbPng.h>
-#include <velmo/toolkit/MoOffscreenCanvas.h>
-#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/classes/SoRef.h>
+#include <velmo/toolkit/offscreen/MoOffscreenCanvas.h>
 
 #include <algorithm>
 #include <cstring>

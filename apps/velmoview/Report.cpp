@@ -5,7 +5,7 @@
 #include <velmoview/representations/Representation.h>
 #include <velmoview/Scene.h>
 
-#include <velmo/extraction/algorithms/MxMeshCheck.h>
+#include <velmo/extraction/algorithms/check/MxMeshCheck.h>
 #include <velmo/extraction/interfaces/MxMeshKind.h>
 
 #include <cmath>

@@ -5,7 +5,7 @@
 
 #include <velmo/extraction/interfaces/MiMesh.h>
 #include <velmo/mesh/MbTessellator.h>
-#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/classes/SoRef.h>
 
 #include <memory>
 #include <string>

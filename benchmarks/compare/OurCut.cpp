@@ -1,7 +1,7 @@
 #include "OurMesh.h"
 #include "Ours.h"
 
-#include <velmo/extraction/algorithms/MxNodeNormals.h>
+#include <velmo/extraction/algorithms/map/MxNodeNormals.h>
 #include <velmo/extraction/extractors/MiIsosurfExtract.h>
 #include <velmo/extraction/extractors/MiSliceExtract.h>
 

@@ -8,7 +8,7 @@
 #include <velmo/colormapping/MdLevelColorMapping.h>
 #include <velmo/colormapping/MdLinearColorMapping.h>
 #include <velmo/colormapping/MoPredefinedColorMapping.h>
-#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/classes/SoRef.h>
 
 using testing::ElementsAre;
 

@@ -1,4 +1,4 @@
-#include <velmo/extraction/algorithms/MxCellWeights.h>
+#include <velmo/extraction/algorithms/locate/MxCellWeights.h>
 
 #include <gmock/gmock.h>
 

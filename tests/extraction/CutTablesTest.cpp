@@ -1,4 +1,4 @@
-#include <velmo/extraction/algorithms/MxCutTables.h>
+#include <velmo/extraction/algorithms/cut/MxCutTables.h>
 
 #include <tests/support/MeshZoo.h>
 

@@ -1,4 +1,4 @@
-#include <velmo/extraction/algorithms/MxDataMap.h>
+#include <velmo/extraction/algorithms/map/MxDataMap.h>
 #include <velmo/mesh/MbCellFilter.h>
 #include <velmo/mesh/MbDataSet.h>
 #include <velmo/mesh/MbTessellator.h>

@@ -1,6 +1,6 @@
 #include <tests/support/ExtractorCases.h>
 #include <tests/support/SlowSet.h>
-#include <velmo/extraction/algorithms/MxNodeNormals.h>
+#include <velmo/extraction/algorithms/map/MxNodeNormals.h>
 #include <velmo/extraction/extractors/MiPointProbe.h>
 #include <velmo/extraction/interfaces/MxAbortableCallback.h>
 #include <velmo/extraction/interfaces/MxExtractionMonitor.h>

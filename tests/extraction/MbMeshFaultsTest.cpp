@@ -1,6 +1,6 @@
 #include <tests/support/MeshZoo.h>
 
-#include <velmo/extraction/algorithms/MbMeshFaults.h>
+#include <velmo/extraction/algorithms/check/MbMeshFaults.h>
 
 #include <gmock/gmock.h>
 #include <limits>

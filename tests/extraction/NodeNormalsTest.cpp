@@ -1,4 +1,4 @@
-#include <velmo/extraction/algorithms/MxNodeNormals.h>
+#include <velmo/extraction/algorithms/map/MxNodeNormals.h>
 
 #include <benchmarks/Workloads.h>
 

@@ -1,6 +1,6 @@
 #include <benchmarks/Workloads.h>
 #include <tests/support/MeshZoo.h>
-#include <velmo/extraction/algorithms/MxStreamlines.h>
+#include <velmo/extraction/algorithms/lines/MxStreamlines.h>
 #include <velmo/extraction/extractors/MiStreamlineExtract.h>
 #include <velmo/mesh/MbCellFilter.h>
 #include <velmo/mesh/MbDataSet.h>

@@ -3,7 +3,7 @@
 #include "tests/support/Offscreen.h"
 
 #include <velmo/nodes/MoVelmo.h>
-#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/classes/SoRef.h>
 
 #include <Inventor/nodes/SoPerspectiveCamera.h>
 #include <Inventor/nodes/SoSeparator.h>

@@ -1,6 +1,6 @@
-#include <velmo/extraction/algorithms/MbMeshFaults.h>
-#include <velmo/extraction/algorithms/MxIjkGrid.h>
-#include <velmo/extraction/algorithms/MxNodeNormals.h>
+#include <velmo/extraction/algorithms/access/MxIjkGrid.h>
+#include <velmo/extraction/algorithms/check/MbMeshFaults.h>
+#include <velmo/extraction/algorithms/map/MxNodeNormals.h>
 #include <velmo/extraction/extractors/MiPointProbe.h>
 #include <velmo/mesh/MbCounts.h>
 #include <velmo/mesh/MbDataSet.h>

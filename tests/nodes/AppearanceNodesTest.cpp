@@ -6,7 +6,7 @@
 #include <velmo/nodes/MoTessellatorElement.h>
 
 #include <velmo/extraction/interfaces/MiTessellator.h>
-#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/classes/SoRef.h>
 
 #include <tests/support/SceneQueries.h>
 #include <tests/support/StateProbe.h>

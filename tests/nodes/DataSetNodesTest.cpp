@@ -12,7 +12,7 @@
 
 #include <velmo/extraction/interfaces/MiCellFilter.h>
 #include <velmo/mesh/MbDataSet.h>
-#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/classes/SoRef.h>
 
 #include <tests/support/StateProbe.h>
 #include <tests/support/WarningLog.h>

@@ -3,7 +3,7 @@
 #include <velmo/extraction/interfaces/MxMeshKind.h>
 #include <velmo/nodes/MoMeshElement.h>
 #include <velmo/representation/MoMeshRepresentation.h>
-#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/classes/SoRef.h>
 
 #include <tests/support/StateProbe.h>
 #include <tests/support/WarningLog.h>

@@ -1,7 +1,7 @@
 #include <velmo/picture/MbPng.h>
 #include <velmo/picture/MoPicture.h>
 
-#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/classes/SoRef.h>
 
 #include <tests/support/WarningLog.h>
 

@@ -1,15 +1,15 @@
 #include <velmo/colormapping/MdLevelColorMapping.h>
 #include <velmo/colormapping/MdLinearColorMapping.h>
 #include <velmo/colormapping/MoColorMappingElement.h>
-#include <velmo/extraction/algorithms/MxCellWeights.h>
+#include <velmo/extraction/algorithms/locate/MxCellWeights.h>
 #include <velmo/nodes/MoDrawStyle.h>
 #include <velmo/nodes/MoMaterial.h>
 #include <velmo/render/MdSurfaceMesh.h>
 #include <velmo/render/MxEnhancedColoring.h>
-#include <velmo/toolkit/MoOffscreenCanvas.h>
-#include <velmo/toolkit/SoIndexedFaceSetOutline.h>
-#include <velmo/toolkit/TkShaderProgram.h>
-#include <velmo/toolkit/TkTexture2.h>
+#include <velmo/toolkit/offscreen/MoOffscreenCanvas.h>
+#include <velmo/toolkit/shapes/SoIndexedFaceSetOutline.h>
+#include <velmo/toolkit/shapes/TkShaderProgram.h>
+#include <velmo/toolkit/shapes/TkTexture2.h>
 
 #include <tests/support/ExtractedMesh.h>
 #include <tests/support/Offscreen.h>

@@ -5,7 +5,7 @@
 #include <velmo/nodes/MoMaterial.h>
 #include <velmo/render/MdSurfaceMesh.h>
 #include <velmo/render/MxEdgeLengthStat.h>
-#include <velmo/toolkit/MoOffscreenCanvas.h>
+#include <velmo/toolkit/offscreen/MoOffscreenCanvas.h>
 
 #include <tests/support/ExtractedMesh.h>
 #include <tests/support/Offscreen.h>

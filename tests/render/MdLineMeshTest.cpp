@@ -7,10 +7,10 @@
 #include <velmo/render/MdLineMesh.h>
 #include <velmo/render/MdPointMesh.h>
 #include <velmo/render/MxLineSceneGraph.h>
-#include <velmo/toolkit/MoOffscreenCanvas.h>
-#include <velmo/toolkit/MxShapeData.h>
-#include <velmo/toolkit/TkLineSet.h>
-#include <velmo/toolkit/TkPointSet.h>
+#include <velmo/toolkit/offscreen/MoOffscreenCanvas.h>
+#include <velmo/toolkit/shapes/MxShapeData.h>
+#include <velmo/toolkit/shapes/TkLineSet.h>
+#include <velmo/toolkit/shapes/TkPointSet.h>
 
 #include <tests/render/BuilderParts.h>
 #include <tests/support/ExtractedMesh.h>

@@ -5,7 +5,7 @@
 #include <velmo/nodes/MoDrawStyle.h>
 #include <velmo/nodes/MoMaterial.h>
 #include <velmo/render/MdSurfaceMesh.h>
-#include <velmo/toolkit/SoIndexedFaceSetOutline.h>
+#include <velmo/toolkit/shapes/SoIndexedFaceSetOutline.h>
 
 #include <tests/render/BuilderParts.h>
 #include <tests/support/ExtractedMesh.h>

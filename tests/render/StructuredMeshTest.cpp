@@ -5,8 +5,8 @@
 #include <velmo/render/details/MoFaceDetail.h>
 #include <velmo/render/MdLineMesh.h>
 #include <velmo/render/MdSurfaceMesh.h>
-#include <velmo/toolkit/SoIndexedFaceSetOutline.h>
-#include <velmo/toolkit/TkLineSet.h>
+#include <velmo/toolkit/shapes/SoIndexedFaceSetOutline.h>
+#include <velmo/toolkit/shapes/TkLineSet.h>
 
 #include <tests/render/BuilderParts.h>
 #include <tests/support/ExtractedMesh.h>

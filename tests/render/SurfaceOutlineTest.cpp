@@ -1,7 +1,7 @@
 #include <velmo/nodes/MoDrawStyle.h>
 #include <velmo/render/MxSurfaceSceneGraph.h>
-#include <velmo/toolkit/MoOffscreenCanvas.h>
-#include <velmo/toolkit/SoIndexedFaceSetOutline.h>
+#include <velmo/toolkit/offscreen/MoOffscreenCanvas.h>
+#include <velmo/toolkit/shapes/SoIndexedFaceSetOutline.h>
 
 #include <tests/support/SceneQueries.h>
 #include <tests/support/StateProbe.h>

@@ -11,7 +11,7 @@
 #include <velmo/nodes/MoMesh.h>
 #include <velmo/nodes/MoScalarSet.h>
 #include <velmo/representations/MoMeshSurface.h>
-#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/classes/SoRef.h>
 
 #include <Inventor/nodes/SoDirectionalLight.h>
 #include <Inventor/nodes/SoLightModel.h>

@@ -6,7 +6,7 @@
 #include <velmo/nodes/MoTessellator.h>
 #include <velmo/representation/MdMeshRepresentation.h>
 #include <velmo/representations/MoMeshSlab.h>
-#include <velmo/toolkit/MoOffscreenCanvas.h>
+#include <velmo/toolkit/offscreen/MoOffscreenCanvas.h>
 
 #include <tests/representations/SkinScene.h>
 #include <tests/support/Background.h>

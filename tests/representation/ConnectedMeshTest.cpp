@@ -9,7 +9,7 @@
 #include <velmo/representations/MoMeshPointProbe.h>
 #include <velmo/representations/MoMeshSkin.h>
 #include <velmo/representations/MoMeshSurface.h>
-#include <velmo/toolkit/MoOffscreenCanvas.h>
+#include <velmo/toolkit/offscreen/MoOffscreenCanvas.h>
 
 #include <tests/support/Background.h>
 #include <tests/support/MeshZoo.h>

@@ -14,8 +14,8 @@
 #include <tests/support/SceneQueries.h>
 #include <tests/support/WarningLog.h>
 
-#include <velmo/toolkit/MxShapeData.h>
-#include <velmo/toolkit/SoIndexedFaceSetOutline.h>
+#include <velmo/toolkit/shapes/MxShapeData.h>
+#include <velmo/toolkit/shapes/SoIndexedFaceSetOutline.h>
 
 #include <Inventor/nodes/SoDirectionalLight.h>
 #include <Inventor/nodes/SoShapeHints.h>

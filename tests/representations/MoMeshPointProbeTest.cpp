@@ -12,7 +12,7 @@
 #include <velmo/nodes/MoScalarSetIjk.h>
 #include <velmo/nodes/MoVec3SetIjk.h>
 #include <velmo/representations/MoMeshPointProbe.h>
-#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/classes/SoRef.h>
 
 #include <Inventor/actions/SoCallbackAction.h>
 #include <Inventor/nodes/SoSeparator.h>

@@ -9,7 +9,7 @@
 #include <velmo/nodes/MoDrawStyle.h>
 #include <velmo/nodes/MoMaterial.h>
 
-#include <velmo/toolkit/MoOffscreenCanvas.h>
+#include <velmo/toolkit/offscreen/MoOffscreenCanvas.h>
 
 #include <tests/support/MeshZoo.h>
 #include <tests/support/Offscreen.h>

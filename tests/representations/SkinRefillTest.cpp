@@ -7,9 +7,9 @@
 #include <velmo/nodes/MoCellFilter.h>
 #include <velmo/nodes/MoDrawStyle.h>
 #include <velmo/nodes/MoMaterial.h>
-#include <velmo/toolkit/MoOffscreenCanvas.h>
-#include <velmo/toolkit/MxShapeData.h>
-#include <velmo/toolkit/SoIndexedFaceSetOutline.h>
+#include <velmo/toolkit/offscreen/MoOffscreenCanvas.h>
+#include <velmo/toolkit/shapes/MxShapeData.h>
+#include <velmo/toolkit/shapes/SoIndexedFaceSetOutline.h>
 
 #include <tests/support/MeshZoo.h>
 #include <tests/support/SceneQueries.h>

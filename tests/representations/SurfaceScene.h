@@ -5,7 +5,7 @@
 #include <velmo/nodes/MoScalarSet.h>
 #include <velmo/render/MdSurfaceMesh.h>
 #include <velmo/representation/MoMeshSurfaceRepresentation.h>
-#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/classes/SoRef.h>
 
 #include <tests/support/ExtractionCounter.h>
 

@@ -1,7 +1,7 @@
 #include <velmo/nodes/MoMesh.h>
 #include <velmo/nodes/MoVelmo.h>
 #include <velmo/representations/MoMeshSkin.h>
-#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/classes/SoRef.h>
 
 #include <tests/support/Background.h>
 #include <tests/support/MeshZoo.h>

@@ -4,8 +4,8 @@
 #include <velmo/nodes/MoDataBinding.h>
 #include <velmo/nodes/MoDataBindingElement.h>
 #include <velmo/nodes/MoMesh.h>
-#include <velmo/toolkit/SoBBox.h>
-#include <velmo/toolkit/SoIndexedFaceSetOutline.h>
+#include <velmo/toolkit/shapes/SoBBox.h>
+#include <velmo/toolkit/shapes/SoIndexedFaceSetOutline.h>
 
 #include <tests/support/StateProbe.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <velmo/extraction/algorithms/MxCut.h>
+#include <velmo/extraction/algorithms/cut/MxCut.h>
 #include <velmo/extraction/interfaces/MxMeshKind.h>
 
 #include <tests/support/MeshZoo.h>

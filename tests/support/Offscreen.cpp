@@ -3,9 +3,9 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include <velmo/toolkit/MoOffscreenCanvas.h>
-#include <velmo/toolkit/MxTextFont.h>
-#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/classes/SoRef.h>
+#include <velmo/toolkit/offscreen/MoOffscreenCanvas.h>
+#include <velmo/toolkit/shapes/MxTextFont.h>
 
 #include <Inventor/nodes/SoFont.h>
 #include <Inventor/nodes/SoOrthographicCamera.h>

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include <velmo/toolkit/MbImage.h>
+#include <velmo/toolkit/offscreen/MbImage.h>
 
 class SoNode;
 

@@ -1,7 +1,7 @@
-#include <velmo/toolkit/MoOffscreenCanvas.h>
-#include <velmo/toolkit/MxShapeData.h>
-#include <velmo/toolkit/TkLineSet.h>
-#include <velmo/toolkit/TkPointSet.h>
+#include <velmo/toolkit/offscreen/MoOffscreenCanvas.h>
+#include <velmo/toolkit/shapes/MxShapeData.h>
+#include <velmo/toolkit/shapes/TkLineSet.h>
+#include <velmo/toolkit/shapes/TkPointSet.h>
 
 #include <tests/support/SceneQueries.h>
 #include <tests/support/WarningLog.h>

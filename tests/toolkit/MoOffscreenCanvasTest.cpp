@@ -11,9 +11,9 @@
 #include <Inventor/SbViewportRegion.h>
 #include <Inventor/SoOffscreenRenderer.h>
 
-#include <velmo/toolkit/MoOffscreenCanvas.h>
-#include <velmo/toolkit/MxToolkit.h>
-#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/classes/MxToolkit.h>
+#include <velmo/toolkit/classes/SoRef.h>
+#include <velmo/toolkit/offscreen/MoOffscreenCanvas.h>
 
 using testing::AllOf;
 using testing::ElementsAre;

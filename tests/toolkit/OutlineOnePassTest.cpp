@@ -1,4 +1,4 @@
-#include <velmo/toolkit/MoOffscreenCanvas.h>
+#include <velmo/toolkit/offscreen/MoOffscreenCanvas.h>
 
 #include <tests/support/SceneQueries.h>
 #include <tests/support/WarningLog.h>

@@ -1,4 +1,4 @@
-#include <velmo/toolkit/MxFaceCache.h>
+#include <velmo/toolkit/shapes/MxFaceCache.h>
 
 #include <tests/support/SceneQueries.h>
 #include <tests/support/WarningLog.h>

@@ -1,7 +1,7 @@
-#include <velmo/toolkit/MoOffscreenCanvas.h>
-#include <velmo/toolkit/MxFaceCache.h>
-#include <velmo/toolkit/MxFaceEdges.h>
-#include <velmo/toolkit/TkTexture2.h>
+#include <velmo/toolkit/offscreen/MoOffscreenCanvas.h>
+#include <velmo/toolkit/shapes/MxFaceCache.h>
+#include <velmo/toolkit/shapes/MxFaceEdges.h>
+#include <velmo/toolkit/shapes/TkTexture2.h>
 
 #include <tests/support/SceneQueries.h>
 #include <tests/support/WarningLog.h>

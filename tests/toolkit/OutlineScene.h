@@ -1,7 +1,7 @@
 #pragma once
 
 #include <tests/toolkit/ShapeScene.h>
-#include <velmo/toolkit/SoIndexedFaceSetOutline.h>
+#include <velmo/toolkit/shapes/SoIndexedFaceSetOutline.h>
 
 #include <Inventor/nodes/SoPerspectiveCamera.h>
 

@@ -1,11 +1,11 @@
-#include <velmo/toolkit/MoOffscreenCanvas.h>
-#include <velmo/toolkit/MxGlCapabilities.h>
-#include <velmo/toolkit/MxTextRegistry.h>
-#include <velmo/toolkit/SoIndexedFaceSetOutline.h>
-#include <velmo/toolkit/SoRef.h>
-#include <velmo/toolkit/TkShaderObject.h>
-#include <velmo/toolkit/TkShaderProgram.h>
-#include <velmo/toolkit/TkVertexProperty.h>
+#include <velmo/toolkit/classes/MxTextRegistry.h>
+#include <velmo/toolkit/classes/SoRef.h>
+#include <velmo/toolkit/offscreen/MoOffscreenCanvas.h>
+#include <velmo/toolkit/shapes/MxGlCapabilities.h>
+#include <velmo/toolkit/shapes/SoIndexedFaceSetOutline.h>
+#include <velmo/toolkit/shapes/TkShaderObject.h>
+#include <velmo/toolkit/shapes/TkShaderProgram.h>
+#include <velmo/toolkit/shapes/TkVertexProperty.h>
 
 #include <tests/support/WarningLog.h>
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <tests/support/Offscreen.h>
-#include <velmo/toolkit/SoRef.h>
-#include <velmo/toolkit/TkVertexProperty.h>
+#include <velmo/toolkit/classes/SoRef.h>
+#include <velmo/toolkit/shapes/TkVertexProperty.h>
 
 #include <Inventor/nodes/SoCamera.h>
 #include <Inventor/nodes/SoDirectionalLight.h>

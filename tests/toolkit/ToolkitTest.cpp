@@ -1,13 +1,13 @@
-#include <velmo/toolkit/MxTextRegistry.h>
-#include <velmo/toolkit/MxToolkit.h>
-#include <velmo/toolkit/SoBBox.h>
-#include <velmo/toolkit/SoCpuBufferObject.h>
-#include <velmo/toolkit/SoIndexedFaceSetOutline.h>
-#include <velmo/toolkit/SoPreferences.h>
-#include <velmo/toolkit/SoRef.h>
-#include <velmo/toolkit/TkBBoxSeparator.h>
-#include <velmo/toolkit/TkShaderObject.h>
-#include <velmo/toolkit/TkVertexProperty.h>
+#include <velmo/toolkit/classes/MxTextRegistry.h>
+#include <velmo/toolkit/classes/MxToolkit.h>
+#include <velmo/toolkit/classes/SoPreferences.h>
+#include <velmo/toolkit/classes/SoRef.h>
+#include <velmo/toolkit/shapes/SoBBox.h>
+#include <velmo/toolkit/shapes/SoCpuBufferObject.h>
+#include <velmo/toolkit/shapes/SoIndexedFaceSetOutline.h>
+#include <velmo/toolkit/shapes/TkBBoxSeparator.h>
+#include <velmo/toolkit/shapes/TkShaderObject.h>
+#include <velmo/toolkit/shapes/TkVertexProperty.h>
 
 #include <tests/support/SceneQueries.h>
 

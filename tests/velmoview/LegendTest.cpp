@@ -3,7 +3,7 @@
 
 #include <velmo/colormapping/legend/MoLegend.h>
 #include <velmo/nodes/MoVelmo.h>
-#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/classes/SoRef.h>
 
 #include <gtest/gtest.h>
 #include <Inventor/actions/SoSearchAction.h>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <velmo/base/MxBoxTree.h>
 #include <velmo/base/MbValueVector.h>
+#include <velmo/base/MxBoxTree.h>
 
 #include <bit>
 #include <functional>

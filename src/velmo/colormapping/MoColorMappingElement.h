@@ -2,7 +2,7 @@
 
 #include <velmo/colormapping/MiColorMapping.h>
 #include <velmo/colormapping/MoColorMappingElementValues.h>
-#include <velmo/toolkit/MoReplacedElement.h>
+#include <velmo/toolkit/classes/MoReplacedElement.h>
 
 /// Carries the mapping of one scalar to a colour down the traversal. Borrowed from the node, or
 /// from the application, that set it.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <velmo/toolkit/MoClassMacros.h>
+#include <velmo/toolkit/classes/MoClassMacros.h>
 
 #include <Inventor/elements/SoAccumulatedElement.h>
 #include <Inventor/lists/SbPList.h>

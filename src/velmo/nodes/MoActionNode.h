@@ -1,6 +1,6 @@
 #pragma once
 
-#include <velmo/toolkit/MoClassMacros.h>
+#include <velmo/toolkit/classes/MoClassMacros.h>
 
 #include <Inventor/nodes/SoNode.h>
 

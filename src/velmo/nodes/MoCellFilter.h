@@ -2,7 +2,7 @@
 
 #include <velmo/nodes/MoActionNode.h>
 #include <velmo/nodes/MoCellFilterElement.h>
-#include <velmo/toolkit/MoBorrowed.h>
+#include <velmo/toolkit/background/MoBorrowed.h>
 
 /// Puts the application's cell filter into the state. *Ownership*: the filter is borrowed,
 /// as long as the node refers to it.

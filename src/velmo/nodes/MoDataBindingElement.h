@@ -1,7 +1,7 @@
 #pragma once
 
 #include <velmo/nodes/MoDataBinding.h>
-#include <velmo/toolkit/MoReplacedElement.h>
+#include <velmo/toolkit/classes/MoReplacedElement.h>
 
 /// What MoDataBindingElement carries.
 struct MoDataBindingElementValues

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <velmo/nodes/MoMaterial.h>
-#include <velmo/toolkit/MoReplacedElement.h>
+#include <velmo/toolkit/classes/MoReplacedElement.h>
 
 /// What MoMaterialElement carries.
 struct MoMaterialElementValues

@@ -2,7 +2,7 @@
 
 #include <velmo/extraction/interfaces/MeshType.h>
 #include <velmo/nodes/MoActionNode.h>
-#include <velmo/toolkit/MoBorrowed.h>
+#include <velmo/toolkit/background/MoBorrowed.h>
 
 #include <cstdint>
 #include <memory>

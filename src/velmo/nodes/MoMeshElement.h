@@ -1,7 +1,7 @@
 #pragma once
 
 #include <velmo/extraction/interfaces/MeshType.h>
-#include <velmo/toolkit/MoReplacedElement.h>
+#include <velmo/toolkit/classes/MoReplacedElement.h>
 
 #include <cstdint>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <velmo/nodes/MoActionNode.h>
-#include <velmo/toolkit/MoBorrowed.h>
+#include <velmo/toolkit/background/MoBorrowed.h>
 
 #include <cstdint>
 

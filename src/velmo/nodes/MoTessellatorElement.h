@@ -1,6 +1,6 @@
 #pragma once
 
-#include <velmo/toolkit/MoReplacedElement.h>
+#include <velmo/toolkit/classes/MoReplacedElement.h>
 
 #include <cstdint>
 

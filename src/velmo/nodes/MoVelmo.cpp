@@ -64,11 +64,11 @@
 #include <velmo/representations/MoMeshSphereSlice.h>
 #include <velmo/representations/MoMeshStreamline.h>
 #include <velmo/representations/MoMeshSurface.h>
-#include <velmo/toolkit/MxBackgroundTask.h>
-#include <velmo/toolkit/MoOffscreenCanvas.h>
-#include <velmo/toolkit/MxTaskWatch.h>
-#include <velmo/toolkit/MxToolkit.h>
-#include <velmo/toolkit/SoTarvinShaders.h>
+#include <velmo/toolkit/background/MxBackgroundTask.h>
+#include <velmo/toolkit/background/MxTaskWatch.h>
+#include <velmo/toolkit/classes/MxToolkit.h>
+#include <velmo/toolkit/classes/SoTarvinShaders.h>
+#include <velmo/toolkit/offscreen/MoOffscreenCanvas.h>
 
 #include <Inventor/SoInput.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <velmo/toolkit/MbImage.h>
+#include <velmo/toolkit/offscreen/MbImage.h>
 
 #include <cstdint>
 #include <string>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <velmo/render/MdLineMesh.h>
-#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/classes/SoRef.h>
 
 #include <memory>
 #include <vector>

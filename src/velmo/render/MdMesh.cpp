@@ -5,7 +5,7 @@
 #include <velmo/colormapping/MoCombineColorMappingElement.h>
 #include <velmo/nodes/MoDrawStyleElement.h>
 #include <velmo/render/MxEdgeLengthStat.h>
-#include <velmo/toolkit/TkBBoxSeparator.h>
+#include <velmo/toolkit/shapes/TkBBoxSeparator.h>
 
 #include <Inventor/elements/SoCacheElement.h>
 #include <Inventor/nodes/SoShaderProgram.h>

@@ -4,8 +4,8 @@
 #include <velmo/extraction/interfaces/MxExtractionMonitor.h>
 #include <velmo/render/MxMeshSceneGraph.h>
 #include <velmo/representation/caches/MdAttributeCache.h>
-#include <velmo/toolkit/MxRefCounted.h>
-#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/classes/MxRefCounted.h>
+#include <velmo/toolkit/classes/SoRef.h>
 
 #include <memory>
 #include <vector>

@@ -1,11 +1,11 @@
 #include <velmo/render/MdSurfaceMesh.h>
 
 #include <velmo/colormapping/MoColorMappingElement.h>
-#include <velmo/extraction/algorithms/MxNodeNormals.h>
+#include <velmo/extraction/algorithms/map/MxNodeNormals.h>
 #include <velmo/extraction/interfaces/MxMeshKind.h>
 #include <velmo/render/details/MoSurfaceMeshDetail.h>
 #include <velmo/render/MxStructuredView.h>
-#include <velmo/toolkit/SoPreferences.h>
+#include <velmo/toolkit/classes/SoPreferences.h>
 
 #include <Inventor/errors/SoDebugError.h>
 #include <Inventor/nodes/SoPolygonOffset.h>

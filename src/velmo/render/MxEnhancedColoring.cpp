@@ -4,9 +4,9 @@
 #include <velmo/base/MxParallel.h>
 #include <velmo/colormapping/MdLevelColorMapping.h>
 #include <velmo/colormapping/MdLinearColorMapping.h>
-#include <velmo/toolkit/TkShaderObject.h>
-#include <velmo/toolkit/TkShaderProgram.h>
-#include <velmo/toolkit/TkTexture2.h>
+#include <velmo/toolkit/shapes/TkShaderObject.h>
+#include <velmo/toolkit/shapes/TkShaderProgram.h>
+#include <velmo/toolkit/shapes/TkTexture2.h>
 
 #include <Inventor/errors/SoDebugError.h>
 #include <Inventor/nodes/SoGroup.h>

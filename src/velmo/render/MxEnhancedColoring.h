@@ -2,8 +2,8 @@
 
 #include <velmo/colormapping/MiColorMapping.h>
 #include <velmo/mesh/MeXMesh.h>
-#include <velmo/toolkit/MxGlCapabilities.h>
-#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/classes/SoRef.h>
+#include <velmo/toolkit/shapes/MxGlCapabilities.h>
 
 #include <Inventor/nodes/SoSwitch.h>
 #include <Inventor/SbVec3f.h>

@@ -8,9 +8,9 @@
 #include <velmo/render/details/MoCellDetail.h>
 #include <velmo/render/details/MoMeshRepresentationDetail.h>
 #include <velmo/render/MxSetField.h>
-#include <velmo/toolkit/SoPreferences.h>
-#include <velmo/toolkit/TkShaderObject.h>
-#include <velmo/toolkit/TkShaderProgram.h>
+#include <velmo/toolkit/classes/SoPreferences.h>
+#include <velmo/toolkit/shapes/TkShaderObject.h>
+#include <velmo/toolkit/shapes/TkShaderProgram.h>
 
 #include <Inventor/actions/SoRayPickAction.h>
 #include <Inventor/errors/SoDebugError.h>

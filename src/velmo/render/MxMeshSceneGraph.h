@@ -7,7 +7,7 @@
 #include <velmo/mesh/MeXTopology.h>
 #include <velmo/render/MxStyledIndexedShapeGraph.h>
 #include <velmo/render/MxTextureContouring.h>
-#include <velmo/toolkit/SoBBox.h>
+#include <velmo/toolkit/shapes/SoBBox.h>
 
 #include <Inventor/nodes/SoShaderParameter.h>
 

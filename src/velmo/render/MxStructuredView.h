@@ -1,8 +1,8 @@
 #pragma once
 
 #include <velmo/base/MxTimeStamp.h>
-#include <velmo/extraction/algorithms/MxFlatCells.h>
-#include <velmo/extraction/algorithms/MxNodeNumbering.h>
+#include <velmo/extraction/algorithms/access/MxNodeNumbering.h>
+#include <velmo/extraction/algorithms/skin/MxFlatCells.h>
 #include <velmo/mesh/MbUnstructuredView.h>
 #include <velmo/mesh/MeXMesh.h>
 

@@ -4,9 +4,9 @@
 #include <velmo/render/details/MoFaceDetail.h>
 #include <velmo/render/details/MoLineDetail.h>
 #include <velmo/render/MxSetField.h>
-#include <velmo/toolkit/SoIndexedFaceSetOutline.h>
-#include <velmo/toolkit/TkLineSet.h>
-#include <velmo/toolkit/TkPointSet.h>
+#include <velmo/toolkit/shapes/SoIndexedFaceSetOutline.h>
+#include <velmo/toolkit/shapes/TkLineSet.h>
+#include <velmo/toolkit/shapes/TkPointSet.h>
 
 #include <Inventor/errors/SoDebugError.h>
 #include <Inventor/nodes/SoSeparator.h>

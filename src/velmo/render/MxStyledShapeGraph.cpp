@@ -8,7 +8,7 @@
 #include <Inventor/nodes/SoMaterialBinding.h>
 #include <Inventor/nodes/SoSeparator.h>
 #include <Inventor/nodes/SoVertexShape.h>
-#include <velmo/toolkit/TkTexture2.h>
+#include <velmo/toolkit/shapes/TkTexture2.h>
 
 namespace {
 

@@ -3,9 +3,9 @@
 #include <velmo/base/MxCpuBuffer.h>
 #include <velmo/extraction/interfaces/MbVec3.h>
 #include <velmo/nodes/MoMaterial.h>
-#include <velmo/toolkit/SoCpuBufferObject.h>
-#include <velmo/toolkit/SoRef.h>
-#include <velmo/toolkit/TkVertexProperty.h>
+#include <velmo/toolkit/classes/SoRef.h>
+#include <velmo/toolkit/shapes/SoCpuBufferObject.h>
+#include <velmo/toolkit/shapes/TkVertexProperty.h>
 
 #include <Inventor/nodes/SoDrawStyle.h>
 #include <Inventor/nodes/SoMaterial.h>

@@ -3,7 +3,7 @@
 #include <velmo/nodes/MoDrawStyleElement.h>
 #include <velmo/nodes/MoMaterialElement.h>
 #include <velmo/render/MxSetField.h>
-#include <velmo/toolkit/TkShaderProgram.h>
+#include <velmo/toolkit/shapes/TkShaderProgram.h>
 
 #include <Inventor/nodes/SoSeparator.h>
 #include <Inventor/nodes/SoShaderObject.h>

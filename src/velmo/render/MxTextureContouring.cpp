@@ -1,6 +1,6 @@
 #include <velmo/render/MxTextureContouring.h>
 
-#include <velmo/toolkit/MxGlCapabilities.h>
+#include <velmo/toolkit/shapes/MxGlCapabilities.h>
 
 #include <Inventor/errors/SoDebugError.h>
 

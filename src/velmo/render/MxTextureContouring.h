@@ -1,9 +1,9 @@
 #pragma once
 
 #include <velmo/colormapping/MdLevelColorMapping.h>
-#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/classes/SoRef.h>
 
-#include <velmo/toolkit/TkTexture2.h>
+#include <velmo/toolkit/shapes/TkTexture2.h>
 
 #include <Inventor/SbVec2f.h>
 

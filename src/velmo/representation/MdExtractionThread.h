@@ -4,9 +4,9 @@
 #include <velmo/extraction/interfaces/MxAbortableCallback.h>
 #include <velmo/representation/caches/MdExtractionThreadCache.h>
 #include <velmo/representation/MdUserExtractorCallback.h>
-#include <velmo/toolkit/MxBackgroundTask.h>
-#include <velmo/toolkit/MxTaskWatch.h>
-#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/background/MxBackgroundTask.h>
+#include <velmo/toolkit/background/MxTaskWatch.h>
+#include <velmo/toolkit/classes/SoRef.h>
 
 #include <memory>
 #include <utility>

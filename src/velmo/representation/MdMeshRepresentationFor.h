@@ -8,8 +8,8 @@
 #include <velmo/representation/MdMeshRepresentation.h>
 #include <velmo/representation/MdRefCounter.h>
 #include <velmo/representation/MoMeshRepresentation.h>
-#include <velmo/toolkit/SoPreferences.h>
-#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/classes/SoPreferences.h>
+#include <velmo/toolkit/classes/SoRef.h>
 
 #include <Inventor/errors/SoDebugError.h>
 

@@ -2,7 +2,7 @@
 
 #include <velmo/extraction/interfaces/MxMeshKind.h>
 #include <velmo/mesh/views/MxCells.h>
-#include <velmo/toolkit/SoPreferences.h>
+#include <velmo/toolkit/classes/SoPreferences.h>
 
 #include <Inventor/actions/SoAction.h>
 #include <Inventor/SbName.h>

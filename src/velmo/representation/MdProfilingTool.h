@@ -3,7 +3,7 @@
 #include <velmo/extraction/interfaces/MeshType.h>
 #include <velmo/extraction/interfaces/MiExtractorCallback.h>
 #include <velmo/representation/MdUserExtractorCallback.h>
-#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/classes/SoRef.h>
 
 #include <chrono>
 #include <cstddef>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <velmo/toolkit/MxRefCounted.h>
+#include <velmo/toolkit/classes/MxRefCounted.h>
 
 #include <memory>
 #include <utility>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <velmo/representation/MdForwardingCallback.h>
-#include <velmo/toolkit/MxRefCounted.h>
+#include <velmo/toolkit/classes/MxRefCounted.h>
 
 #include <mutex>
 

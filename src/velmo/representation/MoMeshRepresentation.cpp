@@ -20,7 +20,7 @@
 #include <velmo/representation/MdWarnings.h>
 #include <velmo/representation/MxAttributesManager.h>
 #include <velmo/representation/MxQuietNode.h>
-#include <velmo/toolkit/MxBackgroundTask.h>
+#include <velmo/toolkit/background/MxBackgroundTask.h>
 
 #include <Inventor/actions/SoRayPickAction.h>
 #include <Inventor/elements/SoCacheElement.h>

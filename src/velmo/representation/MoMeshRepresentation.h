@@ -3,7 +3,7 @@
 #include <velmo/extraction/interfaces/MeshType.h>
 #include <velmo/extraction/interfaces/MiDataSet.h>
 #include <velmo/representation/MoMeshBaseRepresentation.h>
-#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/classes/SoRef.h>
 
 #include <Inventor/fields/SoSFBool.h>
 #include <Inventor/fields/SoSFInt32.h>

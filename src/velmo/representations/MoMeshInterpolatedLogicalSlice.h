@@ -1,7 +1,7 @@
 #pragma once
 
 #include <velmo/representation/MoMeshSurfaceRepresentation.h>
-#include <velmo/toolkit/TkSFScopedEnum.h>
+#include <velmo/toolkit/classes/TkSFScopedEnum.h>
 
 #include <Inventor/fields/SoSFFloat.h>
 

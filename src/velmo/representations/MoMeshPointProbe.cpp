@@ -6,7 +6,7 @@
 #include <velmo/nodes/MoDataBindingElement.h>
 #include <velmo/nodes/MoMeshElement.h>
 #include <velmo/representation/MxAttributesManager.h>
-#include <velmo/toolkit/MxNodeSensor.h>
+#include <velmo/toolkit/classes/MxNodeSensor.h>
 
 #include <Inventor/actions/SoAction.h>
 #include <Inventor/errors/SoDebugError.h>

@@ -14,7 +14,7 @@
 #include <velmo/render/MxTextureContouring.h>
 #include <velmo/representation/caches/MdCache.h>
 #include <velmo/representation/MxQuietNode.h>
-#include <velmo/toolkit/MxTextFont.h>
+#include <velmo/toolkit/shapes/MxTextFont.h>
 
 #include <Inventor/actions/SoGetBoundingBoxAction.h>
 #include <Inventor/actions/SoGLRenderAction.h>

@@ -2,7 +2,7 @@
 
 #include <velmo/colormapping/MiColorMapping.h>
 #include <velmo/representation/MoMeshBaseRepresentation.h>
-#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/classes/SoRef.h>
 
 #include <Inventor/fields/SoSFBool.h>
 #include <Inventor/fields/SoSFColor.h>

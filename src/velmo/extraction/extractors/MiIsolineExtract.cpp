@@ -1,6 +1,6 @@
 #include <velmo/extraction/extractors/MiIsolineExtract.h>
 
-#include <velmo/extraction/algorithms/MxIsolines.h>
+#include <velmo/extraction/algorithms/lines/MxIsolines.h>
 #include <velmo/extraction/extractors/MxFlatMesh.h>
 #include <velmo/extraction/extractors/MxMultiLineExtractor.h>
 

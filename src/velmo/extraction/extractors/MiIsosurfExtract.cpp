@@ -1,7 +1,7 @@
 #include <velmo/extraction/extractors/MiIsosurfExtract.h>
 
-#include <velmo/extraction/algorithms/MxCellMeans.h>
-#include <velmo/extraction/algorithms/MxIjkGrid.h>
+#include <velmo/extraction/algorithms/access/MxIjkGrid.h>
+#include <velmo/extraction/algorithms/map/MxCellMeans.h>
 #include <velmo/extraction/extractors/MxCutWork.h>
 
 #include <bit>

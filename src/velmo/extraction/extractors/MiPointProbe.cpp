@@ -1,9 +1,9 @@
 #include <velmo/extraction/extractors/MiPointProbe.h>
 
 #include <velmo/base/MxTimeStamp.h>
-#include <velmo/extraction/algorithms/MxCellLocator.h>
-#include <velmo/extraction/algorithms/MxFieldValues.h>
-#include <velmo/extraction/algorithms/MxManyPoints.h>
+#include <velmo/extraction/algorithms/access/MxFieldValues.h>
+#include <velmo/extraction/algorithms/locate/MxCellLocator.h>
+#include <velmo/extraction/algorithms/locate/MxManyPoints.h>
 #include <velmo/extraction/extractors/MxExtractorState.h>
 
 #include <tuple>

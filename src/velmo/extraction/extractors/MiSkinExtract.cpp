@@ -1,12 +1,12 @@
 #include <velmo/extraction/extractors/MiSkinExtract.h>
 
-#include <velmo/extraction/algorithms/MxFlatGrid.h>
-#include <velmo/extraction/algorithms/MxNodeNumbering.h>
-#include <velmo/extraction/algorithms/MxSkinBox.h>
-#include <velmo/extraction/algorithms/MxSkinEdges.h>
-#include <velmo/extraction/algorithms/MxSkinIjk.h>
-#include <velmo/extraction/algorithms/MxSkinTessellate.h>
-#include <velmo/extraction/algorithms/MxSkinUnstructured.h>
+#include <velmo/extraction/algorithms/access/MxFlatGrid.h>
+#include <velmo/extraction/algorithms/access/MxNodeNumbering.h>
+#include <velmo/extraction/algorithms/skin/MxSkinBox.h>
+#include <velmo/extraction/algorithms/skin/MxSkinEdges.h>
+#include <velmo/extraction/algorithms/skin/MxSkinIjk.h>
+#include <velmo/extraction/algorithms/skin/MxSkinTessellate.h>
+#include <velmo/extraction/algorithms/skin/MxSkinUnstructured.h>
 #include <velmo/extraction/extractors/MxSurfaceExtractor.h>
 
 namespace {

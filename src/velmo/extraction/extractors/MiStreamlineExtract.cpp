@@ -1,6 +1,6 @@
 #include <velmo/extraction/extractors/MiStreamlineExtract.h>
 
-#include <velmo/extraction/algorithms/MxStreamlines.h>
+#include <velmo/extraction/algorithms/lines/MxStreamlines.h>
 #include <velmo/extraction/extractors/MxMultiLineExtractor.h>
 
 #include <bit>

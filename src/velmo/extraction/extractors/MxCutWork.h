@@ -1,7 +1,7 @@
 #pragma once
 
-#include <velmo/extraction/algorithms/MxCut.h>
-#include <velmo/extraction/algorithms/MxIjkGrid.h>
+#include <velmo/extraction/algorithms/access/MxIjkGrid.h>
+#include <velmo/extraction/algorithms/cut/MxCut.h>
 #include <velmo/extraction/extractors/MxSurfaceExtractor.h>
 
 /// What the works of all cuts share: the cut, and what it keeps from one to the next.

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <velmo/base/MxTimeStamp.h>
-#include <velmo/extraction/algorithms/MxMeshCheck.h>
+#include <velmo/extraction/algorithms/check/MxMeshCheck.h>
 #include <velmo/extraction/interfaces/MiTessellator.h>
 #include <velmo/extraction/interfaces/MxExtractionMonitor.h>
 

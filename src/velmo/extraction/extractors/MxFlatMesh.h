@@ -1,8 +1,8 @@
 #pragma once
 
-#include <velmo/extraction/algorithms/MxFlatCells.h>
-#include <velmo/extraction/algorithms/MxMeshCheck.h>
-#include <velmo/extraction/algorithms/MxNodeNumbering.h>
+#include <velmo/extraction/algorithms/access/MxNodeNumbering.h>
+#include <velmo/extraction/algorithms/check/MxMeshCheck.h>
+#include <velmo/extraction/algorithms/skin/MxFlatCells.h>
 #include <velmo/extraction/interfaces/MxMeshKind.h>
 
 /// The kinds of surfaces and lines as extractors see them: what their cells are, which of them are

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <velmo/extraction/algorithms/MxLayer.h>
+#include <velmo/extraction/algorithms/layers/MxLayer.h>
 #include <velmo/extraction/extractors/MxSurfaceExtractor.h>
 
 /// What the two kinds of slices along a grid's indices do on one kind of mesh.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <velmo/extraction/algorithms/MxDataMap.h>
+#include <velmo/extraction/algorithms/map/MxDataMap.h>
 #include <velmo/extraction/extractors/MxExtractorState.h>
 
 #include <atomic>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <velmo/extraction/algorithms/MxSkinEdges.h>
+#include <velmo/extraction/algorithms/skin/MxSkinEdges.h>
 #include <velmo/extraction/extractors/MxExtractorTable.h>
 #include <velmo/extraction/extractors/MxResults.h>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <velmo/render/details/MoCellDetail.h>
-#include <velmo/toolkit/MoClassMacros.h>
+#include <velmo/toolkit/classes/MoClassMacros.h>
 
 /// The picked face of an extracted mesh.
 class MoFaceDetail : public MoCellDetail<SoFaceDetail>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <velmo/render/details/MoCellDetail.h>
-#include <velmo/toolkit/MoClassMacros.h>
+#include <velmo/toolkit/classes/MoClassMacros.h>
 
 /// The picked line of an extracted mesh.
 class MoLineDetail : public MoCellDetail<SoLineDetail>

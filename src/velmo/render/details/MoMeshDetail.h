@@ -3,7 +3,7 @@
 #include <velmo/extraction/interfaces/MbVec3.h>
 #include <velmo/extraction/interfaces/MeshType.h>
 #include <velmo/extraction/interfaces/MiDataSet.h>
-#include <velmo/toolkit/MoClassMacros.h>
+#include <velmo/toolkit/classes/MoClassMacros.h>
 
 #include <vector>
 

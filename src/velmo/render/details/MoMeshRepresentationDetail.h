@@ -4,7 +4,7 @@
 #include <velmo/mesh/MeXDataSetI.h>
 #include <velmo/mesh/MeXMesh.h>
 #include <velmo/render/details/MoPickedCell.h>
-#include <velmo/toolkit/MoClassMacros.h>
+#include <velmo/toolkit/classes/MoClassMacros.h>
 
 #include <Inventor/SbVec3f.h>
 

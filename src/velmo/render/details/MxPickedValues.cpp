@@ -1,6 +1,6 @@
 #include <velmo/render/details/MxPickedValues.h>
 
-#include <velmo/extraction/algorithms/MxCellWeights.h>
+#include <velmo/extraction/algorithms/locate/MxCellWeights.h>
 
 #include <algorithm>
 #include <limits>

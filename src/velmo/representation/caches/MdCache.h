@@ -1,6 +1,6 @@
 #pragma once
 
-#include <velmo/toolkit/SoRef.h>
+#include <velmo/toolkit/classes/SoRef.h>
 
 #include <Inventor/caches/SoCache.h>
 #include <Inventor/misc/SoState.h>
