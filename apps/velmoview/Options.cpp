@@ -406,7 +406,7 @@ std::string helpOf(const char* name, const char* takes, const std::string& help)
 {
   const std::string left = std::string("  ") + name;
   std::string text = left + std::string(left.size() < 18 ? 18 - left.size() : 1, ' ') + help + "\n";
-  if (takes[0]) text += std::string(18, ' ') + "takes " + takes + "\n";
+  if (takes[0]) text.append(18, ' ').append("takes ").append(takes).append("\n");
   return text;
 }
 
