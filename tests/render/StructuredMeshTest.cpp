@@ -55,9 +55,16 @@ MeXSurfaceMeshRectilinear rectilinear(double z)
   return mesh;
 }
 
-MeXSurfaceMeshCurvilinear curvilinear(float z)
+void place(MeXSurfaceMeshRegular& mesh, float z)
 {
-  MeXSurfaceMeshCurvilinear mesh;
+  mesh = regular(z);
+}
+void place(MeXSurfaceMeshRectilinear& mesh, float z)
+{
+  mesh = rectilinear(z);
+}
+void place(MeXSurfaceMeshCurvilinear& mesh, float z)
+{
   mesh.topology.countI = 2;
   mesh.topology.countJ = 1;
   mesh.topology.touch();
@@ -66,20 +73,6 @@ MeXSurfaceMeshCurvilinear curvilinear(float z)
   for (std::size_t n = 0; n < 6; ++n)
     mesh.geometry.nodes.points()[n] = {static_cast<float>(n % 3), static_cast<float>(n / 3), z};
   mesh.geometry.nodes.touch(false);
-  return mesh;
-}
-
-void raise(MeXSurfaceMeshRegular& mesh)
-{
-  mesh = regular(2);
-}
-void raise(MeXSurfaceMeshRectilinear& mesh)
-{
-  mesh = rectilinear(2);
-}
-void raise(MeXSurfaceMeshCurvilinear& mesh)
-{
-  mesh = curvilinear(2);
 }
 
 // A builder that is given something in a traversal.
@@ -123,9 +116,11 @@ std::vector<int> indicesOf(const Shape& shape)
 }
 
 template <class Mesh>
-void expectShown(Mesh mesh, MeshType kind)
+void expectShown(MeshType kind)
 {
   SCOPED_TRACE(meshTypeName(kind));
+  Mesh mesh;
+  place(mesh, 0);
   Scene<MdSurfaceMesh> scene;
   MeXDataSetI<double> values("nodes", MiDataBinding::PerNode);
   values.values = {0, 1, 2, 3, 4, 5};
@@ -153,7 +148,7 @@ void expectShown(Mesh mesh, MeshType kind)
 
   // Moved, and made anew: the counts are the same, and so is the list.
   const int* list = shape.coordIndex.getValues(0);
-  raise(mesh);
+  place(mesh, 2);
   scene.traverse([&](SoState* state) { scene.builder.set(state, mesh, &values); });
   EXPECT_THAT(scene.fills(), ElementsAre(1, 2, 1));
   EXPECT_EQ(shape.coordIndex.getValues(0), list);
@@ -216,9 +211,9 @@ public:
 
 TEST(StructuredMeshes, SurfacesAreShownByAListThatFollowsFromTheirCounts)
 {
-  expectShown(regular(0), SURFACE_MESH_REGULAR);
-  expectShown(rectilinear(0), SURFACE_MESH_RECTILINEAR);
-  expectShown(curvilinear(0), SURFACE_MESH_CURVILINEAR);
+  expectShown<MeXSurfaceMeshRegular>(SURFACE_MESH_REGULAR);
+  expectShown<MeXSurfaceMeshRectilinear>(SURFACE_MESH_RECTILINEAR);
+  expectShown<MeXSurfaceMeshCurvilinear>(SURFACE_MESH_CURVILINEAR);
 }
 
 TEST(StructuredMeshes, AnApplicationsOwnMayHaveDeadCellsAndWrongCounts)

@@ -45,9 +45,9 @@ public:
 
   /// @param owner  the node, which owns this object
   MdMeshRepresentationFor(Node& owner, const MdRepresentationTexts& texts)
-      : m_owner(owner), m_function(std::string(texts.node) + "::doExtract"), m_thread(owner),
-        m_result(new MdRefCounter)
+      : m_owner(owner), m_function(texts.node), m_thread(owner), m_result(new MdRefCounter)
   {
+    m_function += "::doExtract";
     if (Extract::kMayBeAsynchronous)
       setAsynchronous(SoPreferences::getBool("VELMO_ASYNC_PROCESSING", FALSE));
   }
