@@ -33,7 +33,7 @@ double polygonArea(const MeXGeometryI& geometry, std::span<const int> cell)
   double twice = 0;
   for (std::size_t n = 2; n < cell.size(); ++n) {
     const MbVec3d part = triangle(n);
-    twice += dot(part, whole) < 0 ? -length(part) : length(part);
+    twice += cell.size() > 4 && dot(part, whole) < 0 ? -length(part) : length(part);
   }
   return twice / 2;
 }
