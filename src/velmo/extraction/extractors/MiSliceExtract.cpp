@@ -7,33 +7,11 @@
 
 namespace {
 
-bool isDirection(const MbVec3d& v)
-{
-  return isFinite(v) && (v.x != 0 || v.y != 0 || v.z != 0);
-}
-bool isRadius(double r)
-{
-  return std::isfinite(r) && r >= 0;
-}
-
-bool isUsable(const MxCutPlane& plane)
-{
-  return isDirection(plane.normal) && std::isfinite(plane.distance);
-}
-bool isUsable(const MxCutSphere& sphere)
-{
-  return isFinite(sphere.center) && isRadius(sphere.radius);
-}
-bool isUsable(const MxCutCylinder& cylinder)
-{
-  return isFinite(cylinder.center) && isDirection(cylinder.direction) && isRadius(cylinder.radius);
-}
-
 /// A cutting surface, known again by the bits of its numbers: not-a-number equals itself.
 struct SliceArguments
 {
   template <class Shape>
-  explicit SliceArguments(const Shape& given) : shape(given), usable(isUsable(given))
+  explicit SliceArguments(const Shape& given) : shape(given)
   {
     using Bits = std::array<std::uint64_t, sizeof(Shape) / sizeof(double)>;
     const Bits own = std::bit_cast<Bits>(given);
@@ -45,8 +23,7 @@ struct SliceArguments
   }
 
   MxCutShape shape;
-  bool usable;
-  std::array<std::uint64_t, 7> bits{};
+  std::array<std::uint64_t, sizeof(MxCutShape) / sizeof(std::uint64_t)> bits{};
 };
 
 template <MeshType K>
@@ -59,12 +36,17 @@ struct SliceWork : MxCutWork<K>
                                            const Request& request,
                                            MeXSurfaceMeshUnstructured& surface)
   {
-    return arguments.usable ? this->cut(mesh, arguments.shape, request, surface) : nullptr;
+    if (!isCutShapeUsable(arguments.shape)) return nullptr;
+    return this->cut(mesh, arguments.shape, request, surface);
   }
 };
 
-template <class Interface, MeshType K, class Shape, class... Geometry>
-class SliceExtractor final : public MxSurfaceExtractor<Interface, SliceWork<K>>
+template <class Interface, MeshType K, class Shape, class Slice>
+class SliceExtractor;
+
+template <class Interface, MeshType K, class Shape, class CellFilter, class... Geometry>
+class SliceExtractor<Interface, K, Shape, MiSliceExtract<CellFilter, Geometry...>> final
+    : public MxSurfaceExtractor<Interface, SliceWork<K>>
 {
   using Base = MxSurfaceExtractor<Interface, SliceWork<K>>;
 
@@ -88,61 +70,31 @@ public:
   }
 };
 
-template <class Interface, MeshType K>
-using PlaneExtractor = SliceExtractor<Interface, K, MxCutPlane, const MbVec3d&, double>;
-template <class Interface, MeshType K>
-using SphereExtractor = SliceExtractor<Interface, K, MxCutSphere, const MbVec3d&, double>;
-template <class Interface, MeshType K>
-using CylinderExtractor =
-    SliceExtractor<Interface, K, MxCutCylinder, const MbVec3d&, const MbVec3d&, double>;
-
 } // namespace
 
-template <>
-inline constexpr MxExtractorRow<PlaneExtractor> kExtractorRow<MiPlaneSliceExtractUnstructured>{
-    "MiPlaneSliceExtractUnstructured"};
-template <>
-inline constexpr MxExtractorRow<PlaneExtractor> kExtractorRow<MiPlaneSliceExtractHexahedronIjk>{
-    "MiPlaneSliceExtractHexahedronIjk"};
-template <>
-inline constexpr MxExtractorRow<PlaneExtractor> kExtractorRow<MiPlaneSliceExtractIjk>{
-    "MiPlaneSliceExtractIjk"};
-template <>
-inline constexpr MxExtractorRow<SphereExtractor> kExtractorRow<MiSphereSliceExtractUnstructured>{
-    "MiSphereSliceExtractUnstructured"};
-template <>
-inline constexpr MxExtractorRow<SphereExtractor> kExtractorRow<MiSphereSliceExtractHexahedronIjk>{
-    "MiSphereSliceExtractHexahedronIjk"};
-template <>
-inline constexpr MxExtractorRow<SphereExtractor> kExtractorRow<MiSphereSliceExtractIjk>{
-    "MiSphereSliceExtractIjk"};
-template <>
-inline constexpr MxExtractorRow<CylinderExtractor>
-    kExtractorRow<MiCylinderSliceExtractUnstructured>{"MiCylinderSliceExtractUnstructured"};
-template <>
-inline constexpr MxExtractorRow<CylinderExtractor>
-    kExtractorRow<MiCylinderSliceExtractHexahedronIjk>{"MiCylinderSliceExtractHexahedronIjk"};
-template <>
-inline constexpr MxExtractorRow<CylinderExtractor> kExtractorRow<MiCylinderSliceExtractIjk>{
-    "MiCylinderSliceExtractIjk"};
+/// The extractors of a shape: those named Mi...SliceExtract after it, for all kinds of mesh.
+#define MX_SLICES(Shape)                                                                           \
+  namespace {                                                                                      \
+  template <class Interface, MeshType K>                                                           \
+  using Shape##Extractor =                                                                         \
+      SliceExtractor<Interface, K, MxCut##Shape,                                                   \
+                     Mi##Shape##SliceExtract<typename MxMeshKind<K>::CellFilter>>;                 \
+  }                                                                                                \
+  MX_SLICE_ROW(Shape##Extractor, Mi##Shape##SliceExtractUnstructured)                              \
+  MX_SLICE_ROW(Shape##Extractor, Mi##Shape##SliceExtractHexahedronIjk)                             \
+  MX_SLICE_ROW(Shape##Extractor, Mi##Shape##SliceExtractIjk)                                       \
+  MX_SLICE_KIND(Mi##Shape##SliceExtractUnstructured, MiVolumeMeshUnstructured)                     \
+  MX_SLICE_KIND(Mi##Shape##SliceExtractHexahedronIjk, MiVolumeMeshHexahedronIjk)                   \
+  MX_SLICE_KIND(Mi##Shape##SliceExtractIjk, MiVolumeMeshVertexHexahedronIjk)                       \
+  MX_SLICE_KIND(Mi##Shape##SliceExtractIjk, MiVolumeMeshRegular)                                   \
+  MX_SLICE_KIND(Mi##Shape##SliceExtractIjk, MiVolumeMeshRectilinear)                               \
+  MX_SLICE_KIND(Mi##Shape##SliceExtractIjk, MiVolumeMeshCurvilinear)
 
-template struct MiExtractorMaker<MiPlaneSliceExtractUnstructured, MiVolumeMeshUnstructured>;
-template struct MiExtractorMaker<MiPlaneSliceExtractHexahedronIjk, MiVolumeMeshHexahedronIjk>;
-template struct MiExtractorMaker<MiPlaneSliceExtractIjk, MiVolumeMeshVertexHexahedronIjk>;
-template struct MiExtractorMaker<MiPlaneSliceExtractIjk, MiVolumeMeshRegular>;
-template struct MiExtractorMaker<MiPlaneSliceExtractIjk, MiVolumeMeshRectilinear>;
-template struct MiExtractorMaker<MiPlaneSliceExtractIjk, MiVolumeMeshCurvilinear>;
+#define MX_SLICE_ROW(Extractor, Interface)                                                         \
+  template <>                                                                                      \
+  inline constexpr MxExtractorRow<Extractor> kExtractorRow<Interface>{#Interface};
+#define MX_SLICE_KIND(Interface, Mesh) template struct MiExtractorMaker<Interface, Mesh>;
 
-template struct MiExtractorMaker<MiSphereSliceExtractUnstructured, MiVolumeMeshUnstructured>;
-template struct MiExtractorMaker<MiSphereSliceExtractHexahedronIjk, MiVolumeMeshHexahedronIjk>;
-template struct MiExtractorMaker<MiSphereSliceExtractIjk, MiVolumeMeshVertexHexahedronIjk>;
-template struct MiExtractorMaker<MiSphereSliceExtractIjk, MiVolumeMeshRegular>;
-template struct MiExtractorMaker<MiSphereSliceExtractIjk, MiVolumeMeshRectilinear>;
-template struct MiExtractorMaker<MiSphereSliceExtractIjk, MiVolumeMeshCurvilinear>;
-
-template struct MiExtractorMaker<MiCylinderSliceExtractUnstructured, MiVolumeMeshUnstructured>;
-template struct MiExtractorMaker<MiCylinderSliceExtractHexahedronIjk, MiVolumeMeshHexahedronIjk>;
-template struct MiExtractorMaker<MiCylinderSliceExtractIjk, MiVolumeMeshVertexHexahedronIjk>;
-template struct MiExtractorMaker<MiCylinderSliceExtractIjk, MiVolumeMeshRegular>;
-template struct MiExtractorMaker<MiCylinderSliceExtractIjk, MiVolumeMeshRectilinear>;
-template struct MiExtractorMaker<MiCylinderSliceExtractIjk, MiVolumeMeshCurvilinear>;
+MX_SLICES(Plane)
+MX_SLICES(Sphere)
+MX_SLICES(Cylinder)

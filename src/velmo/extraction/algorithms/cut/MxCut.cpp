@@ -1,6 +1,5 @@
 #include <velmo/extraction/algorithms/cut/MxCut.h>
 
-#include <velmo/extraction/algorithms/access/MxVolumeCells.h>
 #include <velmo/extraction/algorithms/cut/MxCutKinds.h>
 #include <velmo/extraction/algorithms/cut/MxCutRuns.h>
 #include <velmo/extraction/algorithms/cut/MxCutSheets.h>
@@ -34,16 +33,6 @@ private:
   bool m_hasDead;
 };
 
-/// Values by node are values by data node.
-struct SameNode
-{
-  template <class Values>
-  Values operator()(const Values& values) const
-  {
-    return values;
-  }
-};
-
 /// The cells of a hexahedron IJK mesh, which has no array of them.
 struct VirtualCorners
 {
@@ -72,15 +61,13 @@ struct Kind<MiVolumeMeshUnstructured>
   {
     return {mesh.getTopology().getCellCount(), 1, 1};
   }
-  template <class Points>
-  static bool isLeftHanded(const MiVolumeMeshUnstructured&, const MxMeshCheck&, const Points&)
+  static bool isLeftHanded(const MiVolumeMeshUnstructured&, const MxMeshCheck&, const MxCutPlaces&)
   {
     return false;
   }
-  template <class Visitor>
-  static void visitCells(const MiVolumeMeshUnstructured& mesh, const Visitor& visit)
+  static std::unique_ptr<MxCutCells> makeCells(const MiVolumeMeshUnstructured& mesh)
   {
-    visitVolumeCells(mesh.getTopology(), mesh.getGeometry().getNodeCount(), visit);
+    return makeCutCells(mesh.getTopology(), mesh.getGeometry().getNodeCount());
   }
 };
 
@@ -93,33 +80,20 @@ struct Kind<MiVolumeMeshHexahedronIjk>
   {
     return mesh.getTopology().getCellCounts();
   }
-  template <class Points>
   static bool isLeftHanded(const MiVolumeMeshHexahedronIjk& mesh, const MxMeshCheck& check,
-                           const Points& points)
+                           const MxCutPlaces& places)
   {
     const MxIjkNumbering cells{cellCounts(mesh)};
     return ::isLeftHanded(cells.total(), check.unusable, VirtualCorners{&mesh.getTopology(), cells},
-                          points);
+                          places);
   }
-  template <class Visitor>
-  static void visitCells(const MiVolumeMeshHexahedronIjk& mesh, const Visitor& visit)
+  static std::unique_ptr<MxCutCells> makeCells(const MiVolumeMeshHexahedronIjk& mesh)
   {
     const MiTopologyHexahedronIjk& topology = mesh.getTopology();
     const MxIjkNumbering cells{topology.getCellCounts()};
-    MiTopologyView view;
-    view.connectivity = topology.getConnectivityView();
-    view.uniformShape = MiCellShape::Hexahedron;
-    const bool isWhole = view.connectivity.count >= 8 * cells.total();
-    if (isWhole && (view.connectivity.isContiguous<std::int32_t>() ||
-                    view.connectivity.isContiguous<std::uint32_t>()))
-      visit(MxArrayCells<const std::uint32_t*>(view, view.connectivity.as<std::uint32_t>(),
-                                               cells.total()));
-    else if (isWhole && (view.connectivity.isContiguous<std::int64_t>() ||
-                         view.connectivity.isContiguous<std::uint64_t>()))
-      visit(MxArrayCells<const std::uint64_t*>(view, view.connectivity.as<std::uint64_t>(),
-                                               cells.total()));
-    else
-      visit(MxHexahedronCells(cells.total(), VirtualCorners{&topology, cells}));
+    auto made = makeCutHexahedra(topology.getConnectivityView(), cells.total());
+    return made ? std::move(made)
+                : makeCutHexahedra(VirtualCorners{&topology, cells}, cells.total());
   }
 };
 
@@ -155,41 +129,42 @@ MxCutRunsKey runsKey(const Mesh& mesh, const MxCutShape& shape)
   return key;
 }
 
-/// The runs for a shape, from the second time on that the same is cut; null before.
-template <class Mesh, class Cells, class Points>
-std::shared_ptr<const MxCutRuns>
-findRuns(const Mesh& mesh, const Cells& cells, const Points& points, const MxCutShape& shape,
-         const MxCutJob& job, MxExtractionMonitor& monitor, MxCutHistory& history)
+/// The runs for a cut, from the second time on that the same is cut; null before.
+/// @param meshKey  names the mesh, `key` what of it is cut
+std::shared_ptr<const MxCutRuns> findRuns(const MxCutRunsKey& meshKey, const MxCutRunsKey& key,
+                                          const MxCutCells& cells, const MxCutPlaces& places,
+                                          const MxCutJob& job, MxExtractionMonitor& monitor,
+                                          MxCutHistory& history)
 {
-  const MxCutRunsKey key = runsKey(mesh, shape);
   const bool again = history.key == key;
   if (!again) history.runs = nullptr;
   history.key = key;
   if (!history.runs) history.runs = recallRuns(key);
-  const auto usable = [&] {
-    return history.runs && history.runs->isUsable ? history.runs : nullptr;
-  };
-  if (history.runs || !again) return usable();
-
-  monitor.beginPhase("Preparing for dragging", 1);
-  const MxPlaceReader<Points> places(points);
-  const MxCutRunsKey meshKey = orderKey(mesh);
-  std::shared_ptr<const MxCellOrder> order = recallOrder(meshKey);
-  if (!order) {
-    order = makeOrder(cells, job.unusable, places, job.parallel);
-    rememberOrder(meshKey, order);
-  }
-  const auto keep = [&](const MxCutReader& reader, std::size_t componentCount) {
-    history.runs =
-        makeRuns(cells, job.unusable, order, reader, componentCount, job.parallel, monitor);
+  if (!history.runs && again) {
+    monitor.beginPhase("Preparing for dragging", 1);
+    std::shared_ptr<const MxCellOrder> order = recallOrder(meshKey);
+    if (!order) {
+      order = makeOrder(cells, job.unusable, places, job.parallel);
+      rememberOrder(meshKey, order);
+    }
+    history.runs = makeRuns(cells, job.unusable, order, *job.source, job.parallel, monitor);
     rememberRuns(key, history.runs);
-  };
-  if (const auto* iso = std::get_if<MxIsovalue>(&shape))
-    visitNodeValues(*iso->set, {job.nodeCount, 1, 1}, false,
-                    [&](const auto& values) { keep(MxValueReader(values), 1); });
-  else
-    keep(places, 3);
-  return usable();
+  }
+  return history.runs && history.runs->isUsable ? history.runs : nullptr;
+}
+
+/// Cuts the few cells that the runs leave; false, and nothing is done, where these are not few.
+bool cutActiveCells(const MxCutRuns& runs, const MxCutShape& shape, const MxCutCells& cells,
+                    const MxCutJob& job, MxCutScratch& scratch, MxExtractionMonitor& monitor,
+                    MeXSurfaceMeshUnstructured& surface)
+{
+  monitor.beginPhase("Finding cells near the surface", 1);
+  const std::size_t active = findActiveCells(runs, shape, job.parallel, scratch.active);
+  if (active > cells.cellCount() / kFewCells) return false;
+  monitor.beginPhase("Finding cut cells", blockCount(active, kCutBlock));
+  collectActiveCells(cells, job, scratch.active, scratch, monitor);
+  cutCollected(job, scratch, monitor, surface);
+  return true;
 }
 
 } // namespace
@@ -226,40 +201,28 @@ cutMesh(const Mesh& mesh, const Filter* filter, const MxCutShape& shape,
     job.sweepNodes = !check && !isField;
     job.sweep = !check;
     job.parallel = parallel;
+    const auto places = makeCutPlaces(geometry);
+    const auto source = makeCutSource(shape, *places, job.nodeCount);
+    if (!source) {
+      done = check != nullptr;
+      return;
+    }
+    job.source = source.get();
+    job.placeOf = [&](std::uint32_t node) { return (*places)[node]; };
+    job.isLeftHanded = [&] { return Kind<Mesh>::isLeftHanded(mesh, known, *places); };
+    const auto cells = Kind<Mesh>::makeCells(mesh);
     MxCutScratch& scratch = memory.part<MxCutScratch>();
-    visitCutPoints(geometry, [&](const auto& points) {
-      job.placeOf = [&](std::uint32_t node) { return points[node]; };
-      job.isLeftHanded = [&] { return Kind<Mesh>::isLeftHanded(mesh, known, points); };
-      const bool fits = visitCutSource(
-          shape, points, surface.provenance.sourceNodes, false, SameNode{},
-          [&](const auto& source) {
-            job.source = &source;
-            Kind<Mesh>::visitCells(mesh, [&](const auto& cells) {
-              const auto runs =
-                  check ? findRuns(mesh, cells, points, shape, job, monitor, history) : nullptr;
-              if (runs) {
-                monitor.beginPhase("Finding cells near the surface", 1);
-                const std::size_t active = findActiveCells(*runs, shape, parallel, scratch.active);
-                if (active <= cells.cellCount() / kFewCells) {
-                  monitor.beginPhase("Finding cut cells",
-                                     blockCount(active, velmo_detail::kCutBlock));
-                  collectActiveCells(cells, job, scratch.active, scratch, monitor);
-                  cutCollected(job, scratch, monitor, surface);
-                  done = true;
-                  return;
-                }
-              }
-              done = cutCells(cells, job, scratch, monitor, surface);
-            });
-            if (done) placeCut(points, parallel, surface);
-          });
-      if (!fits && check) done = true;
-    });
-    if (!done || !isField || !scratch.hasNodesOn()) return;
-    leaveSingleSheets(surface, parallel, [&](std::span<MxSheetEdge> edges) {
-      Kind<Mesh>::visitCells(mesh,
-                             [&](const auto& cells) { markBoundaryEdges(cells, job, edges); });
-    });
+    const auto runs = check ? findRuns(orderKey(mesh), runsKey(mesh, shape), *cells, *places, job,
+                                       monitor, history)
+                            : nullptr;
+    done = (runs && cutActiveCells(*runs, shape, *cells, job, scratch, monitor, surface)) ||
+           cutCells(*cells, job, scratch, monitor, surface);
+    if (!done) return;
+    if (isField && scratch.hasNodesOn())
+      leaveSingleSheets(surface, parallel, [&](std::span<MxSheetEdge> edges) {
+        markBoundaryEdges(*cells, job, edges);
+      });
+    places->place(parallel, surface);
   };
   if (!check) {
     cutAs({});

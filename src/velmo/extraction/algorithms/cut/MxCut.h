@@ -1,42 +1,14 @@
 #pragma once
 
 #include <velmo/extraction/algorithms/check/MxMeshCheck.h>
+#include <velmo/extraction/algorithms/cut/MxCutShapes.h>
 #include <velmo/extraction/interfaces/MiCellFilter.h>
-#include <velmo/extraction/interfaces/MiDataSet.h>
 #include <velmo/extraction/interfaces/MiTessellator.h>
 #include <velmo/mesh/MeXMesh.h>
 
 #include <map>
 #include <memory>
 #include <typeindex>
-#include <variant>
-
-/// Where the values of a set, one a node, are `value`. The set is borrowed; kinds with nodes of one
-/// index take a MiDataSetI, the others a MiDataSetIjk or a MiDataSetI numbered I fastest. A set of
-/// another size gives an empty result.
-struct MxIsovalue
-{
-  const MiTypedDataSet<double>* set = nullptr;
-  double value = 0;
-};
-/// The points with normal . x = distance; the normal has any length but zero.
-struct MxCutPlane
-{
-  MbVec3d normal;
-  double distance = 0;
-};
-struct MxCutSphere
-{
-  MbVec3d center;
-  double radius = 0;
-};
-/// An endless cylinder; the direction has any length but zero.
-struct MxCutCylinder
-{
-  MbVec3d center, direction;
-  double radius = 0;
-};
-using MxCutShape = std::variant<MxIsovalue, MxCutPlane, MxCutSphere, MxCutCylinder>;
 
 /// Something that is kept between cuts.
 class MxCutKept

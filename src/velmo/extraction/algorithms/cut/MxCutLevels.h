@@ -1,6 +1,6 @@
 #pragma once
 
-#include <velmo/extraction/algorithms/cut/MxCut.h>
+#include <velmo/extraction/interfaces/MbVec3.h>
 
 #include <algorithm>
 #include <bit>
@@ -54,50 +54,6 @@ struct MxCutBox
   MbVec3d low, high;
 };
 
-/// The levels of a shape in space, one structure a shape:
-///
-///     double level(const MbVec3d& p) const;     below zero on the side that polygons look away
-///     from double weight(const MbVec3d& a, const MbVec3d& b) const;   where the edge is cut bool
-///     mayCut(const MxCutBox& box) const;   false when all points in it lie on one side
-struct MxPlaneLevel
-{
-  MbVec3d normal;
-  double distance;
-
-  explicit MxPlaneLevel(const MxCutPlane& plane)
-  {
-    // By a power of two, which changes nothing but what sums can overflow.
-    int exponent = 0;
-    std::frexp(std::max({std::abs(plane.normal.x), std::abs(plane.normal.y), //
-                         std::abs(plane.normal.z)}),
-               &exponent);
-    for (std::size_t axis = 0; axis < 3; ++axis)
-      normal[axis] = std::ldexp(plane.normal[axis], -exponent - 3);
-    distance = std::ldexp(plane.distance, -exponent - 3);
-  }
-  double level(const MbVec3d& p) const
-  {
-    const double x = normal.x * p.x, y = normal.y * p.y, z = normal.z * p.z;
-    return snapCutLevel(x + y + z - distance,
-                        std::abs(x) + std::abs(y) + std::abs(z) + std::abs(distance));
-  }
-  double weight(const MbVec3d& a, const MbVec3d& b) const
-  {
-    return linearCutWeight(level(a), level(b));
-  }
-  bool mayCut(const MxCutBox& box) const
-  {
-    double low = -distance, high = -distance, size = std::abs(distance);
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-      const double a = normal[axis] * box.low[axis], b = normal[axis] * box.high[axis];
-      low += std::min(a, b);
-      high += std::max(a, b);
-      size += std::max(std::abs(a), std::abs(b));
-    }
-    return low <= kCutSnap * size && high >= -kCutSnap * size;
-  }
-};
-
 namespace velmo_detail {
 
 /// The crossing of |offset + t * step|^2 = radius^2 in [0, 1], given that one end lies inside and
@@ -125,81 +81,3 @@ inline double finiteSquare(double square)
 }
 
 } // namespace velmo_detail
-
-struct MxSphereLevel
-{
-  MbVec3d center;
-  double square;
-
-  explicit MxSphereLevel(const MxCutSphere& sphere)
-      : center(sphere.center), square(sphere.radius * sphere.radius)
-  {}
-  double level(const MbVec3d& p) const
-  {
-    const MbVec3d offset = p - center;
-    const double distance = velmo_detail::finiteSquare(dot(offset, offset));
-    return snapCutLevel(distance - square, distance + square);
-  }
-  double weight(const MbVec3d& a, const MbVec3d& b) const
-  {
-    const MbVec3d step = b - a;
-    return velmo_detail::quadraticCutWeight(dot(step, step), dot(a - center, step), level(a),
-                                            level(b));
-  }
-  bool mayCut(const MxCutBox& box) const
-  {
-    double nearest = 0, farthest = 0;
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-      const double low = box.low[axis] - center[axis], high = box.high[axis] - center[axis];
-      const double outside = std::max({low, -high, 0.0});
-      const double most = std::max(-low, high);
-      nearest += outside * outside;
-      farthest += most * most;
-    }
-    return nearest * (1 - kCutSnap) <= square * (1 + kCutSnap) &&
-           farthest * (1 + kCutSnap) >= square * (1 - kCutSnap);
-  }
-};
-
-struct MxCylinderLevel
-{
-  MbVec3d center, axis;
-  double radius;
-
-  explicit MxCylinderLevel(const MxCutCylinder& cylinder)
-      : center(cylinder.center), axis(cylinder.direction), radius(cylinder.radius)
-  {
-    // Scaled first, as the square of a small or large component may not be a number.
-    const double largest = std::max({std::abs(axis.x), std::abs(axis.y), std::abs(axis.z)});
-    axis = axis * (1 / largest);
-    axis = axis * (1 / length(axis));
-  }
-  MbVec3d across(const MbVec3d& v) const { return v - axis * dot(v, axis); }
-  double level(const MbVec3d& p) const
-  {
-    const MbVec3d offset = across(p - center);
-    const double distance = velmo_detail::finiteSquare(dot(offset, offset));
-    const double square = radius * radius;
-    return snapCutLevel(distance - square, distance + square);
-  }
-  double weight(const MbVec3d& a, const MbVec3d& b) const
-  {
-    const MbVec3d step = across(b - a);
-    return velmo_detail::quadraticCutWeight(dot(step, step), dot(across(a - center), step),
-                                            level(a), level(b));
-  }
-  bool mayCut(const MxCutBox& box) const
-  {
-    // The ball around the box is as near to the axis as any of its points.
-    const MbVec3d middle = box.low * 0.5 + box.high * 0.5;
-    const double reach = length(box.high - box.low) * 0.5;
-    const double distance = length(across(middle - center));
-    const double slack = 4 * kCutSnap * (distance + reach + radius + length(middle - center));
-    // Not above, so that boxes too large for their squares are looked at.
-    return !(std::abs(distance - radius) > reach + slack);
-  }
-};
-
-/// True when a shape can be cut with: all numbers finite, no normal or axis of zero, no negative
-/// radius, a data set. Other arguments give an empty result.
-bool isCutShapeUsable(const MxCutShape& shape);

@@ -1,5 +1,7 @@
 #include <velmo/extraction/algorithms/cut/MxCutPasses.h>
 
+#include <velmo/base/MxParallel.h>
+
 #include <stdexcept>
 
 namespace {
@@ -510,30 +512,6 @@ void finishCut(const MxCutJob& job, MxCutScratch& scratch, MxExtractionMonitor& 
 }
 
 } // namespace
-
-bool isCutShapeUsable(const MxCutShape& shape)
-{
-  const auto isLine = [](const MbVec3d& v) { return isFinite(v) && v != MbVec3d{}; };
-  struct Visitor
-  {
-    decltype(isLine)& line;
-    bool operator()(const MxIsovalue& iso) const { return iso.set && std::isfinite(iso.value); }
-    bool operator()(const MxCutPlane& plane) const
-    {
-      return line(plane.normal) && std::isfinite(plane.distance);
-    }
-    bool operator()(const MxCutSphere& sphere) const
-    {
-      return isFinite(sphere.center) && std::isfinite(sphere.radius) && sphere.radius >= 0;
-    }
-    bool operator()(const MxCutCylinder& cylinder) const
-    {
-      return isFinite(cylinder.center) && line(cylinder.direction) &&
-             std::isfinite(cylinder.radius) && cylinder.radius >= 0;
-    }
-  };
-  return std::visit(Visitor{isLine}, shape);
-}
 
 void MxCutScratch::Block::clear()
 {

@@ -18,6 +18,176 @@ MxShared<MxCutRunsKey, MxCellOrder>& sharedOrders()
   return shared;
 }
 
+// --- Making them -------------------------------------------------------------------------------
+
+struct ValueRange
+{
+  double low[3] = {}, high[3] = {};
+
+  void clear()
+  {
+    for (int c = 0; c < 3; ++c) {
+      low[c] = std::numeric_limits<double>::infinity();
+      high[c] = -std::numeric_limits<double>::infinity();
+    }
+  }
+  /// Component c of the values stands at values[c * stride].
+  void include(const double* values, std::size_t count, std::size_t stride,
+               std::size_t componentCount)
+  {
+    for (std::size_t c = 0; c < componentCount; ++c) {
+      double least = low[c], most = high[c];
+      const double* own = values + c * stride;
+      for (std::size_t n = 0; n < count; ++n) {
+        // Values that are not finite are on no side.
+        const bool finite = std::abs(own[n]) <= std::numeric_limits<double>::max();
+        least = finite && own[n] < least ? own[n] : least;
+        most = finite && own[n] > most ? own[n] : most;
+      }
+      low[c] = least;
+      high[c] = most;
+    }
+  }
+  double extent() const
+  {
+    double sum = 0;
+    for (int c = 0; c < 3; ++c)
+      sum += high[c] >= low[c] ? high[c] - low[c] : 0;
+    return sum;
+  }
+};
+
+/// The largest single-precision number not above, and the smallest not below.
+float roundDown(double value)
+{
+  const float near = static_cast<float>(value);
+  return static_cast<double>(near) > value
+             ? std::nextafter(near, -std::numeric_limits<float>::infinity())
+             : near;
+}
+
+float roundUp(double value)
+{
+  return -roundDown(-value);
+}
+
+/// Fills in a run from the values of its cells' nodes: component c of node n at values[c * count +
+/// n], the nodes of each cell up to one of `ends`.
+void noteRun(MxCutRuns& runs, std::size_t run, const double* values, std::size_t count,
+             const std::vector<std::size_t>& ends)
+{
+  const std::size_t components = std::min<std::size_t>(runs.componentCount, 3);
+  const std::size_t runCount = runs.runCount();
+  ValueRange cells[kRunSize];
+  ValueRange whole;
+  whole.clear();
+  std::size_t begin = 0;
+  for (std::size_t n = 0; n < ends.size(); ++n) {
+    cells[n].clear();
+    cells[n].include(values + begin, ends[n] - begin, count, components);
+    begin = ends[n];
+    for (std::size_t c = 0; c < components; ++c) {
+      whole.low[c] = std::min(whole.low[c], cells[n].low[c]);
+      whole.high[c] = std::max(whole.high[c], cells[n].high[c]);
+    }
+  }
+  for (std::size_t c = 0; c < components; ++c) {
+    const double origin = runs.origin[c];
+    const float low = runs.low[c * runCount + run] = roundDown(whole.low[c] - origin);
+    const float high = runs.high[c * runCount + run] = roundUp(whole.high[c] - origin);
+    const double step = (static_cast<double>(high) - low) / 255;
+    for (std::size_t n = 0; n < ends.size(); ++n) {
+      const std::size_t at = c * runs.cellCount + run * kRunSize + n;
+      const bool hasValue = cells[n].low[c] <= cells[n].high[c];
+      runs.cellLow[at] = hasValue ? 0 : 255;
+      runs.cellHigh[at] = hasValue ? 255 : 0;
+      if (!hasValue || !(step > 0) || !std::isfinite(step)) continue;
+      // Truncation rounds down.
+      const double least = (cells[n].low[c] - origin - low) / step;
+      const double most = (cells[n].high[c] - origin - low) / step;
+      runs.cellLow[at] = static_cast<std::uint8_t>(std::clamp(least, 0.0, 255.0));
+      runs.cellHigh[at] =
+          static_cast<std::uint8_t>(255 - static_cast<int>(std::clamp(255 - most, 0.0, 255.0)));
+    }
+  }
+}
+
+/// True when runs of cells in their own order are hardly larger than single cells.
+bool isCompact(const MxCutCells& cells, const MxBits* unusable, const MxCutReader& places)
+{
+  constexpr std::size_t kSamples = 512;
+  constexpr double kMostRatio = 6; // a row of eight hexahedra has 3.3, eight at random hundreds
+  const std::size_t runs = cells.cellCount() / kRunSize;
+  if (runs < kSamples) return true;
+  const MxCellOrder order;
+  double whole = 0, single = 0;
+  std::vector<double> values;
+  const auto extentOf = [&](const std::vector<std::uint32_t>& nodes) {
+    ValueRange range;
+    range.clear();
+    values.resize(3 * nodes.size());
+    places.read(nodes.data(), nodes.size(), values.data());
+    range.include(values.data(), nodes.size(), nodes.size(), 3);
+    return range.extent();
+  };
+  for (std::size_t sample = 0; sample < kSamples; ++sample) {
+    const std::size_t first = runs * sample / kSamples * kRunSize;
+    cells.forEachRun(unusable, order, first, first + kRunSize,
+                     [&](std::size_t, const std::vector<std::uint32_t>& nodes, const auto&) {
+                       whole += extentOf(nodes);
+                     });
+    cells.forEachRun(unusable, order, first, first + 1,
+                     [&](std::size_t, const std::vector<std::uint32_t>& nodes, const auto&) {
+                       single += extentOf(nodes);
+                     });
+  }
+  return whole <= kMostRatio * single;
+}
+
+/// Spreads ten bits to every third place.
+std::uint32_t spread(std::uint32_t x)
+{
+  x = (x | x << 16) & 0x030000ffu;
+  x = (x | x << 8) & 0x0300f00fu;
+  x = (x | x << 4) & 0x030c30c3u;
+  return (x | x << 2) & 0x09249249u;
+}
+
+/// Ten bits of each axis, interleaved.
+std::uint32_t mortonCode(const double* place, const ValueRange& range)
+{
+  std::uint32_t code = 0;
+  for (int axis = 0; axis < 3; ++axis) {
+    const double extent = range.high[axis] - range.low[axis];
+    const double part = extent > 0 ? (place[axis] - range.low[axis]) / extent : 0;
+    // The extent may be beyond the largest number, and the part none.
+    if (part > 0) code |= spread(static_cast<std::uint32_t>(std::min(part * 1024, 1023.0))) << axis;
+  }
+  return code;
+}
+
+/// Sorts cells by 32-bit codes; equal ones by number.
+void sortByCode(bool parallel, const MxArray<std::uint32_t>& codes, MxCellOrder& order)
+{
+  constexpr std::size_t kBlock = 8192;
+  MxArray<std::uint64_t> keys(codes.size());
+  forEachBlock(parallel, keys.size(), kBlock,
+               [&](std::size_t, std::size_t first, std::size_t last) {
+                 for (std::size_t cell = first; cell < last; ++cell)
+                   keys[cell] = std::uint64_t{codes[cell]} << 32 | cell;
+               });
+  // By the codes alone: cells that share one stay in their order.
+  sortByNumber(parallel, keys, [](std::uint64_t key) { return key >> 32; });
+  order.cells.resizeUninitialized(keys.size());
+  forEachBlock(parallel, keys.size(), kBlock,
+               [&](std::size_t, std::size_t first, std::size_t last) {
+                 for (std::size_t at = first; at < last; ++at)
+                   order.cells[at] = static_cast<std::uint32_t>(keys[at]);
+               });
+}
+
+// --- Testing them ------------------------------------------------------------------------------
+
 // Testers tell for a shape which runs, and which cells of a run, may be cut:
 //
 //     void testRuns(first, count, active) const;   0xff for a run that may be cut, or 0
@@ -27,7 +197,7 @@ class FieldTester
 {
 public:
   FieldTester(const MxCutRuns& runs, double isovalue)
-      : m_runs(runs), m_isovalue(isovalue), m_rounded(velmo_detail::roundUp(isovalue))
+      : m_runs(runs), m_isovalue(isovalue), m_rounded(roundUp(isovalue))
   {}
 
   void testRuns(std::size_t first, std::size_t count, std::uint8_t* active) const
@@ -197,23 +367,13 @@ private:
 template <class Test>
 void visitTester(const MxCutRuns& runs, const MxCutShape& shape, const Test& test)
 {
-  if (const auto* iso = std::get_if<MxIsovalue>(&shape))
-    test(FieldTester(runs, iso->value));
-  else if (const auto* plane = std::get_if<MxCutPlane>(&shape))
-    test(PlaneTester(runs, MxPlaneLevel(*plane)));
-  else if (const auto* sphere = std::get_if<MxCutSphere>(&shape))
-    test(BoxTester(runs, MxSphereLevel(*sphere)));
-  else
-    test(BoxTester(runs, MxCylinderLevel(std::get<MxCutCylinder>(shape))));
-}
-
-/// Spreads ten bits to every third place.
-std::uint32_t spread(std::uint32_t x)
-{
-  x = (x | x << 16) & 0x030000ffu;
-  x = (x | x << 8) & 0x0300f00fu;
-  x = (x | x << 4) & 0x030c30c3u;
-  return (x | x << 2) & 0x09249249u;
+  if (const auto* iso = std::get_if<MxIsovalue>(&shape)) test(FieldTester(runs, iso->value));
+  visitShapeLevel(shape, [&]<class Level>(const Level& level) {
+    if constexpr (std::is_same_v<Level, MxPlaneLevel>)
+      test(PlaneTester(runs, level));
+    else
+      test(BoxTester(runs, level));
+  });
 }
 
 } // namespace
@@ -238,88 +398,109 @@ void rememberOrder(const MxCutRunsKey& key, const std::shared_ptr<const MxCellOr
   sharedOrders().keep(key, order);
 }
 
-float velmo_detail::roundDown(double value)
+std::shared_ptr<const MxCellOrder> makeOrder(const MxCutCells& cells, const MxBits* unusable,
+                                             const MxCutPlaces& places, bool parallel)
 {
-  const float near = static_cast<float>(value);
-  return static_cast<double>(near) > value
-             ? std::nextafter(near, -std::numeric_limits<float>::infinity())
-             : near;
-}
-
-float velmo_detail::roundUp(double value)
-{
-  return -roundDown(-value);
-}
-
-std::uint32_t velmo_detail::mortonCode(const double* place, const ValueRange& range)
-{
-  std::uint32_t code = 0;
-  for (int axis = 0; axis < 3; ++axis) {
-    const double extent = range.high[axis] - range.low[axis];
-    const double part = extent > 0 ? (place[axis] - range.low[axis]) / extent : 0;
-    // The extent may be beyond the largest number, and the part none.
-    if (part > 0) code |= spread(static_cast<std::uint32_t>(std::min(part * 1024, 1023.0))) << axis;
-  }
-  return code;
-}
-
-void velmo_detail::sortByCode(bool parallel, const MxArray<std::uint32_t>& codes,
-                              MxCellOrder& order)
-{
+  auto order = std::make_shared<MxCellOrder>();
+  if (isCompact(cells, unusable, places)) return order;
+  const std::size_t cellCount = cells.cellCount();
   constexpr std::size_t kBlock = 8192;
-  MxArray<std::uint64_t> keys(codes.size());
-  forEachBlock(parallel, keys.size(), kBlock,
-               [&](std::size_t, std::size_t first, std::size_t last) {
-                 for (std::size_t cell = first; cell < last; ++cell)
-                   keys[cell] = std::uint64_t{codes[cell]} << 32 | cell;
-               });
-  // By the codes alone: cells that share one stay in their order.
-  sortByNumber(parallel, keys, [](std::uint64_t key) { return key >> 32; });
-  order.cells.resizeUninitialized(keys.size());
-  forEachBlock(parallel, keys.size(), kBlock,
-               [&](std::size_t, std::size_t first, std::size_t last) {
-                 for (std::size_t at = first; at < last; ++at)
-                   order.cells[at] = static_cast<std::uint32_t>(keys[at]);
-               });
+  MxArray<float> centres(3 * cellCount);
+  std::vector<ValueRange> ranges(blockCount(cellCount, kBlock));
+  forEachBlock(
+      parallel, cellCount, kBlock, [&](std::size_t b, std::size_t first, std::size_t last) {
+        std::vector<double> values;
+        ranges[b].clear();
+        std::size_t cell = first;
+        cells.forEachRun(
+            unusable, {}, first, last, [&](std::size_t, const auto& nodes, const auto& ends) {
+              for (std::size_t n = 0, begin = 0; n < ends.size(); begin = ends[n++], ++cell) {
+                const std::size_t count = ends[n] - begin;
+                values.resize(3 * count);
+                places.read(nodes.data() + begin, count, values.data());
+                ValueRange own;
+                own.clear();
+                own.include(values.data(), count, count, 3);
+                double centre[3] = {0, 0, 0};
+                for (std::size_t axis = 0; axis < 3 && count > 0; ++axis)
+                  centre[axis] = own.low[axis] / 2 + own.high[axis] / 2;
+                if (count > 0) ranges[b].include(centre, 1, 1, 3);
+                for (std::size_t axis = 0; axis < 3; ++axis)
+                  centres[3 * cell + axis] = static_cast<float>(centre[axis]);
+              }
+            });
+      });
+  ValueRange all;
+  all.clear();
+  for (const ValueRange& range : ranges) {
+    all.include(range.low, 1, 1, 3);
+    all.include(range.high, 1, 1, 3);
+  }
+  MxArray<std::uint32_t> codes(cellCount);
+  forEachBlock(parallel, cellCount, kBlock, [&](std::size_t, std::size_t first, std::size_t last) {
+    for (std::size_t cell = first; cell < last; ++cell) {
+      const double centre[3] = {centres[3 * cell], centres[3 * cell + 1], centres[3 * cell + 2]};
+      codes[cell] = mortonCode(centre, all);
+    }
+  });
+  sortByCode(parallel, codes, *order);
+  return order;
 }
 
-void velmo_detail::noteRun(MxCutRuns& runs, std::size_t run, const double* values,
-                           std::size_t count, const std::vector<std::size_t>& ends)
+std::shared_ptr<const MxCutRuns> makeRuns(const MxCutCells& cells, const MxBits* unusable,
+                                          std::shared_ptr<const MxCellOrder> order,
+                                          const MxCutReader& reader, bool parallel,
+                                          MxExtractionMonitor& monitor)
 {
-  const std::size_t components = std::min<std::size_t>(runs.componentCount, 3);
-  const std::size_t runCount = runs.runCount();
-  ValueRange cells[kRunSize];
-  ValueRange whole;
-  whole.clear();
-  std::size_t begin = 0;
-  for (std::size_t n = 0; n < ends.size(); ++n) {
-    cells[n].clear();
-    cells[n].include(values + begin, ends[n] - begin, count, components);
-    begin = ends[n];
-    for (std::size_t c = 0; c < components; ++c) {
-      whole.low[c] = std::min(whole.low[c], cells[n].low[c]);
-      whole.high[c] = std::max(whole.high[c], cells[n].high[c]);
-    }
+  const std::size_t componentCount = reader.componentCount();
+  auto runs = std::make_shared<MxCutRuns>();
+  runs->order = std::move(order);
+  runs->cellCount = cells.cellCount();
+  runs->componentCount = componentCount;
+  const std::size_t runCount = runs->runCount();
+  runs->low.resizeUninitialized(componentCount * runCount);
+  runs->high.resizeUninitialized(componentCount * runCount);
+  runs->cellLow.resizeUninitialized(componentCount * runs->cellCount);
+  runs->cellHigh.resizeUninitialized(componentCount * runs->cellCount);
+  // Near the places, so that single precision is enough for meshes far from zero.
+  bool hasOrigin = componentCount != 3;
+  for (std::size_t first = 0; first < runs->cellCount && !hasOrigin; first += kRunSize)
+    cells.forEachRun(unusable, *runs->order, first, std::min(first + kRunSize, runs->cellCount),
+                     [&](std::size_t, const std::vector<std::uint32_t>& nodes, const auto&) {
+                       if (nodes.empty()) return;
+                       double place[3];
+                       reader.read(nodes.data(), 1, place);
+                       runs->origin = {place[0], place[1], place[2]};
+                       hasOrigin = true;
+                     });
+  constexpr std::size_t kBlock = 8192;
+  forEachBlock(parallel, runs->cellCount, kBlock,
+               [&](std::size_t, std::size_t first, std::size_t last) {
+                 monitor.step(0);
+                 std::vector<double> values;
+                 cells.forEachRun(unusable, *runs->order, first, last,
+                                  [&](std::size_t run, const std::vector<std::uint32_t>& nodes,
+                                      const std::vector<std::size_t>& ends) {
+                                    values.resize(componentCount * nodes.size());
+                                    reader.read(nodes.data(), nodes.size(), values.data());
+                                    noteRun(*runs, run, values.data(), nodes.size(), ends);
+                                  });
+               });
+  for (std::size_t n = 0; n < runs->low.size(); ++n) {
+    if (runs->low[n] > runs->high[n]) continue;                       // without a value
+    const double bound = std::max(-static_cast<double>(runs->low[n]), //
+                                  static_cast<double>(runs->high[n]));
+    runs->largest = std::max(runs->largest, bound);
   }
-  for (std::size_t c = 0; c < components; ++c) {
-    const double origin = runs.origin[c];
-    const float low = runs.low[c * runCount + run] = roundDown(whole.low[c] - origin);
-    const float high = runs.high[c * runCount + run] = roundUp(whole.high[c] - origin);
-    const double step = (static_cast<double>(high) - low) / 255;
-    for (std::size_t n = 0; n < ends.size(); ++n) {
-      const std::size_t at = c * runs.cellCount + run * kRunSize + n;
-      const bool hasValue = cells[n].low[c] <= cells[n].high[c];
-      runs.cellLow[at] = hasValue ? 0 : 255;
-      runs.cellHigh[at] = hasValue ? 255 : 0;
-      if (!hasValue || !(step > 0) || !std::isfinite(step)) continue;
-      // Truncation rounds down.
-      const double least = (cells[n].low[c] - origin - low) / step;
-      const double most = (cells[n].high[c] - origin - low) / step;
-      runs.cellLow[at] = static_cast<std::uint8_t>(std::clamp(least, 0.0, 255.0));
-      runs.cellHigh[at] =
-          static_cast<std::uint8_t>(255 - static_cast<int>(std::clamp(255 - most, 0.0, 255.0)));
-    }
+  if (componentCount == 3 && std::isinf(runs->largest)) {
+    // Nothing can be told from boxes without an end: all cells are looked at in every cut.
+    runs->isUsable = false;
+    for (MxArray<float>* bounds : {&runs->low, &runs->high})
+      bounds->release();
+    for (MxArray<std::uint8_t>* bounds : {&runs->cellLow, &runs->cellHigh})
+      bounds->release();
   }
+  return runs;
 }
 
 std::size_t findActiveCells(const MxCutRuns& runs, const MxCutShape& shape, bool parallel,

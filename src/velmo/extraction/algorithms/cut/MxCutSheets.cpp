@@ -1,6 +1,8 @@
 #include <velmo/extraction/algorithms/cut/MxCutSheets.h>
 
+#include <velmo/base/MxParallel.h>
 #include <velmo/extraction/algorithms/check/MxRepeatedKeys.h>
+#include <velmo/extraction/algorithms/skin/MxFaceMatch.h>
 
 #include <algorithm>
 
@@ -247,4 +249,50 @@ void leaveSingleSheets(MeXSurfaceMeshUnstructured& surface, bool parallel,
 {
   Sheets sheets(surface, parallel);
   if (sheets.findPairs()) sheets.join(findBoundary);
+}
+
+void markBoundaryEdges(const MxCutCells& cells, const MxCutJob& job, std::span<MxSheetEdge> edges)
+{
+  MxBits ends(job.nodeCount);
+  for (const MxSheetEdge& edge : edges) {
+    ends.set(edge.first);
+    ends.set(edge.second);
+  }
+  // The faces at the edges, by hashes of their nodes, which do not depend on where they begin.
+  struct Found
+  {
+    std::size_t edge;
+    std::uint64_t face;
+    auto operator<=>(const Found&) const = default;
+  };
+  std::vector<std::vector<Found>> found(blockCount(cells.cellCount(), kCutBlock));
+  forEachBlock(job.parallel, cells.cellCount(), kCutBlock,
+               [&](std::size_t b, std::size_t first, std::size_t last) {
+                 std::vector<std::uint32_t> inside;
+                 cells.forEachFaceAt(ends, job, first, last, [&](auto face) {
+                   inside.clear();
+                   std::uint64_t hash = 0;
+                   for (const std::uint32_t node : face) {
+                     hash += mixBits(node);
+                     if (ends.test(node)) inside.push_back(node);
+                   }
+                   for (std::size_t n = 1; n < inside.size(); ++n)
+                     for (std::size_t m = 0; m < n; ++m) {
+                       const MxSheetEdge edge{std::min(inside[n], inside[m]),
+                                              std::max(inside[n], inside[m])};
+                       const auto at = std::lower_bound(edges.begin(), edges.end(), edge);
+                       if (at != edges.end() && *at == edge)
+                         found[b].push_back({static_cast<std::size_t>(at - edges.begin()), hash});
+                     }
+                 });
+               });
+  std::vector<Found> all;
+  for (const std::vector<Found>& block : found)
+    all.insert(all.end(), block.begin(), block.end());
+  std::sort(all.begin(), all.end());
+  for (std::size_t first = 0, last = 0; first < all.size(); first = last) {
+    while (last < all.size() && all[last] == all[first])
+      ++last;
+    if (last - first == 1) edges[all[first].edge].isOnBoundary = true;
+  }
 }

@@ -53,13 +53,9 @@ private:
   }
   double distance(const MbVec3d& p) const
   {
-    if (const auto* plane = std::get_if<MxCutPlane>(&m_shape))
-      return (dot(plane->normal, p) - plane->distance) / length(plane->normal);
-    if (const auto* sphere = std::get_if<MxCutSphere>(&m_shape))
-      return length(p - sphere->center) - sphere->radius;
-    const auto& cylinder = std::get<MxCutCylinder>(m_shape);
-    return length(cross(p - cylinder.center, cylinder.direction)) / length(cylinder.direction) -
-           cylinder.radius;
+    double distance = 0;
+    visitShapeInSpace(m_shape, [&](const auto& shape) { distance = shape.distanceTo(p); });
+    return distance;
   }
 
   const MxCutShape& m_shape;

@@ -2,6 +2,7 @@
 
 #include <velmo/extraction/algorithms/cut/MxCutKinds.h>
 #include <velmo/extraction/algorithms/cut/MxCutSheets.h>
+#include <velmo/extraction/algorithms/cut/MxCutSourceOf.h>
 #include <velmo/mesh/views/MxCellView.h>
 
 namespace {
@@ -23,23 +24,26 @@ struct VertexCorners
 private:
   std::uint32_t first(const MbIndex3& at, int corner) const
   {
+    // Cells in ascending order: the corner of the one at the largest distance below is 6.
+    constexpr int kOpposite[8] = {6, 7, 5, 4, 2, 3, 1, 0};
+    const auto own = static_cast<std::uint32_t>(8 * cells.flat(at.x, at.y, at.z) +
+                                                static_cast<std::size_t>(corner));
+    if (corner == kOpposite[0]) return own;
     const MbVec3d place = corners->corner(at.x, at.y, at.z, corner);
     const auto& step = kCornerSteps[corner];
     const MbIndex3 node{at.x + step[0], at.y + step[1], at.z + step[2]};
-    // Cells in ascending order: the corner of the one at the largest distance below is 6.
-    constexpr int kOpposite[8] = {6, 7, 5, 4, 2, 3, 1, 0};
     for (const int other : kOpposite) {
-      const auto& own = kCornerSteps[other];
-      if (node.x < own[0] || node.y < own[1] || node.z < own[2]) continue;
-      const MbIndex3 cell{node.x - own[0], node.y - own[1], node.z - own[2]};
+      if (other == corner) break;
+      const auto& back = kCornerSteps[other];
+      if (node.x < back[0] || node.y < back[1] || node.z < back[2]) continue;
+      const MbIndex3 cell{node.x - back[0], node.y - back[1], node.z - back[2]};
       if (cell.x >= cells.counts.x || cell.y >= cells.counts.y || cell.z >= cells.counts.z)
         continue;
       if (corners->corner(cell.x, cell.y, cell.z, other) == place)
         return static_cast<std::uint32_t>(8 * cells.flat(cell.x, cell.y, cell.z) +
                                           static_cast<std::size_t>(other));
     }
-    return static_cast<std::uint32_t>(8 * cells.flat(at.x, at.y, at.z) +
-                                      static_cast<std::size_t>(corner));
+    return own;
   }
 };
 
@@ -58,17 +62,6 @@ struct ValuesOf
   Values values;
   double operator[](std::size_t node) const { return values[view->dataNode(node)]; }
 };
-template <class View>
-struct DataNode
-{
-  const View* view;
-  template <class Values>
-  ValuesOf<View, Values> operator()(const Values& values) const
-  {
-    return {view, values};
-  }
-};
-
 } // namespace
 
 template <class Mesh, class Filter>
@@ -96,21 +89,26 @@ std::shared_ptr<const MxMeshCheck> cutMesh(const Mesh& mesh, const Filter* filte
   job.parallel = parallel;
   const MxVertexCorners corners(mesh);
   const VertexCorners cornersOf{&corners, cells};
-  const Places<View> points{&view};
-  visitCutSource(shape, points, nodes.counts, true, DataNode<View>{&view}, [&](const auto& source) {
-    job.source = &source;
-    job.isLeftHanded = [&] {
-      return isLeftHanded(cells.total(), check->unusable, cornersOf, points);
-    };
-    const MxHexahedronCells hexahedra(cells.total(), cornersOf);
-    MxCutScratch& scratch = memory.part<MxCutScratch>();
-    cutCells(hexahedra, job, scratch, monitor, surface);
-    if (std::holds_alternative<MxIsovalue>(shape) && scratch.hasNodesOn())
-      leaveSingleSheets(surface, parallel, [&](std::span<MxSheetEdge> edges) {
-        markBoundaryEdges(hexahedra, job, edges);
-      });
-    placeCut(points, parallel, surface);
-  });
+  const MxCutPlacesOf places(Places<View>{&view});
+  const auto* field = std::get_if<MxIsovalue>(&shape);
+  const auto source = field ? makeFieldSource(*field, nodes.counts, true,
+                                              [&]<class Values>(const Values& values) {
+                                                return ValuesOf<View, Values>{&view, values};
+                                              })
+                            : places.makeSource(shape);
+  if (!source) return check;
+  job.source = source.get();
+  job.isLeftHanded = [&] {
+    return isLeftHanded(cells.total(), check->unusable, cornersOf, places);
+  };
+  const auto hexahedra = makeCutHexahedra(cornersOf, cells.total());
+  MxCutScratch& scratch = memory.part<MxCutScratch>();
+  cutCells(*hexahedra, job, scratch, monitor, surface);
+  if (field && scratch.hasNodesOn())
+    leaveSingleSheets(surface, parallel, [&](std::span<MxSheetEdge> edges) {
+      markBoundaryEdges(*hexahedra, job, edges);
+    });
+  places.place(parallel, surface);
   for (std::uint32_t& node : surface.provenance.nodes)
     node = static_cast<std::uint32_t>(view.dataNode(node));
   return check;

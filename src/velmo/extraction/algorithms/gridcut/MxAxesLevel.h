@@ -2,8 +2,8 @@
 
 #include <velmo/base/MxParallel.h>
 #include <velmo/extraction/algorithms/access/MxIjkGrid.h>
+#include <velmo/extraction/algorithms/cut/MxCutShapes.h>
 #include <velmo/extraction/algorithms/gridcut/MxGridFieldLevel.h>
-#include <velmo/extraction/algorithms/gridcut/MxQuickLevels.h>
 
 /// Coordinates of an axis: those of its nodes, the last one repeated to the end of the last brick
 /// and beyond, and the ranges of bricks and groups. Coordinates that are not finite do not count.
@@ -125,7 +125,7 @@ public:
   }
 
 private:
-  using Quick = typename MxQuickOf<Level>::Type;
+  using Quick = typename Level::Quick;
 
   double quickLevel(const MbIndex3& at) const
   {

@@ -25,15 +25,6 @@ struct NodesOf
   MbVec3d operator[](std::size_t node) const { return places.node(nodes.split(node)); }
 };
 
-/// Calls visit(exact level) for a shape in space.
-template <class Visitor>
-void visitShape(const MxCutShape& shape, const Visitor& visit)
-{
-  if (const auto* plane = std::get_if<MxCutPlane>(&shape)) visit(MxPlaneLevel(*plane));
-  if (const auto* sphere = std::get_if<MxCutSphere>(&shape)) visit(MxSphereLevel(*sphere));
-  if (const auto* cylinder = std::get_if<MxCutCylinder>(&shape)) visit(MxCylinderLevel(*cylinder));
-}
-
 /// A cut of one grid, whatever its geometry.
 class GridCut
 {
@@ -145,7 +136,7 @@ cutKind(const Mesh& mesh, const MiCellFilterIjk* filter, const MxCutShape& shape
   const MxAxesGrid grid(makeAxes(mesh));
   const MxAxesPlaces places(grid);
   if (const auto* isovalue = std::get_if<MxIsovalue>(&shape)) cut.cutField(*isovalue, places);
-  visitShape(shape, [&](const auto& level) { cut.cut(MxAxesLevel(grid, level), places); });
+  visitShapeLevel(shape, [&](const auto& level) { cut.cut(MxAxesLevel(grid, level), places); });
   return check;
 }
 
@@ -176,8 +167,8 @@ std::shared_ptr<const MxMeshCheck> cutKind(const MiVolumeMeshCurvilinear& mesh,
   visitRows(points, [&](const auto& rows) {
     const MxGridPointPlaces places(rows);
     if (const auto* isovalue = std::get_if<MxIsovalue>(&shape)) cut.cutField(*isovalue, places);
-    visitShape(shape,
-               [&](const auto& level) { cut.cut(MxGridPointLevel(rows, *ranges, level), places); });
+    visitShapeLevel(
+        shape, [&](const auto& level) { cut.cut(MxGridPointLevel(rows, *ranges, level), places); });
   });
   return check;
 }

@@ -1,7 +1,13 @@
 #pragma once
 
+#include <velmo/extraction/algorithms/cut/MxCutShapes.h>
 #include <velmo/extraction/algorithms/gridcut/MxGridFieldLevel.h>
-#include <velmo/extraction/algorithms/gridcut/MxQuickLevels.h>
+
+inline MxCutBox boxOf(const MxRange<3>& range)
+{
+  return {{range.low[0], range.low[1], range.low[2]},
+          {range.high[0], range.high[1], range.high[2]}};
+}
 
 /// A shape and nodes at points.
 template <class Level, class Rows>
@@ -58,7 +64,7 @@ public:
   }
 
 private:
-  using Quick = typename MxQuickOf<Level>::Type;
+  using Quick = typename Level::Quick;
 
   template <class Point>
   double quickLevel(const Point& p) const
