@@ -123,6 +123,37 @@ void expectTells(const View& view, const Told& told)
   EXPECT_FALSE(isFinite(view.position(kNoNode)));
 }
 
+/// Hexahedra in an array, of which calls alone tell the dead ones.
+class CallsTellTheDead final : public MiVolumeMeshHexahedronIjk, MiTopologyHexahedronIjk
+{
+public:
+  const MiTopologyHexahedronIjk& getTopology() const override { return *this; }
+  const MiGeometryI& getGeometry() const override { return source().getGeometry(); }
+  std::uint64_t getTimeStamp() const override { return 1; }
+  MbIndex3 getCellCounts() const override { return source().getTopology().getCellCounts(); }
+  bool hasDeadCells() const override { return true; }
+  bool isDead(std::size_t i, std::size_t j, std::size_t k) const override
+  {
+    return source().getTopology().isDead(i, j, k);
+  }
+  void getCellNodes(std::size_t i, std::size_t j, std::size_t k,
+                    std::size_t (&nodes)[8]) const override
+  {
+    source().getTopology().getCellNodes(i, j, k, nodes);
+  }
+  MiArrayView getConnectivityView() const override
+  {
+    return source().getTopology().getConnectivityView();
+  }
+
+private:
+  const MiVolumeMeshHexahedronIjk& source() const
+  {
+    return zoo::as<VOLUME_MESH_HEXAHEDRON_IJK>(*m_mesh);
+  }
+  std::unique_ptr<MiMesh> m_mesh = zoo::small(VOLUME_MESH_HEXAHEDRON_IJK);
+};
+
 class EveryKind : public testing::TestWithParam<MeshType>
 {};
 INSTANTIATE_TEST_SUITE_P(Kinds, EveryKind, testing::ValuesIn(zoo::kKinds),
@@ -148,9 +179,11 @@ TEST_P(EveryKind, ItsCellViewTellsWhatItsVirtualFunctionsTell)
 
 TEST_P(EveryKind, IsTheSameAsAnUnstructuredView)
 {
-  for (const bool procedural : {false, true}) {
-    std::unique_ptr<MiMesh> mesh = zoo::small(GetParam());
-    if (procedural) mesh = zoo::procedural(std::move(mesh));
+  std::unique_ptr<MiMesh> meshes[] = {zoo::small(GetParam()),
+                                      zoo::procedural(zoo::small(GetParam())), nullptr};
+  if (GetParam() == VOLUME_MESH_HEXAHEDRON_IJK) meshes[2] = std::make_unique<CallsTellTheDead>();
+  for (const auto& mesh : meshes) {
+    if (!mesh) continue;
     std::unique_ptr<MiMesh> view = mbUnstructuredVolume(*mesh);
     if (!view) view = mbUnstructuredSurface(*mesh);
     if (!view) view = mbUnstructuredLine(*mesh);

@@ -30,10 +30,8 @@ public:
     if constexpr (requires { topology.getConnectivityView(); }) {
       view.connectivity = topology.getConnectivityView();
       view.uniformShape = MiCellShape::Hexahedron;
-      if (topology.hasDeadCells()) {
-        view.active = topology.getActiveView();
-        if (!view.active) return {}; // only calls can tell which cells are dead
-      }
+      // Without an array of live cells, isDead tells.
+      if (topology.hasDeadCells()) view.active = topology.getActiveView();
     } else if constexpr (requires { topology.getCellShape(0); }) {
       view = topology.getView();
     }
