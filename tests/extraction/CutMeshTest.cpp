@@ -443,8 +443,8 @@ TEST(CutMesh, DraggingGivesWhatAFirstCutGives)
       SCOPED_TRACE(step);
       if (step == 3) {
         for (double& value : values)
-          value *= -0.9;
-        set.touch(); // in place: no address tells
+          value = 9 - 0.9 * value; // out of the ranges that were
+        set.touch();               // in place: no address tells
       }
       fresh.push_back(std::make_unique<MbScalardSetI>("f", MiDataBinding::PerNode,
                                                       std::vector<double>(values)));
@@ -453,7 +453,7 @@ TEST(CutMesh, DraggingGivesWhatAFirstCutGives)
           {MxCutPlane{{0.31, -0.57, 0.76}, dot({0.31, -0.57, 0.76}, middle) + t}, &planes},
           {MxCutSphere{middle, size + t}, &spheres},
           {MxCutCylinder{middle, {0.3, 0.1, 2}, size * 0.7 - t}, &cylinders},
-          {MxIsovalue{&set, (step < 3 ? 0.9 : -0.7) + t}, &fields}};
+          {MxIsovalue{&set, (step < 3 ? 0.9 : 8.3) + t}, &fields}};
       for (const auto& [shape, memory] : cuts)
         for (const MiCellFilter* filter :
              {static_cast<const MiCellFilter*>(nullptr), static_cast<const MiCellFilter*>(&flat),

@@ -93,6 +93,9 @@ TEST(MdProfilingTool, WritesALineForEachExtractionAndForNothingElse)
     const auto lines = log.lines();
     ASSERT_THAT(lines, SizeIs(3));
     EXPECT_EQ(lines[1].at("result"), "stopped");
+    EXPECT_EQ(lines[1].at("out"), "UNDEFINED_MESH");
+    EXPECT_EQ(lines[1].at("out_cells"), "0");
+    EXPECT_EQ(lines[1].at("out_nodes"), "0");
     EXPECT_EQ(lines[2].at("out_cells"), "10");
   }
 }

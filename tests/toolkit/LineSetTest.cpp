@@ -316,19 +316,28 @@ TEST(TkLineSet, PicksWhatTheToolkitsPicks)
 {
   WarningLog warnings;
   const Curls curls(300);
+  // Backwards, so that the numbers of vertices are not their places in the list.
+  const std::vector<std::int32_t> indices(curls.indices.rbegin(), curls.indices.rend());
   Scene ours(new TkLineSet), theirs(new SoIndexedLineSet);
   auto* move = new SoTransform;
   move->rotation.setValue(SbVec3f(1, 2, 0), 0.4f);
   move->scaleFactor.setValue(1.2f, 0.9f, 1);
   for (Scene* scene : {&ours, &theirs}) {
-    scene->show(curls.positions, curls.indices);
-    scene->giveColors(curls.lineColors, SoVertexProperty::PER_FACE);
+    scene->show(curls.positions, indices);
     scene->root->insertChild(move, 1);
   }
   std::mt19937 random(3);
   std::uniform_int_distribution<short> pixel(0, 399);
   int hits = 0;
-  for (int test = 0; test < 300; ++test) {
+  // The number of the colour of a segment's first vertex, from that of the second.
+  constexpr std::pair<int, int> kBindings[] = {{SoVertexProperty::PER_FACE, 0},
+                                               {SoVertexProperty::PER_PART, 0},
+                                               {SoVertexProperty::PER_VERTEX, -1},
+                                               {SoVertexProperty::PER_VERTEX_INDEXED, 1}};
+  for (int test = 0; test < 400; ++test) {
+    const auto [binding, steps] = kBindings[test / 100];
+    for (Scene* scene : {&ours, &theirs})
+      scene->giveColors(curls.colors, binding);
     const SbVec2s at(pixel(random), pixel(random));
     SoRayPickAction one(SbViewportRegion(400, 400)), other(SbViewportRegion(400, 400));
     for (auto [action, scene] : {std::pair{&one, &ours}, {&other, &theirs}}) {
@@ -347,10 +356,20 @@ TEST(TkLineSet, PicksWhatTheToolkitsPicks)
       const auto* b = static_cast<const SoLineDetail*>(toolkits[i]->getDetail());
       EXPECT_EQ(a->getLineIndex(), b->getLineIndex());
       EXPECT_EQ(a->getPartIndex(), b->getPartIndex());
-      EXPECT_EQ(mine[i]->getMaterialIndex(), toolkits[i]->getMaterialIndex());
       // The toolkit names the first vertex of the line where ours names that of the segment.
-      EXPECT_EQ(a->getPoint1()->getCoordinateIndex(), b->getPoint1()->getCoordinateIndex());
-      EXPECT_EQ(a->getPoint0()->getCoordinateIndex() + 1, a->getPoint1()->getCoordinateIndex());
+      const SoPointDetail& first = *a->getPoint0();
+      const SoPointDetail& second = *a->getPoint1();
+      EXPECT_EQ(second.getCoordinateIndex(), b->getPoint1()->getCoordinateIndex());
+      EXPECT_EQ(second.getMaterialIndex(), b->getPoint1()->getMaterialIndex()) << test;
+      EXPECT_EQ(first.getCoordinateIndex(), second.getCoordinateIndex() + 1);
+      EXPECT_EQ(first.getMaterialIndex(), second.getMaterialIndex() + steps) << test;
+      // The picked point has the colour of the nearer end; the toolkit's has the other one's.
+      const auto away = [&](const SoPointDetail& end) {
+        const auto vertex = static_cast<std::size_t>(end.getCoordinateIndex());
+        return (mine[i]->getObjectPoint() - curls.positions[vertex]).length();
+      };
+      const bool isSecond = away(second) < away(first);
+      EXPECT_EQ(mine[i]->getMaterialIndex(), (isSecond ? second : first).getMaterialIndex());
     }
   }
   EXPECT_GT(hits, 150);

@@ -11,6 +11,7 @@
 #include <Inventor/details/SoFaceDetail.h>
 #include <Inventor/details/SoPointDetail.h>
 #include <Inventor/nodes/SoDrawStyle.h>
+#include <Inventor/nodes/SoPickStyle.h>
 #include <Inventor/nodes/SoShapeHints.h>
 #include <Inventor/nodes/SoTransform.h>
 #include <Inventor/SoPickedPoint.h>
@@ -36,10 +37,13 @@ struct PickScene
     root->addChild(transform);
     property = new TkVertexProperty;
     shape->vertexProperty = property;
+    style = new SoPickStyle;
+    root->addChild(style);
     root->addChild(shape);
   }
   SoRef<SoSeparator> root;
   SoShapeHints* hints;
+  SoPickStyle* style;
   SoIndexedFaceSet* shape;
   TkVertexProperty* property;
 };
@@ -99,6 +103,9 @@ TEST(OutlinePick, AgreesWithTheToolkitsOnRandomRays)
         property.materialBinding = SoVertexProperty::PER_FACE;
       }
       if (test == 2) scene->hints->vertexOrdering = SoShapeHints::CLOCKWISE;
+      if (test < 2) continue;
+      scene->hints->shapeType = SoShapeHints::SOLID;
+      scene->style->style = SoPickStyle::SHAPE_FRONTFACES;
     }
     std::mt19937 random(7 + test);
     std::uniform_real_distribution<float> place(-4, 4);
