@@ -1,14 +1,10 @@
-#include <velmo/mesh/MbCellFilter.h>
 #include <velmo/mesh/MbDataSet.h>
 #include <velmo/mesh/MbTessellator.h>
 
 #include <tests/support/CutExtractors.h>
 #include <tests/support/CutMesh.h>
-#include <tests/support/ExtractionCounter.h>
 
 #include <gmock/gmock.h>
-
-#include <set>
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -35,53 +31,6 @@ double openLength(const MeXSurfaceMeshUnstructured& surface)
 }
 
 } // namespace
-
-TEST(CutExtractor, NothingIsExtractedTwice)
-{
-  const auto mesh = zoo::blockOf(MiCellShape::Tetrahedron, {4, 4, 4});
-  const auto heights = zoo::nodeSet(*mesh, height);
-  auto& set = dynamic_cast<MbScalardSetI&>(*heights);
-  MbFunctionFilterI filter([](std::size_t cell) { return cell < 300; });
-  CutExtractors cuts(*mesh);
-  ExtractionCounter recorder;
-  for (const auto& extractor : {cuts.isosurfaces, cuts.planes, cuts.spheres, cuts.cylinders}) {
-    extractor->setCallback(&recorder);
-    EXPECT_EQ(extractor->getSurface(), nullptr);
-  }
-  const MbVec3d at{2, 1, 0.6};
-  const auto all = [&](double by, const MiCellFilter* with) {
-    return std::vector<std::uint64_t>{
-        cuts.isosurface(set, 0.6 + by, with).topology.getTimeStamp(),
-        cuts.plane({0, 0, 1 + by}, 0.6, with).topology.getTimeStamp(),
-        cuts.sphere(at, 0.55 + by, with).topology.getTimeStamp(),
-        cuts.cylinder(at, {1, by, 0}, 0.45, with).topology.getTimeStamp()};
-  };
-  std::set<std::vector<std::uint64_t>> seen;
-  const auto expectNew = [&](double by, const MiCellFilter* with, std::size_t count) {
-    recorder.names.clear();
-    EXPECT_TRUE(seen.insert(all(by, with)).second);
-    EXPECT_EQ(all(by, with), *seen.rbegin());
-    EXPECT_EQ(recorder.names.size(), count);
-  };
-  expectNew(0, nullptr, 4);
-  EXPECT_THAT(recorder.names,
-              ElementsAre("MiIsosurfExtractUnstructured", "MiPlaneSliceExtractUnstructured",
-                          "MiSphereSliceExtractUnstructured",
-                          "MiCylinderSliceExtractUnstructured"));
-  expectNew(0.03, nullptr, 4);
-  expectNew(0.03, &filter, 4);
-  filter.touch();
-  expectNew(0.03, &filter, 4);
-  mesh->touchGeometry();
-  expectNew(0.03, &filter, 4);
-  mesh->touchTopology();
-  expectNew(0.03, &filter, 4);
-  const auto before = all(0.03, &filter);
-  set.touch();
-  const auto after = all(0.03, &filter);
-  EXPECT_NE(after[0], before[0]);
-  EXPECT_EQ(after[1], before[1]) << "a plane depends on no values";
-}
 
 TEST(CutExtractor, TextsAreThoseOfTheNearerNodeAndLinesAndPointsBringTheirOwnValues)
 {

@@ -204,25 +204,6 @@ TEST(SurfaceExtract, LeavesOutWhatIsNoFace)
   });
 }
 
-TEST(SurfaceExtract, NothingIsExtractedTwice)
-{
-  const auto mesh = zoo::sheet(SURFACE_MESH_REGULAR, {3, 2, 0});
-  auto& regular = dynamic_cast<MbSurfaceMeshRegular&>(*mesh);
-  const auto extractor = MiSurfaceExtractIj::getNewInstance(regular, true);
-  const auto stamps = [&] {
-    const auto& surface = extractor->extractSurface(nullptr);
-    return std::pair(surface.topology.getTimeStamp(), surface.geometry.getTimeStamp());
-  };
-  const auto first = stamps();
-  EXPECT_EQ(stamps(), first);
-  regular.touchGeometry();
-  const auto moved = stamps();
-  EXPECT_EQ(moved.first, first.first) << "the cells are the same";
-  EXPECT_NE(moved.second, first.second);
-  regular.touchTopology();
-  EXPECT_NE(stamps().first, first.first);
-}
-
 TEST(LineExtract, EveryKindGivesTheSameRow)
 {
   for (const std::size_t cells : {7, 20000}) {

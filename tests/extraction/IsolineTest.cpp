@@ -346,26 +346,6 @@ TEST(Isoline, ManyValuesInOneSweepAreThoseOfManySweeps)
   EXPECT_EQ(lines[4].geometry.getNodeCount(), 0u);
 }
 
-TEST(Isoline, NothingIsExtractedTwice)
-{
-  Sheet sheet(40, 30, bumps);
-  const auto stampsOf = [&](std::vector<double> values) {
-    EXPECT_TRUE(sheet.extractor->extractIsolines(values, sheet.set(), nullptr));
-    std::vector<std::uint64_t> stamps;
-    for (std::size_t l = 0; l < values.size(); ++l)
-      stamps.push_back(sheet.extractor->getLines()[l].topology.getTimeStamp());
-    return stamps;
-  };
-  const auto first = stampsOf({0.1, 0.2});
-  EXPECT_EQ(stampsOf({0.1, 0.2}), first);
-  // Another value leaves the others as they are.
-  const auto moved = stampsOf({0.1, 0.3});
-  EXPECT_EQ(moved[0], first[0]);
-  EXPECT_NE(moved[1], first[1]);
-  sheet.grid.touch();
-  EXPECT_NE(stampsOf({0.1, 0.3})[0], first[0]);
-}
-
 TEST(Isoline, RefusesSetsThatDoNotFit)
 {
   Sheet sheet(4, 3, bumps);

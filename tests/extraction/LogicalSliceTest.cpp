@@ -208,36 +208,6 @@ TEST_P(LogicalSlice, LinesAndPointsHaveTheirValues)
   EXPECT_THAT(between->extractPointsScalarSet(*layers)->values, testing::Each(2.75));
 }
 
-TEST_P(LogicalSlice, NothingIsExtractedTwice)
-{
-  const auto mesh = zoo::block(GetParam(), {4, 4, 4});
-  MbFunctionFilterIjk filter([](std::size_t i, std::size_t, std::size_t) { return i < 2; });
-  const auto slice = makeSlice(*mesh, true);
-  const auto between = makeBetween(*mesh, true);
-  std::set<std::uint64_t> seen;
-  const auto expectNew = [&](MiMesh::Dimension axis, std::size_t index, bool upper,
-                             const MiCellFilterIjk* with) {
-    const std::uint64_t first =
-        slice->extractSlice(axis, index, upper, with).geometry.getTimeStamp();
-    EXPECT_TRUE(seen.insert(first).second);
-    EXPECT_EQ(slice->extractSlice(axis, index, upper, with).geometry.getTimeStamp(), first);
-  };
-  expectNew(MiMesh::DIMENSION_I, 1, false, nullptr);
-  expectNew(MiMesh::DIMENSION_I, 2, false, nullptr);
-  expectNew(MiMesh::DIMENSION_I, 2, true, nullptr);
-  expectNew(MiMesh::DIMENSION_J, 2, true, nullptr);
-  expectNew(MiMesh::DIMENSION_J, 2, true, &filter);
-  filter.touch();
-  expectNew(MiMesh::DIMENSION_J, 2, true, &filter);
-  for (const double value : {1.0, 1.5, std::nan("")}) {
-    const std::uint64_t first =
-        between->extractSlice(MiMesh::DIMENSION_J, nullptr, value).geometry.getTimeStamp();
-    EXPECT_TRUE(seen.insert(first).second);
-    EXPECT_EQ(between->extractSlice(MiMesh::DIMENSION_J, nullptr, value).geometry.getTimeStamp(),
-              first);
-  }
-}
-
 TEST_P(LogicalSlice, SheetsThatMoveKeepTheListOfTheirCells)
 {
   const auto mesh = zoo::block(GetParam(), {4, 3, 5});

@@ -297,24 +297,6 @@ TEST(Streamline, CarriesSpeedsAndTangents)
   }
 }
 
-TEST(Streamline, AreExtractedAnewForAnotherLimitOnly)
-{
-  const MbVolumeMeshRegular mesh = cube(8);
-  const auto vectors = zoo::vectorSet(mesh, abc);
-  const std::vector<MbVec3d> seeds{{0.4, 0.5, 0.6}, {0.7, 0.2, 0.3}};
-  const auto extract = MiStreamlineExtractIjk::getNewInstance(mesh, true);
-  const auto stampFor = [&](double length) {
-    extract->setMaxLength(length);
-    EXPECT_TRUE(extract->extractStreamlines(seeds, *vectors, nullptr));
-    return extract->getLines()[1].getTopology().getTimeStamp();
-  };
-  const std::uint64_t stamp = stampFor(1);
-  const MeXLineMeshUnstructured* before = &extract->getLines()[1];
-  EXPECT_EQ(stampFor(1), stamp);
-  EXPECT_EQ(&extract->getLines()[1], before);
-  EXPECT_NE(stampFor(0.5), stamp);
-}
-
 TEST(Streamline, BearsFieldsThatStandStillOrAreNoNumbers)
 {
   const MbVolumeMeshRegular mesh = cube(4);
