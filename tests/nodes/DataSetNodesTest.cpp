@@ -181,33 +181,6 @@ TEST(DataSetNodes, SeparatorsInheritAndRestore)
   EXPECT_EQ(looks, 1);
 }
 
-TEST(DataSetNodes, CachesSeeTheNodesAbove)
-{
-  const auto above = scalarNode(&kScalarI), inner = scalarNode(&kScalarI);
-  std::unique_ptr<SoElement> kept;
-  const auto look = [](const std::function<void(const SoElement*)>& see, SoNode* first,
-                       SoNode* second) {
-    lookBehind(
-        [&](SoState* state) {
-          see(state->getConstElement(MoScalarSetElement::getClassStackIndex()));
-        },
-        first, second);
-  };
-  look([&](const SoElement* element) { kept.reset(element->copyMatchInfo()); }, above.get(),
-       inner.get());
-  look([&](const SoElement* element) { EXPECT_TRUE(element->matches(kept.get())); }, above.get(),
-       inner.get());
-  look([&](const SoElement* element) { EXPECT_FALSE(element->matches(kept.get())); }, inner.get(),
-       above.get());
-  above->setScalarSet(&kScalarI);
-  look(
-      [&](const SoElement* element) {
-        EXPECT_FALSE(element->matches(kept.get()));
-        EXPECT_FALSE(element->matches(nullptr));
-      },
-      above.get(), inner.get());
-}
-
 TEST(DataSetNodes, RefuseSetsOfNoNumberingWithTheirWarnings)
 {
   WarningLog warnings;
@@ -283,35 +256,6 @@ TEST(MoCellFilter, KnowsTheKindAndKeepsTheOldOneForAStranger)
                           "MiCellFilterIj or MiCellFilterIjk."));
   node->reset();
   EXPECT_EQ(publishedBy(node), std::pair(CELL_FILTER_NONE, (const MiCellFilter*)nullptr));
-}
-
-TEST(MoCellFilter, CachesCompareKindAndStampAlone)
-{
-  const SoRef<MoCellFilter> node(new MoCellFilter);
-  const auto element = [&](const MiCellFilter* filter) {
-    std::unique_ptr<SoElement> copy;
-    node->setCellFilter(filter);
-    lookBehind(
-        [&](SoState* state) {
-          copy.reset(
-              state->getConstElement(MoCellFilterElement::getClassStackIndex())->copyMatchInfo());
-        },
-        node.get());
-    return copy;
-  };
-  FilterI first(5), second(5);
-  const FilterIj otherKind(5);
-  const auto none = element(nullptr), a = element(&first), b = element(&second),
-             c = element(&otherKind);
-  EXPECT_TRUE(a->matches(b.get())) << "another object, the same stamp";
-  EXPECT_FALSE(a->matches(c.get()));
-  EXPECT_FALSE(a->matches(none.get()));
-  EXPECT_FALSE(none->matches(a.get()));
-  EXPECT_TRUE(none->matches(element(nullptr).get()));
-  EXPECT_FALSE(a->matches(nullptr));
-  first.stamp = 6;
-  EXPECT_TRUE(a->matches(b.get())) << "the stamp is that of the traversal";
-  EXPECT_FALSE(a->matches(element(&first).get()));
 }
 
 TEST(MoDataBinding, IsAutoWithoutANodeAndPerCellByDefault)

@@ -208,28 +208,6 @@ TEST(MoMesh, ReachesEveryActionButSearchAndWrite)
   EXPECT_FALSE(node->isGroup());
 }
 
-TEST(MoMesh, CachesMatchUntilTheMeshIsSetAgain)
-{
-  const EmptyMesh<MiVolumeMeshRegular> mesh;
-  const SoRef<MoMesh> node(new MoMesh);
-  node->setMesh(&mesh);
-  std::unique_ptr<SoElement> kept;
-  const auto elementOf = [](SoState* state) {
-    return state->getConstElement(MoMeshElement::getClassStackIndex());
-  };
-  lookBehind([&](SoState* state) { kept.reset(elementOf(state)->copyMatchInfo()); }, node.get());
-  lookBehind(
-      [&](SoState* state) {
-        EXPECT_TRUE(elementOf(state)->matches(kept.get()));
-        EXPECT_TRUE(kept->matches(elementOf(state)));
-        EXPECT_FALSE(kept->matches(nullptr));
-      },
-      node.get());
-  node->setMesh(&mesh);
-  lookBehind([&](SoState* state) { EXPECT_FALSE(kept->matches(elementOf(state))); }, node.get());
-  lookBehind([&](SoState* state) { EXPECT_FALSE(kept->matches(elementOf(state))); });
-}
-
 TEST(MoMesh, IsScopedBySeparatorsAndKeepsItsMeshWhenCopied)
 {
   const EmptyMesh<MiVolumeMeshRegular> outer;

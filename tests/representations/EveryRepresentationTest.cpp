@@ -424,7 +424,7 @@ TYPED_TEST(EverySurface, DrawsEdgesAndPointsAsMeshesOfTheirOwnWhileATessellatorI
 }
 
 // Files name them.
-TEST(RepresentationNodes, HaveTheirFieldsAndDefaultsInOrder)
+TEST(Nodes, HaveTheirFieldsAndDefaultsInOrder)
 {
   const std::pair<const char*, std::vector<std::string>> cases[] = {
       {"MoMeshSkin", {"minCellRanges [  ]", "maxCellRanges [  ]"}},
@@ -445,6 +445,13 @@ TEST(RepresentationNodes, HaveTheirFieldsAndDefaultsInOrder)
         "integrationStepLengthFactor 0.300000011920929", "maxStepNumber 0", "direction FORWARD"}},
       {"MoMeshLine", {}},
       {"MoMeshPointProbe", {"position 0 0 0", "scalarSetIds 0", "vectorSetIds 0"}},
+      {"MoDrawStyle",
+       {"displayFaces TRUE", "displayEdges FALSE", "displayPoints FALSE", "fadingThreshold 0"}},
+      {"MoMaterial",
+       {"faceColoring CONTOURING", "lineColoring CONTOURING", "pointColoring CONTOURING",
+        "faceColor 1 1 1", "lineColor 1 0 0", "pointColor 0 1 0", "transparency 0",
+        "enhancedColoring FALSE"}},
+      {"MoDataBinding", {"dataBinding PER_CELL"}},
   };
   for (const auto& [name, own] : cases) {
     const SoType type = SoType::fromName(name);
