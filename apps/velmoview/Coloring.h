@@ -18,7 +18,7 @@ struct Coloring
   bool hasUndefined = false;       ///< some value of live cells is no number
 };
 
-/// The names of the colour maps and what they are good for, one a line.
+/// The names of the colour maps and what they are good for, one per line.
 std::string colormapList();
 
 /// @return the enumeration's value for a name; empty means the default map

@@ -137,7 +137,7 @@ void readSaveMesh(const OptionRow& row, const std::string& value, Options& optio
       std::string_view(value).substr(value.size() - std::min<std::size_t>(value.size(), 4));
   constexpr std::string_view kEnds[] = {".vtu", ".vtp", ".vti", ".vtr", ".vts"};
   if (std::find(std::begin(kEnds), std::end(kEnds), end) == std::end(kEnds))
-    refuseValue(row.name, row.takes, "'" + value + "' ends otherwise");
+    refuseValue(row.name, row.takes, "'" + value + "' has none of these suffixes");
   options.saveMesh = value;
 }
 
@@ -196,7 +196,7 @@ void readProbe(const OptionRow& row, const std::string& value, Options& options)
 constexpr const char* kNoValue = "";
 constexpr const char* kColorTakes = "#RRGGBB, R,G,B from 0 to 1, or a name such as white or dark";
 /// The heading before which the representations are listed.
-constexpr const char* kAfterRepresentations = "What of it";
+constexpr const char* kAfterRepresentations = "Filters";
 
 /// A row without a name is a heading of the help text.
 constexpr OptionRow kRows[] = {

@@ -21,7 +21,7 @@ struct CheckValues
   std::uint64_t cellDigest = 0; ///< of the cells that the faces came from, in any order
 
   /// Counts a polygon of `size` corners, three numbers each, that came from `cell`.
-  /// @param colours  one a corner, null for none
+  /// @param colours  one per corner, null for none
   void addFace(const double* corners, std::size_t size, std::uint64_t cell,
                const double* colours = nullptr)
   {

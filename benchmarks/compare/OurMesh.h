@@ -73,7 +73,7 @@ std::unique_ptr<MiTypedDataSet<T>> makeOurField(const MeshArrays& mesh, const do
 class RunObserver final : public MiExtractorCallback
 {
 public:
-  // Work of one phase is the mapping of data, which is told of only when it lasts.
+  // Work of one phase is the mapping of data, which is reported only when it takes long.
   void beginExtract(const std::string&, std::size_t phaseCount) override
   {
     m_extractions += phaseCount > 1;

@@ -304,7 +304,7 @@ TEST(LogicalSliceChecks, OnlyTheLayerIsLookedAt)
   for (const MiMesh::Dimension axis : kAxes)
     for (std::size_t index = 0; index < 3; ++index)
       EXPECT_EQ(count(axis, index), expected[index]);
-  EXPECT_THAT(extractor->getWarnings(), IsEmpty()); // once a mesh
+  EXPECT_THAT(extractor->getWarnings(), IsEmpty()); // once per mesh
 
   // The same of a skin that is asked for some layers.
   const auto skin = MiSkinExtractIjk::getNewInstance(mesh, true);

@@ -266,7 +266,7 @@ TEST(MbMeshSave, WhatDoesNotFitIsNamed)
   EXPECT_THAT(problem(".vts", mesh), HasSubstr(".vtu takes every mesh"));
   EXPECT_THAT(problem(".obj", mesh), HasSubstr(".vtu, .vtp, .vti, .vtr or .vts"));
   EXPECT_THAT(problem(".vtp", mesh), HasSubstr("only surfaces and lines"));
-  EXPECT_THAT(problem(".vti", *zoo::small(VOLUME_MESH_RECTILINEAR)), HasSubstr("equal steps"));
+  EXPECT_THAT(problem(".vti", *zoo::small(VOLUME_MESH_RECTILINEAR)), HasSubstr("uniform steps"));
   EXPECT_THAT(problem(".vtr", *zoo::small(VOLUME_MESH_CURVILINEAR)), HasSubstr("straight axes"));
 }
 

@@ -74,7 +74,7 @@ void expectOneFailure(const char* text)
   scene.mesh->setMesh(&failing);
   WarningLog log;
   scene.traverse(2);
-  EXPECT_THAT(log.texts(), AllOf(SizeIs(2), Each(HasSubstr(text)))) << "once a traversal";
+  EXPECT_THAT(log.texts(), AllOf(SizeIs(2), Each(HasSubstr(text)))) << "once per traversal";
   EXPECT_FALSE(scene.drawsAnything());
   MeshType type;
   EXPECT_NE(good->getExtractedMesh(type), nullptr);

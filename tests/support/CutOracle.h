@@ -170,7 +170,7 @@ inline Mesh read(const MiMesh& mesh)
   return result;
 }
 
-/// @param levels  one a node, none of them zero
+/// @param levels  one per node, none of them zero
 /// @param place   the point of the surface between nodes a and b
 inline Cut cut(const Mesh& mesh, const std::vector<double>& levels,
                const std::function<MbVec3d(std::size_t a, std::size_t b)>& place)

@@ -196,7 +196,7 @@ private:
 };
 
 constexpr OwnOption kIsolineOptions[] = {{"--major", "PERIOD[,FIRST]",
-                                          "every so manieth line is solid, from line FIRST on; 3,0",
+                                          "every PERIOD-th line is solid, from line FIRST on; 3,0",
                                           Isolines::readPeriod}};
 
 } // namespace

@@ -127,7 +127,7 @@ struct OwnOption
   void (*read)(const OwnOption& option, const std::string& value, Representation& representation);
 };
 
-/// Numbers of an extracted mesh's own, one a node or cell; copied.
+/// Numbers of an extracted mesh's own, one per node or cell; copied.
 MbNamedArray ownArray(const char* name, MiDataBinding binding, std::span<const double> values);
 
 /// Bits of mesh kinds.

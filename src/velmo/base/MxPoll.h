@@ -1,7 +1,7 @@
 #pragma once
 
-/// Somebody who is asked between the pieces of a loop whether it shall go on. An exception of his
-/// ends the loop.
+/// An object that is asked between the pieces of a loop whether to go on. An exception that it
+/// throws ends the loop.
 ///
 /// The loops of MxParallel.h ask the poll of the thread that calls them, also from the threads that
 /// help it, so that an algorithm made of such loops need not ask.

@@ -9,7 +9,7 @@
 struct MxColorTable
 {
   std::span<const std::uint32_t> rows;
-  bool isCategorical; ///< equal shares of the range, one a row; else blended from row to row
+  bool isCategorical; ///< equal shares of the range, one per row; else blended from row to row
 };
 
 inline constexpr int kMxColorTableCount = 20;

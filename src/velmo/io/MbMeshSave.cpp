@@ -230,8 +230,9 @@ void MeshOutput::writeGrid(const View& view, const Geometry& geometry, const std
       geometry.getStep();
     };
     if (directions.empty() || (suffix == ".vti" && !kIsRegular))
-      fail(std::string("a ") + meshTypeName(View::kType) + " has not the equal steps or straight " +
-           "axes that a " + suffix + " file describes; .vts and .vtu take it");
+      fail(std::string("a ") + meshTypeName(View::kType) +
+           " has no uniform steps or straight axes, " + "which a " + suffix +
+           " file needs; .vts and .vtu take it");
     axes = axesOf(directions);
     if (axes.empty())
       fail("the grid's axes are not those of the space in their order, as a " + suffix +

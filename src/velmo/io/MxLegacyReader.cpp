@@ -64,7 +64,7 @@ private:
     if (keyword == "field") return readField();
     if (keyword == "metadata") return skipMetadata();
     if (m_inData) return readAttribute(keyword);
-    if (m_dataSet.empty()) fail("DATASET should stand here");
+    if (m_dataSet.empty()) fail("expected DATASET here");
     readGeometry(keyword);
   }
 
@@ -280,7 +280,7 @@ private:
     const bool narrow = size < kNarrowLimit && m_hasPoints && m_pointCount < kNarrowLimit;
     cells.offsets =
         indices(wordFor("the type of OFFSETS"), offsetCount, "OFFSETS of " + what, narrow);
-    if (nextKeyword() != "connectivity") fail("CONNECTIVITY should stand here");
+    if (nextKeyword() != "connectivity") fail("expected CONNECTIVITY here");
     cells.connectivity =
         indices(wordFor("the type of CONNECTIVITY"), size, "CONNECTIVITY of " + what, narrow);
     // No offset at all stands for no cell.
@@ -294,7 +294,7 @@ private:
 
   void readDataHeader(MiDataBinding binding)
   {
-    if (m_dataSet.empty()) fail("DATASET should stand here");
+    if (m_dataSet.empty()) fail("expected DATASET here");
     const bool perNode = binding == MiDataBinding::PerNode;
     const char* what = perNode ? "POINT_DATA" : "CELL_DATA";
     finishGeometry();

@@ -56,7 +56,7 @@ protected:
                       bool narrow);
   /// The bytes of a list that follows the present line; binary files.
   const char* bytes(std::size_t items, std::size_t width, const std::string& what);
-  /// Texts, one a line or, in binary files, behind their lengths.
+  /// Texts, one per line or, in binary files, behind their lengths.
   void skipStrings(std::size_t texts, const std::string& what);
 
   const MxFileBytes& m_file;

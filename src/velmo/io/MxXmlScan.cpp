@@ -236,7 +236,7 @@ private:
 
   void start(std::string_view name, const XML_Char** attributes)
   {
-    if (m_depth++ == 0 && name != "VTKFile") fail("VTKFile should stand here");
+    if (m_depth++ == 0 && name != "VTKFile") fail("expected the element VTKFile here");
     if (m_array) return closeContent();
     if (m_depth == 1) return readFileAttributes(attributes);
     if (m_depth == 2 && name == m_element) return readDataSet(attributes);

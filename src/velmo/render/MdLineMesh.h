@@ -36,7 +36,7 @@ public:
   /// Sixteen pixels of a line, drawn where a bit is set, from the lowest on; until the lines are
   /// cleared.
   void setLinePattern(unsigned short pattern);
-  /// Directions along the lines, of any length, one a node or one a line; until the lines are
+  /// Directions along the lines, of any length, one per node or one per line; until the lines are
   /// cleared. Copied, once a stamp: to be called after set, at each traversal.
   /// @param tangents  null takes them away, with a warning
   void setTangents(const MeXDataSetI<MbVec3d>* tangents);

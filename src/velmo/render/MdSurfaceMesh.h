@@ -49,7 +49,7 @@ public:
   /// One normal for the whole surface, until it is cleared; zero for those of the data set, or
   /// computed ones.
   void setOverallNormal(const SbVec3f& normal);
-  /// Normals of any length, one a node or one a cell, until the surface is cleared; null for
+  /// Normals of any length, one per node or one per cell, until the surface is cleared; null for
   /// computed ones. Copied, once a stamp: to be called after set, at each traversal. Normals that
   /// do not fit the surface are left out, with a warning.
   void setNormalDataSet(const MeXDataSetI<MbVec3d>* normals);

@@ -38,7 +38,7 @@ public:
 
   /// Shows the shader colouring, where it can: not for surfaces of triangles only, whose plain
   /// interpolation is the same. What has not changed since the last time is not prepared again.
-  /// @param values   one a node of the surface
+  /// @param values   one per node of the surface
   /// @param opacity  multiplies that of the mapping's colours
   /// @param undefined  the colour of polygons with a value that is no number; none for the
   ///                   mapping's last one

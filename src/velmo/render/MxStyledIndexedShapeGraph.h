@@ -78,7 +78,7 @@ public:
                          const MoMeshRepresentationDetail* mesh) const override;
 };
 
-/// Points, one a vertex.
+/// Points, one per vertex.
 class MxStyledPointGraph final : public MxStyledShapeGraph
 {
 public:

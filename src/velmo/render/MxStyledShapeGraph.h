@@ -69,7 +69,7 @@ public:
   void setNormals(const SbVec3f& normal);
   /// @param texture  null for none
   void setTexture(TkTexture2* texture);
-  /// Either texture coordinates, one a vertex, or packed colours with their binding, or neither.
+  /// Either texture coordinates, one per vertex, or packed colours with their binding, or neither.
   void setColors(const std::vector<SbVec2f>& textureCoordinates,
                  const std::vector<std::uint32_t>& colors, SoVertexProperty::Binding binding);
   /// Takes over the uniform look; true when it is the present one. A graph that is not enabled

@@ -22,8 +22,8 @@ public:
                             const MeXDataSetI<double>* values, const MiScalarColorMapping* mapping);
   /// One normal for the whole surface; zero for those of the nodes, or computed ones.
   void setOverallNormal(const SbVec3f& normal);
-  /// Normals of any length, one a node or one a face, as many as there are; null for those of the
-  /// nodes, or computed ones. Copied, unless they are those of the last call.
+  /// Normals of any length, one per node or one per face, as many as there are; null for those of
+  /// the nodes, or computed ones. Copied, unless they are those of the last call.
   void setNormalDataSet(const MeXDataSetI<MbVec3d>* normals);
   /// A normal a node; none for computed normals. Borrowed until the next call or clear; what was
   /// given before may be gone.

@@ -199,7 +199,7 @@ protected:
 
   MdWarnings& getWarnings() const { return m_owner.getWarnings(); }
   void warn(const char* text) const { SoDebugError::postWarning(m_function.c_str(), "%s", text); }
-  /// Posts what the last extraction had to leave out, once a result and a mesh.
+  /// Posts what the last extraction had to leave out, once per result and a mesh.
   void postExtractorWarnings(std::uint64_t resultStamp)
   {
     if (resultStamp == m_warnedStamp) return;

@@ -28,7 +28,7 @@ public:
   /// Which scalar set of the state takes the values, counted from 0; 0 by default. Independent of
   /// the set that colours the lines.
   SoSFInt32 isoScalarSetId;
-  /// Every so manieth line is a major one; 0 makes all major. 3 by default.
+  /// Every N-th line, by this number, is a major one; 0 makes all major. 3 by default.
   SoSFUShort majorPeriod;
   /// The index in `isovalues` of a major line; the others follow in both directions. 0 by default.
   SoSFUShort firstMajor;

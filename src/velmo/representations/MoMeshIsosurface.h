@@ -12,7 +12,7 @@ class MiIsosurfExtractUnstructured;
 /// the cell filter leaves.
 ///
 /// The set gives one value a node, numbered as the nodes of the mesh are (a flat set serves grids
-/// numbered by I, J and K as well, I fastest), or one a cell of a mesh numbered by I, J and K. It
+/// numbered by I, J and K as well, I fastest), or one per cell of a mesh numbered by I, J and K. It
 /// is looked up by isoScalarSetId, apart from the set that colours the surface. Where the state
 /// holds no set of that id but others, nothing is drawn; where it holds none at all, or one of
 /// another kind, nothing is drawn and a warning posted. A mesh of another kind is refused with a

@@ -23,7 +23,7 @@ void finishSurface(const MbIndex3& cells, const MbIndex3& nodes, std::size_t sou
   placeNodes(cells, nodes, points, parallel, surface);
 }
 
-/// What the skin of a mesh kind depends on, and what it is told of by.
+/// What the skin of a mesh kind depends on, and how it is reported.
 template <MeshType K>
 struct SkinWork : MxSurfaceWork<K>
 {

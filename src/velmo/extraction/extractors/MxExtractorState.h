@@ -26,7 +26,7 @@ public:
     return MxExtractionMonitor(m_callback, m_name, phaseCount);
   }
 
-  /// For short work of one phase that is told of only when it lasts.
+  /// For short work of one phase that is reported only when it takes long.
   MxExtractionMonitor patientMonitor() const { return MxExtractionMonitor(m_callback, m_name); }
 
   const std::vector<std::string>& getWarnings() const

@@ -20,7 +20,7 @@ struct MxLayerWork : MxSurfaceWork<K>
     const MxLayer layer = place.layer(mesh.getTopology().getCellCounts());
     const std::shared_ptr<const MxMeshCheck> check =
         writeLayer(mesh, layer, request.filter, request.parallel, request.monitor, surface, m_kept);
-    // Each layer's check is its own; of one mesh the first that is not clean is told of, once.
+    // Each layer's check is its own; of one mesh the first that is not clean is reported once.
     const std::pair stamps{mesh.getTopology().getTimeStamp(), mesh.getGeometry().getTimeStamp()};
     if (!m_told || m_told->isClean() || m_stamps != stamps) m_told = check;
     m_stamps = stamps;

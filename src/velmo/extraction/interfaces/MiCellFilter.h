@@ -19,7 +19,7 @@ class MiCellFilterI : public virtual MiCellFilter
 public:
   virtual bool acceptCell(std::size_t cell) const = 0;
   /// Sets accepted[c - first] to 1 or 0 for the cells [first, last). Extraction asks only this,
-  /// once a block; filters over arrays override it with a plain loop.
+  /// once per block; filters over arrays override it with a plain loop.
   virtual void acceptCells(std::size_t first, std::size_t last, std::uint8_t* accepted) const
   {
     for (std::size_t cell = first; cell < last; ++cell)

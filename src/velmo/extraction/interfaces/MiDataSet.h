@@ -23,7 +23,7 @@ public:
   virtual std::uint64_t getTimeStamp() const = 0;
 };
 
-/// Values of one type, one a cell or one a node. *Threads*: read from several threads at once.
+/// Values of one type, one per cell or one per node. *Threads*: read from several threads at once.
 template <class T>
 class MiTypedDataSet : public virtual MiDataSet
 {

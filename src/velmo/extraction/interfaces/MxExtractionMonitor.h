@@ -31,7 +31,7 @@ public:
   /// @throw MiCancellationException
   void beginPhase(const char* name, std::size_t stepCount);
 
-  /// `done` more steps of the phase are done; called once a block of items, from any thread.
+  /// `done` more steps of the phase are done; called once per block of items, from any thread.
   /// @throw MiCancellationException
   void step(std::size_t done = 1)
   {

@@ -17,7 +17,7 @@
 template <class Topology>
 class MxCells;
 
-/// Room for the nodes or faces of a cell; reused from cell to cell, one a thread.
+/// Room for the nodes or faces of a cell; reused from cell to cell, one per thread.
 using MxCellBuffer = std::vector<std::size_t>;
 
 template <>

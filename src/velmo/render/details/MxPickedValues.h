@@ -39,6 +39,6 @@ private:
   bool m_closed;
   std::vector<MbVec3d> m_corners;
   std::vector<MoPickedNode> m_sources;       // of all corners
-  std::vector<std::size_t> m_sourceEnds;     // one a corner
-  std::vector<std::vector<double>> m_values; // of each set: none, one, or one a corner
+  std::vector<std::size_t> m_sourceEnds;     // one per corner
+  std::vector<std::vector<double>> m_values; // of each set: none, one, or one per corner
 };

@@ -15,7 +15,7 @@ public:
   /// Changes with the triangles of the faces that faces() gave last.
   std::uint64_t facesStamp() const { return m_facesStamp; }
 
-  /// Normals of the faces that faces() gave last: one a face.
+  /// Normals of the faces that faces() gave last: one per face.
   MxFaceAttribute<SbVec3f> faceNormals(const MxFaceAttribute<SbVec3f>& positions,
                                        bool counterClockwise);
   /// One a corner, smooth below the crease angle.

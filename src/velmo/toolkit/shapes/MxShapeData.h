@@ -21,9 +21,9 @@ struct MxArrayKey
 enum class MxFaceBinding
 {
   Overall,
-  PerVertex, ///< one a vertex, by vertex number
-  PerFace,   ///< one a face or polyline, by its number
-  PerCorner  ///< one a triangle corner, in their order
+  PerVertex, ///< one per vertex, by vertex number
+  PerFace,   ///< one per face or polyline, by its number
+  PerCorner  ///< one per triangle corner, in their order
 };
 
 /// How the vertices of faces or polylines lie in graphics memory.

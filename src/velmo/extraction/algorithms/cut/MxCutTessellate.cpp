@@ -59,7 +59,7 @@ private:
   }
 
   const MxCutShape& m_shape;
-  std::span<const double> m_values; ///< one a node, of isosurfaces
+  std::span<const double> m_values; ///< one per node, of isosurfaces
 };
 
 /// What one block of cells becomes.

@@ -55,7 +55,7 @@ struct MxIsoSegments
 };
 
 /// Cuts the chosen cells of two dimensions at all levels in one sweep.
-/// @param codes  from codeNodes, one a node; all nodes of chosen cells are below its size
+/// @param codes  from codeNodes, one per node; all nodes of chosen cells are below its size
 MxIsoSegments cutCells(const MiTopologyI& topology, const MxCellChoice& choice,
                        const MxNodeValues& values, const MxIsoLevels& levels,
                        const MxArray<std::uint16_t>& codes, bool parallel,

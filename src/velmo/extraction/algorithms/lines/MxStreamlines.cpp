@@ -149,7 +149,7 @@ private:
   {
     const std::span<const std::uint32_t> nodes = m_cursor.nodes();
     if (m_cell != m_cursor.cell()) {
-      // The vectors at the nodes are read once a cell.
+      // The vectors at the nodes are read once per cell.
       m_cell = m_cursor.cell();
       if (m_field.isPerCell()) {
         m_vectors.assign(1, m_field[m_cell]);

@@ -23,7 +23,7 @@ inline constexpr double kSurfaceReachOfCoordinate = 2.4e-7;
 /// mean point the value is the mean of the corners': linear fields are given exactly and cells that
 /// share a face agree on it.
 ///
-/// An object is filled again and again, once a cell; it belongs to one thread.
+/// An object is filled again and again, once per cell; it belongs to one thread.
 class MxCellMap
 {
 public:

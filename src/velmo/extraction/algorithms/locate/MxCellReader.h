@@ -5,9 +5,9 @@
 
 #include <memory>
 
-/// Reads the cells of a mesh one by one, whatever its kind; made once a mesh. What the mesh answers
-/// is checked each time: a cell that names a node that does not exist, has counts that do not fit
-/// or a corner that is not finite cannot be read. *Threads*: any number may read.
+/// Reads the cells of a mesh one by one, whatever its kind; made once per mesh. What the mesh
+/// answers is checked each time: a cell that names a node that does not exist, has counts that do
+/// not fit or a corner that is not finite cannot be read. *Threads*: any number may read.
 class MxCellReader
 {
 public:

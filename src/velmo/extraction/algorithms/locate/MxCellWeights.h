@@ -14,13 +14,13 @@
 /// point outside counts as the nearest one of the outline.
 ///
 /// @param corners  at least one; may be in either sense
-/// @param weights  replaced, one a corner
+/// @param weights  replaced, one per corner
 void polygonWeights(std::span<const MbVec3d> corners, const MbVec3d& at,
                     std::vector<double>& weights);
 
 /// How much each corner of a polyline counts at the point of it that is nearest: only the ends of
 /// one segment do.
 /// @param corners  at least one
-/// @param weights  replaced, one a corner
+/// @param weights  replaced, one per corner
 void polylineWeights(std::span<const MbVec3d> corners, const MbVec3d& at,
                      std::vector<double>& weights);

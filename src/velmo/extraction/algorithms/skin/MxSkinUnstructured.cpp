@@ -48,7 +48,7 @@ private:
 };
 
 /// The hash of a face is a mix of the sum of its nodes' mixes: the same for any order, and each
-/// node is mixed once a cell. A sum alone would let sums of neighbouring faces cancel bit by bit.
+/// node is mixed once per cell. A sum alone would let sums of neighbouring faces cancel bit by bit.
 constexpr std::uint64_t mixNode(std::uint64_t node)
 {
   std::uint64_t x = (node + 1) * 0x9e3779b97f4a7c15u;
