@@ -1,4 +1,4 @@
-// Every colour map, as legends: the picture in docs/legend.md. usage: 06_color_maps [PICTURE.png]
+// Every colour map, as legends: the picture in docs/legend.md. usage: 04_color_maps [PICTURE.png]
 
 #include <velmo/colormapping/legend/MoLegend.h>
 #include <velmo/colormapping/MoPredefinedColorMapping.h>

@@ -1,5 +1,5 @@
 // Bands of colour on one coarse mesh in three ways: colours at the nodes, a level texture, and
-// values that are interpolated inside each face. usage: 05_level_colors [PICTURE.png]
+// values that are interpolated inside each face. usage: 03_level_colors [PICTURE.png]
 
 #include <velmo/colormapping/MoLevelColorMapping.h>
 #include <velmo/colormapping/MoLinearColorMapping.h>

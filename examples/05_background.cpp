@@ -1,5 +1,5 @@
 // A skin that is extracted in the background: the scene is drawn over and over meanwhile, and the
-// extraction tells how far it is. usage: 07_background [PICTURE.png]
+// extraction tells how far it is. usage: 05_background [PICTURE.png]
 
 #include <velmo/extraction/interfaces/MiExtractorCallback.h>
 #include <velmo/mesh/MbMesh.h>
