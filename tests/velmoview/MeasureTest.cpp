@@ -37,6 +37,12 @@ TEST(Measure, AddsUpPolygonsAndFindsTheOpenEdges)
   EXPECT_NEAR(measures.area, 2 * 2 * std::sqrt(2.0) + 2, 1e-12);
   EXPECT_EQ(measures.openEdges, 4u); // the floor is missing
   EXPECT_EQ(measures.bounds, (Bounds{0, 2, 0, 2, 0, 1}));
+
+  MeXSurfaceMeshUnstructured book;
+  makeTent(book, 1);
+  fillCells(book, {{0, 1, 2}, {0, 1, 4}, {0, 1, 5}});
+  const MiMesh* const pages[] = {&book};
+  EXPECT_EQ(measure(pages).openEdges, 6u); // the back has three faces
 }
 
 TEST(Measure, KnowsTheAreaOfAPolygonWithANotch)
