@@ -109,6 +109,8 @@ struct CheckRule
 
   /// Added to all three: what shrinks with the square of the cell size, for a mesh of one cell.
   double perCell = 0;
+  /// Added to sizes and integral: what shrinks with the cell size, for a mesh of one cell.
+  double perStep = 0;
 };
 
 /// Says what two results do not share, empty where they agree.
@@ -118,6 +120,7 @@ inline std::string disagreement(const CheckValues& ours, const CheckValues& peer
                                 const CheckRule& rule, bool shared, std::size_t cellCount = 1)
 {
   const double more = rule.perCell * std::pow(static_cast<double>(cellCount), -2.0 / 3);
+  const double steps = more + rule.perStep * std::pow(static_cast<double>(cellCount), -1.0 / 3);
   std::ostringstream text;
   text.precision(12);
   const auto report = [&](const char* what, auto a, auto b, bool same) {
@@ -129,7 +132,7 @@ inline std::string disagreement(const CheckValues& ours, const CheckValues& peer
   };
   if (rule.faces) {
     report("faces", ours.faces, peer.faces, ours.faces == peer.faces);
-    report("area", ours.area, peer.area, close(ours.area, peer.area, rule.sizes + more));
+    report("area", ours.area, peer.area, close(ours.area, peer.area, rule.sizes + steps));
     report("digest of the faces' cells", ours.cellDigest, peer.cellDigest,
            ours.cellDigest == peer.cellDigest);
   } else {
@@ -137,16 +140,16 @@ inline std::string disagreement(const CheckValues& ours, const CheckValues& peer
            close(static_cast<double>(ours.triangles), static_cast<double>(peer.triangles),
                  rule.triangles + more));
     report("area", ours.fanArea, peer.fanArea,
-           close(ours.fanArea, peer.fanArea, rule.sizes + more));
+           close(ours.fanArea, peer.fanArea, rule.sizes + steps));
     report("integral", ours.fanIntegral, peer.fanIntegral,
-           close(ours.fanIntegral, peer.fanIntegral, rule.integral + more));
+           close(ours.fanIntegral, peer.fanIntegral, rule.integral + steps));
   }
   if (rule.vertices && shared)
     report("vertices", ours.vertices, peer.vertices, ours.vertices == peer.vertices);
   if (rule.volume) {
     const double peerVolume =
         rule.orientation ? peer.volume : std::copysign(peer.volume, ours.volume);
-    report("volume", ours.volume, peer.volume, close(ours.volume, peerVolume, rule.sizes + more));
+    report("volume", ours.volume, peer.volume, close(ours.volume, peerVolume, rule.sizes + steps));
   }
   return text.str();
 }

@@ -77,4 +77,12 @@ TEST(CheckValues, DisagreementNamesWhatDiffersAndNothingElse)
   CheckValues undefined = box;
   undefined.area = std::numeric_limits<double>::quiet_NaN();
   EXPECT_THAT(disagreement(undefined, box, {}, true), HasSubstr("area"));
+
+  // A step is a tenth of the box of 1000 cells, and a hundredth of that of a million.
+  CheckRule ofSteps;
+  ofSteps.perStep = 1;
+  CheckValues longer = box;
+  longer.area *= 1.09;
+  EXPECT_EQ(disagreement(longer, box, ofSteps, true, 1000), "");
+  EXPECT_THAT(disagreement(longer, box, ofSteps, true, 1000000), HasSubstr("area"));
 }
