@@ -46,11 +46,47 @@ struct MatchTable
   std::vector<std::uint32_t> below; ///< the one before each entry that counts, or 0
 };
 
+/// Marks the entries of one bucket whose key no other has.
+/// @return false, with marks that mean nothing, where a cell may have a face twice: a key comes
+/// twice
+///         from one cell, or more than twice
+template <class Same>
+bool matchPairs(std::span<const Entry> entries, std::vector<MxArray<MxFaceCandidate>>& blocks,
+                std::vector<std::uint32_t>& slots, const Same& same)
+{
+  const std::size_t slotCount = std::bit_ceil(2 * entries.size() + 1);
+  slots.assign(slotCount, 0);
+  for (std::size_t e = 0; e < entries.size(); ++e) {
+    const Entry& entry = entries[e];
+    MxFaceCandidate& candidate = blocks[entry.block][entry.index];
+    candidate.isSkin = 1;
+    for (std::size_t slot = entry.hash & (slotCount - 1);; slot = (slot + 1) & (slotCount - 1)) {
+      if (slots[slot] == 0) {
+        slots[slot] = static_cast<std::uint32_t>(e + 1);
+        break;
+      }
+      const Entry& earlier = entries[slots[slot] - 1];
+      if (earlier.hash != entry.hash) continue;
+      MxFaceCandidate& first = blocks[earlier.block][earlier.index];
+      if (sameKey(first, candidate) && first.isLarge == candidate.isLarge &&
+          (!candidate.isLarge || same(first, candidate)))
+      {
+        if (!first.isSkin || first.cell == candidate.cell) return false;
+        first.isSkin = 0;
+        candidate.isSkin = 0;
+        break;
+      }
+    }
+  }
+  return true;
+}
+
 /// Counts the entries of one bucket by key and marks those that are alone.
 template <class Same>
 void matchBucket(std::span<const Entry> entries, std::vector<MxArray<MxFaceCandidate>>& blocks,
                  MatchTable& table, const Same& same)
 {
+  if (matchPairs(entries, blocks, table.slots, same)) return;
   const std::size_t slotCount = std::bit_ceil(2 * entries.size() + 1);
   table.slots.assign(slotCount, 0);
   table.below.resize(std::max(table.below.size(), entries.size() + 1));
