@@ -25,9 +25,9 @@
 /// rounding away from the exact ones. `addParts` gives what a coordinate adds to each of `kSums`
 /// sums, `level` puts these together. Within `tolerance` of zero nothing is certain.
 
-/// Where the values of a set, one a node, are `value`. The set is borrowed; kinds with nodes of one
-/// index take a MiDataSetI, the others a MiDataSetIjk or a MiDataSetI numbered I fastest. A set of
-/// another size gives an empty result.
+/// Where the values of a set, one per node, are `value`. The set is borrowed; kinds with nodes of
+/// one index take a MiDataSetI, the others a MiDataSetIjk or a MiDataSetI numbered I fastest. A set
+/// of another size gives an empty result.
 struct MxIsovalue
 {
   const MiTypedDataSet<double>* set = nullptr;
