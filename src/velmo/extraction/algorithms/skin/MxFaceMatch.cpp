@@ -38,18 +38,15 @@ struct Entry
   std::uint32_t index;
 };
 
-/// Memory for the match of a bucket, whose entries are numbered from 1 on.
-struct MatchTable
+template <class Same>
+bool isSameFace(const MxFaceCandidate& a, const MxFaceCandidate& b, const Same& same)
 {
-  /// 2 * an entry with the slot's key, + 1 when it is the last of those that count; 0: free.
-  std::vector<std::uint32_t> slots;
-  std::vector<std::uint32_t> below; ///< the one before each entry that counts, or 0
-};
+  return sameKey(a, b) && a.isLarge == b.isLarge && (!a.isLarge || same(a, b));
+}
 
-/// Marks the entries of one bucket whose key no other has.
-/// @return false, with marks that mean nothing, where a cell may have a face twice: a key comes
-/// twice
-///         from one cell, or more than twice
+/// Marks the faces of one bucket that occur once.
+/// @return false, with marks that mean nothing, where a cell may have a face twice: two occurrences
+///         are of one cell, or there are more than two
 template <class Same>
 bool matchPairs(std::span<const Entry> entries, std::vector<MxArray<MxFaceCandidate>>& blocks,
                 std::vector<std::uint32_t>& slots, const Same& same)
@@ -68,56 +65,45 @@ bool matchPairs(std::span<const Entry> entries, std::vector<MxArray<MxFaceCandid
       const Entry& earlier = entries[slots[slot] - 1];
       if (earlier.hash != entry.hash) continue;
       MxFaceCandidate& first = blocks[earlier.block][earlier.index];
-      if (sameKey(first, candidate) && first.isLarge == candidate.isLarge &&
-          (!candidate.isLarge || same(first, candidate)))
-      {
-        if (!first.isSkin || first.cell == candidate.cell) return false;
-        first.isSkin = 0;
-        candidate.isSkin = 0;
-        break;
-      }
+      if (!isSameFace(first, candidate, same)) continue;
+      if (!first.isSkin || first.cell == candidate.cell) return false;
+      first.isSkin = 0;
+      candidate.isSkin = 0;
+      break;
     }
   }
   return true;
 }
 
-/// Counts the entries of one bucket by key and marks those that are alone.
+/// Marks the faces of one bucket that one cell has, where occurrences in the same cell cancel in
+/// pairs. Entries come in the order of cells, and are sorted here.
 template <class Same>
-void matchBucket(std::span<const Entry> entries, std::vector<MxArray<MxFaceCandidate>>& blocks,
-                 MatchTable& table, const Same& same)
+void matchCells(std::span<Entry> entries, std::vector<MxArray<MxFaceCandidate>>& blocks,
+                const Same& same)
 {
-  if (matchPairs(entries, blocks, table.slots, same)) return;
-  const std::size_t slotCount = std::bit_ceil(2 * entries.size() + 1);
-  table.slots.assign(slotCount, 0);
-  table.below.resize(std::max(table.below.size(), entries.size() + 1));
-  std::uint32_t *slots = table.slots.data(), *below = table.below.data();
-  const auto candidateOf = [&](std::uint32_t number) -> MxFaceCandidate& {
-    const Entry& entry = entries[number - 1];
+  const auto candidateOf = [&](const Entry& entry) -> MxFaceCandidate& {
     return blocks[entry.block][entry.index];
   };
-  for (std::uint32_t number = 1; number <= entries.size(); ++number) {
-    const std::uint32_t hash = entries[number - 1].hash;
-    MxFaceCandidate& candidate = candidateOf(number);
-    candidate.isSkin = 0;
-    std::size_t at = hash & (slotCount - 1);
-    for (; slots[at] != 0; at = (at + 1) & (slotCount - 1)) {
-      if (entries[slots[at] / 2 - 1].hash != hash) continue;
-      const MxFaceCandidate& known = candidateOf(slots[at] / 2);
-      if (sameKey(known, candidate) && known.isLarge == candidate.isLarge &&
-          (!candidate.isLarge || same(known, candidate)))
-        break;
+  std::stable_sort(entries.begin(), entries.end(),
+                   [](const Entry& a, const Entry& b) { return a.hash < b.hash; });
+  for (auto begin = entries.begin(), end = begin; begin != entries.end(); begin = end) {
+    const Entry first = *begin;
+    end = std::find_if(begin, entries.end(), [&](const Entry& e) { return e.hash != first.hash; });
+    end = std::stable_partition(begin, end, [&](const Entry& e) {
+      return isSameFace(candidateOf(first), candidateOf(e), same);
+    });
+    std::size_t cellCount = 0;
+    MxFaceCandidate* last = nullptr;
+    for (auto entry = begin; entry != end; ++entry) {
+      candidateOf(*entry).isSkin = 0;
+      if (entry + 1 != end && candidateOf(entry[0]).cell == candidateOf(entry[1]).cell) {
+        candidateOf(*++entry).isSkin = 0;
+        continue;
+      }
+      last = &candidateOf(*entry);
+      ++cellCount;
     }
-    const std::uint32_t top = slots[at] % 2 ? slots[at] / 2 : 0;
-    if (top != 0 && candidateOf(top).cell == candidate.cell) {
-      candidateOf(top).isSkin = 0;
-      const std::uint32_t next = below[top];
-      if (next != 0 && below[next] == 0) candidateOf(next).isSkin = 1;
-      slots[at] = next != 0 ? 2 * next + 1 : 2 * number;
-      continue;
-    }
-    (top == 0 ? candidate : candidateOf(top)).isSkin = top == 0;
-    below[number] = top;
-    slots[at] = 2 * number + 1;
+    if (cellCount == 1) last->isSkin = 1;
   }
 }
 
@@ -236,12 +222,13 @@ void markUniqueFaces(
   constexpr std::size_t kBucketsPerTask = 8;
   forEachTask(parallel, blockCount(bucketCount, kBucketsPerTask), [&](std::size_t task) {
     monitor.step(0);
-    MatchTable table;
+    std::vector<std::uint32_t> slots;
     const std::size_t last = std::min(bucketCount, (task + 1) * kBucketsPerTask);
-    for (std::size_t bucket = task * kBucketsPerTask; bucket < last; ++bucket)
-      matchBucket(std::span<const Entry>(entries.data() + begins[bucket],
-                                         begins[bucket + 1] - begins[bucket]),
-                  blocks, table, sameNodes);
+    for (std::size_t bucket = task * kBucketsPerTask; bucket < last; ++bucket) {
+      const std::span<Entry> own(entries.data() + begins[bucket],
+                                 begins[bucket + 1] - begins[bucket]);
+      if (!matchPairs(own, blocks, slots, sameNodes)) matchCells(own, blocks, sameNodes);
+    }
   });
 }
 
