@@ -29,13 +29,12 @@ if(VELMO_USE_FAST_LINKER AND NOT "$ENV{LDFLAGS}${CMAKE_SHARED_LINKER_FLAGS}" MAT
   endforeach()
 endif()
 
-# Gives a target the precompiled headers of a list in cmake/precompiled. Targets of one list and the same
-# options share them: the first one that asks owns them.
+# Gives a target the precompiled headers of a list in cmake/precompiled. The targets of a list share them and must
+# have the same compile options: the first one that asks owns them.
 function(velmo_precompile target list)
   if(NOT VELMO_PRECOMPILE_HEADERS)
     return()
   endif()
-  cmake_parse_arguments(ARG "OWN" "" "" ${ARGN}) # OWN: the target has options of its own
   target_compile_options(${target} PRIVATE ${velmo_precompiled_options})
   # Objects of programs and of libraries differ in how they may be moved.
   get_target_property(type ${target} TYPE)
@@ -45,12 +44,10 @@ function(velmo_precompile target list)
     set(shared VELMO_PRECOMPILED_${list}_LIBRARY)
   endif()
   get_property(owner GLOBAL PROPERTY ${shared})
-  if(owner AND NOT ARG_OWN)
+  if(owner)
     target_precompile_headers(${target} REUSE_FROM ${owner})
     return()
   endif()
   target_precompile_headers(${target} PRIVATE "${PROJECT_SOURCE_DIR}/cmake/precompiled/${list}.h")
-  if(NOT ARG_OWN)
-    set_property(GLOBAL PROPERTY ${shared} ${target})
-  endif()
+  set_property(GLOBAL PROPERTY ${shared} ${target})
 endfunction()

@@ -17,8 +17,8 @@ double secondsNow()
   return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
-// The triangles of the fan that turn the other way than the polygon as a whole lie outside of it:
-// it has a notch.
+// Triangles of the fan that turn the other way than the polygon as a whole lie outside of it: it
+// has a notch. Quads may be warped or twisted instead, and count both of their triangles.
 double polygonArea(const MeXGeometryI& geometry, std::span<const int> cell)
 {
   if (cell.size() < 3) return 0;
@@ -27,13 +27,13 @@ double polygonArea(const MeXGeometryI& geometry, std::span<const int> cell)
   };
   const MbVec3d first = node(0);
   const auto triangle = [&](std::size_t n) { return cross(node(n - 1) - first, node(n) - first); };
-  MbVec3d whole = triangle(2);
-  for (std::size_t n = 3; n < cell.size(); ++n)
+  MbVec3d whole{};
+  for (std::size_t n = 2; cell.size() > 4 && n < cell.size(); ++n)
     whole = whole + triangle(n);
   double twice = 0;
   for (std::size_t n = 2; n < cell.size(); ++n) {
     const MbVec3d part = triangle(n);
-    twice += cell.size() > 4 && dot(part, whole) < 0 ? -length(part) : length(part);
+    twice += dot(part, whole) < 0 ? -length(part) : length(part);
   }
   return twice / 2;
 }
