@@ -403,27 +403,12 @@ private:
 TEST(HostileExtraction, EveryRepresentationOfEveryFileHoldsTheLaws)
 {
   SKIP_WITHOUT_DATA();
-  std::size_t read = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(dataFolder() / "hostile")) {
-    if (entry.path().extension() == ".json") continue;
-    for (const bool sharedNodes : {false, true}) {
-      if (sharedNodes && entry.path().extension() != ".grdecl") continue;
-      SCOPED_TRACE(entry.path().filename().string() + (sharedNodes ? ", shared nodes" : ""));
-      MbMeshFileOptions options;
-      options.sharedNodes = sharedNodes;
-      std::optional<MbMeshFile> file;
-      try {
-        file = MbMeshFile::read(entry.path().string(), options);
-      } catch (const MbMeshFileError&) {
-        continue; // which files are refused is told elsewhere
-      }
-      ++read;
-      const Survey serial(*file, false), parallel(*file, true);
-      EXPECT_EQ(serial.results().size(), parallel.results().size());
-      for (const auto& [name, bytes] : serial.results())
-        EXPECT_TRUE(parallel.results().at(name) == bytes) << name << " depends on threads";
-    }
-  }
+  const std::size_t read = forEachReadable(dataFolder() / "hostile", [](const MbMeshFile& file) {
+    const Survey serial(file, false), parallel(file, true);
+    EXPECT_EQ(serial.results().size(), parallel.results().size());
+    for (const auto& [name, bytes] : serial.results())
+      EXPECT_TRUE(parallel.results().at(name) == bytes) << name << " depends on threads";
+  });
   EXPECT_GE(read, 40u);
 }
 

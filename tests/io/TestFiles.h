@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <unistd.h>
@@ -48,6 +49,33 @@ public:
 private:
   std::string m_path;
 };
+
+/// Calls body(file) for every file below a folder that can be read; with and without shared nodes,
+/// which matter to corner-point grids.
+/// @return how often
+template <class Body>
+std::size_t forEachReadable(const std::filesystem::path& folder, const Body& body)
+{
+  std::size_t count = 0;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+    for (const bool sharedNodes : {false, true}) {
+      if (!entry.is_regular_file() || (sharedNodes && entry.path().extension() != ".grdecl"))
+        continue;
+      SCOPED_TRACE(entry.path().string() + (sharedNodes ? ", shared nodes" : ""));
+      MbMeshFileOptions options;
+      options.sharedNodes = sharedNodes;
+      std::optional<MbMeshFile> file;
+      try {
+        file = MbMeshFile::read(entry.path().string(), options);
+      } catch (const MbMeshFileError&) {
+        continue; // which files are refused is tested elsewhere
+      }
+      ++count;
+      body(*file);
+    }
+  }
+  return count;
+}
 
 inline MbMeshFile readText(const std::string& contents, const MbMeshFileOptions& options = {})
 {

@@ -19,6 +19,7 @@
 #include <velmo/representations/MoMeshSurface.h>
 
 #include <tests/support/MeshZoo.h>
+#include <tests/support/OneColor.h>
 #include <tests/support/SceneQueries.h>
 #include <tests/support/StateProbe.h>
 #include <tests/support/WarningLog.h>
@@ -247,16 +248,10 @@ INSTANTIATE_TEST_SUITE_P(Volumes, Chains,
 // Typed sets of a combined mapping are those of the first mesh's numbering, too.
 TEST(Chain, GathersTypedSetsOfTheFirstMeshForACombinedMapping)
 {
-  class Sum final : public MiCombineColorMapping
-  {
-  public:
-    SbColorRGBA getColor(std::vector<double>) const override { return {1, 1, 1, 1}; }
-    void getRange(double&, double&) const override {}
-    std::uint64_t getTimeStamp() const override { return 1; }
-  } sum;
+  OneColor colors;
   Chain chain(VOLUME_MESH_REGULAR, false);
   const SoRef<MoCombineColorMapping> combine(new MoCombineColorMapping);
-  combine->setColorMapping(&sum);
+  combine->setColorMapping(&colors);
   chain.sets->addChild(combine);
   std::vector<const MiTypedDataSet<double>*> found;
   const StateProbe look([&](SoAction* action) {

@@ -6,6 +6,7 @@
 #include <velmo/nodes/MoMaterial.h>
 #include <velmo/representation/caches/MdAttributeCache.h>
 
+#include <tests/support/OneColor.h>
 #include <tests/support/StateProbe.h>
 
 #include <gtest/gtest.h>
@@ -14,22 +15,9 @@
 
 #include <functional>
 
-namespace {
-
-class Grey final : public MiCombineColorMapping
-{
-public:
-  SbColorRGBA getColor(std::vector<double>) const override { return {0.5f, 0.5f, 0.5f, 1}; }
-  void getRange(double& min, double& max) const override { min = 0, max = 1; }
-  std::uint64_t getTimeStamp() const override { return stamp; }
-  std::uint64_t stamp = MxTimeStamp::take();
-};
-
-} // namespace
-
 TEST(MdAttributeCache, EndsWithAnyChangeOfWhatThingsLookLike)
 {
-  Grey grey;
+  OneColor grey;
   const SoRef<SoSeparator> root(new SoSeparator);
   const auto add = [&](auto* node) {
     root->addChild(node);
@@ -46,7 +34,7 @@ TEST(MdAttributeCache, EndsWithAnyChangeOfWhatThingsLookLike)
       {"material", [&] { material->faceColor = SbColor(1, 0, 0); }},
       {"mapping",
        [&] { mapping->values.set1Value(0, 4.0f), mapping->colors.set1Value(0, 1, 1, 1, 1); }},
-      {"combined mapping", [&] { grey.stamp = MxTimeStamp::take(); }},
+      {"combined mapping", [&] { grey.touch(); }},
       {"undefined colour", [&] { undefined->color = SbColor(0, 1, 0); }}};
   SoRef<MdAttributeCache> cache;
   bool isValid = false;

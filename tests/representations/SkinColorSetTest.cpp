@@ -9,6 +9,7 @@
 #include <velmo/nodes/MoScalarSetIjk.h>
 #include <velmo/representation/MxAttributesManager.h>
 
+#include <tests/support/OneColor.h>
 #include <tests/support/StateProbe.h>
 #include <tests/support/WarningLog.h>
 
@@ -100,17 +101,11 @@ TEST(MoMeshSkin, GathersTheSetsThatSuitMeshAndBindingForACombinedMapping)
   const Row row(VOLUME_MESH_HEXAHEDRON_IJK);
   const MbScalardSetIjk cells("cells", MiDataBinding::PerCell, {4, 1, 1}, counted(4));
   const MbScalardSetIjk gridNodes("grid nodes", MiDataBinding::PerNode, {5, 2, 2}, counted(20));
-  class Sum final : public MiCombineColorMapping
-  {
-  public:
-    SbColorRGBA getColor(std::vector<double>) const override { return {1, 1, 1, 1}; }
-    void getRange(double&, double&) const override {}
-    std::uint64_t getTimeStamp() const override { return 1; }
-  } sum;
+  OneColor colors;
   SkinScene scene;
   scene.mesh->setMesh(row.mesh.get());
   const SoRef<MoCombineColorMapping> combine(new MoCombineColorMapping);
-  combine->setColorMapping(&sum);
+  combine->setColorMapping(&colors);
   const SoRef<MoDataBinding> binding(new MoDataBinding);
   scene.above->addChild(combine);
   scene.above->addChild(binding);

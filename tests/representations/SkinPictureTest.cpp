@@ -13,6 +13,7 @@
 
 #include <tests/support/MeshZoo.h>
 #include <tests/support/Offscreen.h>
+#include <tests/support/OneColor.h>
 #include <tests/support/SceneQueries.h>
 
 #include <Inventor/nodes/SoDirectionalLight.h>
@@ -71,20 +72,6 @@ protected:
   SoRef<MoDrawStyle> drawStyle{new MoDrawStyle};
   SoRef<MoMaterial> material{new MoMaterial};
   MbImage picture;
-};
-
-/// One colour for whatever it is asked.
-class Paint final : public MiCombineColorMapping
-{
-public:
-  explicit Paint(const SbColorRGBA& color) : m_color(color) {}
-  SbColorRGBA getColor(std::vector<double>) const override { return m_color; }
-  void getRange(double& min, double& max) const override { min = 0, max = 1; }
-  std::uint64_t getTimeStamp() const override { return m_stamp; }
-
-private:
-  const SbColorRGBA m_color;
-  const std::uint64_t m_stamp = MxTimeStamp::take();
 };
 
 testing::Matcher<std::vector<int>> rgb(int r, int g, int b)
@@ -227,11 +214,11 @@ TEST_F(SkinPicture, FollowsWhatStandsOutsideACachedSeparator)
   undefined->color = SbColor(0, 1, 0);
   drawAgain();
   EXPECT_THAT(inside(), rgb(0, 255, 0)) << "undefined colour";
-  const Paint cyan({0, 1, 1, 1}), magenta({1, 0, 1, 1});
+  const OneColor cyan({0, 1, 1, 1}), magenta({1, 0, 1, 1});
   const SoRef<MoCombineColorMapping> combine(new MoCombineColorMapping);
   scene.above->addChild(combine);
   scene.root->removeChild(scene.mapping);
-  for (const Paint* paint : {&cyan, &magenta}) {
+  for (const OneColor* paint : {&cyan, &magenta}) {
     combine->setColorMapping(paint);
     drawAgain();
     EXPECT_THAT(at(1.5, 0.2), rgb(paint == &cyan ? 0 : 255, paint == &cyan ? 255 : 0, 255))

@@ -12,6 +12,7 @@
 #include <velmo/toolkit/shapes/SoIndexedFaceSetOutline.h>
 
 #include <tests/support/MeshZoo.h>
+#include <tests/support/OneColor.h>
 #include <tests/support/SceneQueries.h>
 
 #include <Inventor/nodes/SoDirectionalLight.h>
@@ -21,18 +22,6 @@
 #include <gtest/gtest.h>
 
 namespace {
-
-class Grey final : public MiCombineColorMapping
-{
-public:
-  SbColorRGBA getColor(std::vector<double>) const override { return {0.5f, 0.5f, 0.5f, 1}; }
-  void getRange(double& min, double& max) const override { min = 0, max = 1; }
-  std::uint64_t getTimeStamp() const override { return m_stamp; }
-  void touch() { m_stamp = MxTimeStamp::take(); }
-
-private:
-  std::uint64_t m_stamp = MxTimeStamp::take();
-};
 
 // A skin before a camera.
 class RefillScene : public SkinScene
@@ -102,7 +91,7 @@ TEST(SkinRefill, DoesOnlyWhatAChangeAsksFor)
 
   scene.mapping->values.set1Value(1, 20.0f);
   EXPECT_EQ(scene.frame(), "0 001 0001") << "mapping";
-  Grey grey;
+  OneColor grey;
   const SoRef<MoCombineColorMapping> combine(new MoCombineColorMapping);
   combine->setColorMapping(&grey);
   scene.above->addChild(combine);
